@@ -1,0 +1,36 @@
+#pragma once
+
+#include "host/line.h"
+
+#include <chrono>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace kelpo {
+
+struct DemoOptions {
+    LineSettings line;
+    ReplyTimeouts timeouts;
+    std::string driver = "libozna_kelpo_port_2.so.1";                         ///< file name of the driver
+    std::string memory;                                                       ///< the controller's memory file
+    std::optional<std::chrono::seconds> duration = std::chrono::seconds(10);  ///< nothing: until a signal
+};
+
+/// How a run ended; the exit code of the program.
+enum class DemoResult {
+    all_right = 0,    ///< every value shown was right, and the run was long enough to tell
+    not_right = 1,    ///< a value was wrong, a request given up, or something never moved
+    wrong_usage = 2,  ///< the command line was not understood
+    no_driver = 3,    ///< the driver cannot be loaded
+    line_failed = 4,  ///< the line cannot be opened, or failed during the run
+    no_memory = 5,    ///< the controller's memory file cannot be read
+    broken = 6        ///< the system refused something else, such as a thread
+};
+
+/// Polls the demonstration's variables over the line, shows them on standard output, has them judged by the
+/// controller's memory, and ends with a summary there. What stops it is told on `error`. Runs until `duration` is over
+/// or SIGINT, SIGTERM or SIGHUP comes.
+DemoResult run_demo(const DemoOptions &options, std::ostream &out, std::ostream &error);
+
+}  // namespace kelpo

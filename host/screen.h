@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+/// One variable as the table shows it.
+struct Cell {
+    enum class Mark {
+        plain,
+        fresh,  ///< changed a moment ago
+        wrong
+    };
+
+    std::string name;
+    int station;
+    int type;
+    std::string address;
+    std::string value;
+    Mark mark;
+};
+
+struct ScreenSize {
+    int columns;
+    int lines;
+};
+
+/// The table as lines of at most `size.columns` characters: a heading, then the cells down the columns, in as many
+/// columns as `size.lines` calls for and the width allows. What does not fit stands on further pages; `page` may be any
+/// number and wraps around. Names are shown where a column is wide enough. `styled` adds terminal control sequences for
+/// the marks, which take no room on the screen.
+std::vector<std::string> table_of(const std::vector<Cell> &cells, ScreenSize size, std::size_t page, bool styled);
+
+/// Shows the table on a terminal, in place, or a status line a second where there is no terminal.
+/// The terminal gets back what it showed before when the object goes. Styles are left out if NO_COLOR is set.
+class Screen {
+public:
+    /// Shows on the open file `descriptor`, which must outlive the screen.
+    Screen(int descriptor, std::string title);
+    ~Screen();
+    Screen(const Screen &) = delete;
+    Screen &operator=(const Screen &) = delete;
+
+    void show(const std::vector<Cell> &cells, const std::string &status);
+
+private:
+    void draw(const std::vector<Cell> &cells, const std::string &status);
+
+    int descriptor_;
+    std::string title_;
+    bool terminal_;
+    bool styled_;
+    std::chrono::steady_clock::time_point started_;
+    std::chrono::steady_clock::time_point next_line_;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,147 @@
+#include "plc/controller.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace plc {
+
+namespace {
+
+// The CRC stays as it was: nobody looks at it any more.
+Bytes addressed_to(const StationMemory &memory, Bytes request) {
+    request[0] = static_cast<std::uint8_t>(memory.station());
+    return request;
+}
+
+StationValues values_of(const StationMemory &memory) {
+    return {memory.coils.data(), memory.registers.data()};
+}
+
+// Eight data bits, a start bit and a stop bit.
+std::chrono::nanoseconds time_on_wire(std::size_t bytes, unsigned baud) {
+    if (baud == 0)
+        return std::chrono::nanoseconds(0);
+    const std::uint64_t bits = bytes * 10;
+    return std::chrono::nanoseconds(bits * 1000000000u / baud);
+}
+
+}  // namespace
+
+Controller::Controller(const Settings &settings, const std::optional<std::string> &memory, TimePoint now)
+    : settings_(settings), next_moment_(now + settings.moment), last_byte_(now) {
+    for (const unsigned station : settings.stations)
+        stations_.emplace_back(station);
+    if (memory)
+        memory_.emplace(*memory, settings.stations, all_values());
+}
+
+void Controller::receive(const Bytes &bytes, TimePoint now) {
+    if (bytes.empty())
+        return;
+    last_byte_ = now;
+    if (const std::optional<Bytes> request = framer_.take(bytes.data(), bytes.size()))
+        serve(*request);
+}
+
+void Controller::advance(TimePoint now) {
+    if (!framer_.at_rest() && now >= last_byte_ + settings_.silence)
+        end_frame();
+    if (settings_.moment.count() != 0 && now >= next_moment_) {
+        step();
+        next_moment_ += settings_.moment;
+        if (next_moment_ <= now)
+            next_moment_ = now + settings_.moment;
+    }
+}
+
+std::optional<Bytes> Controller::take_due_reply(TimePoint now) {
+    if (replies_.empty() || now < replies_.front().due)
+        return std::nullopt;
+    Bytes bytes = std::move(replies_.front().bytes);
+    replies_.pop_front();
+    return bytes;
+}
+
+void Controller::count_sent_reply() {
+    if (memory_)
+        memory_->count_reply();
+}
+
+std::optional<Controller::TimePoint> Controller::next_deadline() const {
+    std::optional<TimePoint> next;
+    const auto consider = [&next](TimePoint deadline) {
+        next = next ? std::min(*next, deadline) : deadline;
+    };
+    if (settings_.moment.count() != 0)
+        consider(next_moment_);
+    if (!framer_.at_rest())
+        consider(last_byte_ + settings_.silence);
+    if (!replies_.empty())
+        consider(replies_.front().due);
+    return next;
+}
+
+std::vector<StationValues> Controller::all_values() const {
+    std::vector<StationValues> values;
+    for (const StationMemory &memory : stations_)
+        values.push_back(values_of(memory));
+    return values;
+}
+
+void Controller::step() {
+    ++moment_;
+    for (StationMemory &memory : stations_)
+        memory.move_to(moment_);
+    if (memory_)
+        memory_->publish_next_moment(all_values());
+}
+
+void Controller::end_frame() {
+    if (const std::optional<Bytes> request = framer_.end_by_silence())
+        serve(*request);
+    else if (memory_)
+        memory_->count_dropped_frame();
+}
+
+void Controller::serve(const Bytes &request) {
+    if (request[0] == broadcast_station) {
+        serve_broadcast(request);
+        return;
+    }
+    const auto found = std::find_if(stations_.begin(), stations_.end(),
+                                    [&request](const StationMemory &memory) { return memory.station() == request[0]; });
+    if (found == stations_.end())
+        return;
+    if (memory_)
+        memory_->count_request();
+    schedule(request, carry_out(request, static_cast<std::size_t>(found - stations_.begin())));
+}
+
+void Controller::serve_broadcast(const Bytes &request) {
+    if (memory_)
+        memory_->count_request();
+    for (std::size_t station = 0; station < stations_.size(); ++station)
+        carry_out(addressed_to(stations_[station], request), station);
+}
+
+Bytes Controller::carry_out(const Bytes &request, std::size_t station) {
+    StationMemory &memory = stations_[station];
+    Answer answer = engine_.answer(request, memory);
+    if (memory_ && answer.change) {
+        const Change &change = *answer.change;
+        if (change.kind == Change::Kind::coils)
+            memory_->publish_coils(station, values_of(memory), change.address, change.count);
+        else
+            memory_->publish_registers(station, values_of(memory), change.address, change.count);
+    }
+    return std::move(answer.reply);
+}
+
+void Controller::schedule(const Bytes &request, Bytes reply) {
+    const TimePoint due =
+        last_byte_ + settings_.turnaround + time_on_wire(request.size() + reply.size(), settings_.baud);
+    replies_.push_back({due, std::move(reply)});
+}
+
+}  // namespace plc

@@ -1,0 +1,314 @@
+#include "plc/memory_file.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace plc {
+
+namespace {
+
+constexpr std::size_t address_count = 65536;
+constexpr char magic[8] = {'K', 'E', 'L', 'P', 'O', 'P', 'L', 'C'};
+constexpr std::uint32_t layout_version = 1;
+
+struct Slot {
+    std::atomic<std::uint8_t> coils[address_count];
+    std::atomic<std::uint16_t> registers[address_count];
+};
+
+struct StationHistory {
+    Slot slots[history_slots];
+};
+
+}  // namespace
+
+// Everything that changes while readers look on is atomic, so that the two processes never race. A reader that finds
+// the sequence counter even, and the same after its reads as before, has seen no half change: the values are stored
+// with release and loaded with acquire, which keeps them between the two looks at the counter.
+struct MemoryLayout {
+    char magic[8];
+    std::uint32_t version;
+    std::uint32_t station_count;
+    std::uint32_t slot_count;
+    std::atomic<std::uint32_t> sequence;
+    std::atomic<std::uint32_t> moment;
+    std::atomic<std::uint32_t> requests_seen;
+    std::atomic<std::uint32_t> replies_sent;
+    std::atomic<std::uint32_t> frames_dropped;
+    std::uint8_t stations[256];
+
+    StationHistory *histories() {
+        return reinterpret_cast<StationHistory *>(this + 1);
+    }
+
+    Slot &slot(std::size_t station, Moment of_moment) {
+        return histories()[station].slots[of_moment % history_slots];
+    }
+};
+
+namespace {
+
+static_assert(sizeof(MemoryLayout) == 296 && alignof(MemoryLayout) == 4);
+static_assert(sizeof(Slot) == address_count * 3);
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free && std::atomic<std::uint16_t>::is_always_lock_free &&
+              std::atomic<std::uint8_t>::is_always_lock_free);
+
+std::size_t file_size(std::size_t station_count) {
+    return sizeof(MemoryLayout) + station_count * sizeof(StationHistory);
+}
+
+template <typename Value>
+void copy_values(std::atomic<Value> *to, const Value *from, std::size_t address, std::size_t count) {
+    for (std::size_t i = address; i < address + count; ++i)
+        to[i].store(from[i], std::memory_order_release);
+}
+
+// One thread writes, so a load and a store do.
+void count_one(std::atomic<std::uint32_t> &counter) {
+    counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
+[[noreturn]] void fail(const std::string &what, int error) {
+    throw std::runtime_error(what + ": " + std::generic_category().message(error));
+}
+
+class OpenFile {
+public:
+    OpenFile(const std::string &path, int flags) : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, 0644)) {
+        if (descriptor_ < 0)
+            fail("cannot open " + path, errno);
+    }
+    ~OpenFile() {
+        ::close(descriptor_);
+    }
+    OpenFile(const OpenFile &) = delete;
+    OpenFile &operator=(const OpenFile &) = delete;
+
+    int descriptor() const {
+        return descriptor_;
+    }
+
+private:
+    int descriptor_;
+};
+
+bool is_memory_file(const OpenFile &file) {
+    char start[sizeof magic];
+    return ::pread(file.descriptor(), start, sizeof start, 0) == static_cast<ssize_t>(sizeof start) &&
+           std::memcmp(start, magic, sizeof magic) == 0;
+}
+
+void refuse_to_replace_other_files(const std::string &path) {
+    struct stat found;
+    if (::lstat(path.c_str(), &found) != 0)
+        return;
+    const bool replaceable = S_ISREG(found.st_mode) && (found.st_size == 0 || is_memory_file(OpenFile(path, O_RDONLY)));
+    if (!replaceable)
+        throw std::runtime_error(path + " exists and is no memory file of a controller");
+}
+
+MappedFile make_mapped_file(const std::string &path, std::size_t size) {
+    const OpenFile file(path, O_RDWR | O_CREAT | O_TRUNC);
+    // Reserved now: a full disk must not end the controller later.
+    const int error = ::posix_fallocate(file.descriptor(), 0, static_cast<off_t>(size));
+    if (error != 0) {
+        ::unlink(path.c_str());
+        fail("cannot make " + path, error);
+    }
+    return MappedFile(file.descriptor(), size, true);
+}
+
+}  // namespace
+
+MappedFile::MappedFile(int file, std::size_t size, bool writable) : size_(size) {
+    start_ = ::mmap(nullptr, size, writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, file, 0);
+    if (start_ == MAP_FAILED)
+        throw std::system_error(errno, std::generic_category(), "cannot map the memory file");
+}
+
+MappedFile::~MappedFile() {
+    if (start_ != nullptr)
+        ::munmap(start_, size_);
+}
+
+MappedFile::MappedFile(MappedFile &&other) noexcept
+    : start_(std::exchange(other.start_, nullptr)), size_(std::exchange(other.size_, 0)) {}
+
+MappedFile &MappedFile::operator=(MappedFile &&other) noexcept {
+    std::swap(start_, other.start_);
+    std::swap(size_, other.size_);
+    return *this;
+}
+
+// Keeps the sequence counter odd as long as it lives.
+class MemoryWriter::Update {
+public:
+    explicit Update(MemoryLayout &layout) : layout_(layout), even_(layout.sequence.load(std::memory_order_relaxed)) {
+        layout_.sequence.store(even_ + 1, std::memory_order_relaxed);
+    }
+    ~Update() {
+        layout_.sequence.store(even_ + 2, std::memory_order_release);
+    }
+    Update(const Update &) = delete;
+    Update &operator=(const Update &) = delete;
+
+private:
+    MemoryLayout &layout_;
+    std::uint32_t even_;
+};
+
+MemoryWriter::MemoryWriter(const std::string &path, const std::vector<unsigned> &stations,
+                           const std::vector<StationValues> &values) {
+    refuse_to_replace_other_files(path);
+    const std::string unfinished = path + "." + std::to_string(::getpid());
+    file_ = make_mapped_file(unfinished, file_size(stations.size()));
+
+    MemoryLayout &layout = *file_.layout();
+    std::copy(std::begin(magic), std::end(magic), layout.magic);
+    layout.version = layout_version;
+    layout.station_count = static_cast<std::uint32_t>(stations.size());
+    layout.slot_count = history_slots;
+    for (std::size_t i = 0; i < stations.size(); ++i)
+        layout.stations[i] = static_cast<std::uint8_t>(stations[i]);
+    copy_all(0, values);
+
+    if (::rename(unfinished.c_str(), path.c_str()) != 0) {
+        const int error = errno;
+        ::unlink(unfinished.c_str());
+        fail("cannot make " + path, error);
+    }
+}
+
+void MemoryWriter::publish_next_moment(const std::vector<StationValues> &values) {
+    MemoryLayout &layout = *file_.layout();
+    const Moment next = layout.moment.load(std::memory_order_relaxed) + 1;
+    const Update update(layout);
+    copy_all(next, values);
+    layout.moment.store(next, std::memory_order_release);
+}
+
+void MemoryWriter::publish_coils(std::size_t station, const StationValues &values, unsigned address, unsigned count) {
+    MemoryLayout &layout = *file_.layout();
+    const Update update(layout);
+    copy_values(layout.slot(station, layout.moment).coils, values.coils, address, count);
+}
+
+void MemoryWriter::publish_registers(std::size_t station, const StationValues &values, unsigned address,
+                                     unsigned count) {
+    MemoryLayout &layout = *file_.layout();
+    const Update update(layout);
+    copy_values(layout.slot(station, layout.moment).registers, values.registers, address, count);
+}
+
+void MemoryWriter::count_request() {
+    count_one(file_.layout()->requests_seen);
+}
+
+void MemoryWriter::count_reply() {
+    count_one(file_.layout()->replies_sent);
+}
+
+void MemoryWriter::count_dropped_frame() {
+    count_one(file_.layout()->frames_dropped);
+}
+
+void MemoryWriter::copy_all(Moment moment, const std::vector<StationValues> &values) {
+    for (std::size_t station = 0; station < values.size(); ++station) {
+        Slot &slot = file_.layout()->slot(station, moment);
+        copy_values(slot.coils, values[station].coils, 0, address_count);
+        copy_values(slot.registers, values[station].registers, 0, address_count);
+    }
+}
+
+MemoryReader::MemoryReader(MappedFile file) : file_(std::move(file)) {}
+
+MemoryReader MemoryReader::open(const std::string &path) {
+    const OpenFile file(path, O_RDONLY);
+    struct stat found;
+    if (::fstat(file.descriptor(), &found) != 0)
+        fail("cannot look at " + path, errno);
+    const auto size = static_cast<std::size_t>(found.st_size);
+    if (!S_ISREG(found.st_mode) || size < sizeof(MemoryLayout) || !is_memory_file(file))
+        throw std::runtime_error(path + " is no memory file of a controller");
+
+    MappedFile mapped(file.descriptor(), size, false);
+    const MemoryLayout &layout = *mapped.layout();
+    if (layout.version != layout_version || layout.slot_count != history_slots ||
+        layout.station_count > sizeof layout.stations || size != file_size(layout.station_count))
+        throw std::runtime_error(path + " has a layout that this reader does not know");
+    return MemoryReader(std::move(mapped));
+}
+
+Moment MemoryReader::moment() const {
+    return file_.layout()->moment.load(std::memory_order_acquire);
+}
+
+std::vector<unsigned> MemoryReader::stations() const {
+    const MemoryLayout &layout = *file_.layout();
+    return std::vector<unsigned>(layout.stations, layout.stations + layout.station_count);
+}
+
+LineCounters MemoryReader::counters() const {
+    const MemoryLayout &layout = *file_.layout();
+    return {layout.requests_seen.load(std::memory_order_acquire), layout.replies_sent.load(std::memory_order_acquire),
+            layout.frames_dropped.load(std::memory_order_acquire)};
+}
+
+std::optional<bool> MemoryReader::coil(unsigned station, unsigned address, Moment moment) const {
+    return read_unchanged(station, address, moment, [&](std::size_t place) {
+        return file_.layout()->slot(place, moment).coils[address].load(std::memory_order_acquire) != 0;
+    });
+}
+
+std::optional<std::uint16_t> MemoryReader::holding_register(unsigned station, unsigned address, Moment moment) const {
+    return read_unchanged(station, address, moment, [&](std::size_t place) {
+        return file_.layout()->slot(place, moment).registers[address].load(std::memory_order_acquire);
+    });
+}
+
+std::optional<std::size_t> MemoryReader::place_of(unsigned station) const {
+    const MemoryLayout &layout = *file_.layout();
+    const std::uint8_t *end = layout.stations + layout.station_count;
+    const std::uint8_t *found = std::find(layout.stations, end, station);
+    if (found == end)
+        return std::nullopt;
+    return static_cast<std::size_t>(found - layout.stations);
+}
+
+template <typename Read>
+auto MemoryReader::read_unchanged(unsigned station, unsigned address, Moment moment, Read read) const
+    -> std::optional<decltype(read(std::size_t()))> {
+    const std::optional<std::size_t> place = place_of(station);
+    if (!place || address >= address_count)
+        return std::nullopt;
+
+    // A change takes well under a millisecond: a counter that stays odd for so long belongs to a controller that died.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    const MemoryLayout &layout = *file_.layout();
+    do {
+        const std::uint32_t before = layout.sequence.load(std::memory_order_acquire);
+        const Moment current = layout.moment.load(std::memory_order_acquire);
+        const auto value = read(*place);
+        const std::uint32_t after = layout.sequence.load(std::memory_order_relaxed);
+        if (before % 2 == 0 && before == after) {
+            const bool in_history = moment <= current && current - moment < history_slots;
+            return in_history ? std::optional(value) : std::nullopt;
+        }
+        std::this_thread::yield();
+    } while (std::chrono::steady_clock::now() < deadline);
+    return std::nullopt;
+}
+
+}  // namespace plc

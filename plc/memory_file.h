@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plc/moment.h"
+
+namespace plc {
+
+/// The memory file keeps the values of so many moments, the current one included.
+constexpr Moment history_slots = 4;
+
+/// Layout of the memory file, all numbers in host byte order:
+///
+///     0    8 bytes   "KELPOPLC"
+///     8    uint32    version of this layout, 1
+///     12   uint32    number of stations
+///     16   uint32    number of history slots, 4
+///     20   uint32    sequence counter, odd while values are being changed
+///     24   uint32    current moment
+///     28   uint32    requests seen
+///     32   uint32    replies sent
+///     36   uint32    frames dropped
+///     40   256 bytes station numbers, in the order of their values
+///     296  the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
+///
+/// The values of a moment stand in slot moment % 4.
+struct MemoryLayout;
+
+/// Where one station's values are: 65536 coils, a byte each, and 65536 registers. Not owned.
+struct StationValues {
+    const std::uint8_t *coils;
+    const std::uint16_t *registers;
+};
+
+struct LineCounters {
+    std::uint32_t requests_seen;
+    std::uint32_t replies_sent;
+    std::uint32_t frames_dropped;
+};
+
+/// A file mapped into memory. Owns the mapping, not the file's name.
+class MappedFile {
+public:
+    MappedFile() = default;
+    /// Maps all `size` bytes of the open file, which may be closed afterwards. Throws std::system_error.
+    MappedFile(int file, std::size_t size, bool writable);
+    ~MappedFile();
+
+    MappedFile(MappedFile &&other) noexcept;
+    MappedFile &operator=(MappedFile &&other) noexcept;
+
+    MemoryLayout *layout() const {
+        return static_cast<MemoryLayout *>(start_);
+    }
+
+private:
+    void *start_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+/// The controller's side of the memory file. For one thread of one process.
+class MemoryWriter {
+public:
+    /// Makes the file with the values of moment 0. `stations` are numbers from 1 to 247, `values` theirs in the same
+    /// order. The file appears under its name when it is complete, in place of an earlier memory file or an empty one;
+    /// it stays after the writer has gone. Throws std::runtime_error when there is a file of another kind or none can
+    /// be made.
+    MemoryWriter(const std::string &path, const std::vector<unsigned> &stations,
+                 const std::vector<StationValues> &values);
+
+    /// Publishes all values of the moment after the current one, which takes the slot of the oldest.
+    void publish_next_moment(const std::vector<StationValues> &values);
+
+    /// Publishes `count` values from `address` on in the current moment. `station` is the place of the station in the
+    /// constructor's list; the range must lie within 0..65535.
+    void publish_coils(std::size_t station, const StationValues &values, unsigned address, unsigned count);
+    void publish_registers(std::size_t station, const StationValues &values, unsigned address, unsigned count);
+
+    void count_request();
+    void count_reply();
+    void count_dropped_frame();
+
+private:
+    class Update;
+
+    void copy_all(Moment moment, const std::vector<StationValues> &values);
+
+    MappedFile file_;
+};
+
+/// Another process's view of a controller's memory, while the controller runs and after. Only reads. Several threads
+/// may use one reader.
+class MemoryReader {
+public:
+    /// Throws std::runtime_error when the file cannot be opened or is no memory file of this version.
+    static MemoryReader open(const std::string &path);
+
+    /// The current moment.
+    Moment moment() const;
+
+    /// Numbers of the stations.
+    std::vector<unsigned> stations() const;
+
+    LineCounters counters() const;
+
+    /// The value at the end of `moment`, or so far when `moment` is the current one. Empty when the moment has not come
+    /// or has left the history, when there is no such station or address, or when the controller has died in the midst
+    /// of a change.
+    std::optional<bool> coil(unsigned station, unsigned address, Moment moment) const;
+    std::optional<std::uint16_t> holding_register(unsigned station, unsigned address, Moment moment) const;
+
+private:
+    explicit MemoryReader(MappedFile file);
+
+    std::optional<std::size_t> place_of(unsigned station) const;
+    template <typename Read>
+    auto read_unchanged(unsigned station, unsigned address, Moment moment, Read read) const
+        -> std::optional<decltype(read(std::size_t()))>;
+
+    MappedFile file_;
+};
+
+}  // namespace plc

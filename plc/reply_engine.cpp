@@ -1,0 +1,103 @@
+#include "plc/reply_engine.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <modbus.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace plc {
+
+namespace {
+
+[[noreturn]] void fail(const char *what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+// libmodbus takes any byte count that is large enough.
+bool byte_count_of_coils_is_wrong(const Bytes &request) {
+    const unsigned quantity = word_at(request.data(), 4);
+    return request[1] == write_multiple_coils && request[6] != (quantity + 7) / 8;
+}
+
+std::optional<Change> change_made_by(const Bytes &request) {
+    const unsigned address = word_at(request.data(), 2);
+    switch (request[1]) {
+    case write_single_coil:
+        return Change{Change::Kind::coils, address, 1};
+    case write_single_register:
+        return Change{Change::Kind::registers, address, 1};
+    case write_multiple_coils:
+        return Change{Change::Kind::coils, address, word_at(request.data(), 4)};
+    case write_multiple_registers:
+        return Change{Change::Kind::registers, address, word_at(request.data(), 4)};
+    default:
+        return std::nullopt;
+    }
+}
+
+modbus_mapping_t mapping_of(StationMemory &memory) {
+    modbus_mapping_t mapping = {};
+    mapping.nb_bits = static_cast<int>(memory.coils.size());
+    mapping.tab_bits = memory.coils.data();
+    mapping.nb_registers = static_cast<int>(memory.registers.size());
+    mapping.tab_registers = memory.registers.data();
+    return mapping;
+}
+
+}  // namespace
+
+struct ReplyEngine::Engine {
+    modbus_t *modbus = nullptr;
+    int ends[2] = {-1, -1};  // libmodbus writes its reply into the first, and it is read from the second
+
+    Engine() {
+        // The device is never opened: the socket takes its place.
+        modbus = modbus_new_rtu("/dev/null", 9600, 'N', 8, 1);
+        if (modbus == nullptr)
+            fail("cannot start libmodbus");
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) {
+            modbus_free(modbus);
+            fail("cannot make a pair of sockets");
+        }
+        modbus_set_socket(modbus, ends[0]);
+        // libmodbus sleeps so long before it sends some of its exceptions.
+        modbus_set_response_timeout(modbus, 0, 1);
+    }
+
+    ~Engine() {
+        modbus_free(modbus);
+        close(ends[0]);
+        close(ends[1]);
+    }
+
+    Engine(const Engine &) = delete;
+    Engine &operator=(const Engine &) = delete;
+};
+
+ReplyEngine::ReplyEngine() : engine_(std::make_unique<Engine>()) {}
+
+ReplyEngine::~ReplyEngine() = default;
+
+Answer ReplyEngine::answer(const Bytes &request, StationMemory &memory) {
+    if (!is_served(request[1]))
+        return {exception_reply(request, Exception::illegal_function), std::nullopt};
+    if (byte_count_of_coils_is_wrong(request))
+        return {exception_reply(request, Exception::illegal_data_value), std::nullopt};
+
+    modbus_mapping_t mapping = mapping_of(memory);
+    if (modbus_reply(engine_->modbus, request.data(), static_cast<int>(request.size()), &mapping) == -1)
+        fail("libmodbus gives no reply");
+
+    Bytes reply(max_frame_length);
+    const ssize_t length = read(engine_->ends[1], reply.data(), reply.size());
+    if (length < static_cast<ssize_t>(min_frame_length))
+        fail("libmodbus has written no reply");
+    reply.resize(static_cast<std::size_t>(length));
+
+    const bool done = (reply[1] & exception_bit) == 0;
+    return {reply, done ? change_made_by(request) : std::nullopt};
+}
+
+}  // namespace plc

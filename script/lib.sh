@@ -1,0 +1,44 @@
+# What the scripts share. Sourced, not run; expects `set -euo pipefail`.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+build_packages=(g++ cmake ninja-build pkg-config qtbase5-dev libasio-dev libmodbus-dev libcli11-dev)
+test_packages=(libgtest-dev libgmock-dev)
+lint_packages=(clang clang-format clang-tidy)
+
+say() {
+    printf '\n== %s\n' "$*"
+}
+
+die() {
+    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+# Installs those of the named Debian packages that are missing; asks the package servers only if any is.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    say "installing ${missing[*]}"
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || die "packages are missing (${missing[*]}): run me as root, or install sudo"
+        as_root=(sudo)
+    fi
+    "${as_root[@]}" apt-get update -q
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
+}
+
+# Configures and builds the preset $1; further arguments go to the configuration.
+build() {
+    local preset=$1
+    shift
+    say "building (preset $preset)"
+    (cd "$root" && cmake --preset "$preset" "$@" >"$root/build-$preset.log" 2>&1) ||
+        { cat "$root/build-$preset.log" >&2; die "the configuration failed"; }
+    rm -f "$root/build-$preset.log"
+    cmake --build "$root/build/$preset"
+}

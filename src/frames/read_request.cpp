@@ -1,0 +1,67 @@
+#include "frames/read_request.h"
+
+#include "arithmetic.h"
+#include "bytes.h"
+#include "frames/rtu_request.h"
+#include "register_types.h"
+
+namespace {
+
+// Station, function and byte count before the data of a read reply; its CRC after them.
+const int reply_data_offset = 3;
+const int reply_overhead = 5;
+
+// How a class is read: null for the types that the planner folds into another class, and for unknown ones.
+const RegisterType *readable_class(int reg_type) {
+    const RegisterType *known = find_register_type(reg_type);
+    return known != 0 && known->register_class == reg_type ? known : 0;
+}
+
+bool crosses_high_start(const RegisterType &known, const RW_VAR &var) {
+    return var.reg_addr < known.high_start && qint64(var.reg_addr) + var.reg_count > known.high_start;
+}
+
+void queue_read(const RegisterType &known, const RW_VAR &var) {
+    const bool bits = known.unit == Bit;
+    const qint64 quantity = qint64(var.reg_count) * known.modbus_width;
+    const qint64 data_len = bits ? (quantity + 7) / 8 : quantity * 2;
+
+    begin_rtu_request(var.station_no, bits ? ReadCoils : ReadHoldingRegisters, var.reg_type, var.reg_addr);
+    put_u16_high_first(PLC_driver.send_buf + rtu_header_length, low_32_bits(quantity));
+    queue_frame(end_rtu_request(rtu_header_length + 2), low_32_bits(data_len + reply_overhead), reply_data_offset,
+                low_32_bits(data_len), var);
+}
+
+}  // namespace
+
+void ReadRegister(const RW_VAR &var) {
+    const RegisterType *known = readable_class(var.reg_type);
+    if (known == 0)
+        return;
+    if (crosses_high_start(*known, var))
+        ReadAnalog_2(var, known->high_start);
+    else
+        ReadAnalog(var);
+}
+
+void ReadAnalog(const RW_VAR &var) {
+    const RegisterType *known = readable_class(var.reg_type);
+    if (known == 0)
+        return;
+    queue_read(*known, var);
+    expect_good_replies(1);
+}
+
+void ReadAnalog_2(const RW_VAR &var, int split) {
+    const RegisterType *known = readable_class(var.reg_type);
+    if (known == 0 || known->high_start == no_high_range)
+        return;
+    const qint64 end = qint64(var.reg_addr) + var.reg_count;
+    RW_VAR part = var;
+    part.reg_count = low_32_bits(qint64(split) - var.reg_addr);
+    queue_read(*known, part);
+    part.reg_addr = split;
+    part.reg_count = low_32_bits(end - split);
+    queue_read(*known, part);
+    expect_good_replies(2);
+}

@@ -1,0 +1,33 @@
+#include "frames/rtu_request.h"
+
+#include "bytes.h"
+#include "checksums.h"
+
+void begin_rtu_request(int station_no, RtuFunction function, int type, int address) {
+    PLC_driver.get_offset_address(type, address);
+    put_u8(PLC_driver.send_buf, station_no);
+    put_u8(PLC_driver.send_buf + 1, function);
+    put_u16_high_first(PLC_driver.send_buf + 2, address);
+}
+
+QByteArray end_rtu_request(int length) {
+    unsigned char *const buffer = PLC_driver.send_buf;
+    put_u16_low_first(buffer + length, CalCRC(buffer, static_cast<unsigned short>(length)));
+    return QByteArray(reinterpret_cast<const char *>(buffer), length + 2);
+}
+
+void queue_frame(const QByteArray &frame, int reply_len, int data_offset, int data_len, const RW_VAR &var) {
+    Protocol record;
+    record.frame = frame;
+    record.send_len = static_cast<int>(frame.size());
+    record.reply_len = reply_len;
+    record.data_offset = data_offset;
+    record.data_len = data_len;
+    record.var = var;
+    PLC_driver.frame_list.append(record);
+}
+
+void expect_good_replies(int good_replies) {
+    PLC_driver.com_info->success_count = 0;
+    PLC_driver.com_info->success_limit = good_replies;
+}

@@ -1,0 +1,19 @@
+/// \file
+/// What Qt 4.8, 5 and 6 do differently, and nothing else.
+#ifndef QT_COMPAT_H
+#define QT_COMPAT_H
+
+#include <QtCore/QTextStream>
+#include <QtCore/QtGlobal>
+
+/// Makes `stream` write UTF-8, whatever the locale. Without it Qt 4 and 5 follow the locale, which on a panel is often
+/// none and loses every character outside ASCII.
+inline void write_utf8(QTextStream &stream) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    stream.setEncoding(QStringConverter::Utf8);
+#else
+    stream.setCodec("UTF-8");
+#endif
+}
+
+#endif

@@ -1,0 +1,130 @@
+// The built programs together: the controller on one end of a pseudo-terminal, the host with the driver on the other.
+#include "process.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <optional>
+
+namespace {
+
+class DemoTest : public testing::Test {
+protected:
+    TemporaryDirectory directory;
+    const std::string line = directory.file("line");
+    const std::string memory = directory.file("memory");
+
+    std::optional<Process> controller;
+
+    void SetUp() override {
+        controller.emplace(std::vector<std::string>{KELPO_PLC_PROGRAM, "--stations", stations(), "--moment", "400",
+                                                    "--link", line, "--memory", memory},
+                           directory.file("controller.txt"));
+        ASSERT_TRUE(comes_true([&] { return std::filesystem::exists(line) && std::filesystem::exists(memory); }))
+            << controller->output();
+    }
+
+    virtual const char *stations() const {
+        return "1,2,3";
+    }
+
+    std::vector<std::string> demo(const std::vector<std::string> &more, const std::string &driver = DRIVER_FILE) const {
+        std::vector<std::string> command = {KELPO_PROGRAM, "demo", "--line",   line,
+                                            "--memory",    memory, "--driver", driver};
+        command.insert(command.end(), more.begin(), more.end());
+        return command;
+    }
+
+    std::string output_file() const {
+        return directory.file("demo.txt");
+    }
+};
+
+bool contains(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST_F(DemoTest, FindsEveryValueRight) {
+    Process host(demo({"--seconds", "10"}), output_file());
+    EXPECT_EQ(host.exit_code(), 0) << host.output();
+    const std::string output = host.output();
+    EXPECT_TRUE(contains(output, "failed 0, given up 0\n")) << output;
+    EXPECT_TRUE(contains(output, "wrong 0, ")) << output;
+    EXPECT_TRUE(contains(output, "57 of 57 moving ones changed")) << output;
+    EXPECT_TRUE(contains(output, "verdict    every value shown was what the controller held\n")) << output;
+    EXPECT_FALSE(contains(output, "\x1b")) << output;
+}
+
+TEST_F(DemoTest, NoticesADriverThatTellsOneValueWrongly) {
+    Process host(demo({"--seconds", "2"}, FALSE_DRIVER_FILE), output_file());
+    EXPECT_EQ(host.exit_code(), 1) << host.output();
+    const std::string output = host.output();
+    EXPECT_TRUE(contains(output, "wrong      plant number (station 1, type 7, address 3) showed 1002, "
+                                 "the controller held 1003"))
+        << output;
+    EXPECT_TRUE(contains(output, "verdict    FAILED: ")) << output;
+    EXPECT_TRUE(contains(output, "1 variables were never shown right")) << output;
+}
+
+TEST_F(DemoTest, NoticesAControllerThatStandsStill) {
+    Process still({KELPO_PLC_PROGRAM, "--stations", "1,2,3", "--moment", "0", "--link", directory.file("still"),
+                   "--memory", directory.file("still memory")},
+                  directory.file("still.txt"));
+    ASSERT_TRUE(comes_true([&] { return std::filesystem::exists(directory.file("still")); }));
+    Process host({KELPO_PROGRAM, "demo", "--line", directory.file("still"), "--memory", directory.file("still memory"),
+                  "--driver", DRIVER_FILE, "--seconds", "2"},
+                 output_file());
+    EXPECT_EQ(host.exit_code(), 1) << host.output();
+    EXPECT_TRUE(contains(host.output(), "57 moving variables never changed")) << host.output();
+}
+
+TEST_F(DemoTest, EndsCleanlyWhenInterrupted) {
+    Process host(demo({"--keep"}), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "; passes "); })) << host.output();
+    host.signal(SIGINT);
+    EXPECT_GE(host.exit_code(), 0);
+    EXPECT_TRUE(contains(host.output(), "verdict    ")) << host.output();
+}
+
+TEST_F(DemoTest, EndsWhenTheControllerGoes) {
+    Process host(demo({"--keep"}), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "; passes "); })) << host.output();
+    controller->signal(SIGKILL);
+    EXPECT_EQ(host.exit_code(), 4) << host.output();
+    EXPECT_TRUE(contains(host.output(), "FAILED: the line failed (" + line + ": ")) << host.output();
+}
+
+TEST_F(DemoTest, NamesWhatItCannotOpen) {
+    Process no_driver(demo({}, "/nowhere/driver.so"), directory.file("no driver.txt"));
+    EXPECT_EQ(no_driver.exit_code(), 3);
+    EXPECT_TRUE(contains(no_driver.output(), "/nowhere/driver.so")) << no_driver.output();
+
+    Process no_line({KELPO_PROGRAM, "demo", "--line", "/nowhere/tty", "--memory", memory, "--driver", DRIVER_FILE},
+                    directory.file("no line.txt"));
+    EXPECT_EQ(no_line.exit_code(), 4);
+    EXPECT_TRUE(contains(no_line.output(), "/nowhere/tty")) << no_line.output();
+
+    Process no_memory({KELPO_PROGRAM, "demo", "--line", line, "--memory", "/nowhere/memory", "--driver", DRIVER_FILE},
+                      directory.file("no memory.txt"));
+    EXPECT_EQ(no_memory.exit_code(), 5);
+    EXPECT_TRUE(contains(no_memory.output(), "/nowhere/memory")) << no_memory.output();
+
+    Process no_sense({KELPO_PROGRAM, "demo", "--sense"}, directory.file("no sense.txt"));
+    EXPECT_EQ(no_sense.exit_code(), 2);
+}
+
+class DemoWithoutStation3 : public DemoTest {
+protected:
+    const char *stations() const override {
+        return "1,2";
+    }
+};
+
+TEST_F(DemoWithoutStation3, NoticesThatRequestsAreGivenUp) {
+    Process host(demo({"--seconds", "2", "--reply-timeout", "20"}), output_file());
+    EXPECT_EQ(host.exit_code(), 1) << host.output();
+    EXPECT_TRUE(contains(host.output(), " requests were given up")) << host.output();
+}
+
+}  // namespace

@@ -1,0 +1,256 @@
+#include "host/line.h"
+
+#include "pseudo_terminal.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <functional>
+#include <thread>
+
+#include <pthread.h>
+
+namespace {
+
+using kelpo::Line;
+using kelpo::LineError;
+using kelpo::LineSettings;
+using kelpo::Parity;
+using kelpo::ReplyTimeouts;
+using std::chrono::milliseconds;
+
+// A wait that ends only by a time-out of an hour ends the test run first.
+constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000)};
+constexpr ReplyTimeouts short_silence{milliseconds(3600000), milliseconds(20)};
+constexpr ReplyTimeouts short_reply{milliseconds(20), milliseconds(3600000)};
+
+LineSettings settings(const std::string &path) {
+    LineSettings result;
+    result.path = path;
+    return result;
+}
+
+std::string received(Line &line, int expected_length, const ReplyTimeouts &timeouts, std::size_t capacity = 512) {
+    std::string buffer(capacity, '\0');
+    buffer.resize(line.receive(buffer.data(), capacity, expected_length, timeouts));
+    return buffer;
+}
+
+std::string message_of(const std::function<void()> &action) {
+    try {
+        action();
+    } catch (const LineError &error) {
+        return error.what();
+    }
+    return "no LineError";
+}
+
+class LineTest : public testing::Test {
+protected:
+    PseudoTerminal terminal;
+    Line line{settings(terminal.path())};
+};
+
+TEST_F(LineTest, SendsTheBytesAsTheyAre) {
+    const std::string request("\x01\x03\x00\x00\x0A\x0D\x11\x13\xFF", 9);
+    line.send(request.data(), request.size());
+    EXPECT_EQ(terminal.take(request.size()), request);
+}
+
+TEST_F(LineTest, SendsMoreThanTheLineHoldsAtOnce) {
+    const std::string request(100000, 'x');
+    std::string arrived;
+    std::thread reader([&] { arrived = terminal.take(request.size()); });
+    line.send(request.data(), request.size());
+    reader.join();
+    EXPECT_EQ(arrived, request);
+}
+
+TEST_F(LineTest, ReportsALineThatTakesNoBytes) {
+    const std::string flood(1000000, 'x');
+    EXPECT_EQ(message_of([&] { line.send(flood.data(), flood.size()); }), terminal.path() + ": takes no bytes");
+}
+
+TEST_F(LineTest, ReceivesBytesAsTheyAre) {
+    const std::string reply("\x01\x03\x00\x0A\x0D\x11\x13\x03\x04\x7F\xFF", 11);
+    terminal.put(reply);
+    EXPECT_EQ(received(line, 11, never), reply);
+}
+
+TEST_F(LineTest, PutsTogetherAReplyThatComesInPieces) {
+    std::thread controller([&] {
+        for (const char *piece : {"a", "bc", "def", "g"}) {
+            terminal.put(piece);
+            terminal.wait_until_read();
+        }
+    });
+    EXPECT_EQ(received(line, 7, never), "abcdefg");
+    controller.join();
+}
+
+TEST_F(LineTest, ReturnsAtTheExpectedLengthWithoutWaitingForSilence) {
+    terminal.put("0123456");
+    EXPECT_EQ(received(line, 7, never), "0123456");
+}
+
+TEST_F(LineTest, LeavesWhatIsBeyondTheExpectedLengthInTheInput) {
+    terminal.put("0123456789");
+    EXPECT_EQ(received(line, 7, never), "0123456");
+    EXPECT_EQ(received(line, 3, never), "789");
+}
+
+TEST_F(LineTest, EndsAShortReplyBySilence) {
+    terminal.put("01234");
+    terminal.wait_until_arrived(5);
+    EXPECT_EQ(received(line, 25, short_silence), "01234");
+}
+
+TEST_F(LineTest, TakesAReplyOfAnyLengthUntilSilence) {
+    terminal.put("0123456789");
+    terminal.wait_until_arrived(10);
+    EXPECT_EQ(received(line, -1, short_silence), "0123456789");
+}
+
+TEST_F(LineTest, TakesNoMoreThanTheBufferHolds) {
+    terminal.put("0123456789");
+    EXPECT_EQ(received(line, -1, never, 4), "0123");
+    EXPECT_EQ(received(line, 100, never, 4), "4567");
+}
+
+TEST_F(LineTest, DoesNotWaitWhereNoReplyIsAwaited) {
+    terminal.put("x");
+    EXPECT_EQ(received(line, 0, never), "");
+}
+
+TEST_F(LineTest, GivesUpWaitingWhenNothingComes) {
+    EXPECT_EQ(received(line, 7, short_reply), "");
+    EXPECT_FALSE(line.stop_requested());
+}
+
+TEST_F(LineTest, DiscardsStaleInput) {
+    terminal.put(std::string(1500, 's'));
+    terminal.wait_until_arrived(1500);
+    EXPECT_EQ(line.discard_input(), 1500U);
+    terminal.put("fresh");
+    EXPECT_EQ(received(line, 5, never), "fresh");
+}
+
+TEST_F(LineTest, DiscardsNothingWhenNothingCame) {
+    EXPECT_EQ(line.discard_input(), 0U);
+}
+
+TEST_F(LineTest, ReportsAHangUpWhileItWaits) {
+    terminal.put("01");
+    std::thread controller([&] {
+        terminal.wait_until_read();
+        terminal.hang_up();
+    });
+    const std::string message = message_of([&] { received(line, 7, never); });
+    controller.join();
+    EXPECT_EQ(message.find(terminal.path() + ": "), 0U) << message;
+}
+
+TEST_F(LineTest, ReportsAHangUpWhenItDiscardsOrSends) {
+    terminal.hang_up();
+    EXPECT_NE(message_of([&] { line.discard_input(); }), "no LineError");
+    EXPECT_NE(message_of([&] { line.send("x", 1); }), "no LineError");
+}
+
+TEST_F(LineTest, StopsWaitingForAReplyWhenAnotherThreadAsks) {
+    terminal.put("01");
+    std::thread other([&] {
+        terminal.wait_until_read();
+        line.request_stop();
+    });
+    EXPECT_LE(received(line, 7, never).size(), 2U);
+    EXPECT_TRUE(line.stop_requested());
+    other.join();
+}
+
+TEST_F(LineTest, DoesNotWaitAnyMoreOnceStopped) {
+    line.request_stop();
+    line.pause(std::chrono::hours(1));
+    EXPECT_EQ(received(line, 7, never), "");
+    line.send("x", 1);
+    EXPECT_EQ(terminal.take_all(), "");
+}
+
+Line *signalled_line = nullptr;
+
+TEST_F(LineTest, StopsWaitingWhenASignalHandlerAsks) {
+    signalled_line = &line;
+    struct sigaction action {};
+    action.sa_handler = [](int) {
+        signalled_line->request_stop();
+    };
+    struct sigaction before {};
+    sigaction(SIGUSR1, &action, &before);
+    terminal.put("01");
+    std::thread other([&, waiting = pthread_self()] {
+        terminal.wait_until_read();
+        pthread_kill(waiting, SIGUSR1);
+    });
+    EXPECT_LE(received(line, 7, never).size(), 2U);
+    EXPECT_TRUE(line.stop_requested());
+    other.join();
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(LineTest, KeepsWaitingWhenASignalInterruptsIt) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {
+    };
+    struct sigaction before {};
+    sigaction(SIGUSR1, &action, &before);
+    std::thread other([&, waiting = pthread_self()] {
+        for (int i = 0; i < 100; ++i)
+            pthread_kill(waiting, SIGUSR1);
+        terminal.put("0123456");
+    });
+    EXPECT_EQ(received(line, 7, never), "0123456");
+    other.join();
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST(LineOpening, NamesThePathThatDoesNotExist) {
+    EXPECT_EQ(message_of([] { Line line(settings("/nowhere/tty")); }),
+              "/nowhere/tty: cannot be opened: No such file or directory");
+}
+
+TEST(LineOpening, RefusesWhatIsNoLine) {
+    const std::string message = message_of([] { Line line(settings("/dev/null")); });
+    EXPECT_EQ(message.find("/dev/null: cannot be opened: "), 0U) << message;
+}
+
+TEST(LineOpening, RefusesASpeedThatTheSystemDoesNotKnow) {
+    PseudoTerminal terminal;
+    LineSettings odd = settings(terminal.path());
+    odd.speed = 12345;
+    const std::string message = message_of([&] { Line line(odd); });
+    EXPECT_EQ(message.find(terminal.path() + ": refuses the speed: "), 0U) << message;
+}
+
+TEST(LineOpening, PassesOverTheParityThatAPseudoTerminalRefuses) {
+    PseudoTerminal terminal;
+    LineSettings even = settings(terminal.path());
+    even.parity = Parity::even;
+    even.stop_bits = 2;
+    { Line first(even); }
+    Line second(even);
+    terminal.put("x");
+    EXPECT_EQ(received(second, 1, never), "x");
+}
+
+TEST(LineTimes, FollowFromTheSettings) {
+    LineSettings line;
+    line.speed = 9600;
+    line.parity = Parity::even;
+    EXPECT_EQ(line.character_time().count(), 1145833);
+    line.parity = Parity::none;
+    EXPECT_EQ(line.character_time().count(), 1041666);
+    EXPECT_EQ(line.frame_gap().count(), 3645831);
+    line.speed = 115200;
+    EXPECT_EQ(line.frame_gap().count(), 1750000);
+}
+
+}  // namespace

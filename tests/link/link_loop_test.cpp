@@ -1,0 +1,220 @@
+#include "host/link_loop.h"
+
+#include "pseudo_terminal.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <thread>
+
+namespace {
+
+using kelpo::DriverEntryPoints;
+using kelpo::Line;
+using kelpo::LineSettings;
+using kelpo::LinkStatistics;
+using kelpo::ReplyTimeouts;
+using std::chrono::milliseconds;
+
+// A driver that hands out one request and answers as the test has it. Its functions carry no pointer, like the real
+// one's, so its state is global.
+struct ScriptedDriver {
+    Protocol request;
+    RW_VAR result;
+    ComInfo *info = nullptr;
+    write_result_fn write_result = nullptr;
+    comm_error_fn comm_error = nullptr;
+    std::function<bool()> has_request = [] {
+        return true;
+    };
+    std::function<int(const QByteArray &, int)> judge;
+};
+ScriptedDriver driver;
+
+const DriverEntryPoints entry = {
+    [](ComInfo *info) { driver.info = info; },
+    [](write_result_fn write_result, comm_error_fn comm_error) {
+        driver.write_result = write_result;
+        driver.comm_error = comm_error;
+    },
+    nullptr,
+    []() -> Protocol * { return driver.has_request() ? &driver.request : nullptr; },
+    [](QByteArray *reply, int length) {
+        driver.result.ret_value = driver.judge(*reply, length);
+        return &driver.result;
+    },
+    nullptr,
+    nullptr,
+};
+
+class LinkLoop : public testing::Test {
+protected:
+    LinkLoop() {
+        driver = ScriptedDriver();
+        // One byte more than is to be sent: send_len counts, not the array's size.
+        driver.request.frame = "request!";
+        driver.request.send_len = 7;
+        driver.request.reply_len = 5;
+        kelpo::attach(entry, info, statistics);
+    }
+
+    static LineSettings settings(const std::string &path) {
+        LineSettings result;
+        result.path = path;
+        return result;
+    }
+
+    void run(const ReplyTimeouts &timeouts) {
+        kelpo::run_link(entry, line, info, timeouts, statistics);
+    }
+
+    PseudoTerminal terminal;
+    Line line{settings(terminal.path())};
+    ComInfo info{};
+    LinkStatistics statistics;
+};
+
+constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000)};
+constexpr ReplyTimeouts soon{milliseconds(20), milliseconds(20)};
+
+TEST_F(LinkLoop, SendsTheRequestAndHandsOverTheReply) {
+    QByteArray handed;
+    int length = 0;
+    driver.judge = [&](const QByteArray &reply, int size) {
+        handed = reply;
+        length = size;
+        line.request_stop();
+        return 1;
+    };
+    std::string request;
+    std::thread controller([&] {
+        request = terminal.take(7);
+        terminal.put("reply");
+    });
+    run(never);
+    controller.join();
+    EXPECT_EQ(request, "request");
+    EXPECT_EQ(handed, QByteArray("reply"));
+    EXPECT_EQ(length, 5);
+    EXPECT_EQ(statistics.exchanges, 1U);
+    EXPECT_EQ(statistics.good, 1U);
+    EXPECT_EQ(statistics.bytes_sent, 7U);
+    EXPECT_EQ(statistics.bytes_received, 5U);
+}
+
+TEST_F(LinkLoop, HandsOverAMissingReplyAsOneOfLengthZero) {
+    int size = -1, length = -1;
+    driver.judge = [&](const QByteArray &reply, int handed) {
+        size = static_cast<int>(reply.size());
+        length = handed;
+        line.request_stop();
+        return 41;
+    };
+    run(soon);
+    EXPECT_EQ(size, 0);
+    EXPECT_EQ(length, 0);
+    EXPECT_EQ(statistics.given_up, 1U);
+}
+
+TEST_F(LinkLoop, ThrowsAwayALateReplyBeforeTheNextRequest) {
+    QByteArray handed;
+    driver.judge = [&](const QByteArray &reply, int) {
+        handed = reply;
+        line.request_stop();
+        return 1;
+    };
+    terminal.put("late");
+    terminal.wait_until_arrived(4);
+    std::thread controller([&] {
+        terminal.take(7);
+        terminal.put("reply");
+    });
+    run(never);
+    controller.join();
+    EXPECT_EQ(handed, QByteArray("reply"));
+    EXPECT_EQ(statistics.bytes_discarded, 4U);
+}
+
+TEST_F(LinkLoop, CountsWhatTheDriverSaysOfEachReply) {
+    std::vector<int> codes = {1, 0, 0, 44, 1, 100, 1000};
+    driver.request.reply_len = 0;
+    driver.judge = [&](const QByteArray &, int) {
+        const int code = codes.front();
+        codes.erase(codes.begin());
+        if (codes.empty())
+            line.request_stop();
+        return code;
+    };
+    run(never);
+    EXPECT_EQ(statistics.exchanges, 7U);
+    EXPECT_EQ(statistics.good, 3U);
+    EXPECT_EQ(statistics.failed, 3U);
+    EXPECT_EQ(statistics.given_up, 1U);
+}
+
+TEST_F(LinkLoop, CountsAPassEachTimeTheDriverRaisesTheFinishFlag) {
+    int exchanges = 0;
+    driver.request.reply_len = 0;
+    driver.judge = [&](const QByteArray &, int) {
+        ++exchanges;
+        info.finish_flag = exchanges % 3 == 0 ? 1 : 0;
+        if (exchanges == 7)
+            line.request_stop();
+        return 1;
+    };
+    run(never);
+    EXPECT_EQ(statistics.passes, 2U);
+    EXPECT_EQ(info.finish_flag, 0);
+    EXPECT_NE(statistics.last_pass_began.load(), std::chrono::steady_clock::time_point());
+}
+
+TEST_F(LinkLoop, DoesNotCountAPassWhenThereIsNothingToSend) {
+    int asked = 0;
+    driver.has_request = [&] {
+        info.finish_flag = 1;
+        if (++asked == 3)
+            line.request_stop();
+        return false;
+    };
+    run(never);
+    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(statistics.passes, 0U);
+    EXPECT_EQ(statistics.exchanges, 0U);
+}
+
+TEST_F(LinkLoop, LeavesTheRequestInFlightWhenItIsStopped) {
+    driver.judge = [](const QByteArray &, int) {
+        ADD_FAILURE() << "an exchange that was broken off was judged";
+        return 1;
+    };
+    std::thread other([&] {
+        terminal.take(7);
+        line.request_stop();
+    });
+    run(never);
+    other.join();
+    EXPECT_EQ(statistics.exchanges, 0U);
+}
+
+TEST_F(LinkLoop, ReportsTheLineThatIsGone) {
+    std::thread controller([&] {
+        terminal.take(7);
+        terminal.hang_up();
+    });
+    EXPECT_THROW(run(never), kelpo::LineError);
+    controller.join();
+}
+
+TEST_F(LinkLoop, CountsTheDriversCallbacks) {
+    QList<RW_VAR> none;
+    driver.write_result(0, 1, 2, 1);
+    driver.write_result(0, 1, 2, 1);
+    driver.write_result(0, 1, 2, 2);
+    driver.comm_error(&none, 1, 1);
+    EXPECT_EQ(driver.info, &info);
+    EXPECT_EQ(statistics.writes_done, 2U);
+    EXPECT_EQ(statistics.writes_failed, 1U);
+    EXPECT_EQ(statistics.error_calls, 1U);
+}
+
+}  // namespace

@@ -1,0 +1,275 @@
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "plc/memory_file.h"
+#include "temporary_folder.h"
+
+namespace plc {
+namespace {
+
+struct Values {
+    std::vector<std::uint8_t> coils = std::vector<std::uint8_t>(65536);
+    std::vector<std::uint16_t> registers = std::vector<std::uint16_t>(65536);
+
+    StationValues view() const {
+        return {coils.data(), registers.data()};
+    }
+
+    void fill_registers(std::uint16_t value) {
+        registers.assign(registers.size(), value);
+    }
+};
+
+class MemoryFile : public testing::Test {
+protected:
+    MemoryWriter make_file(const std::vector<unsigned> &stations) const {
+        return MemoryWriter(path_, stations, std::vector<StationValues>(stations.size(), values_.view()));
+    }
+
+    void write_text(const std::string &text) const {
+        std::ofstream(path_, std::ios::binary) << text;
+    }
+
+    void patch(std::streamoff position, std::uint32_t number) const {
+        std::fstream file(path_, std::ios::binary | std::ios::in | std::ios::out);
+        file.seekp(position);
+        file.write(reinterpret_cast<const char *>(&number), sizeof number);
+    }
+
+    std::string bytes() const {
+        std::ifstream file(path_, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
+    TemporaryFolder folder_;
+    std::string path_ = folder_ / "memory";
+    Values values_;
+};
+
+std::uint32_t number_at(const std::string &bytes, std::size_t position) {
+    std::uint32_t number;
+    std::memcpy(&number, bytes.data() + position, sizeof number);
+    return number;
+}
+
+TEST_F(MemoryFile, ShowsTheFirstMomentAsSoonAsItExists) {
+    values_.coils[1200] = 1;
+    values_.registers[65535] = 0xABCD;
+    const MemoryWriter writer = make_file({7, 247});
+    const MemoryReader reader = MemoryReader::open(path_);
+
+    EXPECT_EQ(reader.moment(), 0u);
+    EXPECT_EQ(reader.stations(), (std::vector<unsigned>{7, 247}));
+    EXPECT_EQ(reader.coil(7, 1200, 0), true);
+    EXPECT_EQ(reader.coil(247, 1201, 0), false);
+    EXPECT_EQ(reader.holding_register(247, 65535, 0), 0xABCD);
+    EXPECT_EQ(reader.holding_register(7, 65534, 0), 0);
+}
+
+TEST_F(MemoryFile, KeepsTheStationsApart) {
+    Values other;
+    other.registers[5] = 55;
+    other.coils[6] = 1;
+    MemoryWriter writer(path_, {1, 2}, {values_.view(), other.view()});
+    const MemoryReader reader = MemoryReader::open(path_);
+    EXPECT_EQ(reader.holding_register(1, 5, 0), 0);
+    EXPECT_EQ(reader.holding_register(2, 5, 0), 55);
+    EXPECT_EQ(reader.coil(1, 6, 0), false);
+    EXPECT_EQ(reader.coil(2, 6, 0), true);
+}
+
+TEST_F(MemoryFile, KeepsTheLastFourMoments) {
+    MemoryWriter writer = make_file({1});
+    for (std::uint16_t moment = 1; moment <= 9; ++moment) {
+        values_.fill_registers(moment);
+        writer.publish_next_moment({values_.view()});
+    }
+    const MemoryReader reader = MemoryReader::open(path_);
+    EXPECT_EQ(reader.moment(), 9u);
+    EXPECT_EQ(reader.holding_register(1, 40, 9), 9);
+    EXPECT_EQ(reader.holding_register(1, 40, 8), 8);
+    EXPECT_EQ(reader.holding_register(1, 40, 7), 7);
+    EXPECT_EQ(reader.holding_register(1, 40, 6), 6);
+    EXPECT_EQ(reader.holding_register(1, 40, 5), std::nullopt);
+    EXPECT_EQ(reader.coil(1, 40, 5), std::nullopt);
+}
+
+TEST_F(MemoryFile, ShowsNothingOfAMomentToCome) {
+    const MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    EXPECT_EQ(reader.holding_register(1, 0, 1), std::nullopt);
+    EXPECT_EQ(reader.coil(1, 0, 0xFFFFFFFF), std::nullopt);
+}
+
+TEST_F(MemoryFile, ShowsNothingOfAnUnknownStationOrAddress) {
+    const MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    EXPECT_EQ(reader.coil(2, 0, 0), std::nullopt);
+    EXPECT_EQ(reader.holding_register(0, 0, 0), std::nullopt);
+    EXPECT_EQ(reader.holding_register(257, 0, 0), std::nullopt);
+    EXPECT_EQ(reader.coil(1, 65536, 0), std::nullopt);
+    EXPECT_EQ(reader.holding_register(1, 65536, 0), std::nullopt);
+}
+
+TEST_F(MemoryFile, ShowsAWriteAtOnceInTheCurrentMomentOnly) {
+    MemoryWriter writer = make_file({1, 2});
+    writer.publish_next_moment({values_.view(), values_.view()});
+    const MemoryReader reader = MemoryReader::open(path_);
+
+    values_.fill_registers(77);
+    values_.coils.assign(65536, 1);
+    writer.publish_registers(1, values_.view(), 100, 2);
+    writer.publish_coils(1, values_.view(), 65535, 1);
+
+    EXPECT_EQ(reader.holding_register(2, 99, 1), 0);
+    EXPECT_EQ(reader.holding_register(2, 100, 1), 77);
+    EXPECT_EQ(reader.holding_register(2, 101, 1), 77);
+    EXPECT_EQ(reader.holding_register(2, 102, 1), 0);
+    EXPECT_EQ(reader.coil(2, 65534, 1), false);
+    EXPECT_EQ(reader.coil(2, 65535, 1), true);
+    EXPECT_EQ(reader.holding_register(2, 100, 0), 0);
+    EXPECT_EQ(reader.coil(2, 65535, 0), false);
+    EXPECT_EQ(reader.holding_register(1, 100, 1), 0);
+}
+
+TEST_F(MemoryFile, CountsWhatHappensOnTheLine) {
+    MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    writer.count_request();
+    writer.count_request();
+    writer.count_request();
+    writer.count_reply();
+    writer.count_reply();
+    writer.count_dropped_frame();
+    const LineCounters counters = reader.counters();
+    EXPECT_EQ(counters.requests_seen, 3u);
+    EXPECT_EQ(counters.replies_sent, 2u);
+    EXPECT_EQ(counters.frames_dropped, 1u);
+}
+
+TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
+    values_.coils[2] = 1;
+    values_.registers[3] = 0x1234;
+    MemoryWriter writer = make_file({5, 9});
+    writer.publish_next_moment({values_.view(), values_.view()});
+    writer.count_request();
+
+    const std::string file = bytes();
+    ASSERT_EQ(file.size(), 296u + 2 * 4 * 3 * 65536);
+    EXPECT_EQ(file.substr(0, 8), "KELPOPLC");
+    EXPECT_EQ(number_at(file, 8), 1u);
+    EXPECT_EQ(number_at(file, 12), 2u);
+    EXPECT_EQ(number_at(file, 16), 4u);
+    EXPECT_EQ(number_at(file, 20), 2u);
+    EXPECT_EQ(number_at(file, 24), 1u);
+    EXPECT_EQ(number_at(file, 28), 1u);
+    EXPECT_EQ(number_at(file, 32), 0u);
+    EXPECT_EQ(number_at(file, 36), 0u);
+    EXPECT_EQ(file[40], 5);
+    EXPECT_EQ(file[41], 9);
+
+    const std::size_t second_station_slot_1 = 296 + (1 * 4 + 1) * 3 * 65536;
+    EXPECT_EQ(file[second_station_slot_1 + 2], 1);
+    EXPECT_EQ(number_at(file, second_station_slot_1 + 65536 + 2 * 2), 0x12340000u);
+}
+
+TEST_F(MemoryFile, NeverShowsHalfAChange) {
+    constexpr Moment last = 500;
+    MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+
+    std::atomic<bool> done(false);
+    std::thread changes([&] {
+        for (Moment moment = 1; moment <= last; ++moment) {
+            values_.fill_registers(static_cast<std::uint16_t>(moment));
+            writer.publish_next_moment({values_.view()});
+        }
+        done = true;
+    });
+    // The oldest moment's slot is the next to be overwritten.
+    do {
+        const Moment current = reader.moment();
+        const Moment oldest = current < history_slots ? 0 : current - (history_slots - 1);
+        const std::optional<std::uint16_t> value = reader.holding_register(1, 20000, oldest);
+        EXPECT_EQ(value.value_or(oldest), oldest);
+    } while (!done);
+    changes.join();
+    EXPECT_EQ(reader.holding_register(1, 20000, last), last);
+}
+
+TEST_F(MemoryFile, ShowsNothingWhenTheControllerDiedInTheMidstOfAChange) {
+    const MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    patch(20, 3);
+    EXPECT_EQ(reader.holding_register(1, 0, 0), std::nullopt);
+    patch(20, 4);
+    EXPECT_EQ(reader.holding_register(1, 0, 0), 0);
+}
+
+TEST_F(MemoryFile, StaysReadableAfterTheWriterHasGone) {
+    values_.registers[1] = 11;
+    make_file({1});
+    EXPECT_EQ(MemoryReader::open(path_).holding_register(1, 1, 0), 11);
+}
+
+TEST_F(MemoryFile, ReplacesAnEarlierOneWithoutDisturbingItsReaders) {
+    values_.registers[1] = 11;
+    make_file({1});
+    const MemoryReader earlier = MemoryReader::open(path_);
+
+    values_.registers[1] = 22;
+    const MemoryWriter writer = make_file({1});
+    EXPECT_EQ(earlier.holding_register(1, 1, 0), 11);
+    EXPECT_EQ(MemoryReader::open(path_).holding_register(1, 1, 0), 22);
+}
+
+TEST_F(MemoryFile, ReplacesAnEmptyFile) {
+    write_text("");
+    const MemoryWriter writer = make_file({1});
+    EXPECT_EQ(MemoryReader::open(path_).moment(), 0u);
+}
+
+TEST_F(MemoryFile, IsNotMadeInPlaceOfAnotherFile) {
+    write_text("my diary");
+    EXPECT_THROW(make_file({1}), std::runtime_error);
+    EXPECT_EQ(bytes(), "my diary");
+}
+
+TEST_F(MemoryFile, LeavesNothingBehindWhenItCannotBeMade) {
+    std::filesystem::create_directory(path_);
+    EXPECT_THROW(make_file({1}), std::runtime_error);
+    EXPECT_THROW(MemoryWriter(folder_ / "nowhere/memory", {1}, {values_.view()}), std::runtime_error);
+    const std::filesystem::path parent = std::filesystem::path(path_).parent_path();
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(parent), {}), 1);
+}
+
+TEST_F(MemoryFile, IsNotReadWhenItIsSomethingElse) {
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+    write_text("KELPOPLC");
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+    write_text(std::string(1000, 'x'));
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+}
+
+TEST_F(MemoryFile, IsNotReadWhenItsLayoutIsAnother) {
+    make_file({1});
+    patch(8, 2);
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+    patch(8, 1);
+    EXPECT_NO_THROW(MemoryReader::open(path_));
+    patch(12, 2);
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+    patch(12, 1);
+    patch(16, 5);
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace plc

@@ -1,0 +1,112 @@
+/// \file
+/// What every test of the driver starts from: the driver as after loading, a fresh host block, recording callbacks.
+#ifndef SUPPORT_DRIVER_TEST_H
+#define SUPPORT_DRIVER_TEST_H
+
+#include "ozna_kelpo_port.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace support {
+
+/// The host's block as the driver gets it: the named words 0, the words without a name and those around the block set
+/// to a pattern that nobody may change.
+class HostBlock {
+public:
+    HostBlock();
+
+    /// True while every word that is not the driver's still holds its pattern.
+    bool foreign_words_untouched() const;
+
+    /// Word `index` of the block, as a host that knows it as an array of int sees it.
+    int word(int index) const;
+
+private:
+    static const int guard_words = 16;
+
+    int before[guard_words];
+
+public:
+    ComInfo info;
+
+private:
+    int after[guard_words];
+};
+
+/// One call of the host's write-result callback.
+struct WriteResult {
+    int channel_id;
+    int var_group;
+    int var_id;
+    int status;
+};
+
+/// One call of the host's communication-error callback.
+struct CommError {
+    bool empty_list;        ///< the list argument pointed to an empty list
+    int var_group;          ///< second argument
+    int flag;               ///< third argument
+    bool list_mutex_held;   ///< the driver's `list_mutex` was held during the call
+    bool cache_mutex_held;  ///< the driver's `cache_mutex` was held during the call
+};
+
+/// Puts PLC_driver back to the state that it has right after loading.
+void reset_driver();
+
+/// True when nobody holds `mutex`.
+bool is_free(QMutex &mutex);
+
+/// True when `action`, run in a thread of its own, does not end while `mutex` is held, and ends once it is released. A
+/// machine that is slow to start the thread can hide a missing lock but never report one that is there.
+bool waits_for(QMutex &mutex, const std::function<void()> &action);
+
+/// True when `action`, run in a thread of its own, ends although `mutex` is held.
+bool passes_by(QMutex &mutex, const std::function<void()> &action);
+
+/// A driver as after loading, that has a HostBlock and the recording callbacks. Each test ends with a look at the
+/// host's foreign words and at the three mutexes.
+class DriverTest : public ::testing::Test {
+protected:
+    DriverTest();
+    ~DriverTest() override;
+    void TearDown() override;
+
+    HostBlock block;
+    ComInfo &info;
+    const std::vector<WriteResult> &write_results;
+    const std::vector<CommError> &comm_errors;
+};
+
+/// \name Records
+/// @{
+
+/// A read entry: the given four fields, everything else 0 or empty.
+RW_VAR make_var(int reg_type, int reg_addr, int reg_count, int station_no = 1);
+
+/// A record whose fifteen fields all differ from 0, from empty and from each other.
+RW_VAR full_var();
+
+/// The first fourteen fields of `var` and its bytes, each on a line of its own.
+std::string describe(const RW_VAR &var);
+
+/// A polled variable of the host.
+HOST_VAR host_var(int reg_type, int station_no, const char *addr_text, int reg_count, const char *aux_text = "");
+
+/// The request for one read whose reply is still to come, as the read builders fill it.
+Protocol make_frame(const RW_VAR &var, const QByteArray &frame, int data_len);
+
+/// The entries as "(address,count)", with one blank between them.
+std::string spans(const QList<RW_VAR> &list);
+
+/// The entries as "station/class(address,count)", with one blank between them.
+std::string blocks(const QList<RW_VAR> &list);
+
+/// @}
+
+}  // namespace support
+
+#endif

@@ -1,0 +1,290 @@
+#include "driver_test.h"
+
+#include <limits>
+#include <thread>
+
+using support::DriverTest;
+using support::HostBlock;
+
+namespace {
+
+const int int_max = std::numeric_limits<int>::max();
+const int int_min = std::numeric_limits<int>::min();
+
+void a_write_result(int, int, int, int) {}
+void a_comm_error(QList<RW_VAR> *, int, int) {}
+
+class SetComInfoTest : public DriverTest {
+protected:
+    // The block's max_count after the driver has been handed a block that has `max_count`.
+    static int max_count_left_of(int max_count) {
+        HostBlock given;
+        given.info.max_count = max_count;
+        given.info.state_a = 11;
+        given.info.state_b = 22;
+        SetComInfo(&given.info);
+        EXPECT_EQ(given.info.state_a, 0) << "max_count " << max_count;
+        EXPECT_EQ(given.info.state_b, 0) << "max_count " << max_count;
+        EXPECT_TRUE(given.foreign_words_untouched()) << "max_count " << max_count;
+        return given.info.max_count;
+    }
+};
+
+class HostSetup : public DriverTest {};
+
+}  // namespace
+
+TEST_F(SetComInfoTest, WithMaxCount250Leaves100) {
+    EXPECT_EQ(max_count_left_of(250), 100);
+}
+
+TEST_F(SetComInfoTest, WithMaxCount100OrMinus5LeavesItAlone) {
+    EXPECT_EQ(max_count_left_of(100), 100);
+    EXPECT_EQ(max_count_left_of(-5), -5);
+}
+
+TEST_F(SetComInfoTest, LowersOnlyWhatIsGreaterThan100) {
+    EXPECT_EQ(max_count_left_of(101), 100);
+    EXPECT_EQ(max_count_left_of(int_max), 100);
+    EXPECT_EQ(max_count_left_of(99), 99);
+    EXPECT_EQ(max_count_left_of(1), 1);
+    EXPECT_EQ(max_count_left_of(0), 0);
+    EXPECT_EQ(max_count_left_of(int_min), int_min);
+}
+
+TEST_F(SetComInfoTest, KeepsThePointerAndCopiesNothing) {
+    HostBlock given;
+    SetComInfo(&given.info);
+    EXPECT_EQ(PLC_driver.com_info, &given.info);
+}
+
+TEST_F(SetComInfoTest, SetsNoOtherWordOfTheBlock) {
+    HostBlock given;
+    int *const words[] = {&given.info.default_station, &given.info.retry_times,   &given.info.retry_count,
+                          &given.info.multi_station,   &given.info.success_limit, &given.info.success_count,
+                          &given.info.remote_mode,     &given.info.local_area_no, &given.info.write_mode,
+                          &given.info.finish_flag,     &given.info.channel_id};
+    int value = 1000;
+    for (int *word : words)
+        *word = value++;
+    SetComInfo(&given.info);
+    value = 1000;
+    for (int *word : words)
+        EXPECT_EQ(*word, value++);
+}
+
+TEST_F(SetComInfoTest, LeavesAnEarlierBlockAlone) {
+    HostBlock first;
+    first.info.max_count = 50;
+    SetComInfo(&first.info);
+    first.info.max_count = 250;
+    first.info.state_a = 7;
+    HostBlock second;
+    SetComInfo(&second.info);
+    EXPECT_EQ(first.info.max_count, 250);
+    EXPECT_EQ(first.info.state_a, 7);
+}
+
+TEST_F(HostSetup, RegistCallBackFuncIntfKeepsBothCallbacks) {
+    RegistCallBackFuncIntf(a_write_result, a_comm_error);
+    EXPECT_EQ(PLC_driver.write_result_cb, &a_write_result);
+    EXPECT_EQ(PLC_driver.comm_error_cb, &a_comm_error);
+}
+
+TEST_F(HostSetup, FlashLocalRegisterStoresTheThreeMemoriesInTheOrderLbLwRwi) {
+    int memories[3] = {1, 2, 3};
+    FlashLocalRegister(&memories[0], &memories[1], &memories[2]);
+    EXPECT_EQ(LB, &memories[0]);
+    EXPECT_EQ(LW, &memories[1]);
+    EXPECT_EQ(RWI, &memories[2]);
+    EXPECT_EQ(memories[0], 1);
+    EXPECT_EQ(memories[1], 2);
+    EXPECT_EQ(memories[2], 3);
+}
+
+// It does not look at the flag: a host that asks here is told "finished" always and reads the flag in its own block.
+TEST_F(HostSetup, QueryFinishFlagIs1WhateverTheFlagIs) {
+    for (int flag : {0, 1, 7, -1}) {
+        info.finish_flag = flag;
+        EXPECT_EQ(QueryFinishFlag(), 1) << "finish_flag " << flag;
+        EXPECT_EQ(info.finish_flag, flag);
+    }
+}
+
+TEST_F(HostSetup, QueryFinishFlagNeedsNoBlock) {
+    PLC_driver.com_info = nullptr;
+    EXPECT_EQ(QueryFinishFlag(), 1);
+}
+
+// The host calls these three while the link is idle; a lock taken here would deadlock hosts that call them from a
+// callback.
+TEST_F(HostSetup, TheConfigurationCallsTakeNoLock) {
+    HostBlock given;
+    const auto configure = [&given] {
+        SetComInfo(&given.info);
+        RegistCallBackFuncIntf(a_write_result, a_comm_error);
+        FlashLocalRegister(nullptr, nullptr, nullptr);
+        QueryFinishFlag();
+    };
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, configure));
+    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, configure));
+    EXPECT_TRUE(support::passes_by(PLC_driver.station_mutex, configure));
+}
+
+namespace {
+
+struct StationCall {
+    const char *name;
+    void (*call)(int, int);
+};
+
+// Both names of the one operation.
+class StationSwitch : public DriverTest, public ::testing::WithParamInterface<StationCall> {
+protected:
+    static void change(int station, int mode) {
+        GetParam().call(station, mode);
+    }
+};
+
+void PrintTo(const StationCall &call, std::ostream *out) {
+    *out << call.name;
+}
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(BothNames, StationSwitch,
+                         ::testing::Values(StationCall{"EnableEthernet", EnableEthernet},
+                                           StationCall{"EnCommStation", EnCommStation}),
+                         [](const ::testing::TestParamInfo<StationCall> &row) { return std::string(row.param.name); });
+
+TEST_P(StationSwitch, Mode0DisablesTheStation) {
+    EXPECT_FALSE(Ethernetcontains(3));
+    change(3, 0);
+    EXPECT_TRUE(Ethernetcontains(3));
+    EXPECT_EQ(PLC_driver.disabled_stations.size(), 1);
+    EXPECT_EQ(PLC_driver.disabled_stations.value(3, -1), 0);
+}
+
+TEST_P(StationSwitch, DisablingTwiceChangesNothing) {
+    change(3, 0);
+    change(3, 0);
+    EXPECT_EQ(PLC_driver.disabled_stations.size(), 1);
+    EXPECT_EQ(PLC_driver.disabled_stations.value(3, -1), 0);
+    change(3, 1);
+    EXPECT_FALSE(Ethernetcontains(3));
+}
+
+TEST_P(StationSwitch, Mode1EnablesTheStation) {
+    change(3, 0);
+    change(4, 0);
+    change(3, 1);
+    EXPECT_FALSE(Ethernetcontains(3));
+    EXPECT_TRUE(Ethernetcontains(4));
+}
+
+TEST_P(StationSwitch, EnablingAStationThatIsNotDisabledChangesNothing) {
+    change(4, 0);
+    change(3, 1);
+    EXPECT_FALSE(Ethernetcontains(3));
+    EXPECT_TRUE(Ethernetcontains(4));
+    EXPECT_EQ(PLC_driver.disabled_stations.size(), 1);
+}
+
+TEST_P(StationSwitch, AStationBelow0EmptiesTheSetWhateverTheModeIs) {
+    for (int station : {-1, -2, int_min})
+        for (int mode : {7, 0, 1, 2, -1}) {
+            change(3, 0);
+            change(200, 0);
+            change(station, mode);
+            EXPECT_FALSE(Ethernetcontains(3)) << station << ", " << mode;
+            EXPECT_FALSE(Ethernetcontains(station)) << station << ", " << mode;
+            EXPECT_TRUE(PLC_driver.disabled_stations.isEmpty()) << station << ", " << mode;
+        }
+}
+
+TEST_P(StationSwitch, AnyOtherModeChangesNothing) {
+    for (int mode : {2, 3, -1, 7, int_max, int_min}) {
+        change(3, mode);
+        EXPECT_FALSE(Ethernetcontains(3)) << "mode " << mode;
+        change(3, 0);
+        change(3, mode);
+        EXPECT_TRUE(Ethernetcontains(3)) << "mode " << mode;
+        change(3, 1);
+    }
+}
+
+TEST_P(StationSwitch, Station0AndLargeStationsAreStationsLikeOthers) {
+    change(0, 0);
+    change(int_max, 0);
+    EXPECT_TRUE(Ethernetcontains(0));
+    EXPECT_TRUE(Ethernetcontains(int_max));
+    EXPECT_FALSE(Ethernetcontains(1));
+}
+
+TEST_P(StationSwitch, ChangesTheOneSetThatBothNamesShare) {
+    EnableEthernet(5, 0);
+    EnCommStation(6, 0);
+    change(5, 1);
+    EXPECT_FALSE(Ethernetcontains(5));
+    EXPECT_TRUE(Ethernetcontains(6));
+}
+
+TEST_P(StationSwitch, TakesStationMutexAndNoOther) {
+    EXPECT_TRUE(support::waits_for(PLC_driver.station_mutex, [] { change(3, 0); }));
+    EXPECT_TRUE(Ethernetcontains(3));
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [] { change(4, 0); }));
+    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, [] { change(-1, 0); }));
+}
+
+TEST_F(HostSetup, EthernetcontainsIsAnExactLookup) {
+    EnableEthernet(3, 0);
+    EXPECT_TRUE(Ethernetcontains(3));
+    EXPECT_FALSE(Ethernetcontains(2));
+    EXPECT_FALSE(Ethernetcontains(4));
+    EXPECT_FALSE(Ethernetcontains(3 + 256));
+    EXPECT_FALSE(Ethernetcontains(-3));
+    EXPECT_FALSE(Ethernetcontains(int_min));
+}
+
+TEST_F(HostSetup, EthernetcontainsAddsNothingToTheSet) {
+    EXPECT_FALSE(Ethernetcontains(9));
+    EXPECT_TRUE(PLC_driver.disabled_stations.isEmpty());
+}
+
+// The cycle asks with `list_mutex` held.
+TEST_F(HostSetup, EthernetcontainsTakesStationMutexAndNoOther) {
+    EXPECT_TRUE(support::waits_for(PLC_driver.station_mutex, [] { Ethernetcontains(3); }));
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [] { Ethernetcontains(3); }));
+    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, [] { Ethernetcontains(3); }));
+}
+
+TEST_F(HostSetup, StationsMayBeSwitchedFromSeveralThreadsAtOnce) {
+    const auto worker = [](int first) {
+        for (int round = 0; round < 2000; ++round)
+            for (int station = first; station < first + 5; ++station) {
+                EnableEthernet(station, round % 2);
+                Ethernetcontains(station);
+            }
+        for (int station = first; station < first + 5; ++station)
+            EnCommStation(station, 0);
+    };
+    std::thread one(worker, 0);
+    std::thread two(worker, 5);
+    worker(10);
+    one.join();
+    two.join();
+    EXPECT_EQ(PLC_driver.disabled_stations.size(), 15);
+}
+
+TEST_F(HostSetup, TheStationSetAnswersAsInTheHostGuide) {
+    EnableEthernet(3, 0);
+    EXPECT_TRUE(Ethernetcontains(3));
+    EnableEthernet(3, 1);
+    EXPECT_FALSE(Ethernetcontains(3));
+    EnableEthernet(3, 0);
+    EnableEthernet(3, 2);
+    EXPECT_TRUE(Ethernetcontains(3));
+    EnableEthernet(-1, 7);
+    EXPECT_FALSE(Ethernetcontains(3));
+    EXPECT_TRUE(PLC_driver.disabled_stations.isEmpty());
+}
