@@ -35,11 +35,12 @@ void count_completed_read() {
     ComInfo &com_info = *PLC_driver.com_info;
     if (com_info.finish_flag != 0)
         return;
-    ++PLC_driver.read_pass_count;
-    if (PLC_driver.read_pass_count > PLC_driver.read_list.size()) {
-        PLC_driver.read_pass_count = 0;
-        com_info.finish_flag = 1;
+    if (PLC_driver.read_pass_count < PLC_driver.read_list.size()) {
+        ++PLC_driver.read_pass_count;
+        return;
     }
+    PLC_driver.read_pass_count = 0;
+    com_info.finish_flag = 1;
 }
 
 // Takes the answered frame out of flight. True when its request needs no further reply.

@@ -127,7 +127,7 @@ TEST_F(Cycle, AFrameInFlightIsReturnedAlthoughItsStationIsDisabledSince) {
     EXPECT_EQ(frame_of(ComCommunication()), "01 03 00 0A 00 01 A4 08");
 }
 
-// A host may re-send from within a callback, where the mutex is held.
+// The first step looks at the frame list without a lock; with one, a re-send would wait for a rebuild.
 TEST_F(Cycle, ReturningTheFrameInFlightTakesNoLock) {
     poll({1});
     const Protocol *const request = ComCommunication();

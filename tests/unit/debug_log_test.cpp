@@ -133,7 +133,7 @@ TEST_F(DebugLog, HelloAt45MillisecondsPast090703On5January2024) {
 }
 
 // The milliseconds stand without leading zeros and without trailing ones added or cut, whatever the Qt version's own
-// idea of the format is. Tools that read the log split at the points.
+// idea of the format is.
 TEST_F(DebugLog, MillisecondsStandWithoutLeadingZeros) {
     EXPECT_EQ(line_at(0), "2024.01.05.09:07:03.0:hello\n");
     EXPECT_EQ(line_at(5), "2024.01.05.09:07:03.5:hello\n");

@@ -116,8 +116,7 @@ TEST_F(HostSetup, QueryFinishFlagNeedsNoBlock) {
     EXPECT_EQ(QueryFinishFlag(), 1);
 }
 
-// The host calls these three while the link is idle; a lock taken here would deadlock hosts that call them from a
-// callback.
+// The host configures while the link is idle. With a lock these calls could not be made from its callbacks.
 TEST_F(HostSetup, TheConfigurationCallsTakeNoLock) {
     HostBlock given;
     const auto configure = [&given] {

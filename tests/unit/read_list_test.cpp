@@ -517,6 +517,7 @@ TEST_F(Merge, OfNothingIsNothing) {
 
 TEST_F(Merge, AfterCountsOf0OnAnEmptyOutputTheNextVariableOpensABlock) {
     EXPECT_EQ(merged({{5, 0}, {7, 3}}, 10), "(7,3)");
+    EXPECT_EQ(merged({{0, 0}, {0, 1}}, 10), "(0,1)");
     EXPECT_EQ(merged({{5, -1}, {6, 0}, {7, 25}}, 10), "(7,10) (17,10) (27,5)");
     EXPECT_EQ(merged({{5, 0}, {15, 3}}, 10), "(15,3)");
     EXPECT_EQ(merged({{5, 0}, {9, -3}}, 10), "");
