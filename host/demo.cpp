@@ -9,7 +9,6 @@
 #include "host/variables.h"
 
 #include <asio/io_context.hpp>
-#include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
 
@@ -176,25 +175,24 @@ public:
 
     void run() {
         started_ = Clock::now();
-        asio::io_context events;
-        asio::signal_set signals(events, SIGINT, SIGTERM, SIGHUP);
-        signals.async_wait([&](const asio::error_code &, int) { events.stop(); });
-        asio::steady_timer end(events);
+        asio::signal_set signals(events_, SIGINT, SIGTERM, SIGHUP);
+        signals.async_wait([this](const asio::error_code &, int) { events_.stop(); });
+        asio::steady_timer end(events_);
         if (options_.duration) {
             end.expires_after(*options_.duration);
-            end.async_wait([&](const asio::error_code &) { events.stop(); });
+            end.async_wait([this](const asio::error_code &) { events_.stop(); });
         }
 
-        std::thread link([&] {
+        std::thread link([this] {
             try {
                 run_link(driver_.entry(), line_, info_, options_.timeouts, link_);
             } catch (const LineError &error) {
                 line_error_ = error.what();
-                events.stop();
+                events_.stop();
             }
         });
-        std::thread screen([&] { run_screen(); });
-        events.run();
+        std::thread screen([this] { run_screen(); });
+        events_.run();
 
         line_.request_stop();
         screen_stop_.raise();
@@ -215,6 +213,8 @@ private:
     std::string title() const;
     std::vector<std::string> faults() const;
     template <typename Condition> std::size_t count_rows(Condition condition) const;
+    std::size_t unproven_rows() const;
+    std::size_t unmoved_rows() const;
 
     const DemoOptions &options_;
     const DriverLibrary &driver_;
@@ -223,6 +223,7 @@ private:
     LinkStatistics link_;
     Panel panel_;
     int blocks_ = 0;
+    asio::io_context events_;  // run by the main thread; its end is the end of the demonstration
     StopFlag screen_stop_;
     std::string line_error_;
     Clock::time_point started_;
@@ -234,6 +235,8 @@ void Demo::run_screen() {
     do {
         panel_.refresh();
         screen.show(panel_.cells(), status_line(link_, panel_.judge(), Clock::now() - started_));
+        if (options_.until_proven && link_.passes > 0 && unproven_rows() == 0 && unmoved_rows() == 0)
+            events_.stop();
     } while (!screen_stop_.wait_for(refresh_time));
 }
 
@@ -253,6 +256,14 @@ template <typename Condition> std::size_t Demo::count_rows(Condition condition) 
     return count;
 }
 
+std::size_t Demo::unproven_rows() const {
+    return count_rows([](const DemoRow &, const Shown &shown) { return !shown.proven; });
+}
+
+std::size_t Demo::unmoved_rows() const {
+    return count_rows([](const DemoRow &row, const Shown &shown) { return row.moves && !shown.changed; });
+}
+
 std::vector<std::string> Demo::faults() const {
     std::vector<std::string> faults;
     const auto blame = [&faults](std::uint64_t count, const std::string &what) {
@@ -265,19 +276,16 @@ std::vector<std::string> Demo::faults() const {
         faults.push_back("no pass over the list was completed");
     blame(link_.given_up, "requests were given up");
     blame(panel_.judge().wrong(), "values shown were wrong");
-    blame(count_rows([](const DemoRow &, const Shown &shown) { return !shown.proven; }),
-          "variables were never shown right");
-    blame(count_rows([](const DemoRow &row, const Shown &shown) { return row.moves && !shown.changed; }),
-          "moving variables never changed");
+    blame(unproven_rows(), "variables were never shown right");
+    blame(unmoved_rows(), "moving variables never changed");
     return faults;
 }
 
 bool Demo::summarise(std::ostream &out) const {
     const Judge &judge = panel_.judge();
     const auto moving = count_rows([](const DemoRow &row, const Shown &) { return row.moves; });
-    const auto moved = count_rows([](const DemoRow &row, const Shown &shown) { return row.moves && shown.changed; });
-    out << "variables  " << demo_list().size() << " in " << blocks_ << " blocks; " << moved << " of " << moving
-        << " moving ones changed\n"
+    out << "variables  " << demo_list().size() << " in " << blocks_ << " blocks; " << moving - unmoved_rows() << " of "
+        << moving << " moving ones changed\n"
         << "exchanges  " << link_.exchanges << " (" << rate(link_.exchanges, time_) << " per second): good "
         << link_.good << ", failed " << link_.failed << ", given up " << link_.given_up << "\n"
         << "passes     " << link_.passes << " over the list\n"

@@ -15,6 +15,7 @@ struct DemoOptions {
     std::string driver = "libozna_kelpo_port_2.so.1";                         ///< file name of the driver
     std::string memory;                                                       ///< the controller's memory file
     std::optional<std::chrono::seconds> duration = std::chrono::seconds(10);  ///< nothing: until a signal
+    bool until_proven = false;  ///< end before that once every value was right and every moving one has moved
 };
 
 /// How a run ended; the exit code of the program.
@@ -29,8 +30,8 @@ enum class DemoResult {
 };
 
 /// Polls the demonstration's variables over the line, shows them on standard output, has them judged by the
-/// controller's memory, and ends with a summary there. What stops it is told on `error`. Runs until `duration` is over
-/// or SIGINT, SIGTERM or SIGHUP comes.
+/// controller's memory, and ends with a summary there. What stops it from starting is told on `error`. Ends as
+/// `options` say, or on SIGINT, SIGTERM or SIGHUP.
 DemoResult run_demo(const DemoOptions &options, std::ostream &out, std::ostream &error);
 
 }  // namespace kelpo

@@ -47,6 +47,8 @@ int run(int argc, char **argv) {
     CLI::Option *limit =
         demo->add_option("--seconds", seconds, "How long to run")->check(CLI::Range(1, 86400))->capture_default_str();
     CLI::Option *keep = demo->add_flag("--keep", "Run until Ctrl-C")->excludes(limit);
+    demo->add_flag("--until-proven", options.until_proven,
+                   "End earlier, once every value was right and every moving one has moved");
     demo->add_option("--reply-timeout", reply_timeout, "Milliseconds to wait for a reply")
         ->check(CLI::Range(1, 60000))
         ->capture_default_str();

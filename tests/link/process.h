@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-/// Waits until `condition` holds; false when it still does not after half a minute.
+/// Waits until `condition` holds; false when it still does not after two minutes.
 bool comes_true(const std::function<bool()> &condition);
 
 /// A directory that goes with the object.

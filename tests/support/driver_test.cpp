@@ -206,7 +206,7 @@ Protocol make_frame(const RW_VAR &var, const QByteArray &frame, int data_len) {
     Protocol request;
     request.frame = frame;
     request.send_len = static_cast<int>(frame.size());
-    request.reply_len = data_len + 5;
+    request.reply_len = static_cast<int>(static_cast<unsigned int>(data_len) + 5U);
     request.data_offset = 3;
     request.data_len = data_len;
     request.var = var;
