@@ -77,6 +77,22 @@ RW_VAR *DataCom(QByteArray *reply, int length);
 /// nothing; from any thread.
 int PLCAddressChangeIntef(int type, QString text);
 
+/// Appends a copy of `var` to the cyclic read list and returns the list's size. Takes no lock: must not run at the same
+/// time as ReCreatReadVarList or the link loop. Nothing is parsed; `reg_type` is a class and `reg_addr` an address, as
+/// in the entries of ReCreatReadVarList, whose next call discards this one.
+int AddListReadVar(RW_VAR *var);
+
+/// Queues a copy of the write record `var` as it is, unless 1024 writes wait already, and returns the size of the write
+/// queue. A full queue drops the write without a report. SetRegisterData makes such records. Takes `list_mutex`.
+int AddListWriteVar(RW_VAR *var);
+
+/// Queues `var` to be read once and returns the size of the once-read queue. With `mode` 1 a copy of the record is
+/// queued as it is. With any other `mode` its `addr_text` is parsed and the variable cut into pieces of at most
+/// max_count units, each queued unless an equal one, or 1024 requests, wait already; `var` is then left with its class,
+/// the parsed station, and the count of the last piece and the address behind it. Returns 0, with `var` unchanged, when
+/// the address does not parse. The end of each piece is reported to the write-result callback. Takes `list_mutex`.
+int AddListOnceReadVar(RW_VAR *var, int mode);
+
 /// Replaces the cyclic read list by block reads that cover `vars`. Returns the number of blocks. An item whose address
 /// does not parse is skipped. From any thread; takes `list_mutex`. `vars` is only read.
 int ReCreatReadVarList(QList<HOST_VAR> *vars);
@@ -90,6 +106,17 @@ int ReCreatReadVarList(QList<HOST_VAR> *vars);
 /// to 17; two bytes per register for 7 to 11; four bytes per value, (count + 1) / 2 values, for 12 to 14. What was
 /// never read or written is 0. Never waits for the line. `text` is not used. Takes `cache_mutex`.
 int GetRegisterData(QString text, int reg_type, QString address, int station_no, QByteArray &out, int count);
+
+/// Writes `count` units of `data`, laid out as GetRegisterData gives them, at `address`, and returns the size of the
+/// write queue, or 0 when the address text does not parse. With ComInfo::write_mode 2 the writes are queued for the
+/// PLC, cut to what one request may carry; with any other mode they fill the cache only. Queued writes reach the cache
+/// when their request is built, or at once while the link has failed. Values that `data` does not reach are written as
+/// bytes 0x30. Type 0 is not writable; it, and a type outside 0 to 17, write nothing. A full queue drops what does not
+/// fit without a report. `text` is kept in the records' `aux_text`; `var_group` and `var_id` come back in the
+/// callbacks. Takes `list_mutex` and `cache_mutex`, one after the other; with a `write_mode` other than 2 only
+/// `cache_mutex`.
+int SetRegisterData(QString text, int reg_type, QString address, int station_no, QByteArray data, int count,
+                    int var_group, int var_id);
 
 /// @}
 }
@@ -107,5 +134,10 @@ void customMessageHandler(QtMsgType type, const char *msg);
 /// 13; "word.bit" as word x 16 + bit for 15 to 17; decimal for every other value. -1 when the text does not parse;
 /// negative numbers are returned as they are and refused by every caller. No state, any thread.
 int StringAddressToInt(int type, QString text);
+
+/// Appends `var` to `out`, cut into pieces of at most `limit` units when `total`, its number of units, is larger than
+/// that; a `limit` below 1 counts as 1. `var` keeps the address and count of the last piece. Touches only its
+/// arguments.
+void WhetherGroup(int total, int limit, RW_VAR *var, QList<RW_VAR> *out);
 
 #endif

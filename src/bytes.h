@@ -19,6 +19,12 @@ inline void put_u16_high_first(unsigned char *to, int value) {
     to[1] = static_cast<unsigned char>(bits);
 }
 
+/// The 32 bits of `value` at `to`, high byte first.
+inline void put_u32_high_first(unsigned char *to, int value) {
+    put_u16_high_first(to, static_cast<int>(static_cast<quint32>(value) >> 16));
+    put_u16_high_first(to + 2, value);
+}
+
 /// The low 16 bits of `value` at `to`, low byte first.
 inline void put_u16_low_first(unsigned char *to, int value) {
     const quint32 bits = static_cast<quint32>(value);
@@ -45,6 +51,11 @@ inline unsigned short get_u16_low_first(const unsigned char *from) {
 /// The four bytes at `from`, high byte first.
 inline quint32 get_u32_high_first(const unsigned char *from) {
     return (static_cast<quint32>(get_u16_high_first(from)) << 16) | get_u16_high_first(from + 2);
+}
+
+/// The four bytes at `from`, low byte first.
+inline quint32 get_u32_low_first(const unsigned char *from) {
+    return (static_cast<quint32>(get_u16_low_first(from + 2)) << 16) | get_u16_low_first(from);
 }
 
 /// The bytes of `array` as unsigned; valid until it changes.

@@ -23,12 +23,20 @@ enum RegisterUnit {
     BitOfWord    ///< one bit of a 16-bit register
 };
 
+/// How the host's writes of a type are cut into requests.
+enum WriteCut {
+    NotWritable,
+    InGroups,  ///< as many units a request as max_count allows
+    OneByOne   ///< a request for each bit
+};
+
 /// One row of the table.
 struct RegisterType {
     int register_class;  ///< the class whose address space the type belongs to
     AddressSyntax syntax;
     CountRule count_rule;
     RegisterUnit unit;
+    WriteCut write_cut;
     int modbus_width;  ///< Modbus addresses per address of the type
     int low_base;      ///< Modbus address of address 0
     int high_start;    ///< first address of the high range, or no_high_range

@@ -1,6 +1,6 @@
-#include "Communication_Protocol.h"
+#include "frames/address_map.h"
+
 #include "arithmetic.h"
-#include "register_types.h"
 
 void Communication_Protocol::get_offset_address(int type, int &address) {
     const RegisterType *known = find_register_type(type);
@@ -8,4 +8,8 @@ void Communication_Protocol::get_offset_address(int type, int &address) {
         return;
     const int base = address < known->high_start ? known->low_base : known->high_base;
     address = low_32_bits(qint64(address) * known->modbus_width + base);
+}
+
+bool crosses_high_start(const RegisterType &known, const RW_VAR &var) {
+    return var.reg_addr < known.high_start && qint64(var.reg_addr) + var.reg_count > known.high_start;
 }

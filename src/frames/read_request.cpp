@@ -2,6 +2,7 @@
 
 #include "arithmetic.h"
 #include "bytes.h"
+#include "frames/address_map.h"
 #include "frames/rtu_request.h"
 #include "register_types.h"
 
@@ -15,10 +16,6 @@ const int reply_overhead = 5;
 const RegisterType *readable_class(int reg_type) {
     const RegisterType *known = find_register_type(reg_type);
     return known != 0 && known->register_class == reg_type ? known : 0;
-}
-
-bool crosses_high_start(const RegisterType &known, const RW_VAR &var) {
-    return var.reg_addr < known.high_start && qint64(var.reg_addr) + var.reg_count > known.high_start;
 }
 
 void queue_read(const RegisterType &known, const RW_VAR &var) {

@@ -8,7 +8,14 @@
 #include "Communication_Protocol.h"
 
 /// Modbus function codes that the driver uses.
-enum RtuFunction { ReadCoils = 1, ReadHoldingRegisters = 3 };
+enum RtuFunction {
+    ReadCoils = 1,
+    ReadHoldingRegisters = 3,
+    WriteSingleCoil = 5,
+    WriteSingleRegister = 6,
+    WriteMultipleCoils = 15,
+    WriteMultipleRegisters = 16
+};
 
 /// Bytes of a request before its quantity or value: station, function, mapped start address.
 const int rtu_header_length = 4;

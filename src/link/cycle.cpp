@@ -1,4 +1,6 @@
 #include "frames/read_request.h"
+#include "frames/remote_request.h"
+#include "frames/write_request.h"
 #include "link/request_kind.h"
 #include "ozna_kelpo_port.h"
 
@@ -6,12 +8,33 @@
 
 namespace {
 
+typedef void (*Builder)(const RW_VAR &);
+
+// After so many requests of one queue in a row the cyclic list gets its turn.
+const int most_in_a_row = 5;
+
+const int request_failed = 2;
+
+Builder read_builder() {
+    return PLC_driver.com_info->remote_mode != 0 ? Remote_ReadVar : ReadRegister;
+}
+
+Builder write_builder() {
+    return PLC_driver.com_info->remote_mode != 0 ? Remote_WriteVar : WriteRegister;
+}
+
 void rotate(QList<RW_VAR> &list) {
     list.append(list.takeFirst());
 }
 
-// Moves entries of disabled stations to the end, each at most once. False when that is all of them; the list is then
-// in its old order.
+// Requests for a disabled station are dropped, not postponed: they would come late and unasked when it returns.
+void drop_disabled_heads(QList<RW_VAR> &queue) {
+    while (!queue.isEmpty() && Ethernetcontains(queue.first().station_no))
+        queue.removeFirst();
+}
+
+// Moves entries of disabled stations to the end, each at most once. False when that is all of them; the list is then in
+// its old order.
 bool find_enabled_head(QList<RW_VAR> &list) {
     for (int unseen = static_cast<int>(list.size()); unseen > 0; --unseen) {
         if (!Ethernetcontains(list.first().station_no))
@@ -21,16 +44,36 @@ bool find_enabled_head(QList<RW_VAR> &list) {
     return false;
 }
 
-// The head stays in place until its reply has been dealt with.
-void serve_cyclic_read() {
+// An entry that no request exists for must not hold up the others: it leaves its queue and the host is told.
+void refuse_head(QList<RW_VAR> &queue) {
+    const RW_VAR refused = queue.takeFirst();
+    PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, refused.var_group, refused.var_id, request_failed);
+}
+
+// False when it is another queue's turn. The head stays in place until its reply has been dealt with.
+bool serve_queue(QList<RW_VAR> &queue, RequestKind kind, int &built_in_a_row, Builder build) {
+    if (built_in_a_row >= most_in_a_row)
+        return false;
+    drop_disabled_heads(queue);
+    if (queue.isEmpty())
+        return false;
+    build(queue.first());
+    PLC_driver.last_op = kind;
+    ++built_in_a_row;
+    if (PLC_driver.frame_list.isEmpty())
+        refuse_head(queue);
+    return true;
+}
+
+void serve_cyclic_list() {
     QList<RW_VAR> &list = PLC_driver.read_list;
     if (!find_enabled_head(list))
         return;
-    ReadRegister(list.first());
+    read_builder()(list.first());
     PLC_driver.last_op = CyclicRead;
     PLC_driver.write_tries = 0;
     PLC_driver.once_read_tries = 0;
-    // An entry that no request exists for must not hold up the others.
+    // As with a refused request, but the list is the host's and keeps the entry.
     if (PLC_driver.frame_list.isEmpty())
         rotate(list);
 }
@@ -38,11 +81,15 @@ void serve_cyclic_read() {
 }  // namespace
 
 Protocol *ComCommunication() {
+    // In flight already: the link thread alone changes the frame list, so this needs no lock.
     if (!PLC_driver.frame_list.isEmpty())
         return &PLC_driver.frame_list.first();
 
     const QMutexLocker locked(&PLC_driver.list_mutex);
-    serve_cyclic_read();
+    if (!serve_queue(PLC_driver.write_list, WriteRequest, PLC_driver.write_tries, write_builder()) &&
+        !serve_queue(PLC_driver.once_read_list, OnceRead, PLC_driver.once_read_tries, read_builder()))
+        serve_cyclic_list();
+
     if (PLC_driver.frame_list.isEmpty()) {
         PLC_driver.write_tries = 0;
         PLC_driver.once_read_tries = 0;

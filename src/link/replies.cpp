@@ -10,16 +10,30 @@
 
 namespace {
 
-enum ReplyKind { GoodReply = 0, LocalCheckFailed = 1, LocalNoReply = 2, LocalWrongLength = 3 };
+enum ReplyKind {
+    GoodReply = 0,
+    LocalCheckFailed = 1,
+    LocalNoReply = 2,
+    LocalWrongLength = 3,
+    RemoteNotStored = 4,
+    RemoteCheckFailed = 5,
+    RemoteNoReply = 6,
+    RemoteWrongLength = 7
+};
 
 const int good_code = 1;
+const int remote_good_code = 100;
 const int resend_code = 0;
 const int special_code = 1000;
 const int unknown_kind_code = 200;
 
 enum LengthJudgement { LengthIsRight, NothingCame, LengthIsWrong };
 
-LengthJudgement judge_length(int expected, int length) {
+// Of a reply to the frame in flight. With none the length is no matter; the check rejects the reply.
+LengthJudgement judge_length(int length) {
+    if (PLC_driver.frame_list.isEmpty())
+        return LengthIsRight;
+    const int expected = PLC_driver.frame_list.first().reply_len;
     if (length == 0 && expected != 0)
         return NothingCame;
     return expected == length || expected == -1 ? LengthIsRight : LengthIsWrong;
@@ -29,6 +43,9 @@ LengthJudgement judge_length(int expected, int length) {
 bool is_special_short_reply(const QByteArray *reply) {
     return reply != 0 && reply->size() == 5 && reply->at(1) == '\x6A' && reply->at(2) == '\x8B';
 }
+
+const int request_done = 1;
+const int request_failed = 2;
 
 // Ends the pass one read after its last entry's, so that every entry has certainly been served.
 void count_completed_read() {
@@ -44,13 +61,13 @@ void count_completed_read() {
 }
 
 // Takes the answered frame out of flight. True when its request needs no further reply.
-bool retire_frame() {
+bool retire_frame(bool remote) {
     ComInfo &com_info = *PLC_driver.com_info;
     PLC_driver.comm_failed = false;
     const qint64 good_replies = qint64(com_info.success_count) + 1;
     com_info.success_count = low_32_bits(good_replies);
     const bool complete = good_replies >= com_info.success_limit;
-    if (complete)
+    if (complete && !remote)
         count_completed_read();
     PLC_driver.frame_list.removeFirst();
     return complete;
@@ -73,19 +90,87 @@ bool give_up_frame() {
     return true;
 }
 
-// The result record always names the variable given up last, also after a good reply: the host then looks at
-// ret_value alone.
+bool same_variable(const RW_VAR &left, const RW_VAR &right) {
+    return left.var_group == right.var_group && left.var_id == right.var_id;
+}
+
+// Whether a later request of the head's variable waits in this link's queue: its end will then be the variable's.
+bool later_request_waits(const QList<RW_VAR> &queue) {
+    const RW_VAR &head = queue.first();
+    for (int i = 1; i < queue.size(); ++i)
+        if (same_variable(queue.at(i), head) && queue.at(i).area_no == PLC_driver.com_info->local_area_no)
+            return true;
+    return false;
+}
+
+// A failure is always reported, success once for all queued requests of the variable.
+void report_head(const QList<RW_VAR> &queue) {
+    const RW_VAR &head = queue.first();
+    if (PLC_driver.comm_failed || !later_request_waits(queue))
+        PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, head.var_group, head.var_id,
+                                   PLC_driver.comm_failed ? request_failed : request_done);
+}
+
+// The result record always names the variable given up last, also after a good reply: the host then looks at ret_value
+// alone.
+void copy_fail_var() {
+    passRetValue(PLC_driver.fail_var, PLC_driver.ret_var);
+}
+
+void advance_queue(QList<RW_VAR> &queue, bool report) {
+    if (queue.isEmpty())
+        return;
+    if (report)
+        report_head(queue);
+    copy_fail_var();
+    queue.removeFirst();
+}
+
 void advance_read_list() {
     QList<RW_VAR> &list = PLC_driver.read_list;
     if (list.isEmpty())
         return;
-    passRetValue(PLC_driver.fail_var, PLC_driver.ret_var);
+    copy_fail_var();
     list.append(list.takeFirst());
+}
+
+void advance_served_queue(bool remote) {
+    switch (PLC_driver.last_op) {
+    case WriteRequest:
+        advance_queue(PLC_driver.write_list, true);
+        break;
+    case OnceRead:
+        advance_queue(PLC_driver.once_read_list, !remote);
+        break;
+    case CyclicRead:
+        advance_read_list();
+        break;
+    default:
+        break;
+    }
+}
+
+// What else waits for the variable that the controller did not answer for. Of any station, unless the host tells
+// stations apart.
+void purge(QList<RW_VAR> &queue) {
+    const RW_VAR &failed = PLC_driver.ret_var;
+    const bool any_station = PLC_driver.com_info->multi_station == 0;
+    QList<RW_VAR> kept;
+    for (int i = 0; i < queue.size(); ++i) {
+        const RW_VAR &var = queue.at(i);
+        if (!same_variable(var, failed) || !(any_station || var.station_no == failed.station_no))
+            kept.append(var);
+    }
+    queue = kept;
 }
 
 void report_give_up() {
     QList<RW_VAR> for_the_host;
     PLC_driver.comm_error_cb(&for_the_host, PLC_driver.ret_var.var_group, 1);
+    if (PLC_driver.last_op == WriteRequest)
+        purge(PLC_driver.write_list);
+    else if (PLC_driver.last_op == OnceRead)
+        purge(PLC_driver.once_read_list);
 }
 
 }  // namespace
@@ -110,15 +195,21 @@ int GetDriverReturnValue(int kind) {
         return SwitchErrorReturn(40);
     case LocalWrongLength:
         return SwitchErrorReturn(70);
+    case RemoteNotStored:
+        return remote_good_code;
+    case RemoteCheckFailed:
+        return SwitchErrorReturn(110);
+    case RemoteNoReply:
+        return SwitchErrorReturn(140);
+    case RemoteWrongLength:
+        return SwitchErrorReturn(170);
     default:
         return unknown_kind_code;
     }
 }
 
 int DealDataOfLocalArea(QByteArray *reply, int length) {
-    if (PLC_driver.frame_list.isEmpty())
-        return GetDriverReturnValue(LocalCheckFailed);
-    switch (judge_length(PLC_driver.frame_list.first().reply_len, length)) {
+    switch (judge_length(length)) {
     case NothingCame:
         return GetDriverReturnValue(LocalNoReply);
     case LengthIsWrong:
@@ -126,17 +217,32 @@ int DealDataOfLocalArea(QByteArray *reply, int length) {
     case LengthIsRight:
         break;
     }
-    switch (CheckGetData(reply, length)) {
-    case ValidWithData: {
+    const int check = CheckGetData(reply, length);
+    if (check == Rejected)
+        return GetDriverReturnValue(LocalCheckFailed);
+    if (check == ValidWithData) {
         const QMutexLocker locked(&PLC_driver.cache_mutex);
         SaveToLocalDataErea(reply);
-        return GetDriverReturnValue(GoodReply);
     }
-    case ValidNothingToStore:
-        return GetDriverReturnValue(GoodReply);
-    default:
-        return GetDriverReturnValue(LocalCheckFailed);
+    return GetDriverReturnValue(GoodReply);
+}
+
+int DealDataOfRemoteArea(QByteArray *reply, int length) {
+    switch (judge_length(length)) {
+    case NothingCame:
+        return GetDriverReturnValue(RemoteNoReply);
+    case LengthIsWrong:
+        return GetDriverReturnValue(RemoteWrongLength);
+    case LengthIsRight:
+        break;
     }
+    if (CheckGetData(reply, length) == Rejected)
+        return GetDriverReturnValue(RemoteCheckFailed);
+    if (PLC_driver.frame_list.first().var.store_mode != read_half_of_bit_write)
+        return GetDriverReturnValue(RemoteNotStored);
+    // Completes the write half in the frame list; the cache is not touched, so its lock is not taken.
+    SaveToLocalDataErea(reply);
+    return GetDriverReturnValue(PLC_driver.com_info->success_count == 1 ? RemoteNotStored : GoodReply);
 }
 
 void passRetValue(const RW_VAR &from, RW_VAR &to) {
@@ -153,11 +259,12 @@ RW_VAR *DataCom(QByteArray *reply, int length) {
         result.ret_value = special_code;
         return &result;
     }
-    const int code = DealDataOfLocalArea(reply, length);
+    const bool remote = PLC_driver.frame_list.first().var.area_no != PLC_driver.com_info->local_area_no;
+    const int code = remote ? DealDataOfRemoteArea(reply, length) : DealDataOfLocalArea(reply, length);
 
     const QMutexLocker locked(&PLC_driver.list_mutex);
-    if (code == good_code) {
-        if (!retire_frame()) {
+    if (code == good_code || code == remote_good_code) {
+        if (!retire_frame(remote)) {
             result.ret_value = code;
             return &result;
         }
@@ -165,8 +272,7 @@ RW_VAR *DataCom(QByteArray *reply, int length) {
         result.ret_value = resend_code;
         return &result;
     }
-    if (PLC_driver.last_op == CyclicRead)
-        advance_read_list();
+    advance_served_queue(remote);
     if (PLC_driver.comm_failed)
         report_give_up();
     result.ret_value = code;

@@ -9,6 +9,10 @@
 /// Returns the driver return code: 1, 11 to 22, 41 to 52 or 71 to 82.
 int DealDataOfLocalArea(QByteArray *reply, int length);
 
+/// Judges a reply of another area. Stores nothing in the cache; the read half of a bit write completes the write that
+/// follows it. Returns the driver return code: 1, 100, 111 to 122, 141 to 152 or 171 to 182.
+int DealDataOfRemoteArea(QByteArray *reply, int length);
+
 /// The driver return code of a reply outcome, 0 to 7 as the table in docs/host-guide.md has them; 200 for any other.
 int GetDriverReturnValue(int kind);
 

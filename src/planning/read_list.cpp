@@ -2,6 +2,7 @@
 
 #include "arithmetic.h"
 #include "ozna_kelpo_port.h"
+#include "planning/request_limits.h"
 
 #include <QtCore/QMap>
 #include <QtCore/QMutexLocker>
@@ -143,7 +144,7 @@ int ReCreatReadVarList(QList<HOST_VAR> *vars) {
     ComInfo &com_info = *PLC_driver.com_info;
     PLC_driver.read_pass_count = 0;
     com_info.finish_flag = 0;
-    const int max_count = std::max(com_info.max_count, 1);
+    const int max_count = units_per_request();
     StationGroups stations = group_by_station_and_class(*vars, com_info);
     for (StationGroups::iterator station = stations.begin(); station != stations.end(); ++station) {
         ClassGroups &classes = station.value();

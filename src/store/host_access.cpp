@@ -1,0 +1,309 @@
+#include "arithmetic.h"
+#include "bytes.h"
+#include "ozna_kelpo_port.h"
+#include "planning/request_limits.h"
+#include "register_types.h"
+#include "store/register_cache.h"
+
+#include <QtCore/QMutexLocker>
+
+#include <limits>
+
+namespace {
+
+typedef QHash<unsigned int, unsigned char> BitCache;
+typedef QHash<unsigned int, unsigned short> WordCache;
+typedef QHash<unsigned int, unsigned int> DwordCache;
+
+// More bytes than one byte array can hold give an empty one: the host sees that it got nothing.
+QByteArray zero_bytes(qint64 size) {
+    if (size <= 0 || size > std::numeric_limits<int>::max() / 2)
+        return QByteArray();
+    return QByteArray(static_cast<int>(size), '\0');
+}
+
+// Pairs of registers that hold `count` of them, `count` taken as unsigned.
+qint64 pairs(int count) {
+    return (static_cast<quint32>(count) + 1U) / 2U;
+}
+
+void read_bits(unsigned int key, QByteArray &out) {
+    const BitCache &cache = PLC_driver.bit_cache;
+    unsigned char *to = writable_bytes(out);
+    for (const unsigned char *const end = to + out.size(); to != end; ++to)
+        *to = cache.value(key++, 0) != 0 ? 1 : 0;
+}
+
+void read_words(unsigned int key, QByteArray &out) {
+    const WordCache &cache = PLC_driver.word_cache;
+    unsigned char *to = writable_bytes(out);
+    for (const unsigned char *const end = to + out.size(); to != end; to += 2)
+        put_u16_low_first(to, cache.value(key++, 0));
+}
+
+// The high half of a value stands at the lower address.
+void read_word_pairs(unsigned int key, QByteArray &out) {
+    const WordCache &cache = PLC_driver.word_cache;
+    unsigned char *to = writable_bytes(out);
+    for (const unsigned char *const end = to + out.size(); to != end; to += 4) {
+        put_u16_low_first(to + 2, cache.value(key++, 0));
+        put_u16_low_first(to, cache.value(key++, 0));
+    }
+}
+
+void read_double_words(unsigned int key, QByteArray &out) {
+    const DwordCache &cache = PLC_driver.dword_cache;
+    unsigned char *to = writable_bytes(out);
+    for (const unsigned char *const end = to + out.size(); to != end; to += 4)
+        put_u32_low_first(to, cache.value(key++, 0));
+}
+
+// A bit address is register x 16 + bit: a run walks through a register's bits before it moves on to the next register.
+void read_bits_of_words(int station_no, int register_class, unsigned int bit_address, QByteArray &out) {
+    const WordCache &cache = PLC_driver.word_cache;
+    unsigned char *to = writable_bytes(out);
+    for (const unsigned char *const end = to + out.size(); to != end; ++to, ++bit_address)
+        *to = (cache.value(cache_key_of_bit(station_no, register_class, bit_address), 0) >> (bit_address & 15U)) & 1U;
+}
+
+// With one station on the link the host's number is replaced by that station's.
+int station_in_use(int station_no) {
+    const ComInfo &com_info = *PLC_driver.com_info;
+    return com_info.multi_station != 0 ? station_no : com_info.default_station;
+}
+
+const int writes_go_to_the_plc = 2;
+
+// What stands in place of value bytes that the host did not supply: the character "0", not zero, so that a short write
+// shows on the screen and in the controller instead of looking like a cleared value.
+const char missing_value_byte = '0';
+
+// A frame counts units in 16 bits; more than that in one record could never be sent.
+const int most_units_per_record = 0xFFFF;
+
+// Most 32-bit values in one write.
+const int most_values_per_write = 50;
+
+// The host's bytes, taken from the front.
+class HostBytes {
+public:
+    explicit HostBytes(const QByteArray &data) : m_from(unsigned_bytes(data)), m_left(data.size()) {}
+
+    qint64 left() const {
+        return m_left;
+    }
+
+    // The next byte; 0 past the end.
+    unsigned char take() {
+        if (m_left <= 0)
+            return 0;
+        --m_left;
+        return *m_from++;
+    }
+
+private:
+    const unsigned char *m_from;
+    qint64 m_left;
+};
+
+// These two are read without a lock, so that a screen's write never waits while the link thread builds a frame. What
+// they tell may be a moment old.
+bool link_has_failed() {
+    return PLC_driver.comm_failed;
+}
+
+int write_list_size() {
+    return static_cast<int>(PLC_driver.write_list.size());
+}
+
+// Sends the record on its way and moves it on by `addresses`. While the link works, a queued write reaches the cache
+// when its frame is built; while it has failed, the host sees its value here.
+void submit(RW_VAR &record, int addresses) {
+    const bool to_the_plc = PLC_driver.com_info->write_mode == writes_go_to_the_plc;
+    if (to_the_plc)
+        AddListWriteVar(&record);
+    if (!to_the_plc || link_has_failed())
+        WriteDataToLocal(record);
+    record.reg_addr = low_32_bits(qint64(record.reg_addr) + addresses);
+}
+
+void write_bits_one_by_one(RW_VAR &record, HostBytes bytes, int count) {
+    for (int i = 0; i < count; ++i) {
+        record.value_bytes = QByteArray(1, bytes.take() != 0 ? 1 : 0);
+        submit(record, 1);
+    }
+}
+
+// Whole groups of eight host bytes are OR-ed in as they are, each shifted to its bit: a host byte above 1 spills into
+// the next bits. Only the bits after the last whole group are judged by zero or not.
+QByteArray packed_bits(HostBytes &bytes, int count) {
+    QByteArray packed((count + 7) / 8, '\0');
+    unsigned char *const to = writable_bytes(packed);
+    const int in_whole_groups = count / 8 * 8;
+    for (int i = 0; i < count; ++i) {
+        const unsigned int value = bytes.take();
+        const unsigned int bit = i < in_whole_groups ? value : (value != 0 ? 1U : 0U);
+        to[i / 8] = static_cast<unsigned char>(to[i / 8] | (bit << (i % 8)));
+    }
+    return packed;
+}
+
+void write_bit_groups(RW_VAR &record, HostBytes bytes, int count, int limit) {
+    if (count == 1) {
+        write_bits_one_by_one(record, bytes, 1);
+        return;
+    }
+    for (int rest = count; rest > 0; rest -= record.reg_count) {
+        record.reg_count = qMin(rest, limit);
+        record.value_bytes = packed_bits(bytes, record.reg_count);
+        submit(record, record.reg_count);
+    }
+}
+
+// `size` bytes as the host gave them, filled up where it gave fewer.
+QByteArray taken_in_order(HostBytes &bytes, int size) {
+    QByteArray taken(size, missing_value_byte);
+    char *const to = taken.data();
+    const int present = static_cast<int>(qMin<qint64>(size, bytes.left()));
+    for (int i = 0; i < present; ++i)
+        to[i] = static_cast<char>(bytes.take());
+    return taken;
+}
+
+void write_words(RW_VAR &record, HostBytes bytes, int count, int limit) {
+    for (int rest = count; rest > 0; rest -= record.reg_count) {
+        record.reg_count = qMin(rest, limit);
+        record.value_bytes = taken_in_order(bytes, 2 * record.reg_count);
+        submit(record, record.reg_count);
+    }
+}
+
+void write_double_words(RW_VAR &record, HostBytes bytes, qint64 values, int limit) {
+    for (qint64 rest = values; rest > 0; rest -= record.reg_count) {
+        record.reg_count = static_cast<int>(qMin<qint64>(rest, limit));
+        record.value_bytes = taken_in_order(bytes, 4 * record.reg_count);
+        submit(record, record.reg_count);
+    }
+}
+
+// Each value turned high byte first. One to three bytes left for a value go in downwards from the place just behind it:
+// the first lands on the next value, or is lost behind the last. Panels show exactly these values for short writes, so
+// the placement stays.
+QByteArray taken_high_first(HostBytes &bytes, int values) {
+    const int size = 4 * values;
+    QByteArray taken(size, missing_value_byte);
+    char *const to = taken.data();
+    for (int value = 0; value < size && bytes.left() > 0; value += 4) {
+        const bool whole = bytes.left() >= 4;
+        for (int place = value + (whole ? 3 : 4); place >= value && bytes.left() > 0; --place) {
+            const char byte = static_cast<char>(bytes.take());
+            if (place < size)
+                to[place] = byte;
+        }
+    }
+    return taken;
+}
+
+void write_word_pairs(RW_VAR &record, HostBytes bytes, qint64 values, int limit) {
+    for (qint64 rest = values; rest > 0; rest -= record.reg_count / 2) {
+        const int taken = static_cast<int>(qMin<qint64>(rest, limit));
+        record.reg_count = 2 * taken;
+        record.value_bytes = taken_high_first(bytes, taken);
+        submit(record, record.reg_count);
+    }
+}
+
+RW_VAR write_record(const QString &text, int reg_type, const QString &address, int station_no, int reg_addr) {
+    const ComInfo &com_info = *PLC_driver.com_info;
+    RW_VAR record;
+    record.host_ref2 = 1;
+    record.host_ref3 = com_info.remote_mode;
+    record.area_no = com_info.local_area_no;
+    record.aux_text = text;
+    record.addr_text = address;
+    record.reg_type = reg_type;
+    record.reg_addr = reg_addr;
+    record.station_no = station_in_use(station_no);
+    record.reg_count = 1;
+    return record;
+}
+
+void write_groups(RegisterUnit unit, RW_VAR &record, const HostBytes &bytes, int count) {
+    const int limit = qMin(units_per_request(), most_units_per_record);
+    const qint64 values = (qint64(count) + 1) / 2;
+    switch (unit) {
+    case Bit:
+        write_bit_groups(record, bytes, count, qMin(8 * limit, most_units_per_record));
+        break;
+    case Word:
+        write_words(record, bytes, count, limit);
+        break;
+    case WordPair:
+        write_word_pairs(record, bytes, values, qMin(limit, most_values_per_write));
+        break;
+    case DoubleWord:
+        write_double_words(record, bytes, values, qMin(limit, most_values_per_write));
+        break;
+    case BitOfWord:
+        break;
+    }
+}
+
+}  // namespace
+
+int GetRegisterData(QString /*text*/, int reg_type, QString address, int station_no, QByteArray &out, int count) {
+    const int reg_addr = StringAddressToInt(reg_type, address);
+    if (reg_addr < 0) {
+        out = zero_bytes(qint64(2) * count);
+        return 0;
+    }
+    const int station = station_in_use(station_no);
+    const int register_class = PLC_driver.get_plc_reg(reg_type);
+    const unsigned int key = cache_key(station, register_class, reg_addr);
+    const RegisterType *known = find_register_type(reg_type);
+
+    const QMutexLocker locked(&PLC_driver.cache_mutex);
+    if (known == 0) {
+        out = zero_bytes(qint64(2) * count);
+        return 1;
+    }
+    switch (known->unit) {
+    case Bit:
+        out = zero_bytes(count);
+        read_bits(key, out);
+        break;
+    case Word:
+        out = zero_bytes(qint64(2) * count);
+        read_words(key, out);
+        break;
+    case WordPair:
+        out = zero_bytes(pairs(count) * 4);
+        read_word_pairs(key, out);
+        break;
+    case DoubleWord:
+        out = zero_bytes(pairs(count) * 4);
+        read_double_words(key, out);
+        break;
+    case BitOfWord:
+        out = zero_bytes(count);
+        read_bits_of_words(station, register_class, static_cast<unsigned int>(reg_addr), out);
+        break;
+    }
+    return 1;
+}
+
+int SetRegisterData(QString text, int reg_type, QString address, int station_no, QByteArray data, int count,
+                    int var_group, int var_id) {
+    const int reg_addr = StringAddressToInt(reg_type, address);
+    if (reg_addr < 0)
+        return 0;
+    RW_VAR record = write_record(text, reg_type, address, station_no, reg_addr);
+    record.var_group = var_group;
+    record.var_id = var_id;
+    const RegisterType *known = find_register_type(reg_type);
+    if (known != 0 && known->write_cut == OneByOne)
+        write_bits_one_by_one(record, HostBytes(data), count);
+    else if (known != 0 && known->write_cut == InGroups)
+        write_groups(known->unit, record, HostBytes(data), count);
+    return write_list_size();
+}
