@@ -1,0 +1,187 @@
+// Everything that may run at the same time, running at the same time. Under ThreadSanitizer this finds what is not
+// locked; anywhere it finds what is lost.
+#include "memory_controller.h"
+
+#include <ozna_kelpo_port.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int stations = 3;
+constexpr int writes_per_screen = 400;
+constexpr int screens = 2;
+
+std::atomic<int> writes_done{0};
+std::atomic<int> writes_failed{0};
+
+void note_write_result(int, int, int, int status) {
+    ++(status == 1 ? writes_done : writes_failed);
+}
+
+void note_error(QList<RW_VAR> *, int, int) {}
+
+QList<HOST_VAR> polled_variables(int first, int count) {
+    QList<HOST_VAR> variables;
+    for (int i = 0; i < count; ++i) {
+        HOST_VAR variable{};
+        variable.reg_type = static_cast<unsigned char>(i % 3 == 0 ? 4 : 7);
+        variable.station_no = static_cast<unsigned char>(1 + i % stations);
+        variable.addr_text = QString::number(first + 7 * i);
+        variable.reg_count = 3;
+        variables.append(variable);
+    }
+    return variables;
+}
+
+QByteArray low_first(int value) {
+    QByteArray bytes;
+    bytes.append(static_cast<char>(value & 0xFF));
+    bytes.append(static_cast<char>(value >> 8 & 0xFF));
+    return bytes;
+}
+
+int shown_word(int station, int address) {
+    QByteArray out;
+    GetRegisterData(QString(), 7, QString::number(address), station, out, 1);
+    return static_cast<unsigned char>(out.at(0)) | static_cast<unsigned char>(out.at(1)) << 8;
+}
+
+class Threads : public testing::Test {
+protected:
+    Threads() {
+        info_.max_count = 20;
+        info_.default_station = 1;
+        info_.retry_times = 1000000;  // a lost reply is asked for again, however many there were before
+        info_.multi_station = 1;
+        info_.write_mode = 2;
+        SetComInfo(&info_);
+        RegistCallBackFuncIntf(note_write_result, note_error);
+        QList<HOST_VAR> variables = polled_variables(0, 30);
+        ReCreatReadVarList(&variables);
+    }
+
+    // One turn of a host's loop; every 97th reply is lost. False when there was nothing to ask.
+    bool exchange() {
+        Protocol *const request = ComCommunication();
+        if (request == nullptr)
+            return false;
+        QByteArray reply = controller_.answer(request->frame);
+        if (++exchanges_ % 97 == 0)
+            reply.clear();
+        DataCom(&reply, static_cast<int>(reply.size()));
+        return true;
+    }
+
+    // Runs the link until every job is done.
+    void run_beside_link(const std::vector<std::function<void()>> &jobs) {
+        std::atomic<int> running{static_cast<int>(jobs.size())};
+        std::vector<std::thread> threads;
+        for (const auto &job : jobs)
+            threads.emplace_back([&running, &job] {
+                job();
+                --running;
+            });
+        while (running > 0)
+            if (!exchange())
+                std::this_thread::yield();
+        for (std::thread &thread : threads)
+            thread.join();
+    }
+
+    // Serves what is queued; bounded, since each request takes a bounded number of exchanges.
+    void serve_queues() {
+        for (int turn = 0; turn < 100000; ++turn) {
+            exchange();
+            if (PLC_driver.write_list.isEmpty() && PLC_driver.once_read_list.isEmpty() &&
+                PLC_driver.frame_list.isEmpty())
+                return;
+        }
+        FAIL() << "the queues do not empty";
+    }
+
+    ComInfo info_{};
+    MemoryController controller_;
+    int exchanges_ = 0;
+};
+
+TEST_F(Threads, ScreensStationsOnceReadsAndRebuildsRunBesideTheLink) {
+    std::vector<std::function<void()>> jobs;
+    for (int screen = 0; screen < screens; ++screen) {
+        jobs.emplace_back([screen] {
+            for (int i = 1; i <= writes_per_screen; ++i) {
+                // No more than the queue holds: what is dropped for its length is not the subject here.
+                while (SetRegisterData(QString(), 0, QLatin1String("0"), 1, QByteArray(), 1, 0, 0) > 900)
+                    std::this_thread::yield();
+                SetRegisterData(QString(), 7, QString::number(5000 + screen), 1 + screen, low_first(i), 1, screen, 1);
+                SetRegisterData(QString(), 15, QLatin1String("5100.") + QString::number(screen), 1,
+                                QByteArray(1, static_cast<char>(i % 2)), 1, screen, 2);
+            }
+        });
+        jobs.emplace_back([screen] {
+            for (int i = 0; i < 4 * writes_per_screen; ++i) {
+                shown_word(1 + screen, 7 * (i % 30));
+                QByteArray bits;
+                GetRegisterData(QString(), 4, QString::number(i % 200), 1 + screen, bits, 16);
+            }
+        });
+    }
+    jobs.emplace_back([] {
+        // A station that no write goes to: its writes would be dropped.
+        for (int i = 0; i < writes_per_screen; ++i) {
+            EnableEthernet(3, i % 2);
+            Ethernetcontains(3);
+        }
+        EnCommStation(-1, 0);
+    });
+    jobs.emplace_back([] {
+        for (int i = 0; i < writes_per_screen; ++i) {
+            RW_VAR once;
+            once.var_group = 9;
+            once.var_id = i;
+            once.reg_type = 8;
+            once.addr_text = QString::number(i % 300);
+            once.station_no = 2;
+            once.reg_count = 30;
+            AddListOnceReadVar(&once, 0);
+        }
+    });
+    jobs.emplace_back([] {
+        for (int i = 0; i < writes_per_screen / 4; ++i) {
+            QList<HOST_VAR> variables = polled_variables(i % 5, 10 + i % 20);
+            EXPECT_GT(ReCreatReadVarList(&variables), 0);
+        }
+    });
+
+    run_beside_link(jobs);
+    serve_queues();
+
+    EXPECT_GT(writes_done, 0);
+    EXPECT_EQ(writes_failed, 0);
+    for (int screen = 0; screen < screens; ++screen) {
+        EXPECT_EQ(controller_.holding_register(1 + screen, 5000 + screen), writes_per_screen);
+        EXPECT_EQ(shown_word(1 + screen, 5000 + screen), writes_per_screen);
+    }
+    EXPECT_EQ(controller_.holding_register(1, 5100), 0) << "each screen's last bit is 0";
+}
+
+TEST_F(Threads, AScreenNeverWaitsForTheLinkToSeeOrCacheAValue) {
+    info_.write_mode = 1;
+    PLC_driver.list_mutex.lock();  // as while a frame is built or a callback runs
+    std::thread screen([] {
+        SetRegisterData(QString(), 7, QLatin1String("5200"), 1, low_first(77), 1, 0, 3);
+        EXPECT_EQ(shown_word(1, 5200), 77);
+        EnableEthernet(3, 0);
+        EXPECT_TRUE(Ethernetcontains(3));
+        EnableEthernet(3, 1);
+    });
+    screen.join();
+    PLC_driver.list_mutex.unlock();
+}
+
+}  // namespace

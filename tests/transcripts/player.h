@@ -1,0 +1,24 @@
+/// \file
+/// Plays a transcript against the driver.
+#ifndef TRANSCRIPTS_PLAYER_H
+#define TRANSCRIPTS_PLAYER_H
+
+#include <istream>
+#include <string>
+#include <vector>
+
+namespace transcripts {
+
+/// Something that does not hold, or a line that is not of the language.
+struct Complaint {
+    int line;
+    std::string text;
+};
+
+/// Reads all of `text`, then plays it against a driver as after loading; the language stands in README.md. Returns
+/// what does not hold, in order: nothing when all is as written, a single complaint when a line is malformed.
+std::vector<Complaint> play(std::istream &text);
+
+}  // namespace transcripts
+
+#endif
