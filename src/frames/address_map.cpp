@@ -11,5 +11,6 @@ void Communication_Protocol::get_offset_address(int type, int &address) {
 }
 
 bool crosses_high_start(const RegisterType &known, const RW_VAR &var) {
-    return var.reg_addr < known.high_start && qint64(var.reg_addr) + var.reg_count > known.high_start;
+    return known.high_start != no_high_range && var.reg_addr < known.high_start &&
+           qint64(var.reg_addr) + var.reg_count > known.high_start;
 }

@@ -21,7 +21,7 @@ const RegisterType *readable_class(int reg_type) {
 void queue_read(const RegisterType &known, const RW_VAR &var) {
     const bool bits = known.unit == Bit;
     const qint64 quantity = qint64(var.reg_count) * known.modbus_width;
-    const qint64 data_len = bits ? (quantity + 7) / 8 : quantity * 2;
+    const qint64 data_len = bits ? shifted_right(quantity + 7, 3) : quantity * 2;
 
     begin_rtu_request(var.station_no, bits ? ReadCoils : ReadHoldingRegisters, var.reg_type, var.reg_addr);
     put_u16_high_first(PLC_driver.send_buf + rtu_header_length, low_32_bits(quantity));

@@ -51,7 +51,7 @@ qint64 reply_data_len(const RW_VAR &var) {
     const RegisterType *known = find_register_type(var.reg_type);
     const qint64 count = var.reg_count;
     if (known != 0 && known->unit == Bit)
-        return (count + 7) / 8;
+        return shifted_right(count + 7, 3);
     if (known != 0 && known->unit == DoubleWord)
         return 4 * count;
     return 2 * count;
