@@ -336,6 +336,12 @@ TEST_F(ReadRequest, ReadAnalog_2QueuesNothingForAClassThatHasNoBoundary) {
     EXPECT_EQ(info.success_limit, 8);
 }
 
+TEST_F(ReadRequest, ABlockThatReachesPast2To31StaysOneFrameWhereThereIsNoHighRange) {
+    ReadRegister(make_var(9, 2147483644, 8));
+    ASSERT_EQ(frames(), 1);
+    EXPECT_EQ(hex(frame(0).frame.left(6)), "01 03 23 24 00 08");
+}
+
 TEST_F(ReadRequest, TheFrameIsComposedInTheFirst8BytesOfTheSendBuffer) {
     for (unsigned char &byte : PLC_driver.send_buf)
         byte = 0xEE;

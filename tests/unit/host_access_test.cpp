@@ -1,0 +1,662 @@
+#include "write_exchange.h"
+
+#include <chrono>
+#include <limits>
+#include <thread>
+
+using support::bytes;
+using support::describe;
+using support::DriverTest;
+using support::entries;
+using support::hex;
+using support::Lines;
+using support::TightBytes;
+
+namespace {
+
+const int int_max = std::numeric_limits<int>::max();
+const int int_min = std::numeric_limits<int>::min();
+
+class HostAccess : public DriverTest {
+protected:
+    HostAccess() {
+        info.write_mode = 2;
+    }
+
+    // Writes `data` for variable 3/4. The driver sees exactly those bytes.
+    static int set(int type, const char *address, const QByteArray &data, int count, int station = 9) {
+        const TightBytes tight(data);
+        const int result = SetRegisterData(QString::fromLatin1("text"), type, QString::fromLatin1(address), station,
+                                           tight.borrowed(), count, 3, 4);
+        EXPECT_TRUE(result == 0 || result == PLC_driver.write_list.size());
+        return result;
+    }
+
+    static int set(int type, const char *address, const char *data, int count, int station = 9) {
+        return set(type, address, bytes(data), count, station);
+    }
+
+    static std::string get(int type, const char *address, int count, int station = 9) {
+        QByteArray out("what was there before");
+        EXPECT_EQ(GetRegisterData(QString(), type, QString::fromLatin1(address), station, out, count), 1);
+        return hex(out);
+    }
+
+    // The writes waiting: "(address,count) value".
+    static Lines queued() {
+        Lines lines;
+        for (const RW_VAR &var : PLC_driver.write_list)
+            lines.push_back("(" + std::to_string(var.reg_addr) + "," + std::to_string(var.reg_count) + ") " +
+                            hex(var.value_bytes));
+        return lines;
+    }
+
+    // The writes that one call queues.
+    static Lines writes(int type, const char *address, const char *data, int count) {
+        PLC_driver.write_list.clear();
+        set(type, address, data, count);
+        return queued();
+    }
+
+    // The spans of the writes that one call queues, "(address,count)".
+    static std::string chunks(int type, const char *address, int size, int count) {
+        PLC_driver.write_list.clear();
+        set(type, address, QByteArray(size, '\x01'), count);
+        return support::spans(PLC_driver.write_list);
+    }
+
+    static void fill_write_list() {
+        RW_VAR var = support::make_var(7, 0, 1);
+        while (AddListWriteVar(&var) < 1024) {
+        }
+    }
+};
+
+}  // namespace
+
+// ---- the write record
+
+TEST_F(HostAccess, TheWriteRecordCarriesEveryFieldThatTheHostAndItsBlockGive) {
+    info.remote_mode = 7;
+    info.local_area_no = 8;
+    info.default_station = 44;
+    EXPECT_EQ(set(7, "0030", "34 12", 1), 1);
+    EXPECT_EQ(describe(PLC_driver.write_list.first()),
+              "var_group 3\nvar_id 4\nhost_ref2 1\nhost_ref3 7\narea_no 8\nret_value 0\naux_text text\n"
+              "addr_text 0030\nreg_type 7\nreg_addr 30\nstation_no 44\nreg_count 1\nstore_mode 0\naux_word 0\n"
+              "value_bytes 34 12");
+}
+
+TEST_F(HostAccess, EveryRecordOfACutWriteCarriesTheSameTextAndIdentity) {
+    info.max_count = 1;
+    set(15, "2.15", "01 01", 2);
+    ASSERT_EQ(PLC_driver.write_list.size(), 2);
+    RW_VAR second = PLC_driver.write_list.first();
+    second.reg_addr = 48;
+    EXPECT_EQ(PLC_driver.write_list.first().reg_addr, 47);
+    EXPECT_EQ(PLC_driver.write_list.first().reg_type, 15);
+    EXPECT_EQ(describe(PLC_driver.write_list.last()), describe(second));
+}
+
+TEST_F(HostAccess, WithMultiStationSetAWriteGoesToTheHostsStation) {
+    info.default_station = 44;
+    for (int multi_station : {1, -1, 2}) {
+        info.multi_station = multi_station;
+        PLC_driver.write_list.clear();
+        set(7, "30", "34 12", 1, 9);
+        EXPECT_EQ(PLC_driver.write_list.first().station_no, 9) << "multi_station " << multi_station;
+    }
+    info.multi_station = 0;
+    PLC_driver.write_list.clear();
+    set(7, "30", "34 12", 1, 9);
+    EXPECT_EQ(PLC_driver.write_list.first().station_no, 44);
+}
+
+TEST_F(HostAccess, TheIdentityAndTheStationMayBeAnyNumber) {
+    info.multi_station = 1;
+    for (int number : {int_min, -1, 0, 256, int_max}) {
+        PLC_driver.write_list.clear();
+        SetRegisterData(QString(), 7, QString::fromLatin1("30"), number, bytes("34 12"), 1, number, number);
+        ASSERT_EQ(PLC_driver.write_list.size(), 1);
+        EXPECT_EQ(PLC_driver.write_list.first().var_group, number);
+        EXPECT_EQ(PLC_driver.write_list.first().var_id, number);
+        EXPECT_EQ(PLC_driver.write_list.first().station_no, number);
+    }
+}
+
+TEST_F(HostAccess, TheResultIsTheSizeOfTheWriteQueue) {
+    EXPECT_EQ(set(7, "30", "34 12", 1), 1);
+    EXPECT_EQ(set(2, "30", "01 01 01 01 01", 5), 6);
+    EXPECT_EQ(set(7, "30", "34 12", 0), 6);
+}
+
+TEST_F(HostAccess, AnAddressThatDoesNotParseReturns0QueuesNothingAndLeavesTheCacheAlone) {
+    set(7, "30", "34 12", 1);
+    for (int mode : {2, 0})
+        for (const char *address : {"", "abc", "-5", "1.2", "2147483648"}) {
+            info.write_mode = mode;
+            EXPECT_EQ(set(7, address, "34 12", 1), 0) << address;
+        }
+    EXPECT_EQ(set(13, "199", "01 02 03 04", 1), 0);
+    EXPECT_EQ(set(15, "10", "01", 1), 0);
+    EXPECT_EQ(set(1, "8", "01", 1), 0);
+    EXPECT_EQ(set(18, "x", "01", 1), 0);
+    EXPECT_EQ(PLC_driver.write_list.size(), 1);
+    EXPECT_TRUE(support::caches_empty());
+}
+
+// The host reads type 0 but never writes it, not even into the cache: a value that only the cache has would hide the
+// one that the controller has.
+TEST_F(HostAccess, Type0IsNotWritableThoughItReads) {
+    for (int mode : {2, 0}) {
+        info.write_mode = mode;
+        EXPECT_EQ(set(0, "17", "01 01", 2), 0);
+    }
+    EXPECT_TRUE(PLC_driver.write_list.isEmpty());
+    EXPECT_TRUE(support::caches_empty());
+    PLC_driver.bit_cache.insert(0x0100000F, 1);
+    EXPECT_EQ(get(0, "17", 1), "01");
+}
+
+TEST_F(HostAccess, ATypeOutside0To17WritesNothingAndReturnsTheSizeOfTheQueue) {
+    set(7, "30", "34 12", 1);
+    for (int mode : {2, 0})
+        for (int type : {18, 255, -1, int_max, int_min}) {
+            info.write_mode = mode;
+            EXPECT_EQ(set(type, "30", "34 12", 1), 1) << "type " << type;
+        }
+    EXPECT_EQ(set(0, "30", "01", 1), 1);
+    EXPECT_TRUE(support::caches_empty());
+}
+
+// ---- queue and cache
+
+TEST_F(HostAccess, WithWriteMode2TheWriteIsQueuedAndReachesTheCacheOnlyWithItsFrame) {
+    set(7, "30", "34 12", 1);
+    EXPECT_EQ(queued(), Lines{"(30,1) 34 12"});
+    EXPECT_TRUE(support::caches_empty());
+    ComCommunication();
+    EXPECT_EQ(get(7, "30", 1), "34 12");
+}
+
+TEST_F(HostAccess, WithCommFailedTheQueuedWriteIsInTheCacheAtOnce) {
+    PLC_driver.comm_failed = true;
+    set(7, "30", "34 12", 1);
+    EXPECT_EQ(queued(), Lines{"(30,1) 34 12"});
+    EXPECT_EQ(entries(PLC_driver.word_cache), "0107001E=1234");
+}
+
+TEST_F(HostAccess, WithAnyOtherWriteModeTheValueIsInTheCacheAndTheQueueDoesNotGrow) {
+    for (int mode : {0, 1, 3, -1, -2, int_max, int_min}) {
+        info.write_mode = mode;
+        PLC_driver.word_cache.clear();
+        EXPECT_EQ(set(7, "30", "34 12", 1), 0) << "write_mode " << mode;
+        EXPECT_TRUE(PLC_driver.write_list.isEmpty());
+        EXPECT_EQ(entries(PLC_driver.word_cache), "0107001E=1234") << "write_mode " << mode;
+    }
+}
+
+TEST_F(HostAccess, AFullQueueDropsTheRestAndTheResultShowsIt) {
+    RW_VAR var = support::make_var(7, 0, 1);
+    for (int i = 0; i < 1022; ++i)
+        AddListWriteVar(&var);
+    EXPECT_EQ(set(2, "30", "01 01 01 01 01", 5), 1024);
+    EXPECT_EQ(PLC_driver.write_list.last().reg_addr, 31);
+    EXPECT_TRUE(support::caches_empty());
+}
+
+// What the host wrote is what it reads back while nothing goes over the line, whether or not the queue took it.
+TEST_F(HostAccess, AFullQueueDoesNotKeepAWriteOutOfTheCacheWhileTheLinkHasFailed) {
+    fill_write_list();
+    PLC_driver.comm_failed = true;
+    EXPECT_EQ(set(7, "30", "34 12", 1), 1024);
+    EXPECT_EQ(entries(PLC_driver.word_cache), "0107001E=1234");
+}
+
+TEST_F(HostAccess, AWriteToAStationThatIsDisabledIsQueuedAllTheSame) {
+    EnableEthernet(1, 0);
+    EXPECT_EQ(set(7, "30", "34 12", 1), 1);
+}
+
+// ---- bits in groups
+
+TEST_F(HostAccess, OneBitOfAGroupedTypeIsOneByte1Or0) {
+    for (int type : {1, 4, 5, 6}) {
+        for (const char *data : {"01", "80", "FF 00"})
+            EXPECT_EQ(writes(type, "7", data, 1), Lines{"(7,1) 01"}) << "type " << type << ", " << data;
+        for (const char *data : {"", "00", "00 01"})
+            EXPECT_EQ(writes(type, "7", data, 1), Lines{"(7,1) 00"}) << "type " << type << ", " << data;
+    }
+}
+
+TEST_F(HostAccess, BitsOfAGroupedTypeArePackedLeastSignificantFirst) {
+    for (int type : {4, 5, 6})
+        EXPECT_EQ(writes(type, "100", "01 00 01 00 00 01 00 01 01 01 00", 11), Lines{"(100,11) A5 03"})
+            << "type " << type;
+    EXPECT_EQ(writes(1, "144", "01 00 01 00 00 01 00 01 01 01 00", 11), Lines{"(100,11) A5 03"});
+    EXPECT_EQ(writes(4, "100", "01 01 00 00 00 00 00 00", 8), Lines{"(100,8) 03"});
+    EXPECT_EQ(writes(4, "100", "00 01", 2), Lines{"(100,2) 02"});
+}
+
+// The bytes of a whole group are shifted and OR-ed in as they are. A host that puts 3 where it means 1 has always set
+// the next bit as well; normalising each byte to 0 or 1 would change what those hosts send.
+TEST_F(HostAccess, AByteAbove1InAWholeGroupSpillsIntoTheBitsAboveIt) {
+    EXPECT_EQ(writes(4, "0", "03 00 00 00 00 00 00 00", 8), Lines{"(0,8) 03"});
+    EXPECT_EQ(writes(4, "0", "00 00 00 05 00 00 00 00", 8), Lines{"(0,8) 28"});
+    EXPECT_EQ(writes(4, "0", "80 00 00 00 00 00 00 FF", 8), Lines{"(0,8) 80"});
+    EXPECT_EQ(writes(4, "0", "00 00 00 00 00 00 00 03 00", 9), Lines{"(0,9) 80 00"});
+}
+
+// In the rest behind the last whole group a bit is set by any byte but zero: nothing spills there.
+TEST_F(HostAccess, AByteAbove1BehindTheLastWholeGroupSetsItsOwnBitOnly) {
+    EXPECT_EQ(writes(4, "0", "03 00 80", 3), Lines{"(0,3) 05"});
+    EXPECT_EQ(writes(4, "0", "00 00 00 00 00 00 00 00 FF 00", 10), Lines{"(0,10) 00 01"});
+}
+
+TEST_F(HostAccess, HostBytesBehindTheEndOfTheDataAre0) {
+    EXPECT_EQ(writes(4, "0", "", 11), Lines{"(0,11) 00 00"});
+    EXPECT_EQ(writes(4, "0", "01 01 01", 8), Lines{"(0,8) 07"});
+    EXPECT_EQ(writes(4, "0", "01 01 01", 5), Lines{"(0,5) 07"});
+    EXPECT_EQ(writes(4, "0", "01 01 01 01 01 01 01 01 01", 16), Lines{"(0,16) FF 01"});
+    EXPECT_EQ(writes(4, "0", "01 01 01 01 01 01 01 01 01", 11), Lines{"(0,11) FF 01"});
+}
+
+TEST_F(HostAccess, BitsAreCutInto8TimesMaxCount) {
+    info.max_count = 1;
+    EXPECT_EQ(writes(4, "0", "01 00 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 00 01", 19),
+              (Lines{"(0,8) 01", "(8,8) 02", "(16,3) 04"}));
+    info.max_count = 2;
+    EXPECT_EQ(chunks(5, "100", 40, 40), "(100,16) (116,16) (132,8)");
+    info.max_count = 100;
+    EXPECT_EQ(chunks(6, "0", 1700, 1700), "(0,800) (800,800) (1600,100)");
+    EXPECT_EQ(chunks(1, "0", 800, 800), "(0,800)");
+}
+
+// A rest of one bit behind full chunks still goes out as part of a group.
+TEST_F(HostAccess, ALastChunkOfOneBitIsPackedLikeTheOthers) {
+    info.max_count = 1;
+    EXPECT_EQ(writes(4, "0", "00 00 00 00 00 00 00 00 01", 9), (Lines{"(0,8) 00", "(8,1) 01"}));
+}
+
+// ---- bits one by one
+
+TEST_F(HostAccess, FiveBitsOfType2AreFiveWritesAtConsecutiveAddresses) {
+    EXPECT_EQ(writes(2, "30", "01 00 01 00 01", 5),
+              (Lines{"(30,1) 01", "(31,1) 00", "(32,1) 01", "(33,1) 00", "(34,1) 01"}));
+}
+
+TEST_F(HostAccess, SingleBitTypesAreNeverGroupedWhateverMaxCountIs) {
+    for (int max_count : {100, 1, 0}) {
+        info.max_count = max_count;
+        EXPECT_EQ(writes(3, "30", "01 00 02", 3), (Lines{"(30,1) 01", "(31,1) 00", "(32,1) 01"}));
+        for (int type : {15, 16, 17})
+            EXPECT_EQ(writes(type, "2.15", "FF 00 80", 3), (Lines{"(47,1) 01", "(48,1) 00", "(49,1) 01"}))
+                << "type " << type;
+    }
+}
+
+TEST_F(HostAccess, SingleBitsBehindTheEndOfTheDataAre0) {
+    EXPECT_EQ(writes(2, "30", "01", 3), (Lines{"(30,1) 01", "(31,1) 00", "(32,1) 00"}));
+    EXPECT_EQ(writes(15, "2.0", "", 2), (Lines{"(32,1) 00", "(33,1) 00"}));
+    EXPECT_EQ(writes(2, "30", "01 01 01", 1), Lines{"(30,1) 01"});
+}
+
+// ---- registers
+
+TEST_F(HostAccess, 250RegistersOfType7WithMaxCount100AreThreeRequestsOf100And100And50) {
+    EXPECT_EQ(chunks(7, "1000", 500, 250), "(1000,100) (1100,100) (1200,50)");
+}
+
+TEST_F(HostAccess, RegistersKeepTheOrderOfTheHostsBytes) {
+    info.max_count = 2;
+    for (int type : {7, 8, 9, 10, 11})
+        EXPECT_EQ(writes(type, "30", "11 22 33 44 55 66", 3), (Lines{"(30,2) 11 22 33 44", "(32,1) 55 66"}))
+            << "type " << type;
+    EXPECT_EQ(writes(7, "30", "11 22 33 44 55 66", 1), Lines{"(30,1) 11 22"});
+}
+
+// The character "0", not zero, is what a register gets that the host has no bytes for: a text that is shorter than its
+// registers is padded, where zeros would end it.
+TEST_F(HostAccess, RegistersThatTheDataDoNotReachAreFilledWith30Hex) {
+    info.max_count = 2;
+    EXPECT_EQ(writes(7, "30", "11 22 33", 5), (Lines{"(30,2) 11 22 33 30", "(32,2) 30 30 30 30", "(34,1) 30 30"}));
+    EXPECT_EQ(writes(11, "30", "", 1), Lines{"(30,1) 30 30"});
+    EXPECT_EQ(writes(7, "30", "11", 1), Lines{"(30,1) 11 30"});
+}
+
+// ---- 32-bit values on register pairs
+
+TEST_F(HostAccess, PairsAreReversedToHighByteFirst) {
+    for (int type : {12, 14}) {
+        EXPECT_EQ(writes(type, "30", "78 56 34 12", 2), Lines{"(30,2) 12 34 56 78"}) << "type " << type;
+        EXPECT_EQ(writes(type, "30", "78 56 34 12", 1), Lines{"(30,2) 12 34 56 78"}) << "type " << type;
+        EXPECT_EQ(writes(type, "30", "01 02 03 04 05 06 07 08", 3), Lines{"(30,4) 04 03 02 01 08 07 06 05"})
+            << "type " << type;
+    }
+}
+
+// What is left of a value goes downward from one byte past the value, so its first byte lands in the value behind and
+// the rest is not where a whole value would have it. Hosts were built on what comes out; any other placement would
+// send other bytes for the same call.
+TEST_F(HostAccess, Type12WithCount1AndTwoHostBytesIsOneRequestOf2RegistersAndThreeTimes30HexAndTheSecondByte) {
+    EXPECT_EQ(writes(12, "30", "11 22", 1), Lines{"(30,2) 30 30 30 22"});
+}
+
+// As above: the byte that would land behind the last value of a request is dropped.
+TEST_F(HostAccess, OneToThreeLeftoverBytesBehindTheLastValueLoseTheirFirst) {
+    for (int type : {12, 14}) {
+        EXPECT_EQ(writes(type, "30", "11", 1), Lines{"(30,2) 30 30 30 30"}) << "type " << type;
+        EXPECT_EQ(writes(type, "30", "11 22 33", 2), Lines{"(30,2) 30 30 33 22"}) << "type " << type;
+        EXPECT_EQ(writes(type, "30", "01 02 03 04 11 22 33", 4), Lines{"(30,4) 04 03 02 01 30 30 33 22"})
+            << "type " << type;
+    }
+}
+
+// As above: with a value behind in the same request, that value's first byte takes the first leftover byte.
+TEST_F(HostAccess, OneToThreeLeftoverBytesReachIntoTheNextValue) {
+    for (int type : {12, 14}) {
+        EXPECT_EQ(writes(type, "30", "11", 4), Lines{"(30,4) 30 30 30 30 11 30 30 30"}) << "type " << type;
+        EXPECT_EQ(writes(type, "30", "11 22", 4), Lines{"(30,4) 30 30 30 22 11 30 30 30"}) << "type " << type;
+        EXPECT_EQ(writes(type, "30", "11 22 33", 6), Lines{"(30,6) 30 30 33 22 11 30 30 30 30 30 30 30"})
+            << "type " << type;
+        EXPECT_EQ(writes(type, "30", "01 02 03 04 11 22", 6), Lines{"(30,6) 04 03 02 01 30 30 30 22 11 30 30 30"})
+            << "type " << type;
+    }
+}
+
+TEST_F(HostAccess, LeftoverBytesNeverReachIntoTheNextRequest) {
+    info.max_count = 1;
+    EXPECT_EQ(writes(12, "30", "11 22 33", 4), (Lines{"(30,2) 30 30 33 22", "(32,2) 30 30 30 30"}));
+    EXPECT_EQ(writes(12, "30", "01 02 03 04 11 22 33", 6),
+              (Lines{"(30,2) 04 03 02 01", "(32,2) 30 30 33 22", "(34,2) 30 30 30 30"}));
+}
+
+TEST_F(HostAccess, PairsWithoutDataAreFilledWith30Hex) {
+    EXPECT_EQ(writes(12, "30", "", 3), Lines{"(30,4) 30 30 30 30 30 30 30 30"});
+    EXPECT_EQ(writes(14, "30", "01 02 03 04", 4), Lines{"(30,4) 04 03 02 01 30 30 30 30"});
+}
+
+TEST_F(HostAccess, PairsAreCutIntoMaxCountValuesButNeverMoreThan50) {
+    EXPECT_EQ(chunks(12, "1000", 500, 250), "(1000,100) (1100,100) (1200,50)");
+    EXPECT_EQ(chunks(14, "0", 204, 101), "(0,100) (100,2)");
+    info.max_count = 50;
+    EXPECT_EQ(chunks(12, "0", 204, 101), "(0,100) (100,2)");
+    info.max_count = 49;
+    EXPECT_EQ(chunks(12, "0", 204, 101), "(0,98) (98,4)");
+    info.max_count = 3;
+    EXPECT_EQ(chunks(12, "0", 28, 13), "(0,6) (6,6) (12,2)");
+}
+
+// ---- 32-bit registers
+
+TEST_F(HostAccess, DoubleWordsKeepTheOrderOfTheHostsBytesAndTakeOneAddressEach) {
+    EXPECT_EQ(writes(13, "230", "78 56 34 12", 1), Lines{"(30,1) 78 56 34 12"});
+    EXPECT_EQ(writes(13, "230", "78 56 34 12", 2), Lines{"(30,1) 78 56 34 12"});
+    EXPECT_EQ(writes(13, "230", "01 02 03 04 05 06 07 08", 3), Lines{"(30,2) 01 02 03 04 05 06 07 08"});
+    info.max_count = 1;
+    EXPECT_EQ(writes(13, "230", "01 02 03 04 05 06 07 08", 4), (Lines{"(30,1) 01 02 03 04", "(31,1) 05 06 07 08"}));
+}
+
+TEST_F(HostAccess, DoubleWordsThatTheDataDoNotReachAreFilledWith30Hex) {
+    EXPECT_EQ(writes(13, "200", "", 1), Lines{"(0,1) 30 30 30 30"});
+    EXPECT_EQ(writes(13, "200", "11", 1), Lines{"(0,1) 11 30 30 30"});
+    EXPECT_EQ(writes(13, "200", "11 22 33", 1), Lines{"(0,1) 11 22 33 30"});
+    EXPECT_EQ(writes(13, "200", "11 22 33 44 55", 6), Lines{"(0,3) 11 22 33 44 55 30 30 30 30 30 30 30"});
+}
+
+TEST_F(HostAccess, DoubleWordsAreCutIntoMaxCountValuesButNeverMoreThan50) {
+    EXPECT_EQ(chunks(13, "1200", 500, 250), "(1000,50) (1050,50) (1100,25)");
+    info.max_count = 3;
+    EXPECT_EQ(chunks(13, "200", 28, 13), "(0,3) (3,3) (6,1)");
+}
+
+// ---- counts and limits
+
+TEST_F(HostAccess, ACountOf0OrLessWritesNothing) {
+    for (int type = 1; type <= 17; ++type)
+        for (int count : {0, -1, -2, -8, -1000, int_min})
+            for (int mode : {2, 0}) {
+                const char *const address = type >= 15 ? "2.0" : "300";
+                info.write_mode = mode;
+                EXPECT_EQ(set(type, address, "01 02 03 04", count), 0) << "type " << type << ", count " << count;
+            }
+    EXPECT_TRUE(PLC_driver.write_list.isEmpty());
+    EXPECT_TRUE(support::caches_empty());
+}
+
+TEST_F(HostAccess, AMaxCountBelow1CountsAs1AndIsNotChanged) {
+    for (int max_count : {1, 0, -1, -100, int_min}) {
+        info.max_count = max_count;
+        EXPECT_EQ(chunks(7, "10", 6, 3), "(10,1) (11,1) (12,1)") << "max_count " << max_count;
+        EXPECT_EQ(chunks(4, "10", 17, 17), "(10,8) (18,8) (26,1)") << "max_count " << max_count;
+        EXPECT_EQ(chunks(12, "10", 8, 4), "(10,2) (12,2)") << "max_count " << max_count;
+        EXPECT_EQ(chunks(13, "210", 8, 4), "(10,1) (11,1)") << "max_count " << max_count;
+        EXPECT_EQ(info.max_count, max_count);
+    }
+}
+
+// A frame counts its units in 16 bits, so no record holds more, however high a host has raised the word again.
+TEST_F(HostAccess, AMaxCountAbove65535CutsRecordsOf65535Units) {
+    for (int max_count : {65536, 100000, int_max}) {
+        info.max_count = max_count;
+        EXPECT_EQ(chunks(7, "0", 140000, 70000), "(0,65535) (65535,4465)") << "max_count " << max_count;
+        EXPECT_EQ(PLC_driver.write_list.first().value_bytes.size(), 131070);
+        EXPECT_EQ(PLC_driver.write_list.last().value_bytes.size(), 8930);
+        EXPECT_EQ(chunks(4, "0", 70000, 70000), "(0,65535) (65535,4465)") << "max_count " << max_count;
+        EXPECT_EQ(PLC_driver.write_list.first().value_bytes.size(), 8192);
+        EXPECT_EQ(chunks(12, "0", 400, 200), "(0,100) (100,100)") << "max_count " << max_count;
+        EXPECT_EQ(chunks(13, "200", 400, 200), "(0,50) (50,50)") << "max_count " << max_count;
+    }
+    info.max_count = 65535;
+    EXPECT_EQ(chunks(7, "0", 140000, 70000), "(0,65535) (65535,4465)");
+}
+
+TEST_F(HostAccess, AddressesGoOnBeyond2To31AsTheirLow32Bits) {
+    info.max_count = 1;
+    EXPECT_EQ(chunks(2, "2147483646", 4, 4), "(2147483646,1) (2147483647,1) (-2147483648,1) (-2147483647,1)");
+    EXPECT_EQ(chunks(7, "2147483647", 4, 2), "(2147483647,1) (-2147483648,1)");
+    EXPECT_EQ(chunks(4, "2147483640", 16, 16), "(2147483640,8) (-2147483648,8)");
+    EXPECT_EQ(chunks(12, "2147483646", 8, 4), "(2147483646,2) (-2147483648,2)");
+    EXPECT_EQ(chunks(15, "134217727.15", 2, 2), "(2147483647,1) (-2147483648,1)");
+}
+
+TEST_F(HostAccess, TheLargestCountEndsWithAFullQueue) {
+    fill_write_list();
+    info.max_count = 65535;
+    EXPECT_EQ(set(7, "2147483647", "01 02", int_max), 1024);
+}
+
+// ---- reading back
+
+TEST_F(HostAccess, AWrittenRegisterReadsBackLowByteFirst) {
+    info.write_mode = 0;
+    set(7, "30", "34 12", 1);
+    EXPECT_EQ(PLC_driver.word_cache.value(0x0107001E), 0x1234);
+    EXPECT_EQ(get(7, "30", 1), "34 12");
+}
+
+TEST_F(HostAccess, AWrittenPairIsHeldHighHalfFirstAndReadsBackAsItWasWritten) {
+    info.write_mode = 0;
+    set(12, "30", "78 56 34 12", 2);
+    EXPECT_EQ(entries(PLC_driver.word_cache), "0107001E=1234 0107001F=5678");
+    EXPECT_EQ(get(12, "30", 2), "78 56 34 12");
+    EXPECT_EQ(get(7, "30", 2), "34 12 78 56");
+    set(14, "30", "78 56 34 12", 2);
+    EXPECT_EQ(get(8, "30", 2), "34 12 78 56");
+}
+
+TEST_F(HostAccess, Type12WithCount3ReadsTwoValuesOf8Bytes) {
+    info.write_mode = 0;
+    set(12, "30", "01 02 03 04 05 06 07 08", 3);
+    EXPECT_EQ(get(12, "30", 3), "01 02 03 04 05 06 07 08");
+}
+
+TEST_F(HostAccess, EveryWritableTypeReadsBackWhatWasWritten) {
+    info.write_mode = 0;
+    for (int max_count : {100, 1}) {
+        info.max_count = max_count;
+        for (int type : {1, 2, 3, 4, 5, 6, 15, 16, 17}) {
+            const char *const address = type >= 15 ? "2.13" : "100";
+            const char *const data = "01 00 01 01 00 00 01 00 01 01 01 00 01 00 00 01 01 00 01";
+            set(type, address, data, 19);
+            EXPECT_EQ(get(type, address, 19), data) << "type " << type;
+        }
+        for (int type : {7, 8, 9, 10, 11, 12, 13, 14}) {
+            const char *const data = "01 82 03 84 05 86 07 88 09 8A 0B 8C";
+            set(type, "300", data, 6);
+            EXPECT_EQ(get(type, "300", 6), data) << "type " << type;
+        }
+    }
+}
+
+TEST_F(HostAccess, EveryWritableTypeReadsBackWhatWentThroughTheQueueAndItsFrames) {
+    for (int type = 1; type <= 17; ++type) {
+        const char *const address = type >= 15 ? "2.13" : "300";
+        const char *const data = type >= 7 && type <= 14 ? "01 82 03 84 05 86 07 88" : "01 00 01 01";
+        set(type, address, data, 4);
+        while (ComCommunication() != nullptr)
+            support::answer_well();
+        EXPECT_EQ(get(type, address, 4), data) << "type " << type;
+    }
+}
+
+TEST_F(HostAccess, AWrittenBitInARegisterLeavesTheOthersThatWereRead) {
+    info.write_mode = 0;
+    PLC_driver.word_cache.insert(0x01070002, 0xA5A5);
+    set(15, "2.1", "01", 1);
+    EXPECT_EQ(get(7, "2", 1), "A7 A5");
+    set(15, "2.0", "00", 1);
+    EXPECT_EQ(get(7, "2", 1), "A6 A5");
+}
+
+TEST_F(HostAccess, TwoStationsHaveValuesOfTheirOwn) {
+    info.write_mode = 0;
+    info.multi_station = 1;
+    set(7, "30", "34 12", 1, 1);
+    set(7, "30", "78 56", 1, 2);
+    EXPECT_EQ(get(7, "30", 1, 1), "34 12");
+    EXPECT_EQ(get(7, "30", 1, 2), "78 56");
+    EXPECT_EQ(get(7, "30", 1, 3), "00 00");
+}
+
+// Addresses of 65536 and more run into the class on purpose: the key is a plain OR.
+TEST_F(HostAccess, AnAddressOf65536IsTheFirstOfTheNextClass) {
+    info.write_mode = 0;
+    set(8, "65536", "34 12", 1);
+    EXPECT_EQ(get(9, "0", 1), "34 12");
+    set(2, "65536", "01", 1);
+    EXPECT_EQ(get(3, "0", 1), "01");
+    EXPECT_EQ(get(2, "0", 1), "00");
+}
+
+TEST_F(HostAccess, ReadsGoOnAt0BehindTheLastKey) {
+    info.multi_station = 1;
+    PLC_driver.word_cache.insert(0xFFFFFFFFu, 0x1234);
+    PLC_driver.word_cache.insert(0, 0x5678);
+    EXPECT_EQ(get(7, "16777215", 2, 255), "34 12 78 56");
+    EXPECT_EQ(get(12, "16777215", 2, 255), "78 56 34 12");
+    PLC_driver.bit_cache.insert(0xFFFFFFFFu, 1);
+    PLC_driver.bit_cache.insert(1, 1);
+    EXPECT_EQ(get(2, "16777215", 3, 255), "01 00 01");
+    PLC_driver.dword_cache.insert(0xFFFFFFFFu, 1);
+    PLC_driver.dword_cache.insert(0, 2);
+    EXPECT_EQ(get(13, "16777415", 4, 255), "01 00 00 00 02 00 00 00");
+}
+
+TEST_F(HostAccess, ABitAddressGoesOnBeyond2To31AsAnUnsignedNumber) {
+    PLC_driver.word_cache.insert(0x07FFFFFF, 0x8000);
+    PLC_driver.word_cache.insert(0x09070000, 0x0001);
+    EXPECT_EQ(get(15, "134217727.15", 2), "01 01");
+}
+
+TEST_F(HostAccess, ANegativeCountReadsNothingWhateverTheTypeAndTheAddress) {
+    for (int type = -1; type <= 18; ++type)
+        for (int count : {-1, -2, -3, -1000, int_min}) {
+            QByteArray out("what was there before");
+            const char *const address = type >= 15 && type <= 17 ? "2.0" : "300";
+            EXPECT_EQ(GetRegisterData(QString(), type, QString::fromLatin1(address), 1, out, count), 1);
+            EXPECT_TRUE(out.isEmpty()) << "type " << type << ", count " << count;
+            out = "what was there before";
+            EXPECT_EQ(GetRegisterData(QString(), type, QString::fromLatin1("abc"), 1, out, count), 0);
+            EXPECT_TRUE(out.isEmpty()) << "type " << type << ", count " << count;
+        }
+}
+
+TEST_F(HostAccess, ACountThatNoByteArrayCanHoldReadsNothing) {
+    for (int type = -1; type <= 18; ++type)
+        for (int count : {1 << 30, int_max - 1, int_max}) {
+            QByteArray out("what was there before");
+            const char *const address = type >= 15 && type <= 17 ? "2.0" : "300";
+            EXPECT_EQ(GetRegisterData(QString(), type, QString::fromLatin1(address), 1, out, count), 1);
+            EXPECT_TRUE(out.isEmpty()) << "type " << type << ", count " << count;
+            out = "what was there before";
+            EXPECT_EQ(GetRegisterData(QString(), type, QString::fromLatin1("abc"), 1, out, count), 0);
+            EXPECT_TRUE(out.isEmpty()) << "type " << type << ", count " << count;
+        }
+    for (int type : {7, 12, 13, 14, 18}) {
+        QByteArray out("what was there before");
+        EXPECT_EQ(GetRegisterData(QString(), type, QString::fromLatin1("300"), 1, out, 1 << 29), 1);
+        EXPECT_TRUE(out.isEmpty()) << "type " << type;
+    }
+}
+
+// ---- locks
+
+TEST_F(HostAccess, WithWriteMode2OnlyListMutexIsTaken) {
+    const auto write = [] {
+        set(7, "30", "34 12", 1);
+    };
+    EXPECT_TRUE(support::waits_for(PLC_driver.list_mutex, write));
+    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, write));
+    EXPECT_TRUE(support::passes_by(PLC_driver.station_mutex, write));
+}
+
+TEST_F(HostAccess, WithAnyOtherWriteModeOnlyCacheMutexIsTaken) {
+    info.write_mode = 0;
+    const auto write = [] {
+        set(7, "30", "34 12", 1);
+    };
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, write));
+    EXPECT_TRUE(support::waits_for(PLC_driver.cache_mutex, write));
+    EXPECT_TRUE(support::passes_by(PLC_driver.station_mutex, write));
+}
+
+TEST_F(HostAccess, WhileTheLinkHasFailedBothAreTakenOneAfterTheOther) {
+    PLC_driver.comm_failed = true;
+    const auto write = [] {
+        set(7, "30", "34 12", 1);
+    };
+    EXPECT_TRUE(support::waits_for(PLC_driver.list_mutex, write));
+    EXPECT_TRUE(support::waits_for(PLC_driver.cache_mutex, write));
+}
+
+// Whoever waits for the cache must not keep the queue from others.
+TEST_F(HostAccess, WhileItWaitsForTheCacheTheQueueIsFree) {
+    PLC_driver.comm_failed = true;
+    PLC_driver.cache_mutex.lock();
+    std::thread writer([] { set(7, "30", "34 12", 1); });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    bool queued_and_free = false;
+    while (!queued_and_free && std::chrono::steady_clock::now() < deadline) {
+        if (PLC_driver.list_mutex.tryLock(100)) {
+            queued_and_free = PLC_driver.write_list.size() == 1;
+            PLC_driver.list_mutex.unlock();
+        }
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(queued_and_free);
+    PLC_driver.cache_mutex.unlock();
+    writer.join();
+    EXPECT_EQ(entries(PLC_driver.word_cache), "0107001E=1234");
+}
+
+TEST_F(HostAccess, WhatWritesNothingTakesNoLock) {
+    const auto refused = [] {
+        set(7, "abc", "34 12", 1);
+        set(0, "0", "01", 1);
+        set(18, "0", "01", 1);
+        set(7, "0", "01", 0);
+    };
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, refused));
+    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, refused));
+}
