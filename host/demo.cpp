@@ -3,9 +3,12 @@
 #include "host/controller_memory.h"
 #include "host/demo_list.h"
 #include "host/driver_library.h"
-#include "host/judge.h"
+#include "host/exerciser.h"
 #include "host/link_loop.h"
+#include "host/mailbox.h"
+#include "host/panel.h"
 #include "host/screen.h"
+#include "host/stop_flag.h"
 #include "host/variables.h"
 
 #include <asio/io_context.hpp>
@@ -13,11 +16,9 @@
 #include <asio/steady_timer.hpp>
 
 #include <algorithm>
-#include <condition_variable>
 #include <csignal>
 #include <iomanip>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -30,7 +31,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto refresh_time = std::chrono::milliseconds(200);
-constexpr auto fresh_time = std::chrono::seconds(1);
 
 ComInfo demo_configuration() {
     constexpr int longest_request = 100, tries_again = 3, to_controller = 2;
@@ -50,104 +50,6 @@ std::vector<Variable> demo_variables() {
     return variables;
 }
 
-// What the screen thread knows about one variable.
-struct Shown {
-    std::string text = "-";
-    bool changed = false;  // ever
-    bool proven = false;   // was right at least once
-    Clock::time_point changed_at;
-    Cell::Mark mark = Cell::Mark::plain;
-};
-
-/// The screen's side: takes the values out of the driver, has them judged, shows them. For one thread.
-class Panel {
-public:
-    Panel(const DriverEntryPoints &driver, const LinkStatistics &link, const ControllerMemory &memory)
-        : driver_(driver), link_(link), memory_(memory), judge_(memory), shown_(demo_list().size()) {}
-
-    void refresh() {
-        const auto now = Clock::now();
-        moments_.note(now, memory_.moment());
-        // Before the first pass is complete the driver answers 0 for what it has not read.
-        if (link_.passes == 0)
-            return;
-        for (std::size_t i = 0; i < shown_.size(); ++i)
-            take(demo_list()[i], shown_[i], now);
-    }
-
-    std::vector<Cell> cells() const {
-        std::vector<Cell> cells;
-        for (std::size_t i = 0; i < shown_.size(); ++i) {
-            const Variable &variable = demo_list()[i].variable;
-            cells.push_back(
-                {variable.name, variable.station, variable.type, variable.address, shown_[i].text, shown_[i].mark});
-        }
-        return cells;
-    }
-
-    const Judge &judge() const {
-        return judge_;
-    }
-    const std::vector<Shown> &shown() const {
-        return shown_;
-    }
-
-private:
-    void take(const DemoRow &row, Shown &shown, Clock::time_point now) {
-        const Variable &variable = row.variable;
-        const Clock::time_point oldest = link_.last_pass_began;
-        const Moment before = memory_.moment();
-        QByteArray bytes;
-        driver_.GetRegisterData(QString(), variable.type, QString::fromLatin1(variable.address.c_str()),
-                                variable.station, bytes, variable.count);
-        const Moment after = memory_.moment();
-
-        const Values values = values_in(variable.view, bytes);
-        const std::string text = text_of(variable.view, values);
-        if (text != shown.text) {
-            shown.changed = shown.changed || shown.text != "-";
-            shown.changed_at = now;
-            shown.text = text;
-        }
-
-        // What was polled at the end of one moment is shown in the next. It is older only if the line is so slow, or
-        // was so busy, that a pass takes longer than a moment.
-        const Moment previous = before == 0 ? 0 : before - 1;
-        const Verdict verdict = judge_.judge(row, values, {std::min(previous, moments_.at(oldest)), after});
-        shown.proven = shown.proven || verdict == Verdict::right;
-        shown.mark = verdict == Verdict::wrong             ? Cell::Mark::wrong
-                     : now - shown.changed_at < fresh_time ? Cell::Mark::fresh
-                                                           : Cell::Mark::plain;
-    }
-
-    const DriverEntryPoints &driver_;
-    const LinkStatistics &link_;
-    const ControllerMemory &memory_;
-    Judge judge_;
-    MomentLog moments_;
-    std::vector<Shown> shown_;
-};
-
-// Told once, from any thread; waited for by one.
-class StopFlag {
-public:
-    void raise() {
-        const std::lock_guard<std::mutex> locked(mutex_);
-        raised_ = true;
-        changed_.notify_all();
-    }
-
-    bool wait_for(std::chrono::milliseconds time) {
-        std::unique_lock<std::mutex> locked(mutex_);
-        return changed_.wait_for(locked, time, [this] { return raised_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool raised_ = false;
-};
-
 std::string rate(std::uint64_t count, Clock::duration time) {
     std::ostringstream text;
     text << std::fixed << std::setprecision(1)
@@ -155,11 +57,12 @@ std::string rate(std::uint64_t count, Clock::duration time) {
     return text.str();
 }
 
-std::string status_line(const LinkStatistics &link, const Judge &judge, Clock::duration time) {
+std::string status_line(const LinkStatistics &link, const Judge &judge, const ExerciseScores &scores,
+                        Clock::duration time) {
     std::ostringstream text;
     text << link.exchanges << " exchanges, " << rate(link.exchanges, time) << "/s; failed " << link.failed
          << ", given up " << link.given_up << "; passes " << link.passes << "; right " << judge.right() << ", wrong "
-         << judge.wrong();
+         << judge.wrong() << "; tried " << scores.total().done << ", right " << scores.total().right;
     return text.str();
 }
 
@@ -167,39 +70,14 @@ std::string status_line(const LinkStatistics &link, const Judge &judge, Clock::d
 class Demo {
 public:
     Demo(const DemoOptions &options, const DriverLibrary &driver, Line &line, const ControllerMemory &memory)
-        : options_(options), driver_(driver), line_(line), panel_(driver.entry(), link_, memory) {
-        attach(driver.entry(), info_, link_);
+        : options_(options), driver_(driver), line_(line), exerciser_(driver, memory, link_, notes_, exercised_, stop_),
+          panel_(driver.entry(), memory, exerciser_.at_rest()) {
+        attach(driver.entry(), info_, link_, notes_);
         QList<HOST_VAR> variables = polled(demo_variables());
         blocks_ = driver.entry().ReCreatReadVarList(&variables);
     }
 
-    void run() {
-        started_ = Clock::now();
-        asio::signal_set signals(events_, SIGINT, SIGTERM, SIGHUP);
-        signals.async_wait([this](const asio::error_code &, int) { events_.stop(); });
-        asio::steady_timer end(events_);
-        if (options_.duration) {
-            end.expires_after(*options_.duration);
-            end.async_wait([this](const asio::error_code &) { events_.stop(); });
-        }
-
-        std::thread link([this] {
-            try {
-                run_link(driver_.entry(), line_, info_, options_.timeouts, link_);
-            } catch (const LineError &error) {
-                line_error_ = error.what();
-                events_.stop();
-            }
-        });
-        std::thread screen([this] { run_screen(); });
-        events_.run();
-
-        line_.request_stop();
-        screen_stop_.raise();
-        screen.join();
-        link.join();
-        time_ = Clock::now() - started_;
-    }
+    void run();
 
     /// Why the line failed; empty if it did not.
     const std::string &line_error() const {
@@ -209,35 +87,78 @@ public:
     bool summarise(std::ostream &out) const;
 
 private:
+    void run_link_thread();
     void run_screen();
+    bool everything_proven() const;
     std::string title() const;
     std::vector<std::string> faults() const;
-    template <typename Condition> std::size_t count_rows(Condition condition) const;
-    std::size_t unproven_rows() const;
-    std::size_t unmoved_rows() const;
 
     const DemoOptions &options_;
     const DriverLibrary &driver_;
     Line &line_;
     ComInfo info_ = demo_configuration();
     LinkStatistics link_;
+    Mailbox<LinkNote> notes_;
+    Mailbox<std::string> exercised_;
+    StopFlag stop_;
+    Exerciser exerciser_;
     Panel panel_;
     int blocks_ = 0;
     asio::io_context events_;  // run by the main thread; its end is the end of the demonstration
-    StopFlag screen_stop_;
     std::string line_error_;
     Clock::time_point started_;
     Clock::duration time_{};
 };
 
+void Demo::run() {
+    started_ = Clock::now();
+    asio::signal_set signals(events_, SIGINT, SIGTERM, SIGHUP);
+    signals.async_wait([this](const asio::error_code &, int) { events_.stop(); });
+    asio::steady_timer end(events_);
+    if (options_.duration) {
+        end.expires_after(*options_.duration);
+        end.async_wait([this](const asio::error_code &) { events_.stop(); });
+    }
+
+    std::thread link([this] { run_link_thread(); });
+    std::thread exercises([this] { exerciser_.run(!options_.duration); });
+    std::thread screen([this] { run_screen(); });
+    events_.run();
+
+    stop_.raise();
+    line_.request_stop();
+    screen.join();
+    exercises.join();
+    link.join();
+    exerciser_.finish();
+    time_ = Clock::now() - started_;
+}
+
+void Demo::run_link_thread() {
+    try {
+        run_link(driver_.entry(), line_, info_, options_.timeouts, link_, notes_);
+    } catch (const LineError &error) {
+        line_error_ = error.what();
+        events_.stop();
+    }
+}
+
 void Demo::run_screen() {
     Screen screen(STDOUT_FILENO, title());
     do {
-        panel_.refresh();
-        screen.show(panel_.cells(), status_line(link_, panel_.judge(), Clock::now() - started_));
-        if (options_.until_proven && link_.passes > 0 && unproven_rows() == 0 && unmoved_rows() == 0)
+        // Before the first pass is complete the driver answers 0 for what it has not read.
+        if (link_.passes > 0)
+            panel_.refresh();
+        for (const std::string &event : exercised_.take())
+            screen.tell(event);
+        screen.show(panel_.cells(), status_line(link_, panel_.judge(), exerciser_.scores(), Clock::now() - started_));
+        if (options_.until_proven && everything_proven())
             events_.stop();
-    } while (!screen_stop_.wait_for(refresh_time));
+    } while (!stop_.wait_for(refresh_time));
+}
+
+bool Demo::everything_proven() const {
+    return panel_.unproven() == 0 && panel_.unmoved() == 0 && exerciser_.scores().rounds > 0;
 }
 
 std::string Demo::title() const {
@@ -248,23 +169,8 @@ std::string Demo::title() const {
            " blocks of " + std::to_string(stations.size()) + " stations on " + options_.line.path;
 }
 
-template <typename Condition> std::size_t Demo::count_rows(Condition condition) const {
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < demo_list().size(); ++i)
-        if (condition(demo_list()[i], panel_.shown()[i]))
-            ++count;
-    return count;
-}
-
-std::size_t Demo::unproven_rows() const {
-    return count_rows([](const DemoRow &, const Shown &shown) { return !shown.proven; });
-}
-
-std::size_t Demo::unmoved_rows() const {
-    return count_rows([](const DemoRow &row, const Shown &shown) { return row.moves && !shown.changed; });
-}
-
 std::vector<std::string> Demo::faults() const {
+    const ExerciseScores scores = exerciser_.scores();
     std::vector<std::string> faults;
     const auto blame = [&faults](std::uint64_t count, const std::string &what) {
         if (count != 0)
@@ -274,20 +180,47 @@ std::vector<std::string> Demo::faults() const {
         faults.push_back("the line failed (" + line_error_ + ")");
     if (link_.passes == 0)
         faults.push_back("no pass over the list was completed");
-    blame(link_.given_up, "requests were given up");
+    blame(scores.other_give_ups, "requests were given up");
     blame(panel_.judge().wrong(), "values shown were wrong");
-    blame(unproven_rows(), "variables were never shown right");
-    blame(unmoved_rows(), "moving variables never changed");
+    blame(panel_.unproven(), "variables were never shown right");
+    blame(panel_.unmoved(), "moving variables never changed");
+    blame(scores.total().done - scores.total().right, "exercises were not right");
+    if (scores.rounds == 0)
+        faults.push_back("the exercises were not finished");
     return faults;
+}
+
+void summarise_exercises(const ExerciseScores &scores, std::ostream &out) {
+    struct Line {
+        const char *name;
+        Subject subject;
+        const char *right;
+    };
+    static const Line lines[] = {
+        {"writes", Subject::write, "done as the controller's own log and memory have it"},
+        {"read-only", Subject::read_only, "refused: type 0 is not writable"},
+        {"once-reads", Subject::once_read, "right"},
+        {"station", Subject::station_switch, "at rest while switched off, and moving again"},
+        {"retries", Subject::dropped_reply, "answered after a reply that was dropped on purpose"},
+        {"give-ups", Subject::unanswered, "given up and reported, after no reply on purpose"},
+    };
+    for (const Line &line : lines) {
+        const ExerciseScores::Score &score = scores.of(line.subject);
+        out << std::left << std::setw(11) << line.name << score.right << " of " << score.done << " " << line.right
+            << "\n";
+    }
+    for (const std::string &complaint : scores.complaints)
+        out << "wrong      " << complaint << "\n";
 }
 
 bool Demo::summarise(std::ostream &out) const {
     const Judge &judge = panel_.judge();
-    const auto moving = count_rows([](const DemoRow &row, const Shown &) { return row.moves; });
-    out << "variables  " << demo_list().size() << " in " << blocks_ << " blocks; " << moving - unmoved_rows() << " of "
-        << moving << " moving ones changed\n"
+    const ExerciseScores scores = exerciser_.scores();
+    out << "variables  " << demo_list().size() << " in " << blocks_ << " blocks; " << panel_.moving() - panel_.unmoved()
+        << " of " << panel_.moving() << " moving ones changed\n"
         << "exchanges  " << link_.exchanges << " (" << rate(link_.exchanges, time_) << " per second): good "
-        << link_.good << ", failed " << link_.failed << ", given up " << link_.given_up << "\n"
+        << link_.good << ", sent again " << link_.failed << ", given up " << link_.given_up << " ("
+        << scores.expected_give_ups << " on purpose)\n"
         << "passes     " << link_.passes << " over the list\n"
         << "bytes      " << link_.bytes_sent << " sent, " << link_.bytes_received << " received, "
         << link_.bytes_discarded << " discarded\n"
@@ -295,9 +228,11 @@ bool Demo::summarise(std::ostream &out) const {
         << ", wrong " << judge.wrong() << ", unproven " << judge.unproven() << "\n";
     for (const std::string &complaint : judge.complaints())
         out << "wrong      " << complaint << "\n";
+    summarise_exercises(scores, out);
 
     const std::vector<std::string> found = faults();
-    out << "verdict    " << (found.empty() ? "every value shown was what the controller held" : "FAILED");
+    out << "verdict    "
+        << (found.empty() ? "every value shown was what the controller held, and every exercise was right" : "FAILED");
     for (std::size_t i = 0; i < found.size(); ++i)
         out << (i == 0 ? ": " : "; ") << found[i];
     out << std::endl;

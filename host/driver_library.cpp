@@ -22,6 +22,9 @@ DriverEntryPoints look_up_all(void *handle, const std::string &file) {
     look_up(handle, file, "ComCommunication", entry.ComCommunication);
     look_up(handle, file, "DataCom", entry.DataCom);
     look_up(handle, file, "GetRegisterData", entry.GetRegisterData);
+    look_up(handle, file, "SetRegisterData", entry.SetRegisterData);
+    look_up(handle, file, "AddListOnceReadVar", entry.AddListOnceReadVar);
+    look_up(handle, file, "EnableEthernet", entry.EnableEthernet);
     look_up(handle, file, "PLC_driver", entry.PLC_driver);
     return entry;
 }
@@ -47,6 +50,11 @@ DriverLibrary::~DriverLibrary() {
 std::vector<RW_VAR> DriverLibrary::read_blocks() const {
     QMutexLocker locked(&entry_.PLC_driver->list_mutex);
     return std::vector<RW_VAR>(entry_.PLC_driver->read_list.begin(), entry_.PLC_driver->read_list.end());
+}
+
+int DriverLibrary::requests_waiting() const {
+    QMutexLocker locked(&entry_.PLC_driver->list_mutex);
+    return static_cast<int>(entry_.PLC_driver->write_list.size() + entry_.PLC_driver->once_read_list.size());
 }
 
 }  // namespace kelpo

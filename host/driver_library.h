@@ -17,6 +17,9 @@ struct DriverEntryPoints {
     decltype(&::ComCommunication) ComCommunication;
     decltype(&::DataCom) DataCom;
     decltype(&::GetRegisterData) GetRegisterData;
+    decltype(&::SetRegisterData) SetRegisterData;
+    decltype(&::AddListOnceReadVar) AddListOnceReadVar;
+    decltype(&::EnableEthernet) EnableEthernet;
     Communication_Protocol *PLC_driver;
 };
 
@@ -43,6 +46,10 @@ public:
     /// A copy of the block reads that the driver cycles through, in their present order. Takes the driver's
     /// `list_mutex`, which link loop callbacks already hold: not to be called from them.
     std::vector<RW_VAR> read_blocks() const;
+
+    /// How many write and once-read requests wait or are in flight. When there are none, the callbacks for all that
+    /// were queued before have been called. Takes `list_mutex`, as above.
+    int requests_waiting() const;
 
 private:
     void *handle_;

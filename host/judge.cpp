@@ -70,14 +70,9 @@ int value_count(const DemoRow &row) {
 
 }  // namespace
 
-void MomentLog::note(TimePoint time, Moment moment) {
-    notes_.push_back({time, moment});
-}
-
-Moment MomentLog::at(TimePoint time) {
-    while (notes_.size() > 1 && notes_[1].time <= time)
-        notes_.pop_front();
-    return notes_.front().moment;
+std::string name_of(const Variable &variable) {
+    return variable.name + " (station " + std::to_string(variable.station) + ", type " + std::to_string(variable.type) +
+           ", address " + variable.address + ")";
 }
 
 Verdict Judge::judge(const DemoRow &row, const Values &shown, MomentRange range) {
@@ -113,9 +108,7 @@ void Judge::complain(const DemoRow &row, const Values &shown, MomentRange range)
     if (complaints_.size() == most_complaints)
         return;
     const Variable &variable = row.variable;
-    std::string text = variable.name + " (station " + std::to_string(variable.station) + ", type " +
-                       std::to_string(variable.type) + ", address " + variable.address + ") showed " +
-                       text_of(variable.view, shown) + ", the controller held";
+    std::string text = name_of(variable) + " showed " + text_of(variable.view, shown) + ", the controller held";
     for (Moment moment = range.first; moment <= range.last; ++moment) {
         Values all;
         for (const Place &place : row.places) {

@@ -3,15 +3,11 @@
 #include "host/controller_memory.h"
 #include "host/demo_list.h"
 
-#include <chrono>
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <vector>
 
 namespace kelpo {
-
-using Values = std::vector<std::int64_t>;
 
 /// Moments of the controller, both included.
 struct MomentRange {
@@ -19,32 +15,14 @@ struct MomentRange {
     Moment last;
 };
 
-/// Remembers which moment the controller was in at which time, to tell how old a polled value can be.
-class MomentLog {
-public:
-    using TimePoint = std::chrono::steady_clock::time_point;
-
-    /// Notes that the controller was in `moment` at `time`. Times must not run backwards.
-    void note(TimePoint time, Moment moment);
-
-    /// The last moment noted at or before `time`: the controller was in it or had passed it. What was noted longest ago
-    /// when there is nothing as early; a note must have been made. Forgets everything older, so later calls must not
-    /// ask for earlier times.
-    Moment at(TimePoint time);
-
-private:
-    struct Note {
-        TimePoint time;
-        Moment moment;
-    };
-    std::deque<Note> notes_;
-};
-
 enum class Verdict {
     right,    ///< the controller held the shown value in the range
     wrong,    ///< it did not
     unproven  ///< part of the range has left the controller's record, and the rest does not show the value
 };
+
+/// "name (station 1, type 7, address 100)".
+std::string name_of(const Variable &variable);
 
 /// Compares shown values with what the controller held, by the controller's own account.
 ///

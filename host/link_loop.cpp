@@ -5,23 +5,28 @@
 namespace kelpo {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr int longest_reply = 512;  // twice the longest Modbus RTU frame: an over-long reply is seen as one
 constexpr auto idle_pause = std::chrono::milliseconds(5);
 
 // The driver's callbacks carry no pointer of the host's.
-std::atomic<LinkStatistics *> counting{nullptr};
+struct Listeners {
+    std::atomic<LinkStatistics *> statistics{nullptr};
+    std::atomic<Mailbox<LinkNote> *> notes{nullptr};
+};
+Listeners listeners;
 
-// Both callbacks run inside DataCom with the driver's list lock held: they must not call the driver and must be quick.
-void count_write_result(int, int, int, int status) {
+// Both callbacks run with the driver's list lock held: they must not call the driver and must be quick.
+void note_write_result(int, int group, int id, int status) {
     constexpr int done = 1;
-    LinkStatistics *statistics = counting;
+    LinkStatistics *statistics = listeners.statistics;
     ++(status == done ? statistics->writes_done : statistics->writes_failed);
+    listeners.notes.load()->put({LinkNote::Kind::result, group, id, status});
 }
 
-void count_comm_error(QList<RW_VAR> *, int, int) {
-    ++counting.load()->error_calls;
+void note_comm_error(QList<RW_VAR> *, int group, int flag) {
+    constexpr int no_id = -1;
+    ++listeners.statistics.load()->error_calls;
+    listeners.notes.load()->put({LinkNote::Kind::comm_error, group, no_id, flag});
 }
 
 // The driver raises finish_flag at the end of a pass and when it has nothing to send.
@@ -31,35 +36,37 @@ bool take_finish_flag(ComInfo &info) {
     return raised;
 }
 
-void count_outcome(int code, LinkStatistics &statistics) {
+// True when the reply was good.
+bool count_outcome(int code, LinkStatistics &statistics) {
     constexpr int sent_again = 0, good = 1, remote_good = 100, not_judged = 1000;
     switch (code) {
     case good:
     case remote_good:
         ++statistics.good;
-        break;
+        return true;
     case sent_again:
     case not_judged:
         ++statistics.failed;
-        break;
+        return false;
     default:
         ++statistics.given_up;
+        return false;
     }
 }
 
 }  // namespace
 
-void attach(const DriverEntryPoints &driver, ComInfo &info, LinkStatistics &statistics) {
-    counting = &statistics;
+void attach(const DriverEntryPoints &driver, ComInfo &info, LinkStatistics &statistics, Mailbox<LinkNote> &notes) {
+    listeners.statistics = &statistics;
+    listeners.notes = &notes;
     driver.SetComInfo(&info);
-    driver.RegistCallBackFuncIntf(count_write_result, count_comm_error);
+    driver.RegistCallBackFuncIntf(note_write_result, note_comm_error);
 }
 
 void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const ReplyTimeouts &timeouts,
-              LinkStatistics &statistics) {
+              LinkStatistics &statistics, Mailbox<LinkNote> &notes) {
     QByteArray reply;
     reply.reserve(longest_reply);
-    auto pass_began = Clock::now();
 
     while (!line.stop_requested()) {
         // The request belongs to the driver and is valid until DataCom. The same one comes back until it is answered or
@@ -86,13 +93,12 @@ void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const 
         statistics.bytes_received += static_cast<std::uint64_t>(length);
 
         // No reply is handed over as one of length 0: the driver, not the host, decides how often to try.
+        const int group = request->var.var_group, id = request->var.var_id;
         const int code = driver.DataCom(&reply, length)->ret_value;
-        count_outcome(code, statistics);
-        if (take_finish_flag(info)) {
-            statistics.last_pass_began = pass_began;
+        if (!count_outcome(code, statistics))
+            notes.put({LinkNote::Kind::failed_reply, group, id, code});
+        if (take_finish_flag(info))
             ++statistics.passes;
-            pass_began = Clock::now();
-        }
     }
 }
 

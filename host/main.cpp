@@ -14,7 +14,7 @@ using kelpo::DemoResult;
 using kelpo::Parity;
 
 const char *const exit_codes =
-    "Exit codes: 0 every value shown was right; 1 it was not, or the run was too short to "
+    "Exit codes: 0 everything shown and tried was right; 1 it was not, or the run was too short to "
     "tell; 2 wrong usage; 3 the driver cannot be loaded; 4 the line cannot be opened or "
     "failed; 5 the controller's memory file cannot be read; 6 the system refused something else.";
 
@@ -39,18 +39,21 @@ int run(int argc, char **argv) {
     int seconds = 10;
     int reply_timeout = static_cast<int>(options.timeouts.reply.count());
     int character_timeout = static_cast<int>(options.timeouts.inter_character.count());
-    CLI::App *demo = app.add_subcommand(
-        "demo", "Poll and show some 60 variables of a simulated controller and check each value shown.");
+    CLI::App *demo = app.add_subcommand("demo", "Poll and show some 60 variables of a simulated controller, write, "
+                                                "read once, switch a station off, lose replies, "
+                                                "and check all of it.");
     demo->footer(exit_codes);
     add_line_options(*demo, options);
     demo->add_option("--memory", options.memory, "The memory file that the controller publishes")->required();
     CLI::Option *limit =
         demo->add_option("--seconds", seconds, "How long to run")->check(CLI::Range(1, 86400))->capture_default_str();
     CLI::Option *keep = demo->add_flag("--keep", "Run until Ctrl-C")->excludes(limit);
-    demo->add_flag("--until-proven", options.until_proven,
-                   "End earlier, once every value was right and every moving one has moved");
+    demo->add_flag(
+        "--until-proven", options.until_proven,
+        "End earlier, once every value was right, every moving one has moved, and the exercises are through");
     demo->add_option("--reply-timeout", reply_timeout, "Milliseconds to wait for a reply")
         ->check(CLI::Range(1, 60000))
+        ->take_last()
         ->capture_default_str();
     demo->add_option("--character-timeout", character_timeout, "Milliseconds of silence that end a reply")
         ->check(CLI::Range(1, 60000))

@@ -19,6 +19,7 @@ constexpr std::size_t value_width = 12;
 constexpr int narrow_cell = 25;  // station, type, address and value
 constexpr int wide_cell = narrow_cell + static_cast<int>(name_width) + 1;
 constexpr int widest_gap = 8;
+constexpr std::size_t event_lines = 2;
 constexpr auto page_time = std::chrono::seconds(3);
 constexpr auto line_time = std::chrono::seconds(1);
 
@@ -41,6 +42,8 @@ std::string styled_as(Cell::Mark mark, const std::string &text) {
         return "\x1b[1m" + text + "\x1b[0m";
     case Cell::Mark::wrong:
         return "\x1b[1;31m" + text + "\x1b[0m";
+    case Cell::Mark::at_rest:
+        return "\x1b[2m" + text + "\x1b[0m";
     case Cell::Mark::plain:
         break;
     }
@@ -146,11 +149,22 @@ Screen::Screen(int descriptor, std::string title)
     : descriptor_(descriptor), title_(std::move(title)), terminal_(is_capable_terminal(descriptor)),
       styled_(terminal_ && !has_value("NO_COLOR")), started_(Clock::now()), next_line_(started_) {
     write_all(descriptor_, terminal_ ? enter_screen : title_ + "\n");
+    if (terminal_)
+        events_.resize(event_lines);
 }
 
 Screen::~Screen() {
     if (terminal_)
         write_all(descriptor_, leave_screen);
+}
+
+void Screen::tell(const std::string &event) {
+    if (!terminal_) {
+        write_all(descriptor_, event + "\n");
+        return;
+    }
+    events_.push_back(event);
+    events_.pop_front();
 }
 
 void Screen::show(const std::vector<Cell> &cells, const std::string &status) {
@@ -173,8 +187,11 @@ void Screen::draw(const std::vector<Cell> &cells, const std::string &status) {
         frame += line + "\x1b[K\r\n";
     };
     add(fitted(title_, width));
-    for (const std::string &line : table_of(cells, {size.columns - 1, size.lines - 2}, page, styled_))
+    for (const std::string &line :
+         table_of(cells, {size.columns - 1, size.lines - 2 - static_cast<int>(event_lines)}, page, styled_))
         add(line);
+    for (const std::string &event : events_)
+        add(fitted(event, width));
     // No line end after the last line: on a full screen it would scroll the first one away.
     frame += fitted(status, width) + "\x1b[J";
     write_all(descriptor_, frame);

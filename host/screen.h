@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,8 @@ struct Cell {
     enum class Mark {
         plain,
         fresh,  ///< changed a moment ago
-        wrong
+        wrong,
+        at_rest  ///< is not asked for at present
     };
 
     std::string name;
@@ -34,7 +36,8 @@ struct ScreenSize {
 /// the marks, which take no room on the screen.
 std::vector<std::string> table_of(const std::vector<Cell> &cells, ScreenSize size, std::size_t page, bool styled);
 
-/// Shows the table on a terminal, in place, or a status line a second where there is no terminal.
+/// Shows the table on a terminal, in place, with the last few events below it; or, where there is no terminal, a line
+/// for each event and a status line a second.
 /// The terminal gets back what it showed before when the object goes. Styles are left out if NO_COLOR is set.
 class Screen {
 public:
@@ -43,6 +46,9 @@ public:
     ~Screen();
     Screen(const Screen &) = delete;
     Screen &operator=(const Screen &) = delete;
+
+    /// Tells an event, in one line. A terminal shows it with the next call of show().
+    void tell(const std::string &event);
 
     void show(const std::vector<Cell> &cells, const std::string &status);
 
@@ -53,6 +59,7 @@ private:
     std::string title_;
     bool terminal_;
     bool styled_;
+    std::deque<std::string> events_;  // the last ones, on a terminal
     std::chrono::steady_clock::time_point started_;
     std::chrono::steady_clock::time_point next_line_;
 };

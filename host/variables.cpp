@@ -34,15 +34,15 @@ std::int64_t as_shown(View view, std::uint32_t value) {
 
 }  // namespace
 
-std::vector<std::int64_t> values_in(View view, const QByteArray &bytes) {
+Values values_in(View view, const QByteArray &bytes) {
     const int width = bytes_per_value(view);
-    std::vector<std::int64_t> values;
+    Values values;
     for (int first = 0; first + width <= bytes.size(); first += width)
         values.push_back(as_shown(view, low_byte_first(bytes, first, width)));
     return values;
 }
 
-std::string text_of(View view, const std::vector<std::int64_t> &values) {
+std::string text_of(View view, const Values &values) {
     std::string text;
     for (const std::int64_t value : values) {
         if (view != View::bits && !text.empty())
@@ -50,6 +50,21 @@ std::string text_of(View view, const std::vector<std::int64_t> &values) {
         text += std::to_string(value);
     }
     return text;
+}
+
+QByteArray bytes_of(View view, const Values &values) {
+    QByteArray bytes;
+    for (std::int64_t value : values)
+        for (int i = 0; i < bytes_per_value(view); ++i, value >>= 8)
+            bytes.append(static_cast<char>(value & 0xFF));
+    return bytes;
+}
+
+Values shown_by(const DriverEntryPoints &driver, const Variable &variable) {
+    QByteArray bytes;
+    driver.GetRegisterData(QString(), variable.type, QString::fromLatin1(variable.address.c_str()), variable.station,
+                           bytes, variable.count);
+    return values_in(variable.view, bytes);
 }
 
 QList<HOST_VAR> polled(const std::vector<Variable> &variables) {

@@ -29,7 +29,7 @@ std::chrono::nanoseconds time_on_wire(std::size_t bytes, unsigned baud) {
 }  // namespace
 
 Controller::Controller(const Settings &settings, const std::optional<std::string> &memory, TimePoint now)
-    : settings_(settings), next_moment_(now + settings.moment), last_byte_(now) {
+    : settings_(settings), faults_(settings.faults), next_moment_(now + settings.moment), last_byte_(now) {
     for (const unsigned station : settings.stations)
         stations_.emplace_back(station);
     if (memory)
@@ -113,14 +113,17 @@ void Controller::serve(const Bytes &request) {
                                     [&request](const StationMemory &memory) { return memory.station() == request[0]; });
     if (found == stations_.end())
         return;
+    const auto station = static_cast<std::size_t>(found - stations_.begin());
     if (memory_)
-        memory_->count_request();
-    schedule(request, carry_out(request, static_cast<std::size_t>(found - stations_.begin())));
+        memory_->count_request(station);
+    Bytes reply = carry_out(request, station);
+    if (!faults_.keeps_back_reply_to(request))
+        schedule(request, std::move(reply));
 }
 
 void Controller::serve_broadcast(const Bytes &request) {
     if (memory_)
-        memory_->count_request();
+        memory_->count_broadcast();
     for (std::size_t station = 0; station < stations_.size(); ++station)
         carry_out(addressed_to(stations_[station], request), station);
 }
@@ -131,9 +134,9 @@ Bytes Controller::carry_out(const Bytes &request, std::size_t station) {
     if (memory_ && answer.change) {
         const Change &change = *answer.change;
         if (change.kind == Change::Kind::coils)
-            memory_->publish_coils(station, values_of(memory), change.address, change.count);
+            memory_->publish_coils(station, values_of(memory), change.address, change.before);
         else
-            memory_->publish_registers(station, values_of(memory), change.address, change.count);
+            memory_->publish_registers(station, values_of(memory), change.address, change.before);
     }
     return std::move(answer.reply);
 }

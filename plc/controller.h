@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "plc/faults.h"
 #include "plc/frame.h"
 #include "plc/memory_file.h"
 #include "plc/moment.h"
@@ -21,6 +22,7 @@ struct Settings {
     std::chrono::milliseconds turnaround{1};  // from the end of a request to its reply
     std::chrono::milliseconds silence{5};     // ends a frame; above 0
     unsigned baud = 0;                        // bits a second that the line would carry; 0: as fast as it goes
+    std::vector<Fault> faults;                // what goes wrong
 };
 
 /// The stations of one line, without the line: bytes go in, replies come out when they are due.
@@ -67,6 +69,7 @@ private:
     Settings settings_;
     std::vector<StationMemory> stations_;
     std::optional<MemoryWriter> memory_;
+    Faults faults_;
     RequestFramer framer_;
     ReplyEngine engine_;
     Moment moment_ = 0;

@@ -21,11 +21,20 @@ namespace {
 
 constexpr std::size_t address_count = 65536;
 constexpr char magic[8] = {'K', 'E', 'L', 'P', 'O', 'P', 'L', 'C'};
-constexpr std::uint32_t layout_version = 1;
+constexpr std::uint32_t layout_version = 2;
 
 struct Slot {
     std::atomic<std::uint8_t> coils[address_count];
     std::atomic<std::uint16_t> registers[address_count];
+};
+
+struct LogEntry {
+    std::atomic<std::uint32_t> moment;
+    std::atomic<std::uint16_t> address;
+    std::atomic<std::uint16_t> before;
+    std::atomic<std::uint16_t> after;
+    std::atomic<std::uint8_t> station;
+    std::atomic<std::uint8_t> table;
 };
 
 struct StationHistory {
@@ -48,6 +57,9 @@ struct MemoryLayout {
     std::atomic<std::uint32_t> replies_sent;
     std::atomic<std::uint32_t> frames_dropped;
     std::uint8_t stations[256];
+    std::atomic<std::uint32_t> station_requests[256];
+    std::atomic<std::uint32_t> writes_logged;
+    LogEntry log[log_length];
 
     StationHistory *histories() {
         return reinterpret_cast<StationHistory *>(this + 1);
@@ -60,7 +72,8 @@ struct MemoryLayout {
 
 namespace {
 
-static_assert(sizeof(MemoryLayout) == 296 && alignof(MemoryLayout) == 4);
+static_assert(sizeof(MemoryLayout) == 50476 && alignof(MemoryLayout) == 4);
+static_assert(sizeof(LogEntry) == 12);
 static_assert(sizeof(Slot) == address_count * 3);
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free && std::atomic<std::uint16_t>::is_always_lock_free &&
               std::atomic<std::uint8_t>::is_always_lock_free);
@@ -199,20 +212,48 @@ void MemoryWriter::publish_next_moment(const std::vector<StationValues> &values)
     layout.moment.store(next, std::memory_order_release);
 }
 
-void MemoryWriter::publish_coils(std::size_t station, const StationValues &values, unsigned address, unsigned count) {
+void MemoryWriter::publish_coils(std::size_t station, const StationValues &values, unsigned address,
+                                 const std::vector<std::uint16_t> &before) {
     MemoryLayout &layout = *file_.layout();
     const Update update(layout);
-    copy_values(layout.slot(station, layout.moment).coils, values.coils, address, count);
+    copy_values(layout.slot(station, layout.moment).coils, values.coils, address, before.size());
+    for (const std::uint16_t value : before) {
+        log(station, LoggedWrite::Table::coils, address, value, values.coils[address]);
+        ++address;
+    }
 }
 
 void MemoryWriter::publish_registers(std::size_t station, const StationValues &values, unsigned address,
-                                     unsigned count) {
+                                     const std::vector<std::uint16_t> &before) {
     MemoryLayout &layout = *file_.layout();
     const Update update(layout);
-    copy_values(layout.slot(station, layout.moment).registers, values.registers, address, count);
+    copy_values(layout.slot(station, layout.moment).registers, values.registers, address, before.size());
+    for (const std::uint16_t value : before) {
+        log(station, LoggedWrite::Table::registers, address, value, values.registers[address]);
+        ++address;
+    }
 }
 
-void MemoryWriter::count_request() {
+// Within an Update, like the values themselves.
+void MemoryWriter::log(std::size_t station, LoggedWrite::Table table, unsigned address, std::uint16_t before,
+                       std::uint16_t after) {
+    MemoryLayout &layout = *file_.layout();
+    LogEntry &entry = layout.log[layout.writes_logged.load(std::memory_order_relaxed) % log_length];
+    entry.moment.store(layout.moment.load(std::memory_order_relaxed), std::memory_order_release);
+    entry.address.store(static_cast<std::uint16_t>(address), std::memory_order_release);
+    entry.before.store(before, std::memory_order_release);
+    entry.after.store(after, std::memory_order_release);
+    entry.station.store(layout.stations[station], std::memory_order_release);
+    entry.table.store(static_cast<std::uint8_t>(table), std::memory_order_release);
+    count_one(layout.writes_logged);
+}
+
+void MemoryWriter::count_request(std::size_t station) {
+    count_one(file_.layout()->requests_seen);
+    count_one(file_.layout()->station_requests[station]);
+}
+
+void MemoryWriter::count_broadcast() {
     count_one(file_.layout()->requests_seen);
 }
 
@@ -267,13 +308,13 @@ LineCounters MemoryReader::counters() const {
 }
 
 std::optional<bool> MemoryReader::coil(unsigned station, unsigned address, Moment moment) const {
-    return read_unchanged(station, address, moment, [&](std::size_t place) {
+    return value_at(station, address, moment, [&](std::size_t place) {
         return file_.layout()->slot(place, moment).coils[address].load(std::memory_order_acquire) != 0;
     });
 }
 
 std::optional<std::uint16_t> MemoryReader::holding_register(unsigned station, unsigned address, Moment moment) const {
-    return read_unchanged(station, address, moment, [&](std::size_t place) {
+    return value_at(station, address, moment, [&](std::size_t place) {
         return file_.layout()->slot(place, moment).registers[address].load(std::memory_order_acquire);
     });
 }
@@ -287,28 +328,66 @@ std::optional<std::size_t> MemoryReader::place_of(unsigned station) const {
     return static_cast<std::size_t>(found - layout.stations);
 }
 
-template <typename Read>
-auto MemoryReader::read_unchanged(unsigned station, unsigned address, Moment moment, Read read) const
-    -> std::optional<decltype(read(std::size_t()))> {
+std::optional<std::uint32_t> MemoryReader::requests_to(unsigned station) const {
     const std::optional<std::size_t> place = place_of(station);
-    if (!place || address >= address_count)
+    if (!place)
         return std::nullopt;
+    return file_.layout()->station_requests[*place].load(std::memory_order_acquire);
+}
 
+std::uint32_t MemoryReader::writes_logged() const {
+    return file_.layout()->writes_logged.load(std::memory_order_acquire);
+}
+
+std::optional<std::vector<LoggedWrite>> MemoryReader::writes_from(std::uint32_t first) const {
+    return read_unchanged([&]() -> std::optional<std::vector<LoggedWrite>> {
+        const std::uint32_t end = writes_logged();
+        const bool in_log = first <= end && end - first <= log_length;
+        return in_log ? std::optional(logged(first, end)) : std::nullopt;
+    });
+}
+
+std::vector<LoggedWrite> MemoryReader::logged(std::uint32_t first, std::uint32_t end) const {
+    std::vector<LoggedWrite> writes;
+    for (std::uint32_t number = first; number != end; ++number) {
+        const LogEntry &entry = file_.layout()->log[number % log_length];
+        const bool of_registers = entry.table.load(std::memory_order_acquire) != 0;
+        writes.push_back({entry.station.load(std::memory_order_acquire),
+                          of_registers ? LoggedWrite::Table::registers : LoggedWrite::Table::coils,
+                          entry.address.load(std::memory_order_acquire), entry.before.load(std::memory_order_acquire),
+                          entry.after.load(std::memory_order_acquire), entry.moment.load(std::memory_order_acquire)});
+    }
+    return writes;
+}
+
+// `read` gives an optional; empty as well when no reading comes about.
+template <typename Read> auto MemoryReader::read_unchanged(Read read) const -> decltype(read()) {
     // A change takes well under a millisecond: a counter that stays odd for so long belongs to a controller that died.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     const MemoryLayout &layout = *file_.layout();
     do {
         const std::uint32_t before = layout.sequence.load(std::memory_order_acquire);
-        const Moment current = layout.moment.load(std::memory_order_acquire);
-        const auto value = read(*place);
+        auto found = read();
         const std::uint32_t after = layout.sequence.load(std::memory_order_relaxed);
-        if (before % 2 == 0 && before == after) {
-            const bool in_history = moment <= current && current - moment < history_slots;
-            return in_history ? std::optional(value) : std::nullopt;
-        }
+        if (before % 2 == 0 && before == after)
+            return found;
         std::this_thread::yield();
     } while (std::chrono::steady_clock::now() < deadline);
     return std::nullopt;
+}
+
+template <typename Read>
+auto MemoryReader::value_at(unsigned station, unsigned address, Moment moment, Read read) const
+    -> std::optional<decltype(read(std::size_t()))> {
+    const std::optional<std::size_t> place = place_of(station);
+    if (!place || address >= address_count)
+        return std::nullopt;
+    return read_unchanged([&] {
+        const Moment current = file_.layout()->moment.load(std::memory_order_acquire);
+        const auto value = read(*place);
+        const bool in_history = moment <= current && current - moment < history_slots;
+        return in_history ? std::optional(value) : std::nullopt;
+    });
 }
 
 }  // namespace plc

@@ -13,10 +13,13 @@ namespace plc {
 /// The memory file keeps the values of so many moments, the current one included.
 constexpr Moment history_slots = 4;
 
+/// The memory file keeps the last writes, so many addresses.
+constexpr std::size_t log_length = 4096;
+
 /// Layout of the memory file, all numbers in host byte order:
 ///
 ///     0    8 bytes   "KELPOPLC"
-///     8    uint32    version of this layout, 1
+///     8    uint32    version of this layout, 2
 ///     12   uint32    number of stations
 ///     16   uint32    number of history slots, 4
 ///     20   uint32    sequence counter, odd while values are being changed
@@ -25,15 +28,33 @@ constexpr Moment history_slots = 4;
 ///     32   uint32    replies sent
 ///     36   uint32    frames dropped
 ///     40   256 bytes station numbers, in the order of their values
-///     296  the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
+///     296  256 x uint32  requests to each station alone, in the same order
+///     1320 uint32    number of writes logged
+///     1324 the log of writes: 4096 entries of 12 bytes
+///              uint32 moment, uint16 address, uint16 value before, uint16 value after,
+///              uint8 station number, uint8 table: 0 coils, 1 registers
+///     50476 the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
 ///
-/// The values of a moment stand in slot moment % 4.
+/// The values of a moment stand in slot moment % 4. The log has an entry for each address that a request from the line
+/// wrote, changed or not; the entry of write n, counted from 0, stands in place n % 4096.
 struct MemoryLayout;
 
 /// Where one station's values are: 65536 coils, a byte each, and 65536 registers. Not owned.
 struct StationValues {
     const std::uint8_t *coils;
     const std::uint16_t *registers;
+};
+
+/// One address that a request from the line wrote.
+struct LoggedWrite {
+    enum class Table : std::uint8_t { coils = 0, registers = 1 };
+
+    unsigned station;
+    Table table;
+    unsigned address;
+    std::uint16_t before;  // what was held until then: 0 or 1 for a coil
+    std::uint16_t after;
+    Moment moment;  // in which it was written
 };
 
 struct LineCounters {
@@ -75,12 +96,17 @@ public:
     /// Publishes all values of the moment after the current one, which takes the slot of the oldest.
     void publish_next_moment(const std::vector<StationValues> &values);
 
-    /// Publishes `count` values from `address` on in the current moment. `station` is the place of the station in the
-    /// constructor's list; the range must lie within 0..65535.
-    void publish_coils(std::size_t station, const StationValues &values, unsigned address, unsigned count);
-    void publish_registers(std::size_t station, const StationValues &values, unsigned address, unsigned count);
+    /// Publishes in the current moment what the line wrote from `address` on, and logs it. `before` are the values that
+    /// were there until then, one for each address. `station` is the place of the station in the constructor's list;
+    /// the range must lie within 0..65535.
+    void publish_coils(std::size_t station, const StationValues &values, unsigned address,
+                       const std::vector<std::uint16_t> &before);
+    void publish_registers(std::size_t station, const StationValues &values, unsigned address,
+                           const std::vector<std::uint16_t> &before);
 
-    void count_request();
+    /// `station` as above.
+    void count_request(std::size_t station);
+    void count_broadcast();
     void count_reply();
     void count_dropped_frame();
 
@@ -88,6 +114,8 @@ private:
     class Update;
 
     void copy_all(Moment moment, const std::vector<StationValues> &values);
+    void log(std::size_t station, LoggedWrite::Table table, unsigned address, std::uint16_t before,
+             std::uint16_t after);
 
     MappedFile file_;
 };
@@ -107,6 +135,16 @@ public:
 
     LineCounters counters() const;
 
+    /// Number of requests to this station alone; empty when there is no such station.
+    std::optional<std::uint32_t> requests_to(unsigned station) const;
+
+    /// Number of writes logged so far.
+    std::uint32_t writes_logged() const;
+
+    /// The writes from number `first` on, counted from 0, oldest first. Empty when some of them have left the log, or
+    /// when the controller has died in the midst of a change.
+    std::optional<std::vector<LoggedWrite>> writes_from(std::uint32_t first) const;
+
     /// The value at the end of `moment`, or so far when `moment` is the current one. Empty when the moment has not come
     /// or has left the history, when there is no such station or address, or when the controller has died in the midst
     /// of a change.
@@ -117,8 +155,10 @@ private:
     explicit MemoryReader(MappedFile file);
 
     std::optional<std::size_t> place_of(unsigned station) const;
+    std::vector<LoggedWrite> logged(std::uint32_t first, std::uint32_t end) const;
+    template <typename Read> auto read_unchanged(Read read) const -> decltype(read());
     template <typename Read>
-    auto read_unchanged(unsigned station, unsigned address, Moment moment, Read read) const
+    auto value_at(unsigned station, unsigned address, Moment moment, Read read) const
         -> std::optional<decltype(read(std::size_t()))>;
 
     MappedFile file_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,16 @@ std::string refuse_repetition(std::vector<unsigned> stations) {
     std::sort(stations.begin(), stations.end());
     const auto twice = std::adjacent_find(stations.begin(), stations.end());
     return twice == stations.end() ? std::string() : "--stations: station " + std::to_string(*twice) + " stands twice";
+}
+
+// Empty when the text is a fault.
+std::string refuse_fault(const std::string &text) {
+    try {
+        parse_fault(text);
+        return std::string();
+    } catch (const std::invalid_argument &refused) {
+        return refused.what();
+    }
 }
 
 std::string one_line(const CLI::App *, const CLI::Error &error) {
@@ -53,6 +64,11 @@ std::variant<Options, int> read_options(int argc, const char *const *argv, std::
     app.add_option("--baud", options.settings.baud, "Speed of the line that replies keep to; 0: as fast as it goes")
         ->check(CLI::Range(0, 100000000))
         ->capture_default_str();
+    std::vector<std::string> faults;
+    app.add_option("--fault", faults,
+                   "What goes wrong, such as \"no-reply station=3 function=3 address=4990 times=1\"; may be repeated")
+        ->allow_extra_args(false)
+        ->check(refuse_fault);
 
     try {
         app.parse(argc, argv);
@@ -65,6 +81,8 @@ std::variant<Options, int> read_options(int argc, const char *const *argv, std::
     options.settings.moment = std::chrono::milliseconds(moment);
     options.settings.turnaround = std::chrono::milliseconds(turnaround);
     options.settings.silence = std::chrono::milliseconds(silence);
+    for (const std::string &fault : faults)
+        options.settings.faults.push_back(parse_fault(fault));
     return options;
 }
 

@@ -1,7 +1,10 @@
 #include "plc/reply_engine.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <system_error>
+#include <utility>
 
 #include <modbus.h>
 #include <sys/socket.h>
@@ -21,17 +24,27 @@ bool byte_count_of_coils_is_wrong(const Bytes &request) {
     return request[1] == write_multiple_coils && request[6] != (quantity + 7) / 8;
 }
 
-std::optional<Change> change_made_by(const Bytes &request) {
+template <typename Value>
+std::vector<std::uint16_t> part_of(const std::vector<Value> &values, std::size_t address, std::size_t count) {
+    const std::size_t end = std::min(values.size(), address + count);
+    const auto at = [&values](std::size_t place) {
+        return values.begin() + static_cast<std::ptrdiff_t>(place);
+    };
+    return std::vector<std::uint16_t>(at(address), at(end));
+}
+
+// What the request changes if it is carried out; to be asked before that.
+std::optional<Change> change_asked_for(const Bytes &request, const StationMemory &memory) {
     const unsigned address = word_at(request.data(), 2);
     switch (request[1]) {
     case write_single_coil:
-        return Change{Change::Kind::coils, address, 1};
+        return Change{Change::Kind::coils, address, part_of(memory.coils, address, 1)};
     case write_single_register:
-        return Change{Change::Kind::registers, address, 1};
+        return Change{Change::Kind::registers, address, part_of(memory.registers, address, 1)};
     case write_multiple_coils:
-        return Change{Change::Kind::coils, address, word_at(request.data(), 4)};
+        return Change{Change::Kind::coils, address, part_of(memory.coils, address, word_at(request.data(), 4))};
     case write_multiple_registers:
-        return Change{Change::Kind::registers, address, word_at(request.data(), 4)};
+        return Change{Change::Kind::registers, address, part_of(memory.registers, address, word_at(request.data(), 4))};
     default:
         return std::nullopt;
     }
@@ -86,6 +99,7 @@ Answer ReplyEngine::answer(const Bytes &request, StationMemory &memory) {
     if (byte_count_of_coils_is_wrong(request))
         return {exception_reply(request, Exception::illegal_data_value), std::nullopt};
 
+    std::optional<Change> change = change_asked_for(request, memory);
     modbus_mapping_t mapping = mapping_of(memory);
     if (modbus_reply(engine_->modbus, request.data(), static_cast<int>(request.size()), &mapping) == -1)
         fail("libmodbus gives no reply");
@@ -97,7 +111,7 @@ Answer ReplyEngine::answer(const Bytes &request, StationMemory &memory) {
     reply.resize(static_cast<std::size_t>(length));
 
     const bool done = (reply[1] & exception_bit) == 0;
-    return {reply, done ? change_made_by(request) : std::nullopt};
+    return {reply, done ? std::move(change) : std::nullopt};
 }
 
 }  // namespace plc

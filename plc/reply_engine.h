@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "plc/frame.h"
 #include "plc/station_memory.h"
@@ -14,7 +16,7 @@ struct Change {
 
     Kind kind;
     unsigned address;
-    unsigned count;
+    std::vector<std::uint16_t> before;  // what each of the addresses, from the first on, held until then
 };
 
 struct Answer {

@@ -62,6 +62,24 @@ TEST(DriverLibrary, CopiesTheBlocksThatTheDriverReads) {
     EXPECT_EQ(blocks[1].reg_count, 12);
 }
 
+TEST(DriverLibrary, CountsTheRequestsThatWait) {
+    ComInfo info{};
+    info.max_count = 100;
+    info.multi_station = 1;
+    info.write_mode = 2;
+    DriverLibrary library(DRIVER_FILE);
+    library.entry().SetComInfo(&info);
+    EXPECT_EQ(library.requests_waiting(), 0);
+    library.entry().SetRegisterData(QString(), 2, "100", 1, QByteArray("\x01\x01\x01", 3), 3, 1, 1);
+    EXPECT_EQ(library.requests_waiting(), 3);
+    RW_VAR var;
+    var.reg_type = 7;
+    var.addr_text = "100";
+    var.reg_count = 1;
+    library.entry().AddListOnceReadVar(&var, 0);
+    EXPECT_EQ(library.requests_waiting(), 4);
+}
+
 TEST(DriverLibrary, StartsAfreshWhenItIsLoadedAgain) {
     ComInfo info{};
     {

@@ -1,9 +1,8 @@
 #include "host/judge.h"
 
-#include <gtest/gtest.h>
+#include "hand_made_memory.h"
 
-#include <map>
-#include <tuple>
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -11,32 +10,8 @@ using kelpo::DemoRow;
 using kelpo::Judge;
 using kelpo::Kind;
 using kelpo::Moment;
-using kelpo::MomentLog;
 using kelpo::Verdict;
 using kelpo::View;
-
-class HandMadeMemory : public kelpo::ControllerMemory {
-public:
-    std::map<std::tuple<int, int, Moment>, bool> coils;
-    std::map<std::tuple<int, int, Moment>, std::uint16_t> registers;
-
-    Moment moment() const override {
-        return 0;
-    }
-    std::optional<bool> coil(int station, int address, Moment moment) const override {
-        return found(coils, {station, address, moment});
-    }
-    std::optional<std::uint16_t> holding_register(int station, int address, Moment moment) const override {
-        return found(registers, {station, address, moment});
-    }
-
-private:
-    template <typename Map>
-    static std::optional<typename Map::mapped_type> found(const Map &map, const typename Map::key_type &key) {
-        const auto place = map.find(key);
-        return place == map.end() ? std::nullopt : std::optional(place->second);
-    }
-};
 
 class JudgeTest : public testing::Test {
 protected:
@@ -158,21 +133,6 @@ TEST_F(JudgeTest, LooksAtTheVariablesOwnStation) {
     memory.registers[{3, 1, 4}] = 40;
     hold(1, 4, 41);
     EXPECT_EQ(judge.judge(word, {40}, {4, 4}), Verdict::wrong);
-}
-
-TEST(MomentLog, TellsTheLastMomentNotedAtOrBeforeATime) {
-    const auto at = [](int seconds) {
-        return MomentLog::TimePoint(std::chrono::seconds(seconds));
-    };
-    MomentLog log;
-    log.note(at(10), 1);
-    log.note(at(20), 2);
-    log.note(at(30), 3);
-    EXPECT_EQ(log.at(at(5)), 1U);
-    EXPECT_EQ(log.at(at(19)), 1U);
-    EXPECT_EQ(log.at(at(20)), 2U);
-    EXPECT_EQ(log.at(at(25)), 2U);
-    EXPECT_EQ(log.at(at(99)), 3U);
 }
 
 }  // namespace

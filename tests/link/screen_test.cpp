@@ -111,7 +111,7 @@ private:
 };
 
 // What a terminal of 80 x 24 gets to see.
-std::string seen_on_terminal(const std::vector<Cell> &shown) {
+std::string seen_on_terminal(const std::vector<Cell> &shown, const std::vector<std::string> &events = {}) {
     PseudoTerminal terminal;
     const int descriptor = open(terminal.path().c_str(), O_RDWR | O_NOCTTY);
     termios raw{};
@@ -124,6 +124,8 @@ std::string seen_on_terminal(const std::vector<Cell> &shown) {
     ioctl(descriptor, TIOCSWINSZ, &size);
     {
         Screen screen(descriptor, "title");
+        for (const std::string &event : events)
+            screen.tell(event);
         screen.show(shown, "status");
     }
     std::string seen = terminal.take_all();
@@ -145,6 +147,17 @@ TEST(Screen, GivesTheTerminalBackAsItWas) {
     EXPECT_NE(seen.find("status"), std::string::npos);
 }
 
+TEST(Screen, ShowsTheLastEventsBelowTheTable) {
+    const Environment type("TERM", "xterm");
+    const std::string seen = seen_on_terminal(cells(3), {"first event", "second event", "third event"});
+    EXPECT_EQ(seen.find("first event"), std::string::npos);
+    const auto second = seen.find("second event"), third = seen.find("third event");
+    ASSERT_NE(third, std::string::npos);
+    EXPECT_LT(seen.find("1000002"), second);
+    EXPECT_LT(second, third);
+    EXPECT_LT(third, seen.find("status"));
+}
+
 TEST(Screen, HasNoStylesWhereColoursAreUnwanted) {
     const Environment type("TERM", "xterm");
     std::vector<Cell> fresh = cells(1);
@@ -162,13 +175,17 @@ TEST(Screen, WritesPlainLinesWhereThereIsNoTerminal) {
     ASSERT_EQ(pipe(ends), 0);
     {
         Screen screen(ends[1], "title");
+        screen.tell("first event");
+        screen.tell("second event");
+        screen.tell("third event");
         screen.show(cells(3), "status");
     }
     close(ends[1]);
     char text[100];
     const ssize_t size = read(ends[0], text, sizeof text);
     close(ends[0]);
-    EXPECT_EQ(std::string(text, static_cast<std::size_t>(size)), "title\nstatus\n");
+    EXPECT_EQ(std::string(text, static_cast<std::size_t>(size)),
+              "title\nfirst event\nsecond event\nthird event\nstatus\n");
 }
 
 }  // namespace

@@ -36,6 +36,14 @@ TEST(Views, LeaveOutARestTooShortForAValue) {
     EXPECT_EQ(shown(View::bits, QByteArray()), "");
 }
 
+TEST(Views, GiveBytesThatReadAsTheValues) {
+    EXPECT_EQ(kelpo::bytes_of(View::bits, {1, 0, 1}), QByteArray("\x01\x00\x01", 3));
+    EXPECT_EQ(kelpo::bytes_of(View::unsigned_words, {0x1234, 0xFFFF}), QByteArray("\x34\x12\xFF\xFF", 4));
+    EXPECT_EQ(kelpo::bytes_of(View::signed_words, {-2}), QByteArray("\xFE\xFF", 2));
+    EXPECT_EQ(kelpo::bytes_of(View::unsigned_longs, {0xFEDCBA98}), QByteArray("\x98\xBA\xDC\xFE", 4));
+    EXPECT_EQ(kelpo::bytes_of(View::signed_longs, {-1}), QByteArray("\xFF\xFF\xFF\xFF", 4));
+}
+
 TEST(PolledVariables, CarryWhatTheDriverReads) {
     const QList<HOST_VAR> list =
         kelpo::polled({{"level", 3, 12, "8004", 2, View::unsigned_longs}, {"bit", 247, 15, "6.4", 8, View::bits}});

@@ -234,6 +234,36 @@ TEST_F(ControllerTest, AWriteOutsideTheMovingZonesStays) {
     EXPECT_EQ(exchange(hex("01 03 00 64 00 01 C5 D5")), hex("01 03 02 12 34 B5 33"));
 }
 
+TEST_F(ControllerTest, AFaultKeepsBackTheReplyToARequestThatIsCarriedOut) {
+    settings_.faults = {parse_fault("no-reply station=1 function=6 times=1")};
+    start();
+    EXPECT_EQ(exchange(hex("01 06 00 64 12 34 C5 62")), std::nullopt);
+    EXPECT_EQ(exchange(hex("01 03 00 64 00 01 C5 D5")), hex("01 03 02 12 34 B5 33"));
+    EXPECT_EQ(exchange(hex("02 06 00 64 00 16 49 E8")), hex("02 06 00 64 00 16 49 E8"));
+    EXPECT_EQ(exchange(hex("01 06 00 64 00 0B 89 D2")), hex("01 06 00 64 00 0B 89 D2"));
+}
+
+TEST_F(ControllerTest, TheMemoryFileLogsWhatTheLineWrites) {
+    settings_.moment = milliseconds(500);
+    start_with_memory();
+    const MemoryReader memory = reader();
+    exchange(hex("01 06 00 00 12 34 84 BD"));
+    pass(milliseconds(500));
+    exchange(hex("00 06 00 64 12 34 C4 B3"));
+    exchange(hex("01 05 00 64 12 34 81 62"));  // refused: no such coil value
+    const auto log = memory.writes_from(0);
+    ASSERT_TRUE(log.has_value());
+    ASSERT_EQ(log->size(), 3u);
+    EXPECT_EQ((*log)[0].station, 1u);
+    EXPECT_EQ((*log)[0].before, 1000);
+    EXPECT_EQ((*log)[0].after, 0x1234);
+    EXPECT_EQ((*log)[0].moment, 0u);
+    EXPECT_EQ((*log)[1].station, 1u);
+    EXPECT_EQ((*log)[2].station, 2u);
+    EXPECT_EQ((*log)[2].address, 100u);
+    EXPECT_EQ((*log)[2].moment, 1u);
+}
+
 TEST_F(ControllerTest, TheMemoryFileFollowsTheMoments) {
     settings_.moment = milliseconds(500);
     start_with_memory();
@@ -267,6 +297,8 @@ TEST_F(ControllerTest, TheMemoryFileCountsRequestsRepliesAndDroppedFrames) {
     exchange(hex("01 03 00 64 00 01 FF FF"));  // dropped
     controller_->count_sent_reply();
     EXPECT_EQ(memory.counters().requests_seen, 3u);
+    EXPECT_EQ(memory.requests_to(1), 2u);
+    EXPECT_EQ(memory.requests_to(2), 0u);
     EXPECT_EQ(memory.counters().replies_sent, 1u);
     EXPECT_EQ(memory.counters().frames_dropped, 1u);
 }

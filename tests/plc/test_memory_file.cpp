@@ -125,8 +125,8 @@ TEST_F(MemoryFile, ShowsAWriteAtOnceInTheCurrentMomentOnly) {
 
     values_.fill_registers(77);
     values_.coils.assign(65536, 1);
-    writer.publish_registers(1, values_.view(), 100, 2);
-    writer.publish_coils(1, values_.view(), 65535, 1);
+    writer.publish_registers(1, values_.view(), 100, {0, 0});
+    writer.publish_coils(1, values_.view(), 65535, {0});
 
     EXPECT_EQ(reader.holding_register(2, 99, 1), 0);
     EXPECT_EQ(reader.holding_register(2, 100, 1), 77);
@@ -140,18 +140,75 @@ TEST_F(MemoryFile, ShowsAWriteAtOnceInTheCurrentMomentOnly) {
 }
 
 TEST_F(MemoryFile, CountsWhatHappensOnTheLine) {
-    MemoryWriter writer = make_file({1});
+    MemoryWriter writer = make_file({1, 7});
     const MemoryReader reader = MemoryReader::open(path_);
-    writer.count_request();
-    writer.count_request();
-    writer.count_request();
+    writer.count_request(0);
+    writer.count_request(1);
+    writer.count_request(1);
+    writer.count_broadcast();
     writer.count_reply();
     writer.count_reply();
     writer.count_dropped_frame();
     const LineCounters counters = reader.counters();
-    EXPECT_EQ(counters.requests_seen, 3u);
+    EXPECT_EQ(counters.requests_seen, 4u);
     EXPECT_EQ(counters.replies_sent, 2u);
     EXPECT_EQ(counters.frames_dropped, 1u);
+    EXPECT_EQ(reader.requests_to(1), 1u);
+    EXPECT_EQ(reader.requests_to(7), 2u);
+    EXPECT_EQ(reader.requests_to(2), std::nullopt);
+}
+
+TEST_F(MemoryFile, LogsTheWritesWithWhatWasThereBefore) {
+    MemoryWriter writer = make_file({1, 7});
+    const MemoryReader reader = MemoryReader::open(path_);
+    EXPECT_EQ(reader.writes_logged(), 0u);
+    EXPECT_TRUE(reader.writes_from(0)->empty());
+
+    values_.registers[100] = 50;
+    values_.registers[101] = 51;
+    writer.publish_registers(1, values_.view(), 100, {40, 41});
+    writer.publish_next_moment({values_.view(), values_.view()});
+    values_.coils[65535] = 1;
+    writer.publish_coils(0, values_.view(), 65535, {0});
+
+    EXPECT_EQ(reader.writes_logged(), 3u);
+    const auto all = reader.writes_from(0);
+    ASSERT_TRUE(all.has_value());
+    ASSERT_EQ(all->size(), 3u);
+    EXPECT_EQ((*all)[0].station, 7u);
+    EXPECT_EQ((*all)[0].table, LoggedWrite::Table::registers);
+    EXPECT_EQ((*all)[0].address, 100u);
+    EXPECT_EQ((*all)[0].before, 40);
+    EXPECT_EQ((*all)[0].after, 50);
+    EXPECT_EQ((*all)[0].moment, 0u);
+    EXPECT_EQ((*all)[1].address, 101u);
+    EXPECT_EQ((*all)[1].before, 41);
+    EXPECT_EQ((*all)[1].after, 51);
+    EXPECT_EQ((*all)[2].station, 1u);
+    EXPECT_EQ((*all)[2].table, LoggedWrite::Table::coils);
+    EXPECT_EQ((*all)[2].address, 65535u);
+    EXPECT_EQ((*all)[2].before, 0);
+    EXPECT_EQ((*all)[2].after, 1);
+    EXPECT_EQ((*all)[2].moment, 1u);
+
+    EXPECT_EQ(reader.writes_from(2)->size(), 1u);
+    EXPECT_TRUE(reader.writes_from(3)->empty());
+    EXPECT_EQ(reader.writes_from(4), std::nullopt);
+}
+
+TEST_F(MemoryFile, ForgetsTheOldestWrites) {
+    MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    for (std::uint16_t value = 0; value <= log_length; ++value) {
+        values_.registers[5] = value;
+        writer.publish_registers(0, values_.view(), 5, {0});
+    }
+    EXPECT_EQ(reader.writes_from(0), std::nullopt);
+    const auto kept = reader.writes_from(1);
+    ASSERT_TRUE(kept.has_value());
+    ASSERT_EQ(kept->size(), log_length);
+    EXPECT_EQ(kept->front().after, 1);
+    EXPECT_EQ(kept->back().after, log_length);
 }
 
 TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
@@ -159,23 +216,31 @@ TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     values_.registers[3] = 0x1234;
     MemoryWriter writer = make_file({5, 9});
     writer.publish_next_moment({values_.view(), values_.view()});
-    writer.count_request();
+    writer.count_request(1);
+    values_.registers[4] = 0x5678;
+    writer.publish_registers(1, values_.view(), 4, {0x0102});
 
     const std::string file = bytes();
-    ASSERT_EQ(file.size(), 296u + 2 * 4 * 3 * 65536);
+    ASSERT_EQ(file.size(), 50476u + 2 * 4 * 3 * 65536);
     EXPECT_EQ(file.substr(0, 8), "KELPOPLC");
-    EXPECT_EQ(number_at(file, 8), 1u);
+    EXPECT_EQ(number_at(file, 8), 2u);
     EXPECT_EQ(number_at(file, 12), 2u);
     EXPECT_EQ(number_at(file, 16), 4u);
-    EXPECT_EQ(number_at(file, 20), 2u);
+    EXPECT_EQ(number_at(file, 20), 4u);
     EXPECT_EQ(number_at(file, 24), 1u);
     EXPECT_EQ(number_at(file, 28), 1u);
     EXPECT_EQ(number_at(file, 32), 0u);
     EXPECT_EQ(number_at(file, 36), 0u);
     EXPECT_EQ(file[40], 5);
     EXPECT_EQ(file[41], 9);
+    EXPECT_EQ(number_at(file, 296), 0u);
+    EXPECT_EQ(number_at(file, 300), 1u);
+    EXPECT_EQ(number_at(file, 1320), 1u);
+    EXPECT_EQ(number_at(file, 1324), 1u);           // moment
+    EXPECT_EQ(number_at(file, 1328), 0x01020004u);  // address, value before
+    EXPECT_EQ(number_at(file, 1332), 0x01095678u);  // value after, station, table
 
-    const std::size_t second_station_slot_1 = 296 + (1 * 4 + 1) * 3 * 65536;
+    const std::size_t second_station_slot_1 = 50476 + (1 * 4 + 1) * 3 * 65536;
     EXPECT_EQ(file[second_station_slot_1 + 2], 1);
     EXPECT_EQ(number_at(file, second_station_slot_1 + 65536 + 2 * 2), 0x12340000u);
 }
@@ -260,9 +325,9 @@ TEST_F(MemoryFile, IsNotReadWhenItIsSomethingElse) {
 
 TEST_F(MemoryFile, IsNotReadWhenItsLayoutIsAnother) {
     make_file({1});
-    patch(8, 2);
-    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
     patch(8, 1);
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+    patch(8, 2);
     EXPECT_NO_THROW(MemoryReader::open(path_));
     patch(12, 2);
     EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);

@@ -44,6 +44,7 @@ TEST_F(OptionsTest, NoneAreNeeded) {
     EXPECT_EQ(defaults.settings.turnaround, milliseconds(1));
     EXPECT_EQ(defaults.settings.silence, milliseconds(5));
     EXPECT_EQ(defaults.settings.baud, 0u);
+    EXPECT_TRUE(defaults.settings.faults.empty());
     EXPECT_EQ(defaults.link, std::nullopt);
     EXPECT_EQ(defaults.memory, std::nullopt);
 }
@@ -59,6 +60,14 @@ TEST_F(OptionsTest, AllAreTaken) {
     EXPECT_EQ(all.link, "line");
     EXPECT_EQ(all.memory, "values");
     EXPECT_EQ(error_.str(), "");
+}
+
+TEST_F(OptionsTest, TakesSeveralFaults) {
+    const auto faults = options({"--fault", "no-reply station=3 times=1", "--fault", "no-reply"}).settings.faults;
+    ASSERT_EQ(faults.size(), 2u);
+    EXPECT_EQ(faults[0].station, 3u);
+    EXPECT_EQ(faults[0].times, 1u);
+    EXPECT_EQ(faults[1].station, std::nullopt);
 }
 
 TEST_F(OptionsTest, HelpGoesToTheOutputAndEndsWell) {
@@ -82,6 +91,8 @@ TEST_F(OptionsTest, WrongOnesAreRefusedInOneLineThatNamesThem) {
     expect_refusal({"--baud", "-9600"}, "--baud");
     expect_refusal({"--link"}, "--link");
     expect_refusal({"--memory"}, "--memory");
+    expect_refusal({"--fault", "no-reply station=0"}, "station");
+    expect_refusal({"--fault", "no-reply", "more"}, "more");
     expect_refusal({"--speed", "9600"}, "--speed");
     expect_refusal({"more"}, "more");
 }

@@ -220,6 +220,18 @@ TEST_F(ProgramTest, AnswersAnUnknownFunctionWithAnException) {
     EXPECT_EQ(client.receive(5), hex("01 82 01 81 60"));
 }
 
+TEST_F(ProgramTest, KeepsBackTheReplyThatAFaultNames) {
+    Program program({"--moment", "0", "--memory", memory_, "--fault", "no-reply function=6 address=100 times=1"});
+    const Client client(program.first_line().substr(5));
+    const MemoryReader memory = MemoryReader::open(memory_);
+    client.send(hex("01 06 00 64 12 34 C5 62"));
+    ASSERT_TRUE(comes_true([&] { return memory.writes_logged() == 1; }));
+    client.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(client.receive(7), hex("01 03 02 12 34 B5 33"));
+    client.send(hex("01 06 00 64 12 34 C5 62"));
+    EXPECT_EQ(client.receive(8), hex("01 06 00 64 12 34 C5 62"));
+}
+
 TEST_F(ProgramTest, MovesItsValuesAndPublishesThem) {
     Program program({"--moment", "20", "--memory", memory_});
     const Client client(program.first_line().substr(5));

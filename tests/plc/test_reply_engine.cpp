@@ -17,7 +17,7 @@ protected:
         ASSERT_TRUE(answer_.change.has_value());
         EXPECT_EQ(answer_.change->kind, kind);
         EXPECT_EQ(answer_.change->address, address);
-        EXPECT_EQ(answer_.change->count, count);
+        EXPECT_EQ(answer_.change->before.size(), count);
     }
 
     void expect_exception(const Bytes &request, const Bytes &reply) {
@@ -60,6 +60,22 @@ TEST_F(ReplyEngineTest, SwitchesACoilOnAndOff) {
 
     EXPECT_EQ(reply_to(hex("01 05 00 64 00 00 8C 15")), hex("01 05 00 64 00 00 8C 15"));
     EXPECT_EQ(memory_.coils[100], 0);
+}
+
+TEST_F(ReplyEngineTest, TellsWhatWasThereBeforeAWrite) {
+    memory_.registers[100] = 7;
+    memory_.registers[101] = 8;
+    reply_to(hex("01 10 00 64 00 02 04 12 34 FF FE 70 B2"));
+    ASSERT_TRUE(answer_.change.has_value());
+    EXPECT_EQ(answer_.change->before, (std::vector<std::uint16_t>{7, 8}));
+    reply_to(hex("01 06 00 64 00 0B 89 D2"));
+    EXPECT_EQ(answer_.change->before, std::vector<std::uint16_t>{0x1234});
+
+    memory_.coils[101] = 1;
+    reply_to(hex("01 0F 00 64 00 0A 02 8D FE 09 CC"));
+    EXPECT_EQ(answer_.change->before, (std::vector<std::uint16_t>{0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
+    reply_to(hex("01 05 00 64 00 00 8C 15"));
+    EXPECT_EQ(answer_.change->before, std::vector<std::uint16_t>{1});
 }
 
 TEST_F(ReplyEngineTest, WritesARegister) {

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace kelpo {
+
+/// Carries messages from some threads to one. Someone must take them: it keeps all until then.
+template <typename Message> class Mailbox {
+public:
+    void put(Message message) {
+        const std::lock_guard<std::mutex> locked(mutex_);
+        messages_.push_back(std::move(message));
+    }
+
+    /// All that came since the last call, oldest first.
+    std::vector<Message> take() {
+        const std::lock_guard<std::mutex> locked(mutex_);
+        return std::exchange(messages_, {});
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<Message> messages_;
+};
+
+}  // namespace kelpo
