@@ -1,14 +1,21 @@
-# kelpo::qtcore is the Qt core library of the chosen version; kelpo_qt_cxx_standard the C++ that its headers need.
+# kelpo::qtcore is the Qt core library of the chosen version; kelpo_qt_cxx_standard the C++ that its headers need;
+# kelpo_qt_package and kelpo_qt_pkgconfig what an installed driver finds it with.
 add_library(kelpo_qtcore INTERFACE)
 add_library(kelpo::qtcore ALIAS kelpo_qtcore)
 set(kelpo_qt_cxx_standard 11)
 if(KELPO_QT EQUAL 4)
+    set(kelpo_qt_package "Qt4 4.8 COMPONENTS QtCore")
+    set(kelpo_qt_pkgconfig "QtCore >= 4.8")
     find_package(Qt4 4.8 REQUIRED QtCore)
     target_link_libraries(kelpo_qtcore INTERFACE Qt4::QtCore)
 elseif(KELPO_QT EQUAL 5)
+    set(kelpo_qt_package "Qt5 5.12 COMPONENTS Core")
+    set(kelpo_qt_pkgconfig "Qt5Core >= 5.12")
     find_package(Qt5 5.12 REQUIRED COMPONENTS Core)
     target_link_libraries(kelpo_qtcore INTERFACE Qt5::Core)
 elseif(KELPO_QT EQUAL 6)
+    set(kelpo_qt_package "Qt6 6.2 COMPONENTS Core")
+    set(kelpo_qt_pkgconfig "Qt6Core >= 6.2")
     find_package(Qt6 6.2 REQUIRED COMPONENTS Core)
     target_link_libraries(kelpo_qtcore INTERFACE Qt6::Core)
     set(kelpo_qt_cxx_standard 17)

@@ -28,18 +28,18 @@ int sum_of(QByteArray &bytes) {
 
 // The whole request. Its first byte holds the low 8 bits of the length only: longer writes carry it modulo 256.
 QByteArray remote_frame(const RW_VAR &var, const QByteArray &value) {
-    QByteArray frame(fields_length, '\0');
-    unsigned char *const to = writable_bytes(frame);
-    put_u8(to, low_32_bits(fields_length + qint64(value.size()) + sum_length));
-    put_u8(to + 1, var.var_group);
-    put_u8(to + 2, var.host_ref2);
-    put_u8(to + 3, var.area_no);
-    put_u8(to + 4, var.station_no);
-    put_u16_high_first(to + 5, var.reg_type);
-    put_u32_high_first(to + 7, var.reg_addr);
-    put_u16_high_first(to + 11, var.reg_count);
-    put_u32_high_first(to + 13, var.store_mode);
-    put_u32_high_first(to + 17, var.aux_word);
+    unsigned char fields[fields_length];
+    put_u8(fields, low_32_bits(fields_length + qint64(value.size()) + sum_length));
+    put_u8(fields + 1, var.var_group);
+    put_u8(fields + 2, var.host_ref2);
+    put_u8(fields + 3, var.area_no);
+    put_u8(fields + 4, var.station_no);
+    put_u16_high_first(fields + 5, var.reg_type);
+    put_u32_high_first(fields + 7, var.reg_addr);
+    put_u16_high_first(fields + 11, var.reg_count);
+    put_u32_high_first(fields + 13, var.store_mode);
+    put_u32_high_first(fields + 17, var.aux_word);
+    QByteArray frame(reinterpret_cast<const char *>(fields), fields_length);
     frame.append(value);
     unsigned char sum = 0;
     put_u8(&sum, sum_of(frame));

@@ -13,7 +13,6 @@
 #include <sstream>
 #include <string>
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -228,15 +227,7 @@ TEST_F(DebugLog, AFileThatCannotBeOpenedIsPassedOver) {
     ASSERT_EQ(mkdir(log_path, 0700), 0);
     customMessageHandler(QtDebugMsg, "into nothing");
 
-    int entries = 0;
-    DIR *directory = opendir(log_path);
-    ASSERT_NE(directory, nullptr);
-    while (readdir(directory) != nullptr)
-        ++entries;
-    closedir(directory);
-    EXPECT_EQ(entries, 2) << "besides . and .. nothing was to appear";
-
-    ASSERT_EQ(rmdir(log_path), 0);
+    ASSERT_EQ(rmdir(log_path), 0) << "nothing was to appear in it";
     customMessageHandler(QtDebugMsg, "back again");
     EXPECT_EQ(log_content(), "2024.01.05.09:07:03.45:back again\n");
 }

@@ -1,0 +1,54 @@
+# What `cmake --install` lays down, in three components: `runtime` (the library), `dev` (what a host is built with) and
+# `tools` (see host/ and plc/). The package files name places relative to themselves, so the tree may be moved.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(kelpo_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/ozna_kelpo_port)
+set(kelpo_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ozna_kelpo_port)
+set(kelpo_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The library, and its Qt under the name by which the exported target knows it.
+set_target_properties(kelpo_qtcore PROPERTIES EXPORT_NAME qtcore)
+install(TARGETS ozna_kelpo_port_2 kelpo_qtcore EXPORT ozna_kelpo_port
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+    INCLUDES DESTINATION ${kelpo_include_dir}
+)
+
+# What a host is built with.
+install(FILES include/Communication_Protocol.h include/ozna_kelpo_port.h
+    DESTINATION ${kelpo_include_dir} COMPONENT dev)
+install(EXPORT ozna_kelpo_port NAMESPACE ozna_kelpo_port:: FILE ozna_kelpo_portTargets.cmake
+    DESTINATION ${kelpo_cmake_dir} COMPONENT dev)
+configure_package_config_file(cmake/ozna_kelpo_portConfig.cmake.in ${PROJECT_BINARY_DIR}/ozna_kelpo_portConfig.cmake
+    INSTALL_DESTINATION ${kelpo_cmake_dir} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/ozna_kelpo_portConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/ozna_kelpo_portConfig.cmake
+    ${PROJECT_BINARY_DIR}/ozna_kelpo_portConfigVersion.cmake
+    DESTINATION ${kelpo_cmake_dir} COMPONENT dev)
+
+file(RELATIVE_PATH kelpo_prefix_from_pkgconfig
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+configure_file(cmake/ozna_kelpo_port.pc.in ${PROJECT_BINARY_DIR}/ozna_kelpo_port.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ozna_kelpo_port.pc DESTINATION ${kelpo_pkgconfig_dir} COMPONENT dev)
+
+# Pages and guides. A page that describes several functions is found under the name of each.
+install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT dev FILES_MATCHING PATTERN *.3)
+file(STRINGS docs/man/names.txt kelpo_page_names REGEX "^[^#]")
+foreach(line IN LISTS kelpo_page_names)
+    string(REPLACE " " ";" names ${line})
+    list(POP_FRONT names page)
+    foreach(name IN LISTS names)
+        file(WRITE ${PROJECT_BINARY_DIR}/man/${name}.3 ".so man3/${page}.3\n")
+        install(FILES ${PROJECT_BINARY_DIR}/man/${name}.3
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT dev)
+    endforeach()
+endforeach()
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev FILES_MATCHING PATTERN *.md
+    PATTERN man EXCLUDE)
+
+if(KELPO_TOOLS)
+    install(TARGETS kelpo kelpo-plc RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    install(FILES docs/man/kelpo.1 docs/man/kelpo-plc.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+endif()
