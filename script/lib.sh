@@ -5,7 +5,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(g++ cmake make ninja-build pkg-config qtbase5-dev libasio-dev libmodbus-dev libcli11-dev)
 test_packages=(libgtest-dev libgmock-dev abigail-tools)
 armhf_packages=(g++-arm-linux-gnueabihf qemu-user-static)
-lint_packages=(clang clang-format clang-tidy)
+qt6_packages=(qt6-base-dev libgl-dev)
+lint_packages=(clang clang-format clang-tidy shellcheck)
 
 say() {
     printf '\n== %s\n' "$*"
