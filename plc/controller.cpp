@@ -18,22 +18,21 @@ StationValues values_of(const StationMemory &memory) {
     return {memory.coils.data(), memory.registers.data()};
 }
 
-// Eight data bits, a start bit and a stop bit.
-std::chrono::nanoseconds time_on_wire(std::size_t bytes, unsigned baud) {
-    if (baud == 0)
-        return std::chrono::nanoseconds(0);
-    const std::uint64_t bits = bytes * 10;
-    return std::chrono::nanoseconds(bits * 1000000000u / baud);
-}
-
 }  // namespace
 
 Controller::Controller(const Settings &settings, const std::optional<std::string> &memory, TimePoint now)
-    : settings_(settings), faults_(settings.faults), next_moment_(now + settings.moment), last_byte_(now) {
+    : settings_(settings), faults_(settings.faults, settings.seed), next_moment_(now + settings.moment),
+      last_byte_(now) {
     for (const unsigned station : settings.stations)
         stations_.emplace_back(station);
-    if (memory)
+    for (const Preset &preset : settings.presets)
+        for (StationMemory &station : stations_)
+            if (station.station() == preset.station)
+                station.put(preset);
+    if (memory) {
         memory_.emplace(*memory, settings.stations, all_values());
+        memory_->publish_fault_counts(faults_.counts());
+    }
 }
 
 void Controller::receive(const Bytes &bytes, TimePoint now) {
@@ -55,17 +54,21 @@ void Controller::advance(TimePoint now) {
     }
 }
 
-std::optional<Bytes> Controller::take_due_reply(TimePoint now) {
-    if (replies_.empty() || now < replies_.front().due)
+std::optional<Sending> Controller::take_due(TimePoint now) {
+    if (waiting_.empty() || now < waiting_.front().due)
         return std::nullopt;
-    Bytes bytes = std::move(replies_.front().bytes);
-    replies_.pop_front();
-    return bytes;
+    Sending sending = std::move(waiting_.front().sending);
+    waiting_.pop_front();
+    return sending;
 }
 
 void Controller::count_sent_reply() {
     if (memory_)
         memory_->count_reply();
+}
+
+const std::vector<FaultCount> &Controller::fault_counts() const {
+    return faults_.counts();
 }
 
 std::optional<Controller::TimePoint> Controller::next_deadline() const {
@@ -77,8 +80,8 @@ std::optional<Controller::TimePoint> Controller::next_deadline() const {
         consider(next_moment_);
     if (!framer_.at_rest())
         consider(last_byte_ + settings_.silence);
-    if (!replies_.empty())
-        consider(replies_.front().due);
+    if (!waiting_.empty())
+        consider(waiting_.front().due);
     return next;
 }
 
@@ -116,16 +119,28 @@ void Controller::serve(const Bytes &request) {
     const auto station = static_cast<std::size_t>(found - stations_.begin());
     if (memory_)
         memory_->count_request(station);
-    Bytes reply = carry_out(request, station);
-    if (!faults_.keeps_back_reply_to(request))
-        schedule(request, std::move(reply));
+    schedule(request, reply_to(request, station));
+    if (memory_)
+        memory_->publish_fault_counts(faults_.counts());
+}
+
+std::vector<ReplyPart> Controller::reply_to(const Bytes &request, std::size_t station) {
+    const std::optional<Happening> happening = faults_.next(request);
+    if (!happening)
+        return {{std::chrono::milliseconds(0), carry_out(request, station)}};
+    return spoiled_reply(request, happening->carries_out() ? carry_out(request, station) : Bytes(), *happening);
 }
 
 void Controller::serve_broadcast(const Bytes &request) {
     if (memory_)
         memory_->count_broadcast();
-    for (std::size_t station = 0; station < stations_.size(); ++station)
-        carry_out(addressed_to(stations_[station], request), station);
+    for (std::size_t station = 0; station < stations_.size(); ++station) {
+        const Bytes addressed = addressed_to(stations_[station], request);
+        if (!faults_.misses_broadcast(addressed))
+            carry_out(addressed, station);
+    }
+    if (memory_)
+        memory_->publish_fault_counts(faults_.counts());
 }
 
 Bytes Controller::carry_out(const Bytes &request, std::size_t station) {
@@ -141,10 +156,26 @@ Bytes Controller::carry_out(const Bytes &request, std::size_t station) {
     return std::move(answer.reply);
 }
 
-void Controller::schedule(const Bytes &request, Bytes reply) {
-    const TimePoint due =
-        last_byte_ + settings_.turnaround + time_on_wire(request.size() + reply.size(), settings_.baud);
-    replies_.push_back({due, std::move(reply)});
+// A station has only one mouth: it begins a reply when it has sent the one before.
+void Controller::schedule(const Bytes &request, std::vector<ReplyPart> parts) {
+    TimePoint due = last_byte_ + settings_.turnaround + time_on_wire(request.size());
+    for (const Waiting &waiting : waiting_)
+        if (waiting.station == request[0])
+            due = std::max(due, waiting.due);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        ReplyPart &part = parts[i];
+        due += part.wait + time_on_wire(part.bytes.size());
+        const auto later =
+            std::find_if(waiting_.begin(), waiting_.end(), [due](const Waiting &waiting) { return waiting.due > due; });
+        waiting_.insert(later, {due, request[0], {std::move(part.bytes), i + 1 == parts.size()}});
+    }
+}
+
+std::chrono::nanoseconds Controller::time_on_wire(std::size_t bytes) const {
+    if (settings_.baud == 0)
+        return std::chrono::nanoseconds(0);
+    const std::uint64_t bits = std::uint64_t(bytes) * settings_.bits_per_byte;
+    return std::chrono::nanoseconds(bits * 1000000000u / settings_.baud);
 }
 
 }  // namespace plc

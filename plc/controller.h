@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <optional>
 #include <string>
@@ -10,7 +11,9 @@
 #include "plc/frame.h"
 #include "plc/memory_file.h"
 #include "plc/moment.h"
+#include "plc/presets.h"
 #include "plc/reply_engine.h"
+#include "plc/reply_parts.h"
 #include "plc/request_framer.h"
 #include "plc/station_memory.h"
 
@@ -22,7 +25,16 @@ struct Settings {
     std::chrono::milliseconds turnaround{1};  // from the end of a request to its reply
     std::chrono::milliseconds silence{5};     // ends a frame; above 0
     unsigned baud = 0;                        // bits a second that the line would carry; 0: as fast as it goes
-    std::vector<Fault> faults;                // what goes wrong
+    unsigned bits_per_byte = 10;              // start, data, parity and stop bits
+    std::vector<Preset> presets;              // of these stations; of two for one address, the later one holds
+    std::vector<Fault> faults;                // what goes wrong; at most max_faults
+    std::uint32_t seed = 1;                   // of what is left to chance
+};
+
+/// What is to be sent in one go.
+struct Sending {
+    Bytes bytes;
+    bool ends_reply;  // nothing more is sent for the same request
 };
 
 /// The stations of one line, without the line: bytes go in, replies come out when they are due.
@@ -43,19 +55,23 @@ public:
     /// that it missed.
     void advance(TimePoint now);
 
-    /// The next reply if it is due at `now`. Replies come in the order of their requests.
-    std::optional<Bytes> take_due_reply(TimePoint now);
+    /// The next reply, or part of one, if it is due at `now`. A station's replies come in the order of their requests.
+    std::optional<Sending> take_due(TimePoint now);
 
-    /// To be told when a reply went out whole.
+    /// To be told when the end of a reply went out.
     void count_sent_reply();
 
-    /// When advance() or take_due_reply() have something to do next, if no byte comes before.
+    /// How often each fault came up, in the order of the settings.
+    const std::vector<FaultCount> &fault_counts() const;
+
+    /// When advance() or take_due() have something to do next, if no byte comes before.
     std::optional<TimePoint> next_deadline() const;
 
 private:
-    struct WaitingReply {
+    struct Waiting {
         TimePoint due;
-        Bytes bytes;
+        unsigned station;
+        Sending sending;
     };
 
     std::vector<StationValues> all_values() const;
@@ -64,7 +80,9 @@ private:
     void serve(const Bytes &request);
     void serve_broadcast(const Bytes &request);
     Bytes carry_out(const Bytes &request, std::size_t station);
-    void schedule(const Bytes &request, Bytes reply);
+    std::vector<ReplyPart> reply_to(const Bytes &request, std::size_t station);
+    void schedule(const Bytes &request, std::vector<ReplyPart> parts);
+    std::chrono::nanoseconds time_on_wire(std::size_t bytes) const;
 
     Settings settings_;
     std::vector<StationMemory> stations_;
@@ -75,7 +93,7 @@ private:
     Moment moment_ = 0;
     TimePoint next_moment_;
     TimePoint last_byte_;
-    std::deque<WaitingReply> replies_;
+    std::deque<Waiting> waiting_;  // what is due first stands first
 };
 
 }  // namespace plc

@@ -1,69 +1,10 @@
 #include "plc/faults.h"
 
-#include <charconv>
-#include <map>
-#include <set>
-#include <sstream>
-#include <stdexcept>
-
 namespace plc {
 
 namespace {
 
-const char *const only_kind = "no-reply";
 constexpr std::size_t address_at = 2;
-
-struct Field {
-    unsigned lowest;
-    unsigned highest;
-    void (*set)(Fault &fault, unsigned value);
-};
-
-const std::map<std::string, Field> fields = {
-    {"station",
-     {1, 247,
-      [](Fault &fault, unsigned value) {
-          fault.station = value;
-      }}},
-    {"function",
-     {1, 127,
-      [](Fault &fault, unsigned value) {
-          fault.function = value;
-      }}},
-    {"address",
-     {0, 65535,
-      [](Fault &fault, unsigned value) {
-          fault.address = value;
-      }}},
-    {"times",
-     {1, 1000000,
-      [](Fault &fault, unsigned value) {
-          fault.times = value;
-      }}},
-    {"every",
-     {1, 1000000,
-      [](Fault &fault, unsigned value) {
-          fault.every = value;
-      }}},
-};
-
-std::optional<unsigned> number_in(const std::string &text) {
-    unsigned number = 0;
-    const char *const end = text.data() + text.size();
-    const auto [stopped_at, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stopped_at == end ? std::optional(number) : std::nullopt;
-}
-
-void take_field(Fault &fault, const std::string &name, const std::string &value) {
-    const auto field = fields.find(name);
-    if (field == fields.end())
-        throw std::invalid_argument("a fault has no field " + name);
-    const std::optional<unsigned> number = number_in(value);
-    if (!number || *number < field->second.lowest || *number > field->second.highest)
-        throw std::invalid_argument("a fault's " + name + " is " + std::to_string(field->second.lowest) + " to " +
-                                    std::to_string(field->second.highest) + ", not " + value);
-    field->second.set(fault, *number);
-}
 
 bool fits(const std::optional<unsigned> &wanted, unsigned found) {
     return !wanted || *wanted == found;
@@ -74,46 +15,61 @@ bool fits_address(const std::optional<unsigned> &wanted, const Bytes &request) {
     return !wanted || (is_served(request[1]) && *wanted == word_at(request.data(), address_at));
 }
 
+bool fits(const Fault &fault, const Bytes &request) {
+    return fits(fault.station, request[0]) && fits(fault.function, request[1]) && fits_address(fault.address, request);
+}
+
 }  // namespace
 
-Fault parse_fault(const std::string &text) {
-    std::istringstream words(text);
-    std::string word;
-    if (!(words >> word) || word != only_kind)
-        throw std::invalid_argument(std::string("a fault begins with ") + only_kind + ", not with " + word);
-    Fault fault;
-    std::set<std::string> seen;
-    while (words >> word) {
-        const std::size_t sign = word.find('=');
-        const std::string name = word.substr(0, sign);
-        if (sign == std::string::npos)
-            throw std::invalid_argument("a fault's fields are name=number, not " + word);
-        if (!seen.insert(name).second)
-            throw std::invalid_argument("a fault has " + name + " twice");
-        take_field(fault, name, word.substr(sign + 1));
-    }
-    return fault;
+Faults::Faults(const std::vector<Fault> &faults, std::uint32_t seed)
+    : faults_(faults), counts_(faults.size()), still_lasts_(faults.size()), seed_(seed) {}
+
+std::optional<Happening> Faults::next(const Bytes &request) {
+    std::optional<Happening> first;
+    for (std::size_t number = 0; number < faults_.size(); ++number)
+        if (const auto happening = meet(number, request, !first))
+            first = happening;
+    return first;
 }
 
-Faults::Faults(const std::vector<Fault> &faults) {
-    for (const Fault &fault : faults)
-        faults_.push_back({fault});
+bool Faults::misses_broadcast(const Bytes &request) {
+    bool misses = false;
+    for (std::size_t number = 0; number < faults_.size(); ++number)
+        if (faults_[number].mishap == Mishap::dead && meet(number, request, !misses))
+            misses = true;
+    return misses;
 }
 
-bool Faults::keeps_back_reply_to(const Bytes &request) {
-    bool kept_back = false;
-    for (Counted &counted : faults_) {
-        const Fault &fault = counted.fault;
-        if (!fits(fault.station, request[0]) || !fits(fault.function, request[1]) ||
-            !fits_address(fault.address, request))
-            continue;
-        const bool its_turn = counted.fitted++ % fault.every == 0;
-        if (!its_turn || (fault.times && counted.happened >= *fault.times))
-            continue;
-        ++counted.happened;
-        kept_back = true;
+std::optional<Happening> Faults::meet(std::size_t number, const Bytes &request, bool may_happen) {
+    const Fault &fault = faults_[number];
+    if (!fits(fault, request))
+        return std::nullopt;
+    FaultCount &count = counts_[number];
+    Random random(seed_, static_cast<std::uint32_t>(number), count.fitted);
+    const bool its_turn = takes_its_turn(number, random);
+    ++count.fitted;
+    if (!its_turn || !may_happen || (fault.times && count.happened >= *fault.times))
+        return std::nullopt;
+    ++count.happened;
+    return Happening{fault, random};
+}
+
+bool Faults::takes_its_turn(std::size_t number, Random &random) {
+    const Fault &fault = faults_[number];
+    const std::uint32_t fitted = counts_[number].fitted;
+    const unsigned spared = fault.after.value_or(0);
+    unsigned &still_lasts = still_lasts_[number];
+    if (fitted < spared)
+        return false;
+    if (still_lasts > 0) {
+        --still_lasts;
+        return true;
     }
-    return kept_back;
+    const bool begins = fault.rate ? random.below(fault.rate->whole) < fault.rate->part
+                                   : (fitted - spared) % fault.every.value_or(1) == 0;
+    if (begins)
+        still_lasts = fault.lasts.value_or(1) - 1;
+    return begins;
 }
 
 }  // namespace plc

@@ -1,42 +1,58 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
+#include "plc/fault.h"
+#include "plc/fault_count.h"
 #include "plc/frame.h"
+#include "plc/random.h"
 
 namespace plc {
 
-/// One thing that is to go wrong. A field that is not given fits every request.
-struct Fault {
-    std::optional<unsigned> station;
-    std::optional<unsigned> function;
-    std::optional<unsigned> address;  // the first address that the request names
-    std::optional<unsigned> times;    // how often it happens; always, if not given
-    unsigned every = 1;               // it happens to the first of so many requests that fit, and so on
+/// A fault that happens to a request.
+struct Happening {
+    Fault fault;
+    Random random;  // for what the fault leaves open; the same in every run
+
+    /// False when the station does not do what the request asks.
+    bool carries_out() const {
+        return fault.mishap != Mishap::dead && fault.mishap != Mishap::exception;
+    }
 };
 
-/// Reads a fault from text such as "no-reply station=3 function=3 address=4990 times=1 every=2". The fields may stand
-/// in any order. Throws std::invalid_argument, whose text names what it does not understand.
-Fault parse_fault(const std::string &text);
-
-/// Decides which requests stay without a reply. Counts, and so does the same in every run.
+/// Decides what goes wrong with which request. Counts, and looks at no clock: the same seed and the same requests give
+/// the same faults. What one fault does never depends on the others, but for the first rule:
+///
+/// Of several faults whose turn it is, the first happens, and it alone; the others count the request as one that
+/// fitted.
 class Faults {
 public:
-    explicit Faults(const std::vector<Fault> &faults);
+    /// At most max_faults.
+    Faults(const std::vector<Fault> &faults, std::uint32_t seed);
 
-    /// To be asked once for each request that gets a reply. True when a fault keeps the reply back. Every fault that
-    /// fits counts the request, also when another one keeps the reply back.
-    bool keeps_back_reply_to(const Bytes &request);
+    /// To be asked once for each request to one station.
+    std::optional<Happening> next(const Bytes &request);
+
+    /// To be asked once for each station that a broadcast reaches, with the request under that station's number. Since
+    /// a broadcast has no reply, only a station that is dead matters; other faults do not count it. True if the station
+    /// is dead.
+    bool misses_broadcast(const Bytes &request);
+
+    /// In the order of the faults.
+    const std::vector<FaultCount> &counts() const {
+        return counts_;
+    }
 
 private:
-    struct Counted {
-        Fault fault;
-        unsigned long long fitted = 0;
-        unsigned long long happened = 0;
-    };
-    std::vector<Counted> faults_;
+    bool takes_its_turn(std::size_t number, Random &random);
+    std::optional<Happening> meet(std::size_t number, const Bytes &request, bool may_happen);
+
+    std::vector<Fault> faults_;
+    std::vector<FaultCount> counts_;
+    std::vector<unsigned> still_lasts_;  // so many more requests in a row
+    std::uint32_t seed_;
 };
 
 }  // namespace plc

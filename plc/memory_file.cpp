@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t address_count = 65536;
 constexpr char magic[8] = {'K', 'E', 'L', 'P', 'O', 'P', 'L', 'C'};
-constexpr std::uint32_t layout_version = 2;
+constexpr std::uint32_t layout_version = 3;
 
 struct Slot {
     std::atomic<std::uint8_t> coils[address_count];
@@ -35,6 +35,11 @@ struct LogEntry {
     std::atomic<std::uint16_t> after;
     std::atomic<std::uint8_t> station;
     std::atomic<std::uint8_t> table;
+};
+
+struct FaultEntry {
+    std::atomic<std::uint32_t> fitted;
+    std::atomic<std::uint32_t> happened;
 };
 
 struct StationHistory {
@@ -60,6 +65,8 @@ struct MemoryLayout {
     std::atomic<std::uint32_t> station_requests[256];
     std::atomic<std::uint32_t> writes_logged;
     LogEntry log[log_length];
+    std::atomic<std::uint32_t> fault_count;
+    FaultEntry faults[max_faults];
 
     StationHistory *histories() {
         return reinterpret_cast<StationHistory *>(this + 1);
@@ -72,7 +79,7 @@ struct MemoryLayout {
 
 namespace {
 
-static_assert(sizeof(MemoryLayout) == 50476 && alignof(MemoryLayout) == 4);
+static_assert(sizeof(MemoryLayout) == 52528 && alignof(MemoryLayout) == 4);
 static_assert(sizeof(LogEntry) == 12);
 static_assert(sizeof(Slot) == address_count * 3);
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free && std::atomic<std::uint16_t>::is_always_lock_free &&
@@ -265,6 +272,15 @@ void MemoryWriter::count_dropped_frame() {
     count_one(file_.layout()->frames_dropped);
 }
 
+void MemoryWriter::publish_fault_counts(const std::vector<FaultCount> &counts) {
+    MemoryLayout &layout = *file_.layout();
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        layout.faults[i].fitted.store(counts[i].fitted, std::memory_order_release);
+        layout.faults[i].happened.store(counts[i].happened, std::memory_order_release);
+    }
+    layout.fault_count.store(static_cast<std::uint32_t>(counts.size()), std::memory_order_release);
+}
+
 void MemoryWriter::copy_all(Moment moment, const std::vector<StationValues> &values) {
     for (std::size_t station = 0; station < values.size(); ++station) {
         Slot &slot = file_.layout()->slot(station, moment);
@@ -305,6 +321,16 @@ LineCounters MemoryReader::counters() const {
     const MemoryLayout &layout = *file_.layout();
     return {layout.requests_seen.load(std::memory_order_acquire), layout.replies_sent.load(std::memory_order_acquire),
             layout.frames_dropped.load(std::memory_order_acquire)};
+}
+
+std::vector<FaultCount> MemoryReader::fault_counts() const {
+    const MemoryLayout &layout = *file_.layout();
+    std::vector<FaultCount> counts(
+        std::min<std::size_t>(layout.fault_count.load(std::memory_order_acquire), max_faults));
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        counts[i] = {layout.faults[i].fitted.load(std::memory_order_acquire),
+                     layout.faults[i].happened.load(std::memory_order_acquire)};
+    return counts;
 }
 
 std::optional<bool> MemoryReader::coil(unsigned station, unsigned address, Moment moment) const {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "plc/fault_count.h"
 #include "plc/moment.h"
 
 namespace plc {
@@ -19,7 +20,7 @@ constexpr std::size_t log_length = 4096;
 /// Layout of the memory file, all numbers in host byte order:
 ///
 ///     0    8 bytes   "KELPOPLC"
-///     8    uint32    version of this layout, 2
+///     8    uint32    version of this layout, 3
 ///     12   uint32    number of stations
 ///     16   uint32    number of history slots, 4
 ///     20   uint32    sequence counter, odd while values are being changed
@@ -33,7 +34,9 @@ constexpr std::size_t log_length = 4096;
 ///     1324 the log of writes: 4096 entries of 12 bytes
 ///              uint32 moment, uint16 address, uint16 value before, uint16 value after,
 ///              uint8 station number, uint8 table: 0 coils, 1 registers
-///     50476 the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
+///     50476 uint32    number of faults
+///     50480 256 x 2 uint32  for each fault: requests that fitted it, and those of them to which it happened
+///     52528 the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
 ///
 /// The values of a moment stand in slot moment % 4. The log has an entry for each address that a request from the line
 /// wrote, changed or not; the entry of write n, counted from 0, stands in place n % 4096.
@@ -110,6 +113,9 @@ public:
     void count_reply();
     void count_dropped_frame();
 
+    /// At most max_faults, the same number every time.
+    void publish_fault_counts(const std::vector<FaultCount> &counts);
+
 private:
     class Update;
 
@@ -137,6 +143,9 @@ public:
 
     /// Number of requests to this station alone; empty when there is no such station.
     std::optional<std::uint32_t> requests_to(unsigned station) const;
+
+    /// How often each fault came up, in the order in which the controller numbers them.
+    std::vector<FaultCount> fault_counts() const;
 
     /// Number of writes logged so far.
     std::uint32_t writes_logged() const;

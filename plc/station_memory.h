@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "plc/moment.h"
+#include "plc/presets.h"
 
 namespace plc {
 
@@ -15,6 +16,9 @@ public:
 
     /// Gives every place in the moving zones its value at `moment`, over what was written there.
     void move_to(Moment moment);
+
+    /// Stores the values of a preset, whose station does not matter here.
+    void put(const Preset &preset);
 
     unsigned station() const {
         return station_;

@@ -35,7 +35,8 @@ protected:
     }
 
     std::optional<Bytes> due_reply() {
-        return controller_->take_due_reply(now_);
+        const std::optional<Sending> sending = controller_->take_due(now_);
+        return sending ? std::optional(sending->bytes) : std::nullopt;
     }
 
     // Sends, waits longer than any turnaround or silence in these tests, and takes the reply.
@@ -241,6 +242,135 @@ TEST_F(ControllerTest, AFaultKeepsBackTheReplyToARequestThatIsCarriedOut) {
     EXPECT_EQ(exchange(hex("01 03 00 64 00 01 C5 D5")), hex("01 03 02 12 34 B5 33"));
     EXPECT_EQ(exchange(hex("02 06 00 64 00 16 49 E8")), hex("02 06 00 64 00 16 49 E8"));
     EXPECT_EQ(exchange(hex("01 06 00 64 00 0B 89 D2")), hex("01 06 00 64 00 0B 89 D2"));
+}
+
+TEST_F(ControllerTest, AStationsNextReplyWaitsForALateOneAndAnotherStationsDoesNot) {
+    settings_.faults = {parse_fault("late ms=80 times=1")};
+    start();
+    controller_->receive(hex("01 03 00 64 00 01 C5 D5"), now_);
+    controller_->receive(hex("01 06 00 64 12 34 C5 62"), now_);
+    controller_->receive(hex("02 03 00 64 00 01 C5 E6"), now_);
+    pass(milliseconds(1));
+    EXPECT_EQ(due_reply(), hex("02 03 02 00 00 FC 44"));
+    EXPECT_EQ(controller_->next_deadline(), now_ + milliseconds(80));
+    pass(microseconds(79999));
+    EXPECT_EQ(due_reply(), std::nullopt);
+    pass(microseconds(1));
+    EXPECT_EQ(due_reply(), hex("01 03 02 00 00 B8 44"));
+    EXPECT_EQ(due_reply(), hex("01 06 00 64 12 34 C5 62"));
+}
+
+TEST_F(ControllerTest, AReplyInPiecesIsSentPieceByPiece) {
+    settings_.turnaround = milliseconds(3);
+    settings_.faults = {parse_fault("pieces size=4 gap=2")};
+    start();
+    controller_->receive(read_register_100, now_);
+    pass(milliseconds(3));
+    const auto first = controller_->take_due(now_);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_EQ(first->bytes, hex("01 03 02 00"));
+    EXPECT_FALSE(first->ends_reply);
+    EXPECT_EQ(controller_->next_deadline(), now_ + milliseconds(2));
+    EXPECT_EQ(due_reply(), std::nullopt);
+    pass(milliseconds(2));
+    const auto second = controller_->take_due(now_);
+    ASSERT_TRUE(second.has_value());
+    EXPECT_EQ(second->bytes, hex("00 B8 44"));
+    EXPECT_TRUE(second->ends_reply);
+    EXPECT_EQ(controller_->next_deadline(), std::nullopt);
+}
+
+TEST_F(ControllerTest, APartOfAReplyWaitsForItsOwnBytesOnTheWire) {
+    settings_.turnaround = milliseconds(0);
+    settings_.baud = 10000;
+    settings_.faults = {parse_fault("pieces size=4 gap=2")};
+    start();
+    controller_->receive(read_register_100, now_);
+    EXPECT_EQ(controller_->next_deadline(), now_ + milliseconds(8 + 4));
+    pass(milliseconds(12));
+    EXPECT_EQ(due_reply(), hex("01 03 02 00"));
+    EXPECT_EQ(controller_->next_deadline(), now_ + milliseconds(2 + 3));
+}
+
+TEST_F(ControllerTest, AByteTakesAsManyBitsAsAreSet) {
+    settings_.turnaround = milliseconds(0);
+    settings_.baud = 10000;
+    settings_.bits_per_byte = 12;
+    start();
+    controller_->receive(read_register_100, now_);
+    // 8 + 7 bytes of 12 bits.
+    EXPECT_EQ(controller_->next_deadline(), now_ + milliseconds(18));
+}
+
+TEST_F(ControllerTest, ADeadStationDoesNothingUntilItComesBack) {
+    settings_.faults = {parse_fault("dead station=2 after=1 times=2")};
+    start();
+    EXPECT_EQ(exchange(hex("02 03 00 64 00 01 C5 E6")), hex("02 03 02 00 00 FC 44"));
+    EXPECT_EQ(exchange(hex("02 06 00 64 00 16 49 E8")), std::nullopt);
+    EXPECT_EQ(exchange(hex("00 06 00 64 12 34 C4 B3")), std::nullopt);
+    EXPECT_EQ(exchange(hex("01 03 00 64 00 01 C5 D5")), hex("01 03 02 12 34 B5 33"));
+    EXPECT_EQ(exchange(hex("02 03 00 64 00 01 C5 E6")), hex("02 03 02 00 00 FC 44"));
+    EXPECT_EQ(controller_->fault_counts()[0].fitted, 4u);
+    EXPECT_EQ(controller_->fault_counts()[0].happened, 2u);
+}
+
+TEST_F(ControllerTest, ARefusedRequestIsNotCarriedOut) {
+    settings_.faults = {parse_fault("exception function=6")};
+    start();
+    EXPECT_EQ(exchange(hex("01 06 00 64 12 34 C5 62")), hex("01 86 04 43 A3"));
+    EXPECT_EQ(exchange(hex("01 03 00 64 00 01 C5 D5")), hex("01 03 02 00 00 B8 44"));
+}
+
+TEST_F(ControllerTest, ARequestWhoseReplyIsSpoiledIsCarriedOut) {
+    settings_.faults = {parse_fault("wrong-station function=6")};
+    start();
+    EXPECT_EQ(exchange(hex("01 06 00 64 12 34 C5 62")), hex("02 06 00 64 12 34 C5 51"));
+    EXPECT_EQ(exchange(hex("01 03 00 64 00 01 C5 D5")), hex("01 03 02 12 34 B5 33"));
+}
+
+TEST_F(ControllerTest, TheSeedDecidesWhatIsLeftToChance) {
+    settings_.faults = {parse_fault("noise bytes=2")};
+    start();
+    EXPECT_EQ(exchange(read_register_100), hex("07 3C"));
+    settings_.seed = 2;
+    start();
+    EXPECT_NE(exchange(read_register_100), hex("07 3C"));
+}
+
+TEST_F(ControllerTest, PresetsStandFromTheStart) {
+    settings_.presets = {parse_preset("2,register,101,-5,0x1234"), parse_preset("2,coil,101,1,0,1"),
+                         parse_preset("2,register,102,7")};
+    start_with_memory();
+    EXPECT_EQ(exchange(hex("02 01 00 65 00 03 6C 27")), hex("02 01 01 05 91 CF"));
+    EXPECT_EQ(exchange(hex("02 03 00 65 00 02 D4 27")), hex("02 03 04 FF FB 00 07 C9 14"));
+    EXPECT_EQ(exchange(hex("01 03 00 65 00 02 D4 14")), hex("01 03 04 00 00 00 00 FA 33"));
+    EXPECT_EQ(reader().holding_register(2, 101, 0), 0xFFFB);
+    EXPECT_EQ(reader().coil(2, 103, 0), true);
+}
+
+TEST_F(ControllerTest, APresetInAMovingZoneHoldsUntilTheNextMoment) {
+    settings_.moment = milliseconds(500);
+    settings_.presets = {parse_preset("1,register,0,0x1234")};
+    start();
+    EXPECT_EQ(exchange(hex("01 03 00 00 00 01 84 0A")), hex("01 03 02 12 34 B5 33"));
+    pass(milliseconds(490));
+    EXPECT_EQ(exchange(hex("01 03 00 00 00 01 84 0A")), hex("01 03 02 03 E9 79 3A"));
+}
+
+TEST_F(ControllerTest, TheMemoryFileTellsHowOftenEachFaultCameUp) {
+    settings_.faults = {parse_fault("garbled function=6"), parse_fault("dead station=2 every=2")};
+    start_with_memory();
+    const MemoryReader memory = reader();
+    ASSERT_EQ(memory.fault_counts().size(), 2u);
+    EXPECT_EQ(memory.fault_counts()[1].fitted, 0u);
+    exchange(hex("02 03 00 64 00 01 C5 E6"));
+    exchange(hex("02 03 00 64 00 01 C5 E6"));
+    exchange(hex("01 06 00 64 12 34 C5 62"));
+    exchange(hex("00 06 00 64 12 34 C4 B3"));
+    EXPECT_EQ(memory.fault_counts()[0].fitted, 1u);
+    EXPECT_EQ(memory.fault_counts()[0].happened, 1u);
+    EXPECT_EQ(memory.fault_counts()[1].fitted, 3u);
+    EXPECT_EQ(memory.fault_counts()[1].happened, 2u);
 }
 
 TEST_F(ControllerTest, TheMemoryFileLogsWhatTheLineWrites) {

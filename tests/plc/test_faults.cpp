@@ -1,4 +1,4 @@
-#include <stdexcept>
+#include <algorithm>
 
 #include <gtest/gtest.h>
 
@@ -8,81 +8,87 @@
 namespace plc {
 namespace {
 
-std::string refusal_of(const std::string &text) {
-    try {
-        parse_fault(text);
-    } catch (const std::invalid_argument &refused) {
-        return refused.what();
-    }
-    return "not refused";
-}
-
-TEST(FaultText, MayNameEveryField) {
-    const Fault fault = parse_fault("no-reply every=4 times=5 address=4990 function=16 station=3");
-    EXPECT_EQ(fault.station, 3u);
-    EXPECT_EQ(fault.function, 16u);
-    EXPECT_EQ(fault.address, 4990u);
-    EXPECT_EQ(fault.times, 5u);
-    EXPECT_EQ(fault.every, 4u);
-}
-
-TEST(FaultText, MayNameNone) {
-    const Fault fault = parse_fault(" no-reply ");
-    EXPECT_EQ(fault.station, std::nullopt);
-    EXPECT_EQ(fault.function, std::nullopt);
-    EXPECT_EQ(fault.address, std::nullopt);
-    EXPECT_EQ(fault.times, std::nullopt);
-    EXPECT_EQ(fault.every, 1u);
-}
-
-TEST(FaultText, IsRefusedWhenItIsNotUnderstood) {
-    EXPECT_EQ(refusal_of(""), "a fault begins with no-reply, not with ");
-    EXPECT_EQ(refusal_of("station=3"), "a fault begins with no-reply, not with station=3");
-    EXPECT_EQ(refusal_of("no-reply place=3"), "a fault has no field place");
-    EXPECT_EQ(refusal_of("no-reply station"), "a fault's fields are name=number, not station");
-    EXPECT_EQ(refusal_of("no-reply station=3 station=4"), "a fault has station twice");
-    EXPECT_EQ(refusal_of("no-reply station=248"), "a fault's station is 1 to 247, not 248");
-    EXPECT_EQ(refusal_of("no-reply function=128"), "a fault's function is 1 to 127, not 128");
-    EXPECT_EQ(refusal_of("no-reply address=65536"), "a fault's address is 0 to 65535, not 65536");
-    EXPECT_EQ(refusal_of("no-reply times=0"), "a fault's times is 1 to 1000000, not 0");
-    EXPECT_EQ(refusal_of("no-reply every=0"), "a fault's every is 1 to 1000000, not 0");
-    EXPECT_EQ(refusal_of("no-reply address=1x"), "a fault's address is 0 to 65535, not 1x");
-    EXPECT_EQ(refusal_of("no-reply address="), "a fault's address is 0 to 65535, not ");
-    EXPECT_EQ(refusal_of("no-reply address=99999999999"), "a fault's address is 0 to 65535, not 99999999999");
-}
-
 const Bytes read_100 = hex("03 03 00 64 00 01 C4 37");
 
-// Which of several requests in a row stay without a reply.
-std::string kept_back(Faults &faults, const Bytes &request, int count) {
+Faults faults_of(const std::vector<std::string> &texts, std::uint32_t seed = 1) {
+    std::vector<Fault> faults;
+    faults.reserve(texts.size());
+    for (const std::string &text : texts)
+        faults.push_back(parse_fault(text));
+    return Faults(faults, seed);
+}
+
+// To which of several requests in a row a fault happens.
+std::string hits(Faults &faults, const Bytes &request, int count) {
     std::string result;
     for (int i = 0; i < count; ++i)
-        result += faults.keeps_back_reply_to(request) ? 'x' : '.';
+        result += faults.next(request) ? 'x' : '.';
     return result;
 }
 
+std::string hits(const std::string &fault, int count, std::uint32_t seed = 1) {
+    Faults faults = faults_of({fault}, seed);
+    return hits(faults, read_100, count);
+}
+
 TEST(FaultsTest, NoneLetEveryReplyPass) {
-    Faults none({});
-    EXPECT_EQ(kept_back(none, read_100, 3), "...");
+    Faults none({}, 1);
+    EXPECT_EQ(hits(none, read_100, 3), "...");
 }
 
 TEST(FaultsTest, HappenAlwaysUnlessTheyAreCounted) {
-    Faults always({parse_fault("no-reply")});
-    EXPECT_EQ(kept_back(always, read_100, 5), "xxxxx");
-    Faults twice({parse_fault("no-reply times=2")});
-    EXPECT_EQ(kept_back(twice, read_100, 5), "xx...");
+    EXPECT_EQ(hits("no-reply", 5), "xxxxx");
+    EXPECT_EQ(hits("no-reply times=2", 5), "xx...");
 }
 
 TEST(FaultsTest, HappenToTheFirstOfSoMany) {
-    Faults every_third({parse_fault("no-reply every=3")});
-    EXPECT_EQ(kept_back(every_third, read_100, 7), "x..x..x");
-    Faults twice({parse_fault("no-reply every=2 times=2")});
-    EXPECT_EQ(kept_back(twice, read_100, 7), "x.x....");
+    EXPECT_EQ(hits("no-reply every=3", 7), "x..x..x");
+    EXPECT_EQ(hits("no-reply every=2 times=2", 7), "x.x....");
+}
+
+TEST(FaultsTest, BeginAfterSoManyRequestsThatFit) {
+    EXPECT_EQ(hits("no-reply after=3", 6), "...xxx");
+    EXPECT_EQ(hits("no-reply after=2 every=3", 9), "..x..x..x");
+    EXPECT_EQ(hits("dead after=2 times=3", 8), "..xxx...");
+}
+
+TEST(FaultsTest, LastForSoManyInARow) {
+    EXPECT_EQ(hits("dead every=5 for=2", 12), "xx...xx...xx");
+    EXPECT_EQ(hits("dead after=1 every=4 for=3 times=4", 12), ".xxx.x......");
+    EXPECT_EQ(hits("dead every=2 for=3", 8), "xxx.xxx.");
+}
+
+TEST(FaultsTest, HappenAtARateThatTheSeedDecides) {
+    EXPECT_EQ(hits("garbled rate=1/4", 24), "....xxx..x.xxxx.xx......");
+    EXPECT_EQ(hits("garbled rate=1/4", 24, 2), "........x........x......");
+    EXPECT_EQ(hits("garbled rate=1/1", 5), "xxxxx");
+    EXPECT_EQ(hits("garbled rate=1/4 times=2", 24), "....xx..................");
+    EXPECT_EQ(hits("garbled rate=1/4 for=3", 24), "....xxx..xxxxxx.xxx.....");
+}
+
+TEST(FaultsTest, KeepNearTheirRateInTheLongRun) {
+    const std::string tenth = hits("garbled rate=1/10", 10000);
+    EXPECT_EQ(std::count(tenth.begin(), tenth.end(), 'x'), 1023);
+}
+
+TEST(FaultsTest, OfTheSameRateDoNotHappenTogether) {
+    Faults faults = faults_of({"garbled station=1 rate=1/4", "garbled rate=1/4"});
+    EXPECT_EQ(hits(faults, read_100, 24), "x.....x.........x.......");
+}
+
+TEST(FaultsTest, LeaveToChanceWhatTheSeedDecides) {
+    Faults faults = faults_of({"noise"});
+    Random random = faults.next(read_100)->random;
+    EXPECT_EQ(random.below(256), 0x07u);
+    EXPECT_EQ(random.below(256), 0x3Cu);
+    EXPECT_EQ(random.below(256), 0xF0u);
+    Random next = faults.next(read_100)->random;
+    EXPECT_NE(next.below(0x10000), Random(1, 0, 0).below(0x10000));
 }
 
 TEST(FaultsTest, HappenOnlyToTheRequestsThatFit) {
     const auto fits = [](const std::string &fault, const Bytes &request) {
-        return Faults({parse_fault(fault)}).keeps_back_reply_to(request);
+        return faults_of({fault}).next(request).has_value();
     };
     EXPECT_TRUE(fits("no-reply station=3 function=3 address=100", read_100));
     EXPECT_FALSE(fits("no-reply station=2", read_100));
@@ -93,14 +99,47 @@ TEST(FaultsTest, HappenOnlyToTheRequestsThatFit) {
 }
 
 TEST(FaultsTest, CountOnlyTheRequestsThatFit) {
-    Faults once({parse_fault("no-reply station=3 times=1")});
-    EXPECT_FALSE(once.keeps_back_reply_to(hex("02 03 00 64 00 01 C5 E6")));
-    EXPECT_EQ(kept_back(once, read_100, 2), "x.");
+    Faults once = faults_of({"no-reply station=3 times=1"});
+    EXPECT_FALSE(once.next(hex("02 03 00 64 00 01 C5 E6")));
+    EXPECT_EQ(hits(once, read_100, 2), "x.");
+    EXPECT_EQ(once.counts()[0].fitted, 2u);
+    EXPECT_EQ(once.counts()[0].happened, 1u);
 }
 
-TEST(FaultsTest, EachCountItsOwn) {
-    Faults faults({parse_fault("no-reply address=100 times=1"), parse_fault("no-reply every=3")});
-    EXPECT_EQ(kept_back(faults, read_100, 5), "x..x.");
+TEST(FaultsTest, GiveWayToTheFirstWhoseTurnItIs) {
+    Faults faults = faults_of({"late address=100 times=1", "no-reply every=3 times=1"});
+    EXPECT_EQ(faults.next(read_100)->fault.mishap, Mishap::late);
+    EXPECT_EQ(hits(faults, read_100, 2), "..");
+    EXPECT_EQ(faults.next(read_100)->fault.mishap, Mishap::no_reply);
+    EXPECT_EQ(hits(faults, read_100, 3), "...");
+    EXPECT_EQ(faults.counts()[0].fitted, 7u);
+    EXPECT_EQ(faults.counts()[0].happened, 1u);
+    EXPECT_EQ(faults.counts()[1].fitted, 7u);
+    EXPECT_EQ(faults.counts()[1].happened, 1u);
+}
+
+TEST(FaultsTest, MissABroadcastOnlyAtADeadStation) {
+    const Bytes broadcast = hex("03 06 00 64 12 34 C4 B3");
+    Faults faults = faults_of({"no-reply", "dead station=3 times=1", "dead after=1"});
+    EXPECT_TRUE(faults.misses_broadcast(broadcast));
+    EXPECT_TRUE(faults.misses_broadcast(broadcast));
+    EXPECT_EQ(faults.counts()[0].fitted, 0u);
+    EXPECT_EQ(faults.counts()[1].happened, 1u);
+    EXPECT_EQ(faults.counts()[2].happened, 1u);
+
+    Faults other = faults_of({"dead station=2"});
+    EXPECT_FALSE(other.misses_broadcast(broadcast));
+}
+
+TEST(FaultsTest, CarryOutTheRequestUnlessTheStationIsDeadOrRefuses) {
+    const auto carries_out = [](const std::string &fault) {
+        return faults_of({fault}).next(read_100)->carries_out();
+    };
+    EXPECT_FALSE(carries_out("dead"));
+    EXPECT_FALSE(carries_out("exception"));
+    EXPECT_TRUE(carries_out("no-reply"));
+    EXPECT_TRUE(carries_out("late"));
+    EXPECT_TRUE(carries_out("wrong-function"));
 }
 
 }  // namespace

@@ -211,6 +211,18 @@ TEST_F(MemoryFile, ForgetsTheOldestWrites) {
     EXPECT_EQ(kept->back().after, log_length);
 }
 
+TEST_F(MemoryFile, TellsHowOftenFaultsCameUp) {
+    MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    EXPECT_TRUE(reader.fault_counts().empty());
+    writer.publish_fault_counts(std::vector<FaultCount>(max_faults, {3, 2}));
+    const std::vector<FaultCount> counts = reader.fault_counts();
+    ASSERT_EQ(counts.size(), max_faults);
+    EXPECT_EQ(counts.front().fitted, 3u);
+    EXPECT_EQ(counts.back().happened, 2u);
+    EXPECT_EQ(reader.holding_register(1, 0, 0), 0);
+}
+
 TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     values_.coils[2] = 1;
     values_.registers[3] = 0x1234;
@@ -219,11 +231,12 @@ TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     writer.count_request(1);
     values_.registers[4] = 0x5678;
     writer.publish_registers(1, values_.view(), 4, {0x0102});
+    writer.publish_fault_counts({{8, 7}, {6, 5}});
 
     const std::string file = bytes();
-    ASSERT_EQ(file.size(), 50476u + 2 * 4 * 3 * 65536);
+    ASSERT_EQ(file.size(), 52528u + 2 * 4 * 3 * 65536);
     EXPECT_EQ(file.substr(0, 8), "KELPOPLC");
-    EXPECT_EQ(number_at(file, 8), 2u);
+    EXPECT_EQ(number_at(file, 8), 3u);
     EXPECT_EQ(number_at(file, 12), 2u);
     EXPECT_EQ(number_at(file, 16), 4u);
     EXPECT_EQ(number_at(file, 20), 4u);
@@ -239,8 +252,13 @@ TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     EXPECT_EQ(number_at(file, 1324), 1u);           // moment
     EXPECT_EQ(number_at(file, 1328), 0x01020004u);  // address, value before
     EXPECT_EQ(number_at(file, 1332), 0x01095678u);  // value after, station, table
+    EXPECT_EQ(number_at(file, 50476), 2u);
+    EXPECT_EQ(number_at(file, 50480), 8u);
+    EXPECT_EQ(number_at(file, 50484), 7u);
+    EXPECT_EQ(number_at(file, 50488), 6u);
+    EXPECT_EQ(number_at(file, 50492), 5u);
 
-    const std::size_t second_station_slot_1 = 50476 + (1 * 4 + 1) * 3 * 65536;
+    const std::size_t second_station_slot_1 = 52528 + (1 * 4 + 1) * 3 * 65536;
     EXPECT_EQ(file[second_station_slot_1 + 2], 1);
     EXPECT_EQ(number_at(file, second_station_slot_1 + 65536 + 2 * 2), 0x12340000u);
 }
@@ -325,9 +343,9 @@ TEST_F(MemoryFile, IsNotReadWhenItIsSomethingElse) {
 
 TEST_F(MemoryFile, IsNotReadWhenItsLayoutIsAnother) {
     make_file({1});
-    patch(8, 1);
-    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
     patch(8, 2);
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+    patch(8, 3);
     EXPECT_NO_THROW(MemoryReader::open(path_));
     patch(12, 2);
     EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);

@@ -18,8 +18,9 @@
 #include <unistd.h>
 
 #include "hex.h"
-#include "plc/line.h"
+#include "plc/descriptor.h"
 #include "plc/memory_file.h"
+#include "tcp_client.h"
 #include "temporary_folder.h"
 
 namespace plc {
@@ -102,6 +103,15 @@ public:
         return line;
     }
 
+    // What it prints from now on, until it ends.
+    std::string output() const {
+        return read_text(out_->number(), 100000);
+    }
+
+    void close_output() {
+        out_->close();
+    }
+
     std::string errors() const {
         return read_text(error_->number(), 100000);
     }
@@ -129,7 +139,9 @@ private:
 
 class Client {
 public:
-    explicit Client(const std::string &path) : line_(::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    explicit Client(const std::string &path)
+        : line_(path.rfind("tcp:", 0) == 0 ? connect_to(path)
+                                           : Descriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC))) {
         if (line_.number() < 0)
             throw std::runtime_error("cannot open " + path);
     }
@@ -230,6 +242,77 @@ TEST_F(ProgramTest, KeepsBackTheReplyThatAFaultNames) {
     EXPECT_EQ(client.receive(7), hex("01 03 02 12 34 B5 33"));
     client.send(hex("01 06 00 64 12 34 C5 62"));
     EXPECT_EQ(client.receive(8), hex("01 06 00 64 12 34 C5 62"));
+}
+
+TEST_F(ProgramTest, TellsAtItsEndHowOftenEachFaultHappened) {
+    Program program({"--moment", "0", "--fault", "dead station=9", "--fault", "exception  function=3 every=2"});
+    const Client client(program.first_line().substr(5));
+    client.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(client.receive(5), hex("01 83 04 40 F3"));
+    client.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(client.receive(7), hex("01 03 02 00 00 B8 44"));
+    EXPECT_EQ(program.end_by(SIGTERM), 0);
+    EXPECT_EQ(program.output(), "fault 1 (dead station=9): 0 of 0\nfault 2 (exception function=3 every=2): 1 of 2\n");
+    EXPECT_EQ(program.errors(), "");
+}
+
+TEST_F(ProgramTest, EndsWellWhenNobodyReadsItsOutputAnyMore) {
+    Program program({"--link", link_, "--fault", "no-reply"});
+    ASSERT_NE(program.first_line(), "");
+    program.close_output();
+    EXPECT_EQ(program.end_by(SIGTERM), 0);
+    EXPECT_FALSE(std::filesystem::is_symlink(link_));
+}
+
+TEST_F(ProgramTest, SendsAReplyInPiecesBehindNoise) {
+    Program program({"--moment", "0", "--fault", "pieces size=3 gap=1 function=3", "--fault", "noise bytes=2"});
+    const Client client(program.first_line().substr(5));
+    client.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(client.receive(7), hex("01 03 02 00 00 B8 44"));
+    client.send(hex("01 06 00 64 12 34 C5 62"));
+    const Bytes reply = client.receive(10);
+    ASSERT_EQ(reply.size(), 10u);
+    EXPECT_EQ(Bytes(reply.begin() + 2, reply.end()), hex("01 06 00 64 12 34 C5 62"));
+}
+
+TEST_F(ProgramTest, BeginsWithThePresetsOfAFile) {
+    std::ofstream(folder_ / "values.csv") << "# station, table, address, values\n1,register,100,0x1234\n";
+    Program program({"--preset", folder_ / "values.csv"});
+    const Client client(program.first_line().substr(5));
+    client.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(client.receive(7), hex("01 03 02 12 34 B5 33"));
+}
+
+TEST_F(ProgramTest, RefusesAFileWithAMistakeInIt) {
+    std::ofstream(folder_ / "faults") << "no-reply\nlate ms=soon\n";
+    Program program({"--faults", folder_ / "faults"});
+    EXPECT_EQ(program.errors(), folder_ / "faults:2: a fault's ms is 1 to 3600000, not soon\n");
+    EXPECT_EQ(program.wait_for_end(), 2);
+}
+
+TEST_F(ProgramTest, ServesOneTcpClientAfterAnother) {
+    Program program({"--listen", "0", "--moment", "0", "--memory", memory_});
+    const std::string line = program.first_line().substr(5);
+    for (int visit = 0; visit < 3; ++visit) {
+        const Client client(line);
+        client.send(hex("01 03 00 64 00 01 C5 D5"));
+        EXPECT_EQ(client.receive(7), hex("01 03 02 00 00 B8 44"));
+    }
+    EXPECT_EQ(MemoryReader::open(memory_).requests_to(1), 3u);
+    EXPECT_EQ(program.end_by(SIGTERM), 0);
+    EXPECT_EQ(program.errors(), "");
+}
+
+TEST_F(ProgramTest, GivesItsTcpLineToTheNewestClient) {
+    Program program({"--listen", "127.0.0.1:0", "--moment", "0"});
+    const std::string line = program.first_line().substr(5);
+    const Client first(line);
+    first.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(first.receive(7), hex("01 03 02 00 00 B8 44"));
+    const Client second(line);
+    EXPECT_EQ(first.receive(1), Bytes());
+    second.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(second.receive(7), hex("01 03 02 00 00 B8 44"));
 }
 
 TEST_F(ProgramTest, MovesItsValuesAndPublishesThem) {

@@ -1,10 +1,8 @@
-#include "plc/line.h"
+#include "plc/pty_line.h"
 
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
-#include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
@@ -58,46 +56,23 @@ bool would_wait(int error) {
     return error == EAGAIN || error == EINTR;
 }
 
-// Empty when there is no symbolic link of that name.
-std::string target_of(const std::string &path) {
-    char target[PATH_MAX];
-    const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
-    return length < 0 ? std::string() : std::string(target, static_cast<std::size_t>(length));
-}
-
-bool is_link_to_terminal(const std::string &path) {
-    return target_of(path).rfind("/dev/pts/", 0) == 0;
-}
-
-[[noreturn]] void refuse_link(const std::string &path, int error) {
-    throw std::runtime_error("cannot make the link " + path + ": " + std::generic_category().message(error));
-}
-
-// By way of another name, so that the link never leads nowhere.
-void replace_link(const std::string &path, const std::string &client_path) {
-    const std::string fresh = path + "." + std::to_string(::getpid());
-    if (::symlink(client_path.c_str(), fresh.c_str()) != 0)
-        refuse_link(fresh, errno);
-    if (std::rename(fresh.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        ::unlink(fresh.c_str());
-        refuse_link(path, error);
-    }
-}
-
 }  // namespace
 
-Descriptor::~Descriptor() {
-    ::close(number_);
-}
-
-Line::Line()
+PtyLine::PtyLine()
     : master_(open_master()), client_path_(unlock_client(master_.number())), client_(open_client(client_path_)) {
     make_raw(client_.number());
     make_nonblocking(master_.number());
 }
 
-Bytes Line::receive() {
+int PtyLine::descriptor() const {
+    return master_.number();
+}
+
+const std::string &PtyLine::name() const {
+    return client_path_;
+}
+
+Bytes PtyLine::receive() {
     Bytes bytes(2 * max_frame_length);
     const ssize_t count = ::read(master_.number(), bytes.data(), bytes.size());
     if (count < 0 && !would_wait(errno))
@@ -106,26 +81,11 @@ Bytes Line::receive() {
     return bytes;
 }
 
-bool Line::send(const Bytes &bytes) {
+bool PtyLine::send(const Bytes &bytes) {
     const ssize_t count = ::write(master_.number(), bytes.data(), bytes.size());
     if (count < 0 && !would_wait(errno))
         fail("cannot write to the line");
     return count == static_cast<ssize_t>(bytes.size());
-}
-
-LineLink::LineLink(const std::string &path, const std::string &client_path) : path_(path), client_path_(client_path) {
-    if (::symlink(client_path.c_str(), path.c_str()) == 0)
-        return;
-    if (errno != EEXIST)
-        refuse_link(path, errno);
-    if (!is_link_to_terminal(path))
-        throw std::runtime_error(path + " exists and is no link to a line");
-    replace_link(path, client_path);
-}
-
-LineLink::~LineLink() {
-    if (target_of(path_) == client_path_)
-        ::unlink(path_.c_str());
 }
 
 }  // namespace plc

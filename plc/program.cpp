@@ -1,0 +1,94 @@
+#include "plc/program.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <variant>
+#include <vector>
+
+#include <sys/signalfd.h>
+
+#include "plc/controller.h"
+#include "plc/descriptor.h"
+#include "plc/line_link.h"
+#include "plc/options.h"
+#include "plc/pty_line.h"
+#include "plc/serve.h"
+#include "plc/tcp_line.h"
+
+namespace plc {
+
+namespace {
+
+// From now on these signals only make the descriptor readable.
+int catch_end_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGHUP);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+    if (descriptor < 0)
+        throw std::system_error(errno, std::generic_category(), "cannot watch for signals");
+    return descriptor;
+}
+
+// Nobody needs to read what is said at the end.
+void outlive_readers_of_output() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+std::unique_ptr<Line> open_line(const Options &options) {
+    if (options.listen)
+        return std::make_unique<TcpLine>(*options.listen);
+    return std::make_unique<PtyLine>();
+}
+
+void tell_faults(const std::vector<Fault> &faults, const std::vector<FaultCount> &counts) {
+    for (std::size_t i = 0; i < faults.size(); ++i)
+        std::cout << "fault " << i + 1 << " (" << faults[i].text << "): " << counts[i].happened << " of "
+                  << counts[i].fitted << "\n";
+    std::cout.flush();
+}
+
+void run(const Options &options) {
+    const Descriptor end_signal(catch_end_signals());
+    outlive_readers_of_output();
+    const std::unique_ptr<Line> line = open_line(options);
+    Controller controller(options.settings, options.memory, std::chrono::steady_clock::now());
+    std::optional<LineLink> link;
+    if (options.link)
+        link.emplace(*options.link, line->name());
+
+    // Whoever waits for this line finds the link and the memory file in place.
+    std::cout << "line " << line->name() << std::endl;
+    serve(*line, controller, end_signal.number());
+    tell_faults(options.settings.faults, controller.fault_counts());
+}
+
+}  // namespace
+
+int run_program(int argc, const char *const *argv, const char *name) {
+    const auto read = read_options(std::vector<std::string>(argv, argv + argc), name, std::cout, std::cerr);
+    if (const int *exit_status = std::get_if<int>(&read))
+        return *exit_status;
+    try {
+        run(std::get<Options>(read));
+        return 0;
+    } catch (const std::exception &error) {
+        std::cerr << name << ": " << error.what() << std::endl;
+        return 1;
+    }
+}
+
+}  // namespace plc
