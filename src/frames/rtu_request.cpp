@@ -16,15 +16,16 @@ QByteArray end_rtu_request(int length) {
     return QByteArray(reinterpret_cast<const char *>(buffer), length + 2);
 }
 
-void queue_frame(const QByteArray &frame, int reply_len, int data_offset, int data_len, const RW_VAR &var) {
-    Protocol record;
-    record.frame = frame;
-    record.send_len = static_cast<int>(frame.size());
+// Filled in its place in the list: a record made outside would be copied into it, texts, bytes and all.
+void queue_frame(QByteArray frame, int reply_len, int data_offset, int data_len, const RW_VAR &var) {
+    PLC_driver.frame_list.append(Protocol());
+    Protocol &record = PLC_driver.frame_list.last();
+    record.frame.swap(frame);
+    record.send_len = static_cast<int>(record.frame.size());
     record.reply_len = reply_len;
     record.data_offset = data_offset;
     record.data_len = data_len;
     record.var = var;
-    PLC_driver.frame_list.append(record);
 }
 
 void expect_good_replies(int good_replies) {

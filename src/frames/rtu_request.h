@@ -28,7 +28,7 @@ void begin_rtu_request(int station_no, RtuFunction function, int type, int addre
 QByteArray end_rtu_request(int length);
 
 /// Appends `frame`, sent whole, to the frame list.
-void queue_frame(const QByteArray &frame, int reply_len, int data_offset, int data_len, const RW_VAR &var);
+void queue_frame(QByteArray frame, int reply_len, int data_offset, int data_len, const RW_VAR &var);
 
 /// Tells the host's block that the request now queued is complete after `good_replies` good replies.
 void expect_good_replies(int good_replies);

@@ -2,6 +2,7 @@
 #include "frames/remote_request.h"
 #include "frames/write_request.h"
 #include "link/request_kind.h"
+#include "link/rotation.h"
 #include "ozna_kelpo_port.h"
 
 #include <QtCore/QMutexLocker>
@@ -21,10 +22,6 @@ Builder read_builder() {
 
 Builder write_builder() {
     return PLC_driver.com_info->remote_mode != 0 ? Remote_WriteVar : WriteRegister;
-}
-
-void rotate(QList<RW_VAR> &list) {
-    list.append(list.takeFirst());
 }
 
 // Requests for a disabled station are dropped, not postponed: they would come late and unasked when it returns.

@@ -3,6 +3,7 @@
 #include "arithmetic.h"
 #include "frames/reply_check.h"
 #include "link/request_kind.h"
+#include "link/rotation.h"
 #include "ozna_kelpo_port.h"
 #include "store/reply_storage.h"
 
@@ -131,7 +132,7 @@ void advance_read_list() {
     if (list.isEmpty())
         return;
     copy_fail_var();
-    list.append(list.takeFirst());
+    rotate(list);
 }
 
 void advance_served_queue(bool remote) {

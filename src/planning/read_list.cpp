@@ -4,7 +4,6 @@
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
 
-#include <QtCore/QMap>
 #include <QtCore/QMutexLocker>
 
 #include <algorithm>
@@ -12,11 +11,44 @@
 
 namespace {
 
-typedef QMap<int, QList<RW_VAR>> ClassGroups;
-typedef QMap<int, ClassGroups> StationGroups;
+// What planning looks at of a variable. Its texts stay where they are until an entry is made of it: sorting and merging
+// run through one array, however many variables there are.
+struct Span {
+    int station;
+    int register_class;
+    int address;
+    int count;
+    int position;  // in the list that it comes from
+};
 
-bool lower_address(const RW_VAR *left, const RW_VAR *right) {
-    return left->reg_addr < right->reg_addr;
+typedef std::vector<Span> Spans;
+typedef Spans::const_iterator SpanPlace;
+
+// By station, class and address; equal ones in their order of registration.
+bool operator<(const Span &left, const Span &right) {
+    if (left.station != right.station)
+        return left.station < right.station;
+    if (left.register_class != right.register_class)
+        return left.register_class < right.register_class;
+    if (left.address != right.address)
+        return left.address < right.address;
+    return left.position < right.position;
+}
+
+bool same_group(const Span &left, const Span &right) {
+    return left.station == right.station && left.register_class == right.register_class;
+}
+
+// Of one group: the records' own station and class do not count.
+Spans spans_of(const QList<RW_VAR> &vars) {
+    Spans spans;
+    spans.reserve(static_cast<std::size_t>(vars.size()));
+    for (int i = 0; i < vars.size(); ++i) {
+        const RW_VAR &var = vars.at(i);
+        const Span span = {0, 0, var.reg_addr, var.reg_count, i};
+        spans.push_back(span);
+    }
+    return spans;
 }
 
 // Block limits in the units of the class, for a max_count of at least 1.
@@ -41,31 +73,61 @@ void append_pieces(QList<RW_VAR> &blocks, const RW_VAR &model, qint64 address, q
     }
 }
 
+RW_VAR read_entry(const HOST_VAR &item, const Span &span, const ComInfo &com_info) {
+    RW_VAR entry;
+    entry.var_group = 0;
+    entry.var_id = -1;
+    entry.host_ref3 = com_info.remote_mode;
+    entry.area_no = com_info.local_area_no;
+    entry.aux_text = item.aux_text;
+    entry.addr_text = item.addr_text;
+    entry.reg_type = span.register_class;
+    entry.reg_addr = span.address;
+    entry.station_no = span.station;
+    entry.reg_count = span.count;
+    return entry;
+}
+
+// Where the entries of a group's spans come from: the host's variables, or entries that were made before.
+class EntrySource {
+public:
+    explicit EntrySource(const QList<RW_VAR> &made) : m_made(&made), m_items(0), m_com_info(0) {}
+    EntrySource(const QList<HOST_VAR> &items, const ComInfo &com_info)
+        : m_made(0), m_items(&items), m_com_info(&com_info) {}
+
+    RW_VAR entry(const Span &span) const {
+        return m_made != 0 ? m_made->at(span.position) : read_entry(m_items->at(span.position), span, *m_com_info);
+    }
+
+private:
+    const QList<RW_VAR> *m_made;
+    const QList<HOST_VAR> *m_items;
+    const ComInfo *m_com_info;
+};
+
 // With one unit a request, neighbours cannot share one: an entry per distinct address, with the largest count there.
-void keep_largest_per_address(const QList<RW_VAR> &vars, QList<RW_VAR> &blocks) {
-    blocks.append(vars.first());
-    for (int i = 1; i < vars.size(); ++i) {
-        const RW_VAR &var = vars.at(i);
-        if (var.reg_addr != vars.at(i - 1).reg_addr)
-            blocks.append(var);
-        else if (var.reg_count > blocks.last().reg_count)
-            blocks.last().reg_count = var.reg_count;
+void keep_largest_per_address(SpanPlace first, SpanPlace end, const EntrySource &source, QList<RW_VAR> &blocks) {
+    blocks.append(source.entry(*first));
+    for (SpanPlace span = first + 1; span != end; ++span) {
+        if (span->address != (span - 1)->address)
+            blocks.append(source.entry(*span));
+        else if (span->count > blocks.last().reg_count)
+            blocks.last().reg_count = span->count;
     }
 }
 
 // The current block is the last entry of `blocks`, whichever group that came from. A group that opens no block of its
 // own, because its first count is 0, therefore goes on from the previous group's last block. That is kept: panels rely
 // on the resulting list.
-void merge_into_blocks(const QList<RW_VAR> &vars, int limit, QList<RW_VAR> &blocks) {
+void merge_into_blocks(SpanPlace first, SpanPlace end, const EntrySource &source, int limit, QList<RW_VAR> &blocks) {
     qint64 start = 0;
     qint64 length = 0;
-    for (int i = 0; i < vars.size(); ++i) {
-        const RW_VAR &var = vars.at(i);
-        const qint64 end = qint64(var.reg_addr) + var.reg_count;
-        if (i == 0 || var.reg_addr >= start + limit || blocks.isEmpty()) {
-            append_pieces(blocks, var, var.reg_addr, var.reg_count, limit);
-        } else if (end > start + length) {
-            const qint64 reach = end - start;
+    for (SpanPlace span = first; span != end; ++span) {
+        const qint64 span_end = qint64(span->address) + span->count;
+        if (span == first || span->address >= start + limit || blocks.isEmpty()) {
+            append_pieces(blocks, source.entry(*span), span->address, span->count, limit);
+        } else if (span_end > start + length) {
+            const qint64 reach = span_end - start;
             const qint64 kept = std::min<qint64>(reach, limit);
             blocks.last().reg_count = low_32_bits(kept);
             append_pieces(blocks, RW_VAR(blocks.last()), start + limit, reach - kept, limit);
@@ -77,59 +139,50 @@ void merge_into_blocks(const QList<RW_VAR> &vars, int limit, QList<RW_VAR> &bloc
     }
 }
 
-RW_VAR read_entry(const HOST_VAR &item, int address, const ComInfo &com_info) {
-    RW_VAR entry;
-    entry.var_group = 0;
-    entry.var_id = -1;
-    entry.host_ref3 = com_info.remote_mode;
-    entry.area_no = com_info.local_area_no;
-    entry.aux_text = item.aux_text;
-    entry.addr_text = item.addr_text;
-    entry.reg_type = item.reg_type;
-    entry.reg_addr = address;
-    entry.station_no = com_info.multi_station != 0 ? item.station_no : com_info.default_station;
-    entry.reg_count = item.reg_count;
-    PLC_driver.update_info(&entry);
-    return entry;
+void merge_group(SpanPlace first, SpanPlace end, const EntrySource &source, int limit, QList<RW_VAR> &blocks) {
+    if (limit <= 1)
+        keep_largest_per_address(first, end, source, blocks);
+    else
+        merge_into_blocks(first, end, source, limit, blocks);
 }
 
-StationGroups group_by_station_and_class(const QList<HOST_VAR> &vars, const ComInfo &com_info) {
-    StationGroups groups;
+Spans spans_of(const QList<HOST_VAR> &vars, const ComInfo &com_info) {
+    Spans spans;
+    spans.reserve(static_cast<std::size_t>(vars.size()));
+    RW_VAR folded;
     for (int i = 0; i < vars.size(); ++i) {
         const HOST_VAR &item = vars.at(i);
         const int address = StringAddressToInt(item.reg_type, item.addr_text);
         if (address < 0)
             continue;
-        const RW_VAR entry = read_entry(item, address, com_info);
-        groups[entry.station_no][entry.reg_type].append(entry);
+        folded.reg_type = item.reg_type;
+        folded.reg_count = item.reg_count;
+        PLC_driver.update_info(&folded);
+        const int station = com_info.multi_station != 0 ? item.station_no : com_info.default_station;
+        const Span span = {station, folded.reg_type, address, folded.reg_count, i};
+        spans.push_back(span);
     }
-    return groups;
+    return spans;
 }
 
 }  // namespace
 
 // Named for its result, that of a bubble sort: equal addresses keep their order of registration.
 void Bubble_Sort(QList<RW_VAR> *vars) {
-    const QList<RW_VAR> unsorted = *vars;
-    std::vector<const RW_VAR *> order;
-    order.reserve(static_cast<std::size_t>(unsorted.size()));
-    for (int i = 0; i < unsorted.size(); ++i)
-        order.push_back(&unsorted.at(i));
-    std::stable_sort(order.begin(), order.end(), lower_address);
+    Spans order = spans_of(*vars);
+    std::sort(order.begin(), order.end());
     QList<RW_VAR> sorted;
-    sorted.reserve(unsorted.size());
-    for (std::size_t i = 0; i < order.size(); ++i)
-        sorted.append(*order[i]);
+    sorted.reserve(vars->size());
+    for (SpanPlace span = order.begin(); span != order.end(); ++span)
+        sorted.append(vars->at(span->position));
     *vars = sorted;
 }
 
 void BitVarReCreat_2(QList<RW_VAR> *vars, int limit, QList<RW_VAR> &blocks) {
     if (vars->isEmpty())
         return;
-    if (limit <= 1)
-        keep_largest_per_address(*vars, blocks);
-    else
-        merge_into_blocks(*vars, limit, blocks);
+    const Spans group = spans_of(*vars);
+    merge_group(group.begin(), group.end(), EntrySource(*vars), limit, blocks);
 }
 
 void BitVarReCreat(QList<RW_VAR> *vars, int limit) {
@@ -145,13 +198,15 @@ int ReCreatReadVarList(QList<HOST_VAR> *vars) {
     PLC_driver.read_pass_count = 0;
     com_info.finish_flag = 0;
     const int max_count = units_per_request();
-    StationGroups stations = group_by_station_and_class(*vars, com_info);
-    for (StationGroups::iterator station = stations.begin(); station != stations.end(); ++station) {
-        ClassGroups &classes = station.value();
-        for (ClassGroups::iterator group = classes.begin(); group != classes.end(); ++group) {
-            Bubble_Sort(&group.value());
-            BitVarReCreat(&group.value(), block_limit(group.key(), max_count));
-        }
+    Spans spans = spans_of(*vars, com_info);
+    std::sort(spans.begin(), spans.end());
+    const EntrySource source(*vars, com_info);
+    for (SpanPlace first = spans.begin(); first != spans.end();) {
+        SpanPlace end = first + 1;
+        while (end != spans.end() && same_group(*end, *first))
+            ++end;
+        merge_group(first, end, source, block_limit(first->register_class, max_count), PLC_driver.read_list);
+        first = end;
     }
     return static_cast<int>(PLC_driver.read_list.size());
 }

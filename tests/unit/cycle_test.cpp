@@ -208,6 +208,22 @@ TEST_F(Cycle, EntriesAreServedInTurn) {
     EXPECT_EQ(served, "1 2 3 1 2 3 1 ");
 }
 
+// Short lists and long ones are rotated in different ways.
+TEST_F(Cycle, AListOfAnyLengthIsServedInTurnAgainAndAgain) {
+    for (const int length : {1, 2, 255, 256, 257, 600}) {
+        PLC_driver.read_list.clear();
+        for (int address = 0; address < length; ++address)
+            PLC_driver.read_list.append(make_var(7, address, 1, 1));
+        for (int turn = 0; turn < 2 * length; ++turn) {
+            const Protocol *const request = ComCommunication();
+            ASSERT_NE(request, nullptr);
+            ASSERT_EQ(request->var.reg_addr, turn % length) << "turn " << turn << " of a list of " << length;
+            answer(request);
+            ASSERT_EQ(PLC_driver.read_list.size(), length);
+        }
+    }
+}
+
 TEST_F(Cycle, ASplitReadIsSentAsTwoFramesInTurn) {
     PLC_driver.read_list.append(make_var(8, 255, 2));
     EXPECT_EQ(frame_of(ComCommunication()), "01 03 20 3F 00 01 BF C6");
