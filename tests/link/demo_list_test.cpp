@@ -1,4 +1,4 @@
-#include "host/demo_list.h"
+#include "host/demo/demo_list.h"
 
 #include <gtest/gtest.h>
 

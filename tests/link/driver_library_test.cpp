@@ -1,6 +1,6 @@
-#include "host/driver_library.h"
+#include "host/driver/driver_library.h"
 
-#include "host/variables.h"
+#include "host/driver/variables.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "host/exercises.h"
+#include "host/demo/exercises.h"
 
-#include "host/driver_library.h"
+#include "host/driver/driver_library.h"
 #include "plc/world.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/controller_memory.h"
+#include "host/demo/controller_memory.h"
 
 #include <map>
 #include <optional>

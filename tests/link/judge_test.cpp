@@ -1,4 +1,4 @@
-#include "host/judge.h"
+#include "host/demo/judge.h"
 
 #include "hand_made_memory.h"
 

@@ -1,4 +1,4 @@
-#include "host/line.h"
+#include "host/line/line.h"
 
 #include "pseudo_terminal.h"
 
@@ -17,12 +17,13 @@ using kelpo::LineError;
 using kelpo::LineSettings;
 using kelpo::Parity;
 using kelpo::ReplyTimeouts;
+using kelpo::StopSignal;
 using std::chrono::milliseconds;
 
 // A wait that ends only by a time-out of an hour ends the test run first.
-constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000)};
-constexpr ReplyTimeouts short_silence{milliseconds(3600000), milliseconds(20)};
-constexpr ReplyTimeouts short_reply{milliseconds(20), milliseconds(3600000)};
+constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000), milliseconds(0)};
+constexpr ReplyTimeouts short_silence{milliseconds(3600000), milliseconds(20), milliseconds(0)};
+constexpr ReplyTimeouts short_reply{milliseconds(20), milliseconds(3600000), milliseconds(0)};
 
 LineSettings settings(const std::string &path) {
     LineSettings result;
@@ -48,7 +49,8 @@ std::string message_of(const std::function<void()> &action) {
 class LineTest : public testing::Test {
 protected:
     PseudoTerminal terminal;
-    Line line{settings(terminal.path())};
+    StopSignal stop;
+    Line line{settings(terminal.path()), stop};
 };
 
 TEST_F(LineTest, SendsTheBytesAsTheyAre) {
@@ -130,13 +132,34 @@ TEST_F(LineTest, GivesUpWaitingWhenNothingComes) {
 TEST_F(LineTest, DiscardsStaleInput) {
     terminal.put(std::string(1500, 's'));
     terminal.wait_until_arrived(1500);
-    EXPECT_EQ(line.discard_input(), 1500U);
+    EXPECT_EQ(line.discard_input(), std::string(512, 's'));
     terminal.put("fresh");
     EXPECT_EQ(received(line, 5, never), "fresh");
 }
 
 TEST_F(LineTest, DiscardsNothingWhenNothingCame) {
-    EXPECT_EQ(line.discard_input(), 0U);
+    EXPECT_EQ(line.discard_input(), "");
+}
+
+TEST_F(LineTest, ThrowsAwayWhatComesWhileItSettles) {
+    std::thread controller([&] {
+        // More than the line holds and one look takes out: it goes only as long as somebody reads.
+        terminal.put(std::string(1000000, 's'));
+        stop.raise();
+    });
+    EXPECT_EQ(line.settle(std::chrono::hours(1)), std::string(512, 's'));
+    controller.join();
+}
+
+TEST_F(LineTest, SettlesWhereNothingComes) {
+    EXPECT_EQ(line.settle(milliseconds(20)), "");
+}
+
+TEST_F(LineTest, SettlesNoLongerThanItIsTold) {
+    terminal.put("fresh");
+    terminal.wait_until_arrived(5);
+    EXPECT_EQ(line.settle(milliseconds(0)), "");
+    EXPECT_EQ(received(line, 5, never), "fresh");
 }
 
 TEST_F(LineTest, ReportsAHangUpWhileItWaits) {
@@ -153,6 +176,7 @@ TEST_F(LineTest, ReportsAHangUpWhileItWaits) {
 TEST_F(LineTest, ReportsAHangUpWhenItDiscardsOrSends) {
     terminal.hang_up();
     EXPECT_NE(message_of([&] { line.discard_input(); }), "no LineError");
+    EXPECT_NE(message_of([&] { line.settle(std::chrono::hours(1)); }), "no LineError");
     EXPECT_NE(message_of([&] { line.send("x", 1); }), "no LineError");
 }
 
@@ -160,7 +184,7 @@ TEST_F(LineTest, StopsWaitingForAReplyWhenAnotherThreadAsks) {
     terminal.put("01");
     std::thread other([&] {
         terminal.wait_until_read();
-        line.request_stop();
+        stop.raise();
     });
     EXPECT_LE(received(line, 7, never).size(), 2U);
     EXPECT_TRUE(line.stop_requested());
@@ -168,20 +192,20 @@ TEST_F(LineTest, StopsWaitingForAReplyWhenAnotherThreadAsks) {
 }
 
 TEST_F(LineTest, DoesNotWaitAnyMoreOnceStopped) {
-    line.request_stop();
+    stop.raise();
     line.pause(std::chrono::hours(1));
     EXPECT_EQ(received(line, 7, never), "");
     line.send("x", 1);
     EXPECT_EQ(terminal.take_all(), "");
 }
 
-Line *signalled_line = nullptr;
+StopSignal *signalled = nullptr;
 
 TEST_F(LineTest, StopsWaitingWhenASignalHandlerAsks) {
-    signalled_line = &line;
+    signalled = &stop;
     struct sigaction action {};
     action.sa_handler = [](int) {
-        signalled_line->request_stop();
+        signalled->raise();
     };
     struct sigaction before {};
     sigaction(SIGUSR1, &action, &before);
@@ -212,33 +236,77 @@ TEST_F(LineTest, KeepsWaitingWhenASignalInterruptsIt) {
     sigaction(SIGUSR1, &before, nullptr);
 }
 
+TEST_F(LineTest, KeepsNoSilenceOnAPseudoTerminal) {
+    EXPECT_EQ(line.frame_gap().count(), 0);
+}
+
+TEST(LineOpening, KeepsTheSilenceThatIsSet) {
+    PseudoTerminal terminal;
+    const StopSignal stop;
+    LineSettings slow = settings(terminal.path());
+    slow.gap = milliseconds(7);
+    EXPECT_EQ(Line(slow, stop).frame_gap(), milliseconds(7));
+}
+
 TEST(LineOpening, NamesThePathThatDoesNotExist) {
-    EXPECT_EQ(message_of([] { Line line(settings("/nowhere/tty")); }),
-              "/nowhere/tty: cannot be opened: No such file or directory");
+    EXPECT_EQ(
+        message_of([] {
+            const StopSignal stop;
+            Line line(settings("/nowhere/tty"), stop);
+        }),
+        "/nowhere/tty: cannot be opened: No such file or directory; is the adapter plugged in? ls /dev/serial/by-id "
+        "names those that are");
 }
 
 TEST(LineOpening, RefusesWhatIsNoLine) {
-    const std::string message = message_of([] { Line line(settings("/dev/null")); });
+    const std::string message = message_of([] {
+        const StopSignal stop;
+        Line line(settings("/dev/null"), stop);
+    });
     EXPECT_EQ(message.find("/dev/null: cannot be opened: "), 0U) << message;
+    EXPECT_NE(message.find("; a line is a tty, such as /dev/ttyUSB0, or tcp:HOST:PORT"), std::string::npos) << message;
 }
 
 TEST(LineOpening, RefusesASpeedThatTheSystemDoesNotKnow) {
     PseudoTerminal terminal;
+    const StopSignal stop;
     LineSettings odd = settings(terminal.path());
     odd.speed = 12345;
-    const std::string message = message_of([&] { Line line(odd); });
-    EXPECT_EQ(message.find(terminal.path() + ": refuses the speed: "), 0U) << message;
+    const std::string message = message_of([&] { Line line(odd, stop); });
+    EXPECT_EQ(message.find(terminal.path() + ": refuses the speed 12345: "), 0U) << message;
 }
 
 TEST(LineOpening, PassesOverTheParityThatAPseudoTerminalRefuses) {
     PseudoTerminal terminal;
+    const StopSignal stop;
     LineSettings even = settings(terminal.path());
     even.parity = Parity::even;
     even.stop_bits = 2;
-    { Line first(even); }
-    Line second(even);
+    { Line first(even, stop); }
+    Line second(even, stop);
     terminal.put("x");
     EXPECT_EQ(received(second, 1, never), "x");
+}
+
+TEST(LineOpening, RefusesALineThatAnotherMasterHas) {
+    PseudoTerminal terminal;
+    const StopSignal stop;
+    {
+        const Line first(settings(terminal.path()), stop);
+        EXPECT_EQ(message_of([&] { Line second(settings(terminal.path()), stop); }),
+                  terminal.path() + ": cannot be opened: another program has it, and a line has one master");
+    }
+    const Line third(settings(terminal.path()), stop);
+}
+
+TEST(LineOpening, TellsWhenTheKernelDoesNotSwitchTheTransmitter) {
+    PseudoTerminal terminal;
+    const StopSignal stop;
+    LineSettings two_wires = settings(terminal.path());
+    two_wires.rs485 = true;
+    const std::string message = message_of([&] { Line line(two_wires, stop); });
+    EXPECT_EQ(message.find(terminal.path() + ": its driver does not switch an RS-485 transmitter: "), 0U) << message;
+    EXPECT_NE(message.find("; take rs485 out where"), std::string::npos) << message;
 }
 
 TEST(LineTimes, FollowFromTheSettings) {

@@ -1,5 +1,7 @@
-#include "host/link_loop.h"
+#include "host/link/link_loop.h"
 
+#include "host/demo/link_notes.h"
+#include "host/link/link_statistics.h"
 #include "pseudo_terminal.h"
 
 #include <gtest/gtest.h>
@@ -13,9 +15,10 @@ using kelpo::DriverEntryPoints;
 using kelpo::Line;
 using kelpo::LineSettings;
 using kelpo::LinkNote;
+using kelpo::LinkNotes;
 using kelpo::LinkStatistics;
-using kelpo::Mailbox;
 using kelpo::ReplyTimeouts;
+using kelpo::StopSignal;
 using std::chrono::milliseconds;
 
 // A driver that hands out one request and answers as the test has it. Its functions carry no pointer, like the real
@@ -33,24 +36,26 @@ struct ScriptedDriver {
 };
 ScriptedDriver driver;
 
-const DriverEntryPoints entry = {
-    [](ComInfo *info) { driver.info = info; },
-    [](write_result_fn write_result, comm_error_fn comm_error) {
+// What the loop calls; the rest stays null.
+DriverEntryPoints scripted_entry() {
+    DriverEntryPoints entry{};
+    entry.SetComInfo = [](ComInfo *info) {
+        driver.info = info;
+    };
+    entry.RegistCallBackFuncIntf = [](write_result_fn write_result, comm_error_fn comm_error) {
         driver.write_result = write_result;
         driver.comm_error = comm_error;
-    },
-    nullptr,
-    []() -> Protocol * { return driver.has_request() ? &driver.request : nullptr; },
-    [](QByteArray *reply, int length) {
+    };
+    entry.ComCommunication = []() -> Protocol * {
+        return driver.has_request() ? &driver.request : nullptr;
+    };
+    entry.DataCom = [](QByteArray *reply, int length) {
         driver.result.ret_value = driver.judge(*reply, length);
         return &driver.result;
-    },
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-    nullptr,
-};
+    };
+    return entry;
+}
+const DriverEntryPoints entry = scripted_entry();
 
 class LinkLoop : public testing::Test {
 protected:
@@ -60,7 +65,9 @@ protected:
         driver.request.frame = "request!";
         driver.request.send_len = 7;
         driver.request.reply_len = 5;
-        kelpo::attach(entry, info, statistics, notes);
+        watchers.add(statistics);
+        watchers.add(notes);
+        kelpo::attach(entry, info, watchers);
     }
 
     static LineSettings settings(const std::string &path) {
@@ -70,18 +77,20 @@ protected:
     }
 
     void run(const ReplyTimeouts &timeouts) {
-        kelpo::run_link(entry, line, info, timeouts, statistics, notes);
+        kelpo::run_link(entry, line, info, timeouts, watchers);
     }
 
     PseudoTerminal terminal;
-    Line line{settings(terminal.path())};
+    StopSignal stop;
+    Line line{settings(terminal.path()), stop};
     ComInfo info{};
     LinkStatistics statistics;
-    Mailbox<LinkNote> notes;
+    LinkNotes notes;
+    kelpo::WatcherList watchers;
 };
 
-constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000)};
-constexpr ReplyTimeouts soon{milliseconds(20), milliseconds(20)};
+constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000), milliseconds(0)};
+constexpr ReplyTimeouts soon{milliseconds(20), milliseconds(20), milliseconds(0)};
 
 TEST_F(LinkLoop, SendsTheRequestAndHandsOverTheReply) {
     QByteArray handed;
@@ -89,7 +98,7 @@ TEST_F(LinkLoop, SendsTheRequestAndHandsOverTheReply) {
     driver.judge = [&](const QByteArray &reply, int size) {
         handed = reply;
         length = size;
-        line.request_stop();
+        stop.raise();
         return 1;
     };
     std::string request;
@@ -113,7 +122,7 @@ TEST_F(LinkLoop, HandsOverAMissingReplyAsOneOfLengthZero) {
     driver.judge = [&](const QByteArray &reply, int handed) {
         size = static_cast<int>(reply.size());
         length = handed;
-        line.request_stop();
+        stop.raise();
         return 41;
     };
     run(soon);
@@ -126,7 +135,7 @@ TEST_F(LinkLoop, ThrowsAwayALateReplyBeforeTheNextRequest) {
     QByteArray handed;
     driver.judge = [&](const QByteArray &reply, int) {
         handed = reply;
-        line.request_stop();
+        stop.raise();
         return 1;
     };
     terminal.put("late");
@@ -148,7 +157,7 @@ TEST_F(LinkLoop, CountsWhatTheDriverSaysOfEachReply) {
         const int code = codes.front();
         codes.erase(codes.begin());
         if (codes.empty())
-            line.request_stop();
+            stop.raise();
         return code;
     };
     run(never);
@@ -169,7 +178,7 @@ TEST_F(LinkLoop, NotesTheRepliesThatAreNotGoodAndWhoseTheyAre) {
         if (codes.empty()) {
             // The driver has let go of the request when it says so.
             driver.request = Protocol();
-            line.request_stop();
+            stop.raise();
         }
         return code;
     };
@@ -193,7 +202,7 @@ TEST_F(LinkLoop, CountsAPassEachTimeTheDriverRaisesTheFinishFlag) {
         ++exchanges;
         info.finish_flag = exchanges % 3 == 0 ? 1 : 0;
         if (exchanges == 7)
-            line.request_stop();
+            stop.raise();
         return 1;
     };
     run(never);
@@ -206,7 +215,7 @@ TEST_F(LinkLoop, DoesNotCountAPassWhenThereIsNothingToSend) {
     driver.has_request = [&] {
         info.finish_flag = 1;
         if (++asked == 3)
-            line.request_stop();
+            stop.raise();
         return false;
     };
     run(never);
@@ -222,7 +231,7 @@ TEST_F(LinkLoop, LeavesTheRequestInFlightWhenItIsStopped) {
     };
     std::thread other([&] {
         terminal.take(7);
-        line.request_stop();
+        stop.raise();
     });
     run(never);
     other.join();

@@ -1,4 +1,4 @@
-#include "host/screen.h"
+#include "host/demo/screen.h"
 
 #include "pseudo_terminal.h"
 

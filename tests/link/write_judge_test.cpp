@@ -1,4 +1,4 @@
-#include "host/write_judge.h"
+#include "host/demo/write_judge.h"
 
 #include "hand_made_memory.h"
 

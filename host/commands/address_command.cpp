@@ -1,0 +1,62 @@
+#include "host/commands/commands.h"
+
+#include "host/driver/driver_library.h"
+#include "host/exit_code.h"
+#include "host/link/link_settings.h"
+#include "host/list/address_words.h"
+#include "host/list/words.h"
+#include "host/plan/address_report.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace kelpo {
+namespace {
+
+struct Chosen {
+    int type = 0;
+    std::string text;
+    std::string driver = LinkSettings().driver;
+};
+
+ExitCode run(const Chosen &chosen) {
+    const DriverLibrary library(chosen.driver);
+    const QString text = QString::fromLatin1(chosen.text.data(), static_cast<int>(chosen.text.size()));
+    if (library.entry().PLCAddressChangeIntef(chosen.type, text) < 0) {
+        std::cerr << "kelpo: " << in_quotes(chosen.text) << " " << why_no_address(chosen.type, chosen.text) << "\n";
+        return ExitCode::bad_address;
+    }
+    print_address(report_address(chosen.type, chosen.text, library), std::cout);
+    return ExitCode::all_well;
+}
+
+}  // namespace
+
+void add_address_command(CLI::App &app, int &exit_code) {
+    const auto chosen = std::make_shared<Chosen>();
+    CLI::App *const address =
+        app.add_subcommand("address", "Show where an address of a register type lies in the controller, as the driver "
+                                      "sees it, or why it is none.");
+    address->add_option("TYPE", chosen->type, "Register type, 0 to 17")->required()->check(CLI::Range(0, 17));
+    address->add_option("TEXT", chosen->text, "The address as a screen project writes it")->required();
+    address->add_option("--driver", chosen->driver, "File name of the driver")->capture_default_str();
+    address->footer("Examples:\n"
+                    "  kelpo address 7 100     a register\n"
+                    "  kelpo address 0 17      a bit; types 0 and 1 count in octal\n"
+                    "  kelpo address 13 204    a 32-bit register; they begin at 200\n"
+                    "  kelpo address 15 6.4    bit 4 of register 6\n"
+                    "Ends with 7 when the driver takes the text for no address.");
+    address->callback([chosen, &exit_code] {
+        try {
+            exit_code = static_cast<int>(run(*chosen));
+        } catch (const DriverLibraryError &cause) {
+            std::cerr << "kelpo: " << cause.what() << "\n";
+            exit_code = static_cast<int>(ExitCode::no_driver);
+        }
+    });
+}
+
+}  // namespace kelpo

@@ -1,0 +1,66 @@
+#include "host/commands/commands.h"
+
+#include "host/driver/driver_library.h"
+#include "host/exit_code.h"
+#include "host/list/list_file.h"
+#include "host/plan/plan_words.h"
+#include "host/plan/surprises.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace kelpo {
+namespace {
+
+struct Chosen {
+    std::string list;
+    LinkSettings link;
+};
+
+ExitCode run(const Chosen &chosen) {
+    const DriverLibrary library(chosen.link.driver);
+    const ListReading reading = load_list(chosen.list, chosen.link, library.entry());
+    for (const Remark &remark : reading.remarks)
+        std::cerr << text_of(remark) << "\n";
+    if (!reading.usable())
+        return ExitCode::wrong_usage;
+    DryRun driver(library);
+    for (const Remark &remark : surprises(reading.list, driver))
+        std::cerr << text_of(remark) << "\n";
+    const auto blocks = driver.cycle(reading.list.variables, reading.list.link.max_count).size();
+    std::cout << chosen.list
+              << ": good: " << counted(static_cast<std::int64_t>(reading.list.variables.size()), "variable") << " of "
+              << counted(static_cast<std::int64_t>(reading.list.stations.size()), "station") << " in "
+              << counted(static_cast<std::int64_t>(blocks), "block") << "\n";
+    return ExitCode::all_well;
+}
+
+}  // namespace
+
+void add_check_command(CLI::App &app, int &exit_code) {
+    const auto chosen = std::make_shared<Chosen>();
+    CLI::App *const check =
+        app.add_subcommand("check", "Say what is wrong with a list of variables, each mistake with file and line.");
+    check->add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables")->required();
+    check->add_option("--driver", chosen->link.driver, "File name of the driver, which judges the addresses")
+        ->capture_default_str();
+    check->footer("Examples:\n"
+                  "  kelpo check pumps.toml\n"
+                  "    pumps.toml:14: station 0; a controller's number, 1 to 247\n"
+                  "    pumps.toml:22: unknown key \"adress\" in [[variable]]; \"address\" was meant\n"
+                  "  kelpo check tags.csv && kelpo poll tags.csv --line /dev/ttyUSB0\n"
+                  "Ends with 0 when the list can be used, warnings or not, and with 2 when it has a mistake.");
+    check->callback([chosen, &exit_code] {
+        try {
+            exit_code = static_cast<int>(run(*chosen));
+        } catch (const DriverLibraryError &cause) {
+            std::cerr << "kelpo: " << cause.what() << "\n";
+            exit_code = static_cast<int>(ExitCode::no_driver);
+        }
+    });
+}
+
+}  // namespace kelpo

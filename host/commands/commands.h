@@ -1,0 +1,24 @@
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace kelpo {
+
+// Each adds one subcommand to `app`: its options, its help with examples, and what it does. When the user calls it, it
+// runs while the command line is parsed, and leaves in `exit_code` what the program is to end with (host/exit_code.h).
+// All of `app` and `exit_code` must outlive the parsing.
+
+void add_address_command(CLI::App &app, int &exit_code);
+void add_check_command(CLI::App &app, int &exit_code);
+void add_demo_command(CLI::App &app, int &exit_code);
+void add_plan_command(CLI::App &app, int &exit_code);
+void add_plc_command(CLI::App &app, int &exit_code);
+void add_poll_command(CLI::App &app, int &exit_code);
+void add_read_command(CLI::App &app, int &exit_code);
+void add_scan_command(CLI::App &app, int &exit_code);
+void add_trace_command(CLI::App &app, int &exit_code);
+void add_write_command(CLI::App &app, int &exit_code);
+
+}  // namespace kelpo

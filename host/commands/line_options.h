@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/link/link_settings.h"
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+
+namespace kelpo {
+
+/// The options of a command that opens a line: --line, --speed, --parity, --stop-bits, --rs485, --gap, --reply-timeout,
+/// --character-timeout, --settle, --retries, --max-count and --driver. Copies share what the command line gave.
+class LineOptions {
+public:
+    /// Adds the options to `command`. What `defaults` hold is shown in the help.
+    LineOptions(CLI::App &command, const LinkSettings &defaults);
+
+    /// `settings`, with what the command line gave in place of it. After parsing.
+    LinkSettings over(LinkSettings settings) const;
+
+    /// True when the command line named a line. After parsing.
+    bool has_line() const;
+
+private:
+    struct Given;
+    std::shared_ptr<Given> given_;
+};
+
+}  // namespace kelpo

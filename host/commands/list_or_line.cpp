@@ -1,0 +1,34 @@
+#include "host/commands/list_or_line.h"
+
+#include "host/list/list_file.h"
+
+#include <ostream>
+
+namespace kelpo {
+
+ListOrLine::ListOrLine(CLI::App &command, const LinkSettings &defaults)
+    : defaults_(defaults), line_(command, defaults), list_(std::make_shared<std::string>()) {
+    command.add_option("--list", *list_, "Take the line and its time-outs from this list file")
+        ->type_name("FILE")
+        ->group("Line");
+}
+
+std::optional<LinkSettings> ListOrLine::settings(std::ostream &error) const {
+    LinkSettings settings = defaults_;
+    if (!list_->empty()) {
+        const DriverLibrary driver(line_.over(defaults_).driver);
+        const ListReading reading = load_list(*list_, defaults_, driver.entry());
+        for (const Remark &remark : reading.remarks)
+            if (remark.kind == Remark::Kind::mistake)
+                error << "kelpo: " << text_of(remark) << "\n";
+        if (!reading.usable())
+            return std::nullopt;
+        settings = reading.list.link;
+    }
+    settings = line_.over(settings);
+    if (settings.line.path.empty())
+        throw CLI::RequiredError("--line, or --list with a line in it,");
+    return settings;
+}
+
+}  // namespace kelpo

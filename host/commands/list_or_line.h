@@ -1,0 +1,28 @@
+#pragma once
+
+#include "host/commands/line_options.h"
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+
+namespace kelpo {
+
+/// The line options, and --list FILE: a list file whose line is used, as far as the other options do not say otherwise.
+/// Copies share what the command line gave.
+class ListOrLine {
+public:
+    /// Adds the options to `command`.
+    ListOrLine(CLI::App &command, const LinkSettings &defaults);
+
+    /// How the line is to be opened. After parsing. Nothing when the list file has mistakes, which are told on `error`.
+    /// Throws CLI::RequiredError when neither options nor list name a line, and DriverLibraryError.
+    std::optional<LinkSettings> settings(std::ostream &error) const;
+
+private:
+    LinkSettings defaults_;
+    LineOptions line_;
+    std::shared_ptr<std::string> list_;
+};
+
+}  // namespace kelpo

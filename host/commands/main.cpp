@@ -1,0 +1,60 @@
+#include "host/commands/commands.h"
+#include "host/exit_code.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+using kelpo::ExitCode;
+
+const char *const exit_codes = "Exit codes:\n"
+                               "   0  all well\n"
+                               "   1  a check, a comparison or a value was not right, or it ended too early to tell\n"
+                               "   2  wrong usage, or a mistake in a list file\n"
+                               "   3  the driver cannot be loaded\n"
+                               "   4  the line cannot be opened, or failed\n"
+                               "   5  the controller's memory file cannot be read\n"
+                               "   6  the system refused something else\n"
+                               "   7  no such address\n"
+                               "   8  no reply\n"
+                               "   9  refused by the controller\n"
+                               "  10  a bad reply\n"
+                               "Where several apply, the highest counts.";
+
+int run(int argc, char **argv) {
+    CLI::App app("Talks to PLCs through the driver that panels use, loaded by file name as a panel does.", "kelpo");
+    app.require_subcommand(1);
+    app.footer(exit_codes);
+    int exit_code = static_cast<int>(ExitCode::all_well);
+    kelpo::add_check_command(app, exit_code);
+    kelpo::add_plan_command(app, exit_code);
+    kelpo::add_poll_command(app, exit_code);
+    kelpo::add_read_command(app, exit_code);
+    kelpo::add_write_command(app, exit_code);
+    kelpo::add_scan_command(app, exit_code);
+    kelpo::add_trace_command(app, exit_code);
+    kelpo::add_address_command(app, exit_code);
+    kelpo::add_plc_command(app, exit_code);
+    kelpo::add_demo_command(app, exit_code);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &refused) {
+        return app.exit(refused) == 0 ? 0 : static_cast<int>(ExitCode::wrong_usage);
+    }
+    return exit_code;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &cause) {
+        std::fprintf(stderr, "kelpo: %s\n", cause.what());
+        return static_cast<int>(ExitCode::system);
+    }
+}

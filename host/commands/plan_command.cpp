@@ -1,0 +1,81 @@
+#include "host/commands/commands.h"
+#include "host/commands/line_options.h"
+
+#include "host/driver/driver_library.h"
+#include "host/exit_code.h"
+#include "host/list/list_file.h"
+#include "host/plan/plan_advice.h"
+#include "host/plan/plan_text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace kelpo {
+namespace {
+
+/// What the command line gave.
+struct Chosen {
+    explicit Chosen(CLI::App &command) : line(command, LinkSettings()) {}
+
+    LineOptions line;
+    std::string list;
+    std::optional<double> turnaround;
+    bool json = false;
+};
+
+ExitCode run(const Chosen &chosen) {
+    const LinkSettings defaults = chosen.line.over(LinkSettings());
+    const DriverLibrary library(defaults.driver);
+    ListReading reading = load_list(chosen.list, defaults, library.entry());
+    for (const Remark &remark : reading.remarks)
+        std::cerr << text_of(remark) << "\n";
+    if (!reading.usable())
+        return ExitCode::wrong_usage;
+    PollList &list = reading.list;
+    list.link = chosen.line.over(list.link);
+    if (chosen.turnaround)
+        list.turnaround = std::chrono::microseconds(std::llround(*chosen.turnaround * 1000));
+
+    DryRun driver(library);
+    const Plan plan = advised(make_plan(list, driver), driver);
+    if (chosen.json)
+        print_plan_json(plan, chosen.list, std::cout);
+    else
+        print_plan(plan, chosen.list, std::cout);
+    return ExitCode::all_well;
+}
+
+}  // namespace
+
+void add_plan_command(CLI::App &app, int &exit_code) {
+    CLI::App *const plan = app.add_subcommand(
+        "plan", "Show what the driver asks for to poll a list, and how long a cycle takes. Needs no line.");
+    const auto chosen = std::make_shared<Chosen>(*plan);
+    plan->add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables")->required();
+    plan->add_option("--turnaround", chosen->turnaround,
+                     "Milliseconds that the controllers take to answer, an estimate; 5 unless the list says otherwise")
+        ->check(CLI::Range(0.0, 60000.0))
+        ->type_name("MS");
+    plan->add_flag("--json", chosen->json, "Print a JSON object, for programs");
+    plan->footer("Examples:\n"
+                 "  kelpo plan pumps.toml\n"
+                 "  kelpo plan pumps.toml --speed 9600 --parity even      what would a slower line cost?\n"
+                 "  kelpo plan tags.csv --turnaround 12.5 --max-count 32\n"
+                 "  kelpo plan pumps.toml --json | jq '.cycle.ms'\n"
+                 "Ends with 0, or with 2 when the list has a mistake (see kelpo check).");
+    plan->callback([chosen, &exit_code] {
+        try {
+            exit_code = static_cast<int>(run(*chosen));
+        } catch (const DriverLibraryError &cause) {
+            std::cerr << "kelpo: " << cause.what() << "\n";
+            exit_code = static_cast<int>(ExitCode::no_driver);
+        }
+    });
+}
+
+}  // namespace kelpo

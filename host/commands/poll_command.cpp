@@ -1,0 +1,108 @@
+#include "host/commands/commands.h"
+#include "host/commands/line_options.h"
+#include "host/commands/stop_on_signals.h"
+
+#include "host/list/list_file.h"
+#include "host/poll/poll.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace kelpo {
+namespace {
+
+/// What the command line gave.
+struct Chosen {
+    explicit Chosen(CLI::App &command) : line(command, LinkSettings()) {}
+
+    LineOptions line;
+    std::string list;
+    std::optional<RecordFormat> format;
+    std::optional<int> seconds;
+    std::optional<int> every;
+    bool writes = false;
+    std::string trace_file;
+};
+
+ExitCode run(const Chosen &chosen) {
+    const LinkSettings defaults = chosen.line.over(LinkSettings());
+    PollOptions options;
+    {
+        const DriverLibrary library(defaults.driver);
+        const ListReading reading = load_list(chosen.list, defaults, library.entry());
+        for (const Remark &remark : reading.remarks)
+            std::cerr << "kelpo: " << text_of(remark) << "\n";
+        if (!reading.usable())
+            return ExitCode::wrong_usage;
+        options.list = reading.list;
+    }
+    options.list.link = chosen.line.over(options.list.link);
+    if (options.list.link.line.path.empty())
+        throw CLI::RequiredError("--line, or a list with a line in it,");
+    options.list_file = chosen.list;
+    options.format = chosen.format;
+    if (chosen.seconds)
+        options.duration = std::chrono::seconds(*chosen.seconds);
+    if (chosen.every)
+        options.every = std::chrono::milliseconds(*chosen.every);
+    options.writes = chosen.writes;
+    options.trace_file = chosen.trace_file;
+
+    StopSignal stop;
+    const StopOnSignals on_signals(stop);
+    return run_poll(options, stop, std::cerr);
+}
+
+}  // namespace
+
+void add_poll_command(CLI::App &app, int &exit_code) {
+    static const std::map<std::string, RecordFormat> formats = {
+        {"plain", RecordFormat::plain}, {"csv", RecordFormat::csv}, {"json", RecordFormat::json}};
+    CLI::App *const poll =
+        app.add_subcommand("poll", "Poll the variables of a list: on a live screen, or as lines for other programs.");
+    const auto chosen = std::make_shared<Chosen>(*poll);
+    poll->add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables")->required();
+    CLI::Option *const format =
+        poll->add_option("--format", chosen->format,
+                         "plain, csv or json: write a record for each change, instead of the screen; "
+                         "plain where there is no terminal")
+            ->transform(CLI::CheckedTransformer(formats).description(""))
+            ->type_name("WORD");
+    poll->add_option("--every", chosen->every, "Write all values so often (milliseconds), not only those that changed")
+        ->check(CLI::Range(10, 86400000))
+        ->type_name("MS")
+        ->needs(format);
+    poll->add_flag("--writes", chosen->writes, "Take lines NAME=VALUE from standard input, and write them")
+        ->needs(format);
+    poll->add_option("--seconds", chosen->seconds, "End after so long; otherwise with q or Ctrl-C")
+        ->check(CLI::Range(1, 86400))
+        ->type_name("N");
+    poll->add_option("--trace", chosen->trace_file,
+                     "Keep all frames in a file for 'kelpo trace FILE'; as a capture when its name ends in .pcap")
+        ->type_name("FILE");
+    poll->footer(
+        "On the screen ? shows the keys: w writes a value, s switches a station off and on, t shows the trace.\n"
+        "Examples:\n"
+        "  kelpo poll boiler.toml\n"
+        "  kelpo poll tags.csv --line /dev/ttyUSB0 --speed 19200 --parity even\n"
+        "  kelpo poll boiler.toml --format json | jq -r 'select(.kind == \"value\") | [.name, .text] | @tsv'\n"
+        "  kelpo poll boiler.toml --format csv --every 1000 --seconds 3600 > hour.csv\n"
+        "  echo 'set point=350' | kelpo poll boiler.toml --format plain --writes --seconds 5\n"
+        "Ends with 0 when all was well at the end; 1 when a write failed or still waited; 4 while the line was lost;\n"
+        "8, 9 or 10 while something was not read: no reply, refused, a bad reply.");
+    poll->callback([chosen, &exit_code] {
+        try {
+            exit_code = static_cast<int>(run(*chosen));
+        } catch (const DriverLibraryError &cause) {
+            std::cerr << "kelpo: " << cause.what() << "\n";
+            exit_code = static_cast<int>(ExitCode::no_driver);
+        }
+    });
+}
+
+}  // namespace kelpo

@@ -1,0 +1,42 @@
+#include "host/commands/stop_on_signals.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+
+namespace kelpo {
+namespace {
+
+constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// A handler is told nothing but the signal's number.
+std::atomic<StopSignal *> to_raise{nullptr};
+
+extern "C" void raise_stop(int) {
+    const int error = errno;
+    if (StopSignal *stop = to_raise)
+        stop->raise();
+    errno = error;
+}
+
+void handle_all(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    for (const int number : signals)
+        sigaction(number, &action, nullptr);
+}
+
+}  // namespace
+
+StopOnSignals::StopOnSignals(StopSignal &stop) {
+    to_raise = &stop;
+    handle_all(raise_stop);
+}
+
+StopOnSignals::~StopOnSignals() {
+    handle_all(SIG_DFL);
+    to_raise = nullptr;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "host/line/stop_signal.h"
+
+namespace kelpo {
+
+/// While it lives, SIGINT, SIGTERM and SIGHUP raise `stop`, instead of ending the program. One at a time.
+class StopOnSignals {
+public:
+    explicit StopOnSignals(StopSignal &stop);
+    ~StopOnSignals();
+    StopOnSignals(const StopOnSignals &) = delete;
+    StopOnSignals &operator=(const StopOnSignals &) = delete;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,272 @@
+#include "host/demo/demo.h"
+
+#include "host/demo/controller_memory.h"
+#include "host/demo/demo_list.h"
+#include "host/demo/exerciser.h"
+#include "host/demo/panel.h"
+#include "host/demo/screen.h"
+#include "host/driver/driver_library.h"
+#include "host/driver/variables.h"
+#include "host/line/stop_signal.h"
+#include "host/link/link_loop.h"
+#include "host/link/mailbox.h"
+
+#include <asio/io_context.hpp>
+#include <asio/signal_set.hpp>
+#include <asio/steady_timer.hpp>
+
+#include <algorithm>
+#include <csignal>
+#include <iomanip>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include <unistd.h>
+
+namespace kelpo {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto refresh_time = std::chrono::milliseconds(200);
+
+ComInfo demo_configuration() {
+    constexpr int longest_request = 100, tries_again = 3, to_controller = 2;
+    ComInfo info{};
+    info.max_count = longest_request;
+    info.default_station = 1;
+    info.retry_times = tries_again;
+    info.multi_station = 1;
+    info.write_mode = to_controller;
+    return info;
+}
+
+std::vector<Variable> demo_variables() {
+    std::vector<Variable> variables;
+    for (const DemoRow &row : demo_list())
+        variables.push_back(row.variable);
+    return variables;
+}
+
+std::string rate(std::uint64_t count, Clock::duration time) {
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(1)
+         << static_cast<double>(count) / std::max(1e-3, std::chrono::duration<double>(time).count());
+    return text.str();
+}
+
+std::string status_line(const LinkStatistics &link, const Judge &judge, const ExerciseScores &scores,
+                        Clock::duration time) {
+    std::ostringstream text;
+    text << link.exchanges << " exchanges, " << rate(link.exchanges, time) << "/s; failed " << link.failed
+         << ", given up " << link.given_up << "; passes " << link.passes << "; right " << judge.right() << ", wrong "
+         << judge.wrong() << "; tried " << scores.total().done << ", right " << scores.total().right;
+    return text.str();
+}
+
+/// The whole demonstration, once driver, line and memory are there.
+class Demo {
+public:
+    Demo(const DemoOptions &options, const DriverLibrary &driver, const ControllerMemory &memory)
+        : options_(options), driver_(driver), line_(options.line, stop_),
+          exerciser_(driver, memory, link_, notes_, exercised_, stop_),
+          panel_(driver.entry(), memory, exerciser_.at_rest()) {
+        watchers_.add(link_);
+        watchers_.add(notes_);
+        attach(driver.entry(), info_, watchers_);
+        QList<HOST_VAR> variables = polled(demo_variables());
+        blocks_ = driver.entry().ReCreatReadVarList(&variables);
+    }
+
+    void run();
+
+    /// Why the line failed; empty if it did not.
+    const std::string &line_error() const {
+        return line_error_;
+    }
+
+    bool summarise(std::ostream &out) const;
+
+private:
+    void run_link_thread();
+    void run_screen();
+    bool everything_proven() const;
+    std::string title() const;
+    std::vector<std::string> faults() const;
+
+    const DemoOptions &options_;
+    const DriverLibrary &driver_;
+    StopSignal stop_;
+    Line line_;
+    ComInfo info_ = demo_configuration();
+    LinkStatistics link_;
+    LinkNotes notes_;
+    WatcherList watchers_;
+    Mailbox<std::string> exercised_;
+    Exerciser exerciser_;
+    Panel panel_;
+    int blocks_ = 0;
+    asio::io_context events_;  // run by the main thread; its end is the end of the demonstration
+    std::string line_error_;
+    Clock::time_point started_;
+    Clock::duration time_{};
+};
+
+void Demo::run() {
+    started_ = Clock::now();
+    asio::signal_set signals(events_, SIGINT, SIGTERM, SIGHUP);
+    signals.async_wait([this](const asio::error_code &, int) { events_.stop(); });
+    asio::steady_timer end(events_);
+    if (options_.duration) {
+        end.expires_after(*options_.duration);
+        end.async_wait([this](const asio::error_code &) { events_.stop(); });
+    }
+
+    std::thread link([this] { run_link_thread(); });
+    std::thread exercises([this] { exerciser_.run(!options_.duration); });
+    std::thread screen([this] { run_screen(); });
+    events_.run();
+
+    stop_.raise();
+    screen.join();
+    exercises.join();
+    link.join();
+    exerciser_.finish();
+    time_ = Clock::now() - started_;
+}
+
+void Demo::run_link_thread() {
+    try {
+        run_link(driver_.entry(), line_, info_, options_.timeouts, watchers_);
+    } catch (const LineError &error) {
+        line_error_ = error.what();
+        events_.stop();
+    }
+}
+
+void Demo::run_screen() {
+    Screen screen(STDOUT_FILENO, title());
+    do {
+        // Before the first pass is complete the driver answers 0 for what it has not read.
+        if (link_.passes > 0)
+            panel_.refresh();
+        for (const std::string &event : exercised_.take())
+            screen.tell(event);
+        screen.show(panel_.cells(), status_line(link_, panel_.judge(), exerciser_.scores(), Clock::now() - started_));
+        if (options_.until_proven && everything_proven())
+            events_.stop();
+    } while (!stop_.wait_for(refresh_time));
+}
+
+bool Demo::everything_proven() const {
+    return panel_.unproven() == 0 && panel_.unmoved() == 0 && exerciser_.scores().rounds > 0;
+}
+
+std::string Demo::title() const {
+    std::set<int> stations;
+    for (const RW_VAR &block : driver_.read_blocks())
+        stations.insert(block.station_no);
+    return "kelpo demo: " + std::to_string(demo_list().size()) + " variables in " + std::to_string(blocks_) +
+           " blocks of " + std::to_string(stations.size()) + " stations on " + options_.line.path;
+}
+
+std::vector<std::string> Demo::faults() const {
+    const ExerciseScores scores = exerciser_.scores();
+    std::vector<std::string> faults;
+    const auto blame = [&faults](std::uint64_t count, const std::string &what) {
+        if (count != 0)
+            faults.push_back(std::to_string(count) + " " + what);
+    };
+    if (!line_error_.empty())
+        faults.push_back("the line failed (" + line_error_ + ")");
+    if (link_.passes == 0)
+        faults.push_back("no pass over the list was completed");
+    blame(scores.other_give_ups, "requests were given up");
+    blame(panel_.judge().wrong(), "values shown were wrong");
+    blame(panel_.unproven(), "variables were never shown right");
+    blame(panel_.unmoved(), "moving variables never changed");
+    blame(scores.total().done - scores.total().right, "exercises were not right");
+    if (scores.rounds == 0)
+        faults.push_back("the exercises were not finished");
+    return faults;
+}
+
+void summarise_exercises(const ExerciseScores &scores, std::ostream &out) {
+    struct Line {
+        const char *name;
+        Subject subject;
+        const char *right;
+    };
+    static const Line lines[] = {
+        {"writes", Subject::write, "done as the controller's own log and memory have it"},
+        {"read-only", Subject::read_only, "refused: type 0 is not writable"},
+        {"once-reads", Subject::once_read, "right"},
+        {"station", Subject::station_switch, "at rest while switched off, and moving again"},
+        {"retries", Subject::dropped_reply, "answered after a reply that was dropped on purpose"},
+        {"give-ups", Subject::unanswered, "given up and reported, after no reply on purpose"},
+    };
+    for (const Line &line : lines) {
+        const ExerciseScores::Score &score = scores.of(line.subject);
+        out << std::left << std::setw(11) << line.name << score.right << " of " << score.done << " " << line.right
+            << "\n";
+    }
+    for (const std::string &complaint : scores.complaints)
+        out << "wrong      " << complaint << "\n";
+}
+
+bool Demo::summarise(std::ostream &out) const {
+    const Judge &judge = panel_.judge();
+    const ExerciseScores scores = exerciser_.scores();
+    out << "variables  " << demo_list().size() << " in " << blocks_ << " blocks; " << panel_.moving() - panel_.unmoved()
+        << " of " << panel_.moving() << " moving ones changed\n"
+        << "exchanges  " << link_.exchanges << " (" << rate(link_.exchanges, time_) << " per second): good "
+        << link_.good << ", sent again " << link_.failed << ", given up " << link_.given_up << " ("
+        << scores.expected_give_ups << " on purpose)\n"
+        << "passes     " << link_.passes << " over the list\n"
+        << "bytes      " << link_.bytes_sent << " sent, " << link_.bytes_received << " received, "
+        << link_.bytes_discarded << " discarded\n"
+        << "values     " << judge.right() + judge.wrong() + judge.unproven() << " judged: right " << judge.right()
+        << ", wrong " << judge.wrong() << ", unproven " << judge.unproven() << "\n";
+    for (const std::string &complaint : judge.complaints())
+        out << "wrong      " << complaint << "\n";
+    summarise_exercises(scores, out);
+
+    const std::vector<std::string> found = faults();
+    out << "verdict    "
+        << (found.empty() ? "every value shown was what the controller held, and every exercise was right" : "FAILED");
+    for (std::size_t i = 0; i < found.size(); ++i)
+        out << (i == 0 ? ": " : "; ") << found[i];
+    out << std::endl;
+    return found.empty();
+}
+
+}  // namespace
+
+ExitCode run_demo(const DemoOptions &options, std::ostream &out, std::ostream &error) {
+    try {
+        const DriverLibrary driver(options.driver);
+        std::unique_ptr<ControllerMemory> memory;
+        try {
+            memory = std::make_unique<PublishedMemory>(options.memory);
+        } catch (const std::exception &cause) {
+            error << "kelpo: " << cause.what() << "\n";
+            return ExitCode::no_memory;
+        }
+        Demo demo(options, driver, *memory);
+        demo.run();
+        const bool right = demo.summarise(out);
+        if (!demo.line_error().empty())
+            return ExitCode::no_line;
+        return right ? ExitCode::all_well : ExitCode::not_right;
+    } catch (const DriverLibraryError &cause) {
+        error << "kelpo: " << cause.what() << "\n";
+        return ExitCode::no_driver;
+    } catch (const LineError &cause) {
+        error << "kelpo: " << cause.what() << "\n";
+        return ExitCode::no_line;
+    }
+}
+
+}  // namespace kelpo

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <ozna_kelpo_port.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+/// The driver's entry points as the host calls them, each under its exported name. The types come from the driver's
+/// header, so a call cannot disagree with it. `PLC_driver` is only looked at, never changed.
+struct DriverEntryPoints {
+    decltype(&::SetComInfo) SetComInfo;
+    decltype(&::RegistCallBackFuncIntf) RegistCallBackFuncIntf;
+    decltype(&::ReCreatReadVarList) ReCreatReadVarList;
+    decltype(&::ComCommunication) ComCommunication;
+    decltype(&::DataCom) DataCom;
+    decltype(&::GetRegisterData) GetRegisterData;
+    decltype(&::SetRegisterData) SetRegisterData;
+    decltype(&::AddListOnceReadVar) AddListOnceReadVar;
+    decltype(&::EnableEthernet) EnableEthernet;
+    decltype(&::PLCAddressChangeIntef) PLCAddressChangeIntef;
+    Communication_Protocol *PLC_driver;
+};
+
+/// The driver cannot be loaded; the text names the file and, where it applies, the symbol that it lacks.
+class DriverLibraryError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The driver, loaded by file name while the host runs, as a panel runtime does it. Unloaded by the destructor: no
+/// other thread may still be inside the driver then, and no record of the driver may be used afterwards.
+class DriverLibrary {
+public:
+    /// Loads `file`. A name without a slash is looked for where the dynamic loader looks. Throws DriverLibraryError.
+    explicit DriverLibrary(const std::string &file);
+    ~DriverLibrary();
+    DriverLibrary(const DriverLibrary &) = delete;
+    DriverLibrary &operator=(const DriverLibrary &) = delete;
+
+    const DriverEntryPoints &entry() const {
+        return entry_;
+    }
+
+    /// A copy of the block reads that the driver cycles through, in their present order. Takes the driver's
+    /// `list_mutex`, which link loop callbacks already hold: not to be called from them.
+    std::vector<RW_VAR> read_blocks() const;
+
+    /// How many write and once-read requests wait or are in flight. When there are none, the callbacks for all that
+    /// were queued before have been called. Takes `list_mutex`, as above.
+    int requests_waiting() const;
+
+private:
+    void *handle_;
+    DriverEntryPoints entry_;
+};
+
+}  // namespace kelpo

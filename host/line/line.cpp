@@ -1,0 +1,165 @@
+#include "host/line/line.h"
+
+#include "host/line/serial_device.h"
+#include "host/line/tcp_connection.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace kelpo {
+namespace {
+
+using std::chrono::nanoseconds;
+
+constexpr nanoseconds send_timeout = std::chrono::seconds(1);
+
+Descriptor open_port(const LineSettings &settings, const StopSignal &stop) {
+    if (!is_tcp_path(settings.path))
+        return open_serial_device(settings);
+    if (settings.rs485)
+        throw LineError(settings.path + ": the device server switches the RS-485 transmitter; take rs485 out");
+    return connect_tcp(settings.path, stop);
+}
+
+// Behind a device server there is a real line, which needs its silence. A pseudo-terminal has no wire.
+nanoseconds kept_gap(const LineSettings &settings, const Descriptor &port) {
+    if (!settings.gap && is_pseudo_terminal(port))
+        return nanoseconds(0);
+    return settings.frame_gap();
+}
+
+// Of a line that babbles not everything needs to be seen.
+void keep_some(std::string &kept, const char *bytes, std::size_t size) {
+    constexpr std::size_t enough = 512;
+    kept.append(bytes, std::min(size, enough - std::min(enough, kept.size())));
+}
+
+bool try_again(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
+
+}  // namespace
+
+Line::Line(const LineSettings &settings, const StopSignal &stop)
+    : stop_(stop), path_(settings.path), is_tcp_(is_tcp_path(settings.path)), port_(open_port(settings, stop)),
+      character_time_(settings.character_time()), frame_gap_(kept_gap(settings, port_)), quiet_since_(Clock::now()) {}
+
+std::string Line::discard_input() {
+    constexpr int most_reads = 128;  // of a kilobyte: more than a tty holds back
+    char waste[1024];
+    std::string discarded;
+    for (int reads = 0; reads < most_reads && !stop_requested(); ++reads) {
+        const std::size_t got = read_some(waste, sizeof waste);
+        if (got == 0)
+            break;
+        keep_some(discarded, waste, got);
+    }
+    return discarded;
+}
+
+std::string Line::settle(nanoseconds duration) {
+    const auto from = Clock::now();
+    auto until = from + duration;
+    std::string discarded;
+    while (Clock::now() < until && wait_for(POLLIN, until)) {
+        const std::string waste = discard_input();
+        keep_some(discarded, waste.data(), waste.size());
+        quiet_since_ = Clock::now();
+        until = std::min(from + 2 * duration, std::max(from + duration, quiet_since_ + frame_gap_));
+    }
+    return discarded;
+}
+
+void Line::send(const char *bytes, std::size_t size) {
+    pause(quiet_since_ + frame_gap_ - Clock::now());
+    auto deadline = Clock::now() + send_timeout;
+    const auto total = size;
+    while (size > 0 && !stop_requested()) {
+        const std::size_t put = write_some(bytes, size);
+        if (put > 0) {
+            bytes += put;
+            size -= put;
+            deadline = Clock::now() + send_timeout;
+        } else if (!wait_for(POLLOUT, deadline) && !stop_requested()) {
+            fail("takes no bytes");
+        }
+    }
+    quiet_since_ = Clock::now() + character_time_ * static_cast<std::int64_t>(total);
+}
+
+std::size_t Line::receive(char *buffer, std::size_t capacity, int expected_length, const ReplyTimeouts &timeouts) {
+    const auto wanted = expected_length < 0 ? capacity : std::min(capacity, static_cast<std::size_t>(expected_length));
+    std::size_t received = 0;
+    // The request may still be on its way out of the port's buffer: its last byte leaves at quiet_since_.
+    auto deadline = std::max(Clock::now(), quiet_since_) + timeouts.reply;
+    while (received < wanted && wait_for(POLLIN, deadline)) {
+        const std::size_t got = read_some(buffer + received, wanted - received);
+        if (got > 0) {
+            received += got;
+            quiet_since_ = Clock::now();
+            deadline = quiet_since_ + timeouts.inter_character;
+        }
+    }
+    return received;
+}
+
+void Line::pause(nanoseconds duration) {
+    stop_.wait_for(duration);
+}
+
+// True when one of `events` can be served, or the next read or write tells what is wrong; false at the deadline or on a
+// stop request.
+bool Line::wait_for(short events, Clock::time_point deadline) {
+    return stop_.wait_for_descriptor(port_.number(), events, deadline) == StopSignal::Wait::ready;
+}
+
+// 0 when nothing is there.
+std::size_t Line::read_some(char *buffer, std::size_t capacity) {
+    for (;;) {
+        const ssize_t got = read(port_.number(), buffer, capacity);
+        if (got > 0)
+            return static_cast<std::size_t>(got);
+        if (got == 0)
+            fail(is_tcp_ ? "the device server has closed the connection" : "hung up; is the adapter still plugged in?");
+        if (!try_again(errno))
+            fail(errno);
+        if (errno != EINTR)
+            return 0;
+    }
+}
+
+// 0 when the line is full.
+std::size_t Line::write_some(const char *bytes, std::size_t size) {
+    const ssize_t put =
+        is_tcp_ ? ::send(port_.number(), bytes, size, MSG_NOSIGNAL) : write(port_.number(), bytes, size);
+    if (put < 0 && !try_again(errno))
+        fail(errno);
+    return put < 0 ? 0 : static_cast<std::size_t>(put);
+}
+
+void Line::fail(const std::string &what) const {
+    throw LineError(path_ + ": " + what);
+}
+
+void Line::fail(int error) const {
+    switch (error) {
+    case EIO:
+        fail("hung up; is the adapter still plugged in?");
+    case EPIPE:
+        fail("the device server has closed the connection");
+    case ECONNRESET:
+        fail("the device server has reset the connection");
+    case ETIMEDOUT:
+        fail("the device server does not answer any more");
+    default:
+        fail(std::generic_category().message(error));
+    }
+}
+
+}  // namespace kelpo

@@ -1,0 +1,73 @@
+#include "host/line/stop_signal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace kelpo {
+namespace {
+
+using std::chrono::nanoseconds;
+
+// As ppoll takes it; nothing when the deadline is over.
+timespec time_left(StopSignal::Clock::time_point deadline) {
+    const auto left = std::max(nanoseconds(0), nanoseconds(deadline - StopSignal::Clock::now()));
+    const auto whole = std::chrono::duration_cast<std::chrono::seconds>(left);
+    timespec result{};
+    result.tv_sec = static_cast<time_t>(whole.count());
+    result.tv_nsec = static_cast<long>((left - whole).count());
+    return result;
+}
+
+}  // namespace
+
+StopSignal::StopSignal() : event_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+    if (event_ < 0)
+        throw std::system_error(errno, std::generic_category(), "cannot make an event");
+}
+
+StopSignal::~StopSignal() {
+    close(event_);
+}
+
+void StopSignal::raise() noexcept {
+    const int errno_of_the_interrupted = errno;
+    raised_ = true;
+    // The event stays raised: nobody reads it, so every later wait sees it too.
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(event_, &one, sizeof one);
+    errno = errno_of_the_interrupted;
+}
+
+bool StopSignal::wait_for(nanoseconds time) const {
+    const auto deadline = Clock::now() + time;
+    while (!raised() && Clock::now() < deadline) {
+        pollfd event{event_, POLLIN, 0};
+        const timespec left = time_left(deadline);
+        ppoll(&event, 1, &left, nullptr);
+    }
+    return raised();
+}
+
+StopSignal::Wait StopSignal::wait_for_descriptor(int descriptor, short events, Clock::time_point deadline) const {
+    for (;;) {
+        pollfd watched[] = {{event_, POLLIN, 0}, {descriptor, events, 0}};
+        const timespec left = time_left(deadline);
+        const int ready = ppoll(watched, 2, &left, nullptr);
+        if (ready < 0 && errno != EINTR)
+            throw std::system_error(errno, std::generic_category(), "cannot wait for a descriptor");
+        if (raised())
+            return Wait::stopped;
+        if (ready == 0)
+            return Wait::timed_out;
+        if (ready > 0)
+            return Wait::ready;
+    }
+}
+
+}  // namespace kelpo

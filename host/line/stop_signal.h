@@ -1,0 +1,46 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+
+namespace kelpo {
+
+/// Raised once, by any thread or a signal handler, and never lowered: everything that waits with it, in however many
+/// threads, ends at once.
+class StopSignal {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// What a wait for a descriptor ended with.
+    enum class Wait { ready, stopped, timed_out };
+
+    /// Throws std::system_error when the system has no descriptor left.
+    StopSignal();
+    ~StopSignal();
+    StopSignal(const StopSignal &) = delete;
+    StopSignal &operator=(const StopSignal &) = delete;
+
+    void raise() noexcept;
+
+    bool raised() const noexcept {
+        return raised_;
+    }
+
+    /// Waits until the signal is raised or `time` has passed, never shorter. True when it is raised.
+    bool wait_for(std::chrono::nanoseconds time) const;
+
+    /// Waits until `descriptor` is ready for the poll `events`, or is in error, so that a read or write of it does not
+    /// wait. Looks at least once, whatever the deadline. A raised signal comes first.
+    Wait wait_for_descriptor(int descriptor, short events, Clock::time_point deadline) const;
+
+    /// To be polled: readable from the moment the signal is raised.
+    int descriptor() const {
+        return event_;
+    }
+
+private:
+    int event_;
+    std::atomic<bool> raised_{false};
+};
+
+}  // namespace kelpo

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "host/line/line.h"
+
+#include <chrono>
+#include <string>
+
+namespace kelpo {
+
+/// How long a line that was lost is left alone before it is opened again. Each try in vain doubles the pause; a good
+/// reply brings it back to the first.
+struct ReopenPauses {
+    std::chrono::milliseconds first{250};
+    std::chrono::milliseconds longest{30000};
+};
+
+/// All that one link needs to know before it starts.
+struct LinkSettings {
+    std::string driver = "libozna_kelpo_port_2.so.1";  ///< file name of the driver
+    LineSettings line;
+    ReplyTimeouts timeouts;
+    int retries = 2;      ///< failed replies that are tolerated before a request is given up; 0 or more
+    int max_count = 100;  ///< most units in one request, 1 to 100
+    ReopenPauses pauses;
+};
+
+}  // namespace kelpo

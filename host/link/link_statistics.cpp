@@ -1,0 +1,40 @@
+#include "host/link/link_statistics.h"
+
+namespace kelpo {
+
+void LinkStatistics::exchanged(const Exchange &exchange) {
+    ++exchanges;
+    bytes_sent += exchange.request.size();
+    bytes_received += exchange.reply.size();
+    bytes_discarded += exchange.stale.size();
+    switch (exchange.outcome) {
+    case Outcome::good:
+        ++good;
+        break;
+    case Outcome::sent_again:
+        ++failed;
+        break;
+    case Outcome::given_up:
+        ++given_up;
+        break;
+    }
+}
+
+void LinkStatistics::pass_ended() {
+    ++passes;
+}
+
+void LinkStatistics::request_ended(int, int, int status) {
+    constexpr int done = 1;
+    ++(status == done ? writes_done : writes_failed);
+}
+
+void LinkStatistics::communication_failed(int, int) {
+    ++error_calls;
+}
+
+void LinkStatistics::line_lost(const std::string &, std::chrono::milliseconds) {
+    ++times_lost;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "host/link/link_watcher.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace kelpo {
+
+/// Counts what happens on a link; any thread may read it while the link runs.
+struct LinkStatistics : LinkWatcher {
+    std::atomic<std::uint64_t> exchanges{0};  ///< requests sent
+    std::atomic<std::uint64_t> good{0};       ///< replies that the driver accepted
+    std::atomic<std::uint64_t> failed{0};     ///< replies refused or missing whose request is sent again
+    std::atomic<std::uint64_t> given_up{0};   ///< replies refused or missing after the last try
+    std::atomic<std::uint64_t> bytes_sent{0};
+    std::atomic<std::uint64_t> bytes_received{0};
+    std::atomic<std::uint64_t> bytes_discarded{0};  ///< came in when nothing was awaited
+    std::atomic<std::uint64_t> passes{0};           ///< complete passes over the cyclic read list
+    std::atomic<std::uint64_t> writes_done{0};      ///< requests that ended with status 1
+    std::atomic<std::uint64_t> writes_failed{0};    ///< requests that ended with status 2
+    std::atomic<std::uint64_t> error_calls{0};      ///< requests that were given up, as the driver reported them
+    std::atomic<std::uint64_t> times_lost{0};       ///< how often the line failed or could not be opened again
+
+    void exchanged(const Exchange &exchange) override;
+    void pass_ended() override;
+    void request_ended(int group, int id, int status) override;
+    void communication_failed(int group, int flag) override;
+    void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
+};
+
+}  // namespace kelpo

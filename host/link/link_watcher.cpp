@@ -1,0 +1,49 @@
+#include "host/link/link_watcher.h"
+
+namespace kelpo {
+
+Outcome outcome_of(int code) {
+    constexpr int sent_again = 0, good = 1, remote_good = 100, not_judged = 1000;
+    switch (code) {
+    case good:
+    case remote_good:
+        return Outcome::good;
+    case sent_again:
+    case not_judged:
+        return Outcome::sent_again;
+    default:
+        return Outcome::given_up;
+    }
+}
+
+void WatcherList::exchanged(const Exchange &exchange) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->exchanged(exchange);
+}
+
+void WatcherList::pass_ended() {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->pass_ended();
+}
+
+void WatcherList::request_ended(int group, int id, int status) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->request_ended(group, id, status);
+}
+
+void WatcherList::communication_failed(int group, int flag) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->communication_failed(group, flag);
+}
+
+void WatcherList::line_opened() {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->line_opened();
+}
+
+void WatcherList::line_lost(const std::string &why, std::chrono::milliseconds pause) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->line_lost(why, pause);
+}
+
+}  // namespace kelpo

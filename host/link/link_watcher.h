@@ -1,0 +1,85 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelpo {
+
+/// What the driver said of a reply, by its return code.
+enum class Outcome {
+    good,        ///< the reply was taken
+    sent_again,  ///< no reply, or not a good one; the same request comes again
+    given_up     ///< no reply, or not a good one, and it was the last try
+};
+
+/// The outcome that the driver return code `code` of DataCom stands for.
+Outcome outcome_of(int code);
+
+/// One request and what came of it. Looks into the link loop's own memory: good until the call that hands it over
+/// returns.
+struct Exchange {
+    using Time = std::chrono::system_clock::time_point;
+
+    Time sent_at;              ///< when the request had been handed to the line
+    Time ended_at;             ///< when the reply was there or was no longer waited for
+    std::string_view request;  ///< the bytes that went out
+    std::string_view reply;    ///< the bytes that came back; empty: none
+    std::string_view stale;    ///< what came in before the request was sent, and was thrown away
+    int expected_length;       ///< bytes that a good reply has; -1: any number, 0: no reply is awaited
+    int station;               ///< the request's station
+    int type;                  ///< the register class that it serves (a type from 0 to 17)
+    int address;               ///< first number in that class, as the driver counts
+    int count;                 ///< units of that class
+    int group;                 ///< the request's var_group
+    int id;                    ///< the request's var_id, -1 for a polled block
+    int code;                  ///< the driver return code
+    Outcome outcome;           ///< what the code stands for
+};
+
+/// Is told what happens on a link. All calls come from the link thread and hold it up, so they must be quick; those
+/// marked so come with the driver's list lock held and must not call the driver.
+class LinkWatcher {
+public:
+    virtual ~LinkWatcher() = default;
+
+    virtual void exchanged(const Exchange &) {}
+
+    /// A pass over the cyclic read list is complete.
+    virtual void pass_ended() {}
+
+    /// A write or a once-read has ended: `status` 1 = done, 2 = failed. Comes before exchanged() of its last reply.
+    /// With the driver's list lock held.
+    virtual void request_ended(int /*group*/, int /*id*/, int /*status*/) {}
+
+    /// A request was given up. Comes before exchanged() of its last reply. With the driver's list lock held.
+    virtual void communication_failed(int /*group*/, int /*flag*/) {}
+
+    /// The line is open, for the first time or again.
+    virtual void line_opened() {}
+
+    /// The line failed or could not be opened again; the next try comes after `pause`.
+    virtual void line_lost(const std::string & /*why*/, std::chrono::milliseconds /*pause*/) {}
+};
+
+/// Hands everything on to several watchers, in the order in which they were added. They must outlive it.
+class WatcherList : public LinkWatcher {
+public:
+    /// Only while no link runs.
+    void add(LinkWatcher &watcher) {
+        watchers_.push_back(&watcher);
+    }
+
+    void exchanged(const Exchange &exchange) override;
+    void pass_ended() override;
+    void request_ended(int group, int id, int status) override;
+    void communication_failed(int group, int flag) override;
+    void line_opened() override;
+    void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
+
+private:
+    std::vector<LinkWatcher *> watchers_;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,105 @@
+#include "host/link/session.h"
+
+#include "host/link/link_loop.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace kelpo {
+namespace {
+
+using std::chrono::milliseconds;
+
+ComInfo configuration(const LinkSettings &settings) {
+    constexpr int to_controller = 2;
+    ComInfo info{};
+    info.max_count = settings.max_count;
+    info.default_station = 1;
+    info.retry_times = settings.retries;
+    info.multi_station = 1;
+    info.write_mode = to_controller;
+    return info;
+}
+
+}  // namespace
+
+Session::Session(const LinkSettings &settings, StopSignal &stop, const std::vector<LinkWatcher *> &watchers,
+                 OnLoss on_loss)
+    : settings_(settings), stop_(stop), on_loss_(on_loss), driver_(settings.driver), info_(configuration(settings)) {
+    watchers_.add(statistics_);
+    for (LinkWatcher *watcher : watchers)
+        watchers_.add(*watcher);
+    attach(driver_.entry(), info_, watchers_);
+}
+
+Session::~Session() {
+    finish();
+}
+
+void Session::start() {
+    line_ = std::make_unique<Line>(settings_.line, stop_);
+    thread_ = std::thread([this] { run(); });
+}
+
+void Session::finish() {
+    stop_.raise();
+    if (thread_.joinable())
+        thread_.join();
+}
+
+int Session::poll(const std::vector<Variable> &variables) const {
+    QList<HOST_VAR> list = polled(variables);
+    return driver_.entry().ReCreatReadVarList(&list);
+}
+
+std::string Session::line_error() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return line_error_;
+}
+
+void Session::set_line_error(const std::string &text) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    line_error_ = text;
+}
+
+void Session::run() {
+    watchers_.line_opened();
+    while (!stop_.raised()) {
+        const std::uint64_t good_before = statistics_.good;
+        try {
+            if (!line_ && !open_again())
+                return;
+            run_link(driver_.entry(), *line_, info_, settings_.timeouts, watchers_);
+        } catch (const std::runtime_error &error) {  // a LineError, or the system is short of something
+            if (!stop_.raised())
+                lose_line(error.what(), statistics_.good > good_before);
+        }
+    }
+}
+
+void Session::lose_line(const std::string &why, bool carried_something) {
+    line_.reset();
+    set_line_error(why);
+    if (on_loss_ == OnLoss::end) {
+        stop_.raise();
+        return;
+    }
+    // A line that breaks again before it carried anything is no better than one that does not open.
+    const bool first_loss = carried_something || next_pause_ == milliseconds(0);
+    next_pause_ = first_loss ? settings_.pauses.first : std::min(2 * next_pause_, settings_.pauses.longest);
+    watchers_.line_lost(why, next_pause_);
+}
+
+// False when a stop came first.
+bool Session::open_again() {
+    if (stop_.wait_for(next_pause_))
+        return false;
+    line_ = std::make_unique<Line>(settings_.line, stop_);
+    // The controller may still be answering what was asked when the line broke.
+    line_->settle(settings_.timeouts.settle);
+    set_line_error(std::string());
+    watchers_.line_opened();
+    return true;
+}
+
+}  // namespace kelpo

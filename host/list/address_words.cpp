@@ -1,0 +1,89 @@
+#include "host/list/address_words.h"
+
+#include "host/list/words.h"
+
+#include <algorithm>
+
+namespace kelpo {
+namespace {
+
+enum class Syntax { octal, decimal, decimal_from_200, word_dot_bit };
+
+Syntax syntax_of(int type) {
+    switch (type) {
+    case 0:
+    case 1:
+        return Syntax::octal;
+    case 13:
+        return Syntax::decimal_from_200;
+    case 15:
+    case 16:
+    case 17:
+        return Syntax::word_dot_bit;
+    default:
+        return Syntax::decimal;
+    }
+}
+
+bool is_digit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+bool all_digits(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), is_digit);
+}
+
+std::string why_no_word_dot_bit(std::string_view text) {
+    if (std::count(text.begin(), text.end(), '.') > 1)
+        return "has more than one point";
+    const std::size_t point = text.find('.');
+    if (point == std::string_view::npos)
+        return "names no bit";
+    if (!all_digits(trimmed(text.substr(0, point))))
+        return "has no number before the point";
+    if (!all_digits(trimmed(text.substr(point + 1))))
+        return "has no number behind the point";
+    return "is too large";
+}
+
+std::string what_is_wrong(Syntax syntax, std::string_view text) {
+    if (text.empty())
+        return "is empty";
+    if (text.front() == '-')
+        return "is below 0";
+    if (syntax == Syntax::word_dot_bit)
+        return why_no_word_dot_bit(text);
+    if (text.find('.') != std::string_view::npos)
+        return "names a bit, which only types 15 to 17 have";
+    const std::string_view digits = text.front() == '+' ? text.substr(1) : text;
+    if (!all_digits(digits))
+        return "is no number";
+    if (syntax == Syntax::octal && digits.find_first_of("89") != std::string_view::npos)
+        return "has a digit above 7";
+    if (syntax == Syntax::decimal_from_200 && whole_number(digits).value_or(200) < 200)
+        return "is below 200";
+    return "is too large";
+}
+
+}  // namespace
+
+std::string address_syntax(int type) {
+    switch (syntax_of(type)) {
+    case Syntax::octal:
+        return "an octal number (digits 0 to 7), such as 17";
+    case Syntax::decimal_from_200:
+        return "a decimal number, at least 200, such as 204";
+    case Syntax::word_dot_bit:
+        return "word.bit, such as 6.4";
+    case Syntax::decimal:
+        break;
+    }
+    return "a decimal number, such as 100";
+}
+
+std::string why_no_address(int type, const std::string &text) {
+    return what_is_wrong(syntax_of(type), trimmed(text)) + "; type " + std::to_string(type) + " takes " +
+           address_syntax(type);
+}
+
+}  // namespace kelpo

@@ -1,0 +1,143 @@
+#include "host/list/csv_table.h"
+
+#include "host/list/words.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kelpo {
+namespace {
+
+constexpr std::array<char, 3> separators = {',', ';', '\t'};
+
+std::string_view line_at(std::string_view text, std::size_t from) {
+    return text.substr(from, text.find_first_of("\r\n", from) - from);
+}
+
+bool is_content(std::string_view line) {
+    const std::string_view words = trimmed(line);
+    return !words.empty() && words.front() != '#';
+}
+
+char most_frequent_separator(std::string_view header) {
+    std::array<std::size_t, separators.size()> found{};
+    bool in_quotes = false;
+    for (const char character : header) {
+        if (character == '"')
+            in_quotes = !in_quotes;
+        for (std::size_t i = 0; i < separators.size() && !in_quotes; ++i)
+            found[i] += character == separators[i] ? 1 : 0;
+    }
+    return separators[static_cast<std::size_t>(std::max_element(found.begin(), found.end()) - found.begin())];
+}
+
+char separator_of(std::string_view text) {
+    for (std::size_t at = 0; at < text.size();) {
+        const std::string_view line = line_at(text, at);
+        if (is_content(line))
+            return most_frequent_separator(line);
+        at += line.size() + 1;
+    }
+    return separators[0];
+}
+
+class CsvReader {
+public:
+    CsvReader(std::string_view text, char separator, int line) : text_(text), separator_(separator), line_(line) {}
+
+    CsvTable read() {
+        while (at_ < text_.size())
+            read_row();
+        return std::move(table_);
+    }
+
+private:
+    bool at_line_end() const {
+        return at_ >= text_.size() || text_[at_] == '\n' || text_[at_] == '\r';
+    }
+
+    // CRLF is one line end.
+    void pass_line_end() {
+        if (at_ >= text_.size())
+            return;
+        at_ += text_.substr(at_, 2) == "\r\n" ? 2 : 1;
+        ++line_;
+    }
+
+    void read_row() {
+        if (!is_content(line_at(text_, at_))) {
+            at_ += line_at(text_, at_).size();
+            pass_line_end();
+            return;
+        }
+        CsvRow row{line_, {}};
+        row.fields.push_back(read_field());
+        while (!at_line_end()) {
+            ++at_;
+            row.fields.push_back(read_field());
+        }
+        pass_line_end();
+        if (std::any_of(row.fields.begin(), row.fields.end(), [](const std::string &field) { return !field.empty(); }))
+            table_.rows.push_back(std::move(row));
+    }
+
+    bool at_blank() const {
+        return at_ < text_.size() && (text_[at_] == ' ' || (text_[at_] == '\t' && separator_ != '\t'));
+    }
+
+    // Ends at a separator or a line end.
+    std::string read_field() {
+        while (at_blank())
+            ++at_;
+        if (at_ < text_.size() && text_[at_] == '"')
+            return read_quoted();
+        return std::string(trimmed(read_plain()));
+    }
+
+    std::string_view read_plain() {
+        const std::size_t begin = at_;
+        while (!at_line_end() && text_[at_] != separator_)
+            ++at_;
+        return text_.substr(begin, at_ - begin);
+    }
+
+    std::string read_quoted() {
+        const int opened = line_;
+        std::string field;
+        for (++at_; at_ < text_.size();) {
+            if (text_[at_] == '"' && text_.substr(at_, 2) != "\"\"") {
+                ++at_;
+                if (!trimmed(read_plain()).empty())
+                    table_.mistakes.push_back(
+                        {line_, "text behind a closing quote; a quote inside a field is doubled"});
+                return field;
+            }
+            if (text_[at_] == '"')
+                ++at_;
+            if (text_[at_] == '\n')
+                ++line_;
+            field += text_[at_++];
+        }
+        table_.mistakes.push_back({opened, "a quote is never closed; put \" behind the field"});
+        return field;
+    }
+
+    std::string_view text_;
+    char separator_;
+    int line_;
+    std::size_t at_ = 0;
+    CsvTable table_;
+};
+
+}  // namespace
+
+CsvTable csv_table(std::string_view text) {
+    const std::string first = lowered(line_at(text, 0));
+    if (first.size() == 5 && first.compare(0, 4, "sep=") == 0) {
+        const std::size_t behind = first.size() + (text.substr(first.size(), 2) == "\r\n" ? 2 : 1);
+        return CsvReader(text.substr(std::min(behind, text.size())), first[4], 2).read();
+    }
+    return CsvReader(text, separator_of(text), 1).read();
+}
+
+}  // namespace kelpo

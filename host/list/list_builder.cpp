@@ -1,0 +1,166 @@
+#include "host/list/list_builder.h"
+
+#include "host/list/address_words.h"
+#include "host/list/words.h"
+
+#include <algorithm>
+#include <set>
+
+namespace kelpo {
+namespace {
+
+constexpr int most_units = 65535;
+
+std::string seen_at(const Place &seen, const std::string &from_file) {
+    return seen.file == from_file ? "line " + std::to_string(seen.line) : text_of({Remark::Kind::mistake, seen, ""});
+}
+
+}  // namespace
+
+ListBuilder::ListBuilder(PollList &list, Remarks &remarks, const AddressOf &address_of)
+    : list_(list), remarks_(remarks), address_of_(address_of) {}
+
+void ListBuilder::mistake(const Place &place, const std::string &text) {
+    remarks_.push_back({Remark::Kind::mistake, place, text});
+}
+
+void ListBuilder::warning(const Place &place, const std::string &text) {
+    remarks_.push_back({Remark::Kind::warning, place, text});
+}
+
+void ListBuilder::add_station(const std::string &file, const StationRow &row) {
+    const int number = row.station.number;
+    const auto [known, is_new] = stations_.insert({number, {file, row.line}});
+    if (!is_new) {
+        mistake({file, row.line}, "station " + std::to_string(number) + " stands in " + seen_at(known->second, file) +
+                                      " already; describe each station once");
+        return;
+    }
+    list_.stations.push_back(row.station);
+}
+
+void ListBuilder::add_variable(const std::string &file, const VariableRow &row) {
+    const std::optional<int> station = station_of(file, row);
+    const std::optional<int> type = type_of(file, row);
+    const std::optional<std::string> address = address_of(file, row, type);
+    const std::optional<View> view = view_of(file, row, type);
+    const std::optional<int> count = count_of(file, row, view);
+
+    std::string name = row.name ? std::string(trimmed(row.name->text)) : "";
+    if (name.empty() && station && type && address)
+        name = std::to_string(*station) + ":" + std::to_string(*type) + ":" + *address;
+    const bool named = name.empty() || take_name(file, row, name);
+    if (!named || !station || !type || !address || !view || !count)
+        return;
+    list_.variables.push_back({name, *station, *type, *address, *count, *view});
+    list_.places.push_back({file, row.line});
+}
+
+void ListBuilder::finish() {
+    std::set<int> known;
+    for (const Station &station : list_.stations)
+        known.insert(station.number);
+    for (const Variable &variable : list_.variables)
+        if (known.insert(variable.station).second)
+            list_.stations.push_back({variable.station, "", true});
+    std::sort(list_.stations.begin(), list_.stations.end(),
+              [](const Station &one, const Station &other) { return one.number < other.number; });
+}
+
+std::optional<long long> ListBuilder::number_in(const std::string &file, const Field &field, const std::string &what,
+                                                long long low, long long high, const std::string &meaning) {
+    if (field.noted)
+        return std::nullopt;
+    const std::optional<long long> number = whole_number(field.text);
+    if (number && *number >= low && *number <= high)
+        return number;
+    const std::string shown = number ? std::to_string(*number) : in_quotes(field.text);
+    mistake({file, field.line},
+            what + " " + shown + "; " + meaning + ", " + std::to_string(low) + " to " + std::to_string(high));
+    return std::nullopt;
+}
+
+std::optional<int> ListBuilder::station_of(const std::string &file, const VariableRow &row) {
+    if (!row.station) {
+        if (stations_.size() > 1) {
+            mistake({file, row.line}, "no station; with several stations each variable names its own");
+            return std::nullopt;
+        }
+        return stations_.empty() ? 1 : stations_.begin()->first;
+    }
+    const auto number = number_in(file, *row.station, "station", 1, 247, "a controller's number");
+    return number ? std::optional<int>(static_cast<int>(*number)) : std::nullopt;
+}
+
+std::optional<int> ListBuilder::type_of(const std::string &file, const VariableRow &row) {
+    if (!row.type) {
+        mistake({file, row.line}, "no type; a register type, 0 to 17");
+        return std::nullopt;
+    }
+    const auto number = number_in(file, *row.type, "type", 0, 17, "a register type");
+    return number ? std::optional<int>(static_cast<int>(*number)) : std::nullopt;
+}
+
+std::optional<std::string> ListBuilder::address_of(const std::string &file, const VariableRow &row,
+                                                   std::optional<int> type) {
+    if (!row.address) {
+        mistake({file, row.line},
+                "no address" + (type ? "; type " + std::to_string(*type) + " takes " + address_syntax(*type)
+                                     : std::string("; the register's number as the controller has it")));
+        return std::nullopt;
+    }
+    const std::string text(trimmed(row.address->text));
+    if (!type || row.address->noted)
+        return std::nullopt;
+    if (address_of_(*type, text) < 0) {
+        mistake({file, row.address->line}, "address " + in_quotes(text) + " " + why_no_address(*type, text));
+        return std::nullopt;
+    }
+    return text;
+}
+
+std::optional<View> ListBuilder::view_of(const std::string &file, const VariableRow &row, std::optional<int> type) {
+    if (!type || (row.view && row.view->noted))
+        return std::nullopt;
+    if (!row.view)
+        return default_view(*type);
+    const std::string name = lowered(trimmed(row.view->text));
+    const std::optional<View> view = view_named(name, *type);
+    if (!view)
+        mistake({file, row.view->line},
+                "type " + std::to_string(*type) + " has no view " + in_quotes(name) + "; it has " + view_names(*type));
+    return view;
+}
+
+std::optional<int> ListBuilder::count_of(const std::string &file, const VariableRow &row, std::optional<View> view) {
+    const int units = view ? units_per_value(*view) : 1;
+    if (!row.count)
+        return units;
+    const auto number = number_in(file, *row.count, "count", 1, most_units, "a number of bits or 16-bit registers");
+    if (!number)
+        return std::nullopt;
+    const int count = static_cast<int>(*number);
+    if (count % units != 0) {
+        mistake({file, row.count->line}, "count " + std::to_string(count) +
+                                             " is odd; each value takes two registers: " + std::to_string(count + 1) +
+                                             " for " + std::to_string((count + 1) / 2) +
+                                             (count == 1 ? " value" : " values"));
+        return std::nullopt;
+    }
+    return count;
+}
+
+bool ListBuilder::take_name(const std::string &file, const VariableRow &row, const std::string &name) {
+    const Place place{file, row.name ? row.name->line : row.line};
+    if (has_control_characters(name)) {
+        mistake(place, "name " + in_quotes(name) + " has control characters; letters, digits, signs and blanks");
+        return false;
+    }
+    const auto [known, is_new] = names_.insert({name, place});
+    if (!is_new)
+        mistake(place, "name " + in_quotes(name) + " stands in " + seen_at(known->second, file) +
+                           " already; give one of them another name");
+    return is_new;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "host/list/poll_list.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace kelpo {
+
+/// What the driver makes of an address text: the number, or a negative one when it takes none.
+using AddressOf = std::function<int(int type, const std::string &text)>;
+
+/// Something that a list file says, as text, and where.
+struct Field {
+    std::string text;
+    int line;
+    bool noted = false;  ///< what stands there is of no use, and the mistake is noted already
+};
+
+/// A variable as a list file gives it.
+struct VariableRow {
+    int line;
+    std::optional<Field> name, station, type, address, count, view;
+};
+
+/// A station as a list file gives it; the number is known to be 1 to 247.
+struct StationRow {
+    int line;
+    Station station;
+};
+
+/// Makes a list of what its files say, and notes every mistake in it.
+class ListBuilder {
+public:
+    /// All three must outlive the builder.
+    ListBuilder(PollList &list, Remarks &remarks, const AddressOf &address_of);
+
+    void mistake(const Place &place, const std::string &text);
+    void warning(const Place &place, const std::string &text);
+
+    /// To be called for all stations before the first variable: they decide what a variable without a station means.
+    void add_station(const std::string &file, const StationRow &row);
+
+    /// Adds the variable, with what is left out: the only described station, or 1; the type's own view; one value; the
+    /// name "station:type:address". A row with a mistake is noted and left out.
+    void add_variable(const std::string &file, const VariableRow &row);
+
+    /// To be called at the end: stations that only variables name are added.
+    void finish();
+
+private:
+    std::optional<long long> number_in(const std::string &file, const Field &field, const std::string &what,
+                                       long long low, long long high, const std::string &meaning);
+    std::optional<int> station_of(const std::string &file, const VariableRow &row);
+    std::optional<int> type_of(const std::string &file, const VariableRow &row);
+    std::optional<std::string> address_of(const std::string &file, const VariableRow &row, std::optional<int> type);
+    std::optional<View> view_of(const std::string &file, const VariableRow &row, std::optional<int> type);
+    std::optional<int> count_of(const std::string &file, const VariableRow &row, std::optional<View> view);
+    bool take_name(const std::string &file, const VariableRow &row, const std::string &name);
+
+    PollList &list_;
+    Remarks &remarks_;
+    const AddressOf &address_of_;
+    std::map<std::string, Place> names_;
+    std::map<int, Place> stations_;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "host/driver/variables.h"
+#include "host/link/link_settings.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+/// A line of a file.
+struct Place {
+    std::string file;
+    int line;  ///< from 1; 0: the file as a whole
+};
+
+/// One controller on the line.
+struct Station {
+    int number;        ///< 1 to 247
+    std::string name;  ///< empty when the list gives none
+    bool enabled;      ///< false: it is not asked until the user switches it on
+};
+
+/// What a list file says.
+struct PollList {
+    LinkSettings link;
+    std::chrono::microseconds turnaround{5000};  ///< estimate: from the end of a request to the first byte of its reply
+    std::vector<Station> stations;               ///< all that are described or that variables name, by number
+    std::vector<Variable> variables;             ///< in the order of the list; names are unique
+    std::vector<Place> places;                   ///< where each variable stands, in the same order
+
+    /// The station of that number; it must be one of `stations`.
+    const Station &station(int number) const;
+};
+
+/// Something to tell the author of a list.
+struct Remark {
+    enum class Kind {
+        mistake,  ///< the list cannot be used
+        warning   ///< it can, but surprises
+    };
+
+    Kind kind;
+    Place place;
+    std::string text;  ///< what is wrong; what would be right
+};
+
+using Remarks = std::vector<Remark>;
+
+/// "FILE:LINE: text", with "warning: " before the text of a warning; without the line when there is none.
+std::string text_of(const Remark &remark);
+
+}  // namespace kelpo

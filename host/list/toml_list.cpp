@@ -1,0 +1,367 @@
+#include "host/list/toml_list.h"
+
+#include "host/list/words.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+// The parser asserts, and with NDEBUG assumes, what a hostile file makes untrue ("[[["); behind each such place it has
+// the message for a user as well. So it is built with assertions, and these do nothing.
+#ifdef NDEBUG
+#    undef NDEBUG
+#endif
+#define TOML_ASSERT(condition) static_cast<void>(0)
+#define TOML_HEADER_ONLY 1
+#define TOML_EXCEPTIONS 1
+#include <toml++/toml.h>
+
+namespace kelpo {
+namespace {
+
+constexpr unsigned known_speeds[] = {50,      75,      110,     134,     150,     200,    300,     600,
+                                     1200,    1800,    2400,    4800,    9600,    19200,  38400,   57600,
+                                     115200,  230400,  460800,  500000,  576000,  921600, 1000000, 1152000,
+                                     1500000, 2000000, 2500000, 3000000, 3500000, 4000000};
+
+int line_of(const toml::node &node) {
+    return static_cast<int>(node.source().begin.line);
+}
+
+std::string kind_of(const toml::node &node) {
+    switch (node.type()) {
+    case toml::node_type::string:
+        return "a text";
+    case toml::node_type::integer:
+        return "a whole number";
+    case toml::node_type::floating_point:
+        return "a number with a point";
+    case toml::node_type::boolean:
+        return "true or false";
+    case toml::node_type::table:
+        return "a table";
+    case toml::node_type::array:
+        return "an array";
+    default:
+        return "a date or time";
+    }
+}
+
+/// Reads one table: its known keys, each by kind, and notes what does not fit.
+class TableReader {
+public:
+    /// `title` is how a user writes the table: "[line]"; empty for the file itself.
+    TableReader(const toml::table &table, std::string title, const std::string &file, ListBuilder &builder)
+        : table_(table), title_(std::move(title)), file_(file), builder_(builder) {}
+
+    /// Notes all keys but these.
+    void allow(const std::vector<std::string> &keys) {
+        for (const auto &[key, value] : table_) {
+            const std::string name(key.str());
+            if (std::find(keys.begin(), keys.end(), name) != keys.end())
+                continue;
+            const std::optional<std::string> meant = nearest(name, keys);
+            const std::string where = title_.empty() ? "" : " in " + title_;
+            builder_.mistake({file_, static_cast<int>(key.source().begin.line)},
+                             "unknown key " + in_quotes(name) + where + "; " +
+                                 (meant ? in_quotes(*meant) + " was meant" : "known are " + listed(keys)));
+        }
+    }
+
+    const toml::node *find(const char *key) const {
+        return table_.get(key);
+    }
+
+    void refuse(const toml::node &node, const std::string &what) {
+        builder_.mistake({file_, line_of(node)}, what);
+    }
+
+    void refuse_kind(const char *key, const toml::node &node, const std::string &right) {
+        refuse(node, std::string(key) + " is " + kind_of(node) + "; " + right);
+    }
+
+    std::optional<std::string> text(const char *key, const std::string &example) {
+        const toml::node *const node = find(key);
+        if (node == nullptr)
+            return std::nullopt;
+        if (const auto *const value = node->as_string())
+            return value->get();
+        refuse_kind(key, *node, "a text in quotes, such as " + std::string(key) + " = \"" + example + "\"");
+        return std::nullopt;
+    }
+
+    std::optional<std::int64_t> number(const char *key, std::int64_t low, std::int64_t high) {
+        const toml::node *const node = find(key);
+        if (node == nullptr)
+            return std::nullopt;
+        const std::string right = "a whole number, " + std::to_string(low) + " to " + std::to_string(high);
+        const auto *const value = node->as_integer();
+        if (value == nullptr)
+            refuse_kind(key, *node, right);
+        else if (value->get() < low || value->get() > high)
+            refuse(*node, std::string(key) + " " + std::to_string(value->get()) + "; " + right);
+        else
+            return value->get();
+        return std::nullopt;
+    }
+
+    std::optional<bool> truth(const char *key) {
+        const toml::node *const node = find(key);
+        if (node == nullptr)
+            return std::nullopt;
+        if (const auto *const value = node->as_boolean())
+            return value->get();
+        refuse_kind(key, *node, "true or false, without quotes");
+        return std::nullopt;
+    }
+
+    /// Milliseconds, fractions allowed.
+    std::optional<std::chrono::nanoseconds> time(const char *key, int low, int high) {
+        const toml::node *const node = find(key);
+        if (node == nullptr)
+            return std::nullopt;
+        const std::string right = "milliseconds, " + std::to_string(low) + " to " + std::to_string(high);
+        const std::optional<double> value = node->is_number() ? node->value<double>() : std::nullopt;
+        if (!value) {
+            refuse_kind(key, *node, right);
+            return std::nullopt;
+        }
+        // Written so that "not a number" is refused as well.
+        if (!(*value >= low && *value <= high)) {
+            refuse(*node, std::string(key) + " is out of range; " + right);
+            return std::nullopt;
+        }
+        return std::chrono::nanoseconds(std::llround(*value * 1e6));
+    }
+
+    /// A whole number or a text, as text; for keys that the builder judges.
+    std::optional<Field> field(const char *key, const std::string &right) {
+        const toml::node *const node = find(key);
+        if (node == nullptr)
+            return std::nullopt;
+        if (const auto *const value = node->as_string())
+            return Field{value->get(), line_of(*node)};
+        const auto *const value = node->as_integer();
+        if (value == nullptr) {
+            refuse_kind(key, *node, right);
+            return Field{"", line_of(*node), true};
+        }
+        // What the driver reads is the text; 0x10 or 0o20 would say another one than the user sees.
+        const bool prefixed = value->flags() != toml::value_flags::none;
+        if (prefixed)
+            refuse(*node, std::string(key) + " has a prefix such as 0x or 0o; " + right);
+        return Field{std::to_string(value->get()), line_of(*node), prefixed};
+    }
+
+private:
+    const toml::table &table_;
+    std::string title_;
+    const std::string &file_;
+    ListBuilder &builder_;
+};
+
+/// Reads the whole file.
+class ListReader {
+public:
+    ListReader(const toml::table &root, const std::string &file, PollList &list, ListBuilder &builder)
+        : root_(root), file_(file), list_(list), builder_(builder), top_(root, "", file, builder) {}
+
+    std::optional<Field> read() {
+        top_.allow({"line", "link", "timeouts", "station", "variable", "variables"});
+        read_line();
+        read_link();
+        read_timeouts();
+        for (const toml::node *const node : tables("station"))
+            read_station(*node->as_table());
+        for (const toml::node *const node : tables("variable"))
+            read_variable(*node->as_table());
+        return read_variables_file();
+    }
+
+private:
+    const toml::table *table(const char *key) {
+        const toml::node *const node = root_.get(key);
+        if (node == nullptr)
+            return nullptr;
+        if (!node->is_table())
+            builder_.mistake({file_, line_of(*node)},
+                             std::string(key) + " is " + kind_of_table(*node) + "; write it as a table, [" + key + "]");
+        return node->as_table();
+    }
+
+    static std::string kind_of_table(const toml::node &node) {
+        return node.is_array_of_tables() ? "an array of tables" : kind_of(node);
+    }
+
+    // The tables of an array of tables; all else in its place is noted.
+    std::vector<const toml::node *> tables(const char *key) {
+        std::vector<const toml::node *> found;
+        const toml::node *const node = root_.get(key);
+        if (node == nullptr)
+            return found;
+        const std::string right = "; write each as a table of its own, [[" + std::string(key) + "]]";
+        if (!node->is_array()) {
+            builder_.mistake({file_, line_of(*node)}, std::string(key) + " is " + kind_of(*node) + right);
+            return found;
+        }
+        for (const toml::node &element : *node->as_array()) {
+            if (element.is_table())
+                found.push_back(&element);
+            else
+                builder_.mistake({file_, line_of(element)}, std::string(key) + " is " + kind_of(element) + right);
+        }
+        return found;
+    }
+
+    void read_line() {
+        const toml::table *const found = table("line");
+        if (found == nullptr)
+            return;
+        TableReader reader(*found, "[line]", file_, builder_);
+        reader.allow({"path", "speed", "parity", "stop-bits", "rs485", "gap-ms"});
+        LineSettings &line = list_.link.line;
+        if (const auto path = reader.text("path", "/dev/ttyUSB0")) {
+            if (trimmed(*path).empty() || has_control_characters(*path))
+                reader.refuse(*reader.find("path"),
+                              "path " + in_quotes(*path) + " names no line; \"/dev/ttyUSB0\" or \"tcp:HOST:PORT\"");
+            line.path = *path;
+        }
+        read_speed(reader, line);
+        read_parity(reader, line);
+        if (const auto stop_bits = reader.number("stop-bits", 1, 2))
+            line.stop_bits = static_cast<int>(*stop_bits);
+        line.rs485 = reader.truth("rs485").value_or(line.rs485);
+        if (const auto gap = reader.time("gap-ms", 0, 1000))
+            line.gap = *gap;
+    }
+
+    static void read_speed(TableReader &reader, LineSettings &line) {
+        const auto speed = reader.number("speed", known_speeds[0], *std::prev(std::end(known_speeds)));
+        if (!speed)
+            return;
+        const auto wanted = static_cast<unsigned>(*speed);
+        const unsigned *const close =
+            std::min_element(std::begin(known_speeds), std::end(known_speeds), [wanted](unsigned one, unsigned other) {
+                const auto away = [wanted](unsigned rate) {
+                    return rate > wanted ? rate - wanted : wanted - rate;
+                };
+                return away(one) < away(other);
+            });
+        if (*close != wanted)
+            reader.refuse(*reader.find("speed"), "speed " + std::to_string(wanted) +
+                                                     " is no rate that serial lines have; the nearest is " +
+                                                     std::to_string(*close));
+        line.speed = wanted;
+    }
+
+    static void read_parity(TableReader &reader, LineSettings &line) {
+        const auto parity = reader.text("parity", "even");
+        if (!parity)
+            return;
+        if (*parity == "none")
+            line.parity = Parity::none;
+        else if (*parity == "even")
+            line.parity = Parity::even;
+        else if (*parity == "odd")
+            line.parity = Parity::odd;
+        else
+            reader.refuse(*reader.find("parity"), "parity " + in_quotes(*parity) + "; \"none\", \"even\" or \"odd\"");
+    }
+
+    void read_link() {
+        const toml::table *const found = table("link");
+        if (found == nullptr)
+            return;
+        TableReader reader(*found, "[link]", file_, builder_);
+        reader.allow({"retries", "max-count"});
+        if (const auto retries = reader.number("retries", 0, 100))
+            list_.link.retries = static_cast<int>(*retries);
+        if (const auto max_count = reader.number("max-count", 1, 100))
+            list_.link.max_count = static_cast<int>(*max_count);
+    }
+
+    void read_timeouts() {
+        const toml::table *const found = table("timeouts");
+        if (found == nullptr)
+            return;
+        using std::chrono::duration_cast;
+        using std::chrono::milliseconds;
+        TableReader reader(*found, "[timeouts]", file_, builder_);
+        reader.allow({"reply-ms", "inter-character-ms", "settle-ms", "turnaround-ms"});
+        ReplyTimeouts &timeouts = list_.link.timeouts;
+        if (const auto time = reader.number("reply-ms", 1, 60000))
+            timeouts.reply = milliseconds(*time);
+        if (const auto time = reader.number("inter-character-ms", 1, 60000))
+            timeouts.inter_character = milliseconds(*time);
+        if (const auto time = reader.number("settle-ms", 0, 60000))
+            timeouts.settle = milliseconds(*time);
+        if (const auto time = reader.time("turnaround-ms", 0, 60000))
+            list_.turnaround = duration_cast<std::chrono::microseconds>(*time);
+    }
+
+    void read_station(const toml::table &found) {
+        TableReader reader(found, "[[station]]", file_, builder_);
+        reader.allow({"number", "name", "enabled"});
+        const std::string name = reader.text("name", "boiler house").value_or("");
+        if (has_control_characters(name))
+            reader.refuse(*reader.find("name"),
+                          "name " + in_quotes(name) + " has control characters; letters, digits, signs and blanks");
+        const bool enabled = reader.truth("enabled").value_or(true);
+        if (reader.find("number") == nullptr)
+            builder_.mistake({file_, line_of(found)}, "no number; the station's number on the line, 1 to 247");
+        if (const auto number = reader.number("number", 1, 247))
+            builder_.add_station(file_, {line_of(found), {static_cast<int>(*number), name, enabled}});
+    }
+
+    void read_variable(const toml::table &found) {
+        TableReader reader(found, "[[variable]]", file_, builder_);
+        reader.allow({"name", "station", "type", "address", "count", "view"});
+        VariableRow row{line_of(found), {}, {}, {}, {}, {}, {}};
+        const auto text = [&reader](const char *key, const char *example) -> std::optional<Field> {
+            const toml::node *const node = reader.find(key);
+            if (node == nullptr)
+                return std::nullopt;
+            const auto value = reader.text(key, example);
+            return Field{value.value_or(""), line_of(*node), !value};
+        };
+        row.name = text("name", "boiler temperature");
+        row.view = text("view", "signed");
+        row.station = reader.field("station", "a whole number, 1 to 247");
+        row.type = reader.field("type", "a register type, 0 to 17");
+        row.address = reader.field("address", "write it in quotes as the controller has it, such as \"6.4\"");
+        row.count = reader.field("count", "a whole number");
+        builder_.add_variable(file_, row);
+    }
+
+    std::optional<Field> read_variables_file() {
+        const auto name = top_.text("variables", "variables.csv");
+        if (!name)
+            return std::nullopt;
+        if (!trimmed(*name).empty() && !has_control_characters(*name))
+            return Field{*name, line_of(*top_.find("variables"))};
+        top_.refuse(*top_.find("variables"), "variables " + in_quotes(*name) + " names no file; \"variables.csv\"");
+        return std::nullopt;
+    }
+
+    const toml::table &root_;
+    const std::string &file_;
+    PollList &list_;
+    ListBuilder &builder_;
+    TableReader top_;
+};
+
+}  // namespace
+
+std::optional<Field> add_toml_list(std::string_view text, const std::string &file, PollList &list,
+                                   ListBuilder &builder) {
+    try {
+        const toml::table root = toml::parse(text);
+        return ListReader(root, file, list, builder).read();
+    } catch (const toml::parse_error &error) {
+        builder.mistake({file, static_cast<int>(error.source().begin.line)},
+                        "this is no TOML: " + std::string(error.description()));
+        return std::nullopt;
+    }
+}
+
+}  // namespace kelpo

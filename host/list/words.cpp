@@ -1,0 +1,172 @@
+#include "host/list/words.h"
+
+#include <algorithm>
+#include <charconv>
+#include <numeric>
+
+namespace kelpo {
+namespace {
+
+constexpr std::string_view blanks = " \t\r\n";
+
+bool is_control(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7F;
+}
+
+bool continues_character(char character) {
+    return (static_cast<unsigned char>(character) & 0xC0U) == 0x80U;
+}
+
+// Insertions, removals, replacements and swaps of neighbours that turn one word into the other.
+std::size_t distance(std::string_view one, std::string_view other) {
+    std::vector<std::vector<std::size_t>> least(one.size() + 1, std::vector<std::size_t>(other.size() + 1));
+    std::iota(least[0].begin(), least[0].end(), std::size_t{0});
+    for (std::size_t i = 1; i <= one.size(); ++i) {
+        least[i][0] = i;
+        for (std::size_t j = 1; j <= other.size(); ++j) {
+            const std::size_t replaced = least[i - 1][j - 1] + (one[i - 1] == other[j - 1] ? 0 : 1);
+            least[i][j] = std::min({replaced, least[i - 1][j] + 1, least[i][j - 1] + 1});
+            if (i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1])
+                least[i][j] = std::min(least[i][j], least[i - 2][j - 2] + 1);
+        }
+    }
+    return least[one.size()][other.size()];
+}
+
+// Bytes of the character that begins with `first`, 0 when none does.
+std::size_t character_length(unsigned char first) {
+    if (first < 0x80)
+        return 1;
+    if (first >= 0xC2 && first <= 0xDF)
+        return 2;
+    if (first >= 0xE0 && first <= 0xEF)
+        return 3;
+    return first >= 0xF0 && first <= 0xF4 ? 4 : 0;
+}
+
+// Over-long forms, surrogates and what lies beyond the last code point show in the second byte.
+bool second_byte_fits(unsigned char first, unsigned char second) {
+    switch (first) {
+    case 0xE0:
+        return second >= 0xA0;
+    case 0xED:
+        return second <= 0x9F;
+    case 0xF0:
+        return second >= 0x90;
+    case 0xF4:
+        return second <= 0x8F;
+    default:
+        return true;
+    }
+}
+
+}  // namespace
+
+std::string in_quotes(std::string_view text) {
+    constexpr std::size_t longest = 60;
+    constexpr char digits[] = "0123456789ABCDEF";
+    const bool escape_all = !is_utf8(text);
+    std::string result = "\"";
+    for (const char character : text) {
+        if (result.size() >= longest && !continues_character(character)) {
+            result += "...";
+            break;
+        }
+        const auto byte = static_cast<unsigned char>(character);
+        if (is_control(character) || (escape_all && byte >= 0x80))
+            result.append({'\\', 'x', digits[byte >> 4U], digits[byte & 15U]});
+        else
+            result += character;
+    }
+    return result + "\"";
+}
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string lowered(std::string_view text) {
+    std::string result(text);
+    for (char &character : result)
+        if (character >= 'A' && character <= 'Z')
+            character = static_cast<char>(character - 'A' + 'a');
+    return result;
+}
+
+std::optional<long long> whole_number(std::string_view text) {
+    const std::string_view digits = trimmed(text);
+    long long value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc() || end != digits.data() + digits.size())
+        return std::nullopt;
+    return value;
+}
+
+std::optional<std::string> nearest(std::string_view name, const std::vector<std::string> &known) {
+    constexpr std::size_t longest = 40;
+    if (name.size() > longest)
+        return std::nullopt;
+    const std::string small = lowered(name);
+    std::optional<std::string> best;
+    std::size_t least = std::max<std::size_t>(1, small.size() / 3) + 1;
+    for (const std::string &candidate : known) {
+        // "reply" is the beginning of "reply-ms".
+        const bool begins = small.size() > 2 && candidate.compare(0, small.size() + 1, small + "-") == 0;
+        const std::size_t apart = begins ? 0 : distance(small, candidate);
+        if (apart < least) {
+            least = apart;
+            best = candidate;
+        }
+    }
+    return best;
+}
+
+std::string listed(const std::vector<std::string> &words) {
+    std::string text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (i > 0)
+            text += i + 1 == words.size() ? " and " : ", ";
+        text += words[i];
+    }
+    return text;
+}
+
+bool is_utf8(std::string_view text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const auto first = static_cast<unsigned char>(text[i]);
+        const std::size_t length = character_length(first);
+        if (length == 0 || text.size() - i < length)
+            return false;
+        for (std::size_t j = 1; j < length; ++j)
+            if (!continues_character(text[i + j]))
+                return false;
+        if (length > 1 && !second_byte_fits(first, static_cast<unsigned char>(text[i + 1])))
+            return false;
+        i += length;
+    }
+    return true;
+}
+
+bool has_control_characters(std::string_view text) {
+    return std::any_of(text.begin(), text.end(), is_control);
+}
+
+std::size_t width_of(std::string_view text) {
+    return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), continues_character));
+}
+
+std::string cut_to(std::string_view text, std::size_t width) {
+    if (width_of(text) <= width)
+        return std::string(text);
+    std::size_t end = 0;
+    for (std::size_t characters = 0; characters + 1 < width; ++characters)
+        for (++end; end < text.size() && continues_character(text[end]);)
+            ++end;
+    return std::string(text.substr(0, end)) + "~";
+}
+
+}  // namespace kelpo

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "host/exit_code.h"
+
+#include <string>
+
+namespace kelpo {
+
+/// How something that the user asked for has ended.
+struct Ending {
+    bool done;
+    std::string problem;  ///< why not, for the user; empty when it is done
+    ExitCode code;        ///< all_well when it is done
+};
+
+inline const Ending all_well{true, "", ExitCode::all_well};
+
+}  // namespace kelpo

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "host/link/session.h"
+#include "host/once/ending.h"
+#include "host/once/reference.h"
+#include "host/once/request_watch.h"
+
+#include <functional>
+#include <string>
+
+namespace kelpo {
+
+/// A driver that serves what it is asked once, over a line that is not opened again when it fails.
+class OnceRun {
+public:
+    /// Loads the driver. `stop` ends the run early; it and `watcher`, which is told what happens on the link, must
+    /// outlive the run. Throws DriverLibraryError.
+    OnceRun(const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher);
+
+    /// Opens the line. Throws LineError.
+    void start();
+
+    /// Queues a request, which is known by its group and id from then on. When the driver's queue is full, waits for
+    /// room in it. Does nothing once the run is stopped. Only what PlaceCheck lets pass.
+    void queue_read(const Variable &place, int group, int id);
+    void queue_write(const Reference &reference, int group, int id);
+
+    /// Waits until all that was queued has ended, or the run is stopped. Calls `meanwhile` now and then.
+    void wait_until_served(const std::function<void()> &meanwhile) const;
+
+    /// Closes the line. What was not served by now will not be.
+    void finish();
+
+    /// How a request has ended. After finish().
+    Ending ending(int group, int id) const;
+
+    /// What the driver holds for the place: what was read, once its reading has ended well.
+    Values values(const Variable &place) const;
+
+    /// True while the request is done as far as is known, and has no part that still waits.
+    bool done(int group, int id) const;
+
+    /// Why the line failed; empty if it did not.
+    std::string line_error() const {
+        return session_.line_error();
+    }
+
+private:
+    bool still_queued(int group, int id) const;
+    bool wait_for_room(int requests) const;
+
+    int max_count_;
+    StopSignal &stop_;
+    RequestWatch watch_;
+    Session session_;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/exit_code.h"
+#include "host/line/stop_signal.h"
+#include "host/link/link_settings.h"
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+struct OnceOptions {
+    LinkSettings link;
+    std::optional<int> station;           ///< of references that name none
+    std::vector<std::string> references;  ///< as reference_from takes them
+    bool json = false;                    ///< one JSON object for each reference instead of lines
+    bool check = false;                   ///< of a write: read back and compare
+};
+
+/// Reads each reference once and tells the values on `out`, what went wrong on `error`. All references are looked at
+/// before the line is opened: when one is wrong, nothing is asked. `stop` ends it early.
+ExitCode run_read(const OnceOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
+
+/// Writes each reference, in their order, likewise.
+ExitCode run_write(const OnceOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
+
+}  // namespace kelpo

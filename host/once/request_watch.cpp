@@ -1,0 +1,34 @@
+#include "host/once/request_watch.h"
+
+namespace kelpo {
+
+void RequestWatch::exchanged(const Exchange &exchange) {
+    constexpr int most_waits = 20;
+    if (exchange.outcome == Outcome::good) {
+        waits_ = 0;
+        return;
+    }
+    const Failure failure = failure_of(exchange);
+    waits_ = failure.kind == Failure::Kind::not_now ? waits_ + 1 : 0;
+    {
+        const std::lock_guard<std::mutex> locked(mutex_);
+        courses_[{exchange.group, exchange.id}].failure = failure;
+    }
+    if (waits_ > most_waits)
+        stop_.raise();
+}
+
+void RequestWatch::request_ended(int group, int id, int status) {
+    constexpr int done = 1;
+    const std::lock_guard<std::mutex> locked(mutex_);
+    Course &course = courses_[{group, id}];
+    (status == done ? course.done : course.failed) = true;
+}
+
+Course RequestWatch::course(int group, int id) const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    const auto found = courses_.find({group, id});
+    return found == courses_.end() ? Course() : found->second;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,105 @@
+#include "host/once/requests.h"
+
+#include "host/list/words.h"
+
+#include <algorithm>
+
+namespace kelpo {
+namespace {
+
+int rounded_up(int units, int per_request) {
+    return (units + per_request - 1) / per_request;
+}
+
+// The type whose registers hold the bits of type `type`; nothing for other types.
+std::optional<int> type_of_registers(int type) {
+    switch (type) {
+    case 15:
+        return 7;
+    case 16:
+        return 8;
+    case 17:
+        return 11;
+    default:
+        return std::nullopt;
+    }
+}
+
+// The bit that "word.bit" names, counted from register 0.
+std::optional<long long> bit_number(const std::string &address) {
+    const std::size_t point = address.find('.');
+    if (point == std::string::npos)
+        return std::nullopt;
+    const auto word = whole_number(address.substr(0, point)), bit = whole_number(address.substr(point + 1));
+    return word && bit ? std::optional<long long>(*word * 16 + *bit) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Variable> place_to_read(const Variable &place) {
+    const auto type = type_of_registers(place.type);
+    if (!type)
+        return place;
+    const auto bit = bit_number(place.address);
+    if (!bit || *bit < 0)
+        return std::nullopt;
+    Variable registers = place;
+    registers.type = *type;
+    registers.address = std::to_string(*bit / 16);
+    registers.count = static_cast<int>((*bit % 16 + place.count + 15) / 16);
+    registers.view = View::unsigned_words;
+    return registers;
+}
+
+int requests_of_read(const Variable &place, int max_count) {
+    const int limit = std::max(1, max_count);
+    const int even = rounded_up(place.count, 2) * 2;
+    switch (place.type) {
+    case 12:
+    case 14:
+        return rounded_up(even, limit);
+    case 13:
+        return rounded_up(even / 2, limit);
+    default:
+        return rounded_up(place.count, limit);
+    }
+}
+
+int requests_of_write(const Variable &place, int max_count) {
+    constexpr int most_long_values = 50;
+    const int limit = std::max(1, max_count);
+    switch (place.type) {
+    case 0:
+        return 0;
+    case 1:
+    case 4:
+    case 5:
+    case 6:
+        return rounded_up(place.count, 8 * limit);
+    case 7:
+    case 8:
+    case 9:
+    case 10:
+    case 11:
+        return rounded_up(place.count, limit);
+    case 12:
+    case 13:
+    case 14:
+        return rounded_up(rounded_up(place.count, 2), std::min(limit, most_long_values));
+    default:
+        return place.count;
+    }
+}
+
+RW_VAR once_read_record(const Variable &place, int group, int id) {
+    RW_VAR record;
+    record.var_group = group;
+    record.var_id = id;
+    record.reg_type = place.type;
+    record.addr_text = QString::fromLatin1(place.address.c_str());
+    record.station_no = place.station;
+    record.reg_count = place.count;
+    return record;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,112 @@
+#include "host/plan/address_report.h"
+
+#include "host/plan/plan_words.h"
+
+#include <iomanip>
+
+namespace kelpo {
+namespace {
+
+constexpr int bits_in_a_word = 16;
+constexpr std::int64_t places = 65536;  // that a frame can name
+
+void print_row(std::ostream &out, const char *what, const std::string &text) {
+    out << std::left << std::setw(10) << what << " " << text << "\n";
+}
+
+std::string table_name(bool coils, bool several) {
+    return std::string(coils ? "coil" : "holding register") + (several ? "s" : "");
+}
+
+// "holding register 100 (counted from 1: 101; 40101)"
+std::string modbus_place(bool coils, int address, int count) {
+    constexpr int last_of_five_digits = 9998, register_block = 4;
+    std::string text = table_name(coils, count > 1) + " " + range_text(address, count) +
+                       " (counted from 1: " + range_text(address + 1, count);
+    if (!coils) {
+        const int digits = address > last_of_five_digits ? 100000 : 10000;
+        text += "; " + range_text(register_block * digits + address + 1, count);
+    }
+    return text + ")";
+}
+
+// Where the addresses up to the boundary lie, and those from it on.
+void print_range(const ClassMap &map, int address, std::ostream &out) {
+    const auto place = [&map](int first) {
+        return std::to_string(map.modbus_address(first));
+    };
+    if (!map.high_start) {
+        print_row(out, "range",
+                  "numbers from 0 on lie from " + place(0) + " on" + (map.width > 1 ? ", two registers each" : ""));
+        return;
+    }
+    const int boundary = *map.high_start;
+    print_row(out, "range",
+              "numbers 0 to " + std::to_string(boundary - 1) + " lie from " + place(0) + " on, and from " +
+                  std::to_string(boundary) + " on from " + place(boundary) + " on");
+    if (address == boundary - 1)
+        print_row(out, "remark", "the next number lies elsewhere: a read of both takes two requests");
+}
+
+void print_remarks(const AddressReport &report, std::ostream &out) {
+    const std::int64_t last = std::int64_t{report.use.read.first} + report.use.read.count - 1;
+    const std::int64_t place = report.map.modbus_address(last) + report.map.width - 1;
+    if (last >= places)
+        print_row(out, "remark", "above 65535 values are mixed up with those of the next register class");
+    if (place >= places)
+        print_row(out, "remark",
+                  "it would lie at Modbus address " + std::to_string(place) +
+                      ", above 65535: a frame asks for another place");
+    if (!report.bit_of_word)
+        return;
+    const auto [word, bit] = *report.bit_of_word;
+    const std::string plain = std::to_string(word) + "." + std::to_string(bit);
+    if (plain != report.text)
+        print_row(out, "remark", report.text + " is " + plain + ": 16 bits are the next word");
+    if (report.use.read.first != word)
+        print_row(out, "remark",
+                  "polled, it asks for number " + std::to_string(report.use.read.first) +
+                      ", not for its word: to see it move, poll type " + std::to_string(report.use.register_class) +
+                      ", address " + std::to_string(word));
+}
+
+}  // namespace
+
+AddressReport report_address(int type, const std::string &text, const DriverLibrary &library) {
+    DryRun driver(library);
+    AddressReport report{type, text, 0, driver.use_of(type, text), {}, {}};
+    report.number =
+        library.entry().PLCAddressChangeIntef(type, QString::fromLatin1(text.data(), static_cast<int>(text.size())));
+    report.map = driver.map_of(report.use.register_class);
+    // A bit in a word is the one thing that is written by reading first.
+    constexpr int read_registers = 3;
+    if (report.use.write && report.use.write->function() == read_registers)
+        report.bit_of_word = {report.number / bits_in_a_word, report.number % bits_in_a_word};
+    return report;
+}
+
+void print_address(const AddressReport &report, std::ostream &out) {
+    const PlannedRequest &read = report.use.read;
+    print_row(out, "address",
+              report.text + " of type " + std::to_string(report.type) + " is number " + std::to_string(report.number) +
+                  (report.bit_of_word ? ": word " + std::to_string(report.bit_of_word->word) + ", bit " +
+                                            std::to_string(report.bit_of_word->bit)
+                                      : ""));
+    print_row(out, "class", std::to_string(report.use.register_class));
+    print_row(out, "polled", modbus_place(report.map.coils, read.modbus_address(), read.quantity()));
+    if (!report.use.write)
+        print_row(out, "written", "never: this type is read-only");
+    else if (report.bit_of_word)
+        print_row(out, "written",
+                  modbus_place(false, report.use.write->modbus_address(), 1) + ", bit " +
+                      std::to_string(report.bit_of_word->bit) + ": read, and written back changed");
+    else
+        print_row(out, "written", "there, with function " + std::to_string(report.use.write->function()));
+    print_row(out, "request",
+              hex_text(read) + " (to station " + std::to_string(read.bytes[0]) + "), answered by " +
+                  counted(read.reply_length, "byte"));
+    print_range(report.map, read.first, out);
+    print_remarks(report, out);
+}
+
+}  // namespace kelpo

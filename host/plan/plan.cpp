@@ -1,0 +1,105 @@
+#include "host/plan/plan.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+namespace kelpo {
+namespace {
+
+// A variable's part of what a block could hold.
+struct Wanted {
+    std::int64_t first;
+    std::int64_t end;
+    std::size_t variable;
+};
+
+using WantedByGroup = std::map<std::pair<int, int>, std::vector<Wanted>>;  // by station and class
+
+WantedByGroup wanted_by_group(const PollList &list, DryRun &driver) {
+    WantedByGroup groups;
+    for (std::size_t i = 0; i < list.variables.size(); ++i) {
+        const Span span = driver.span_of(list.variables[i]);
+        const std::int64_t first = span.first;
+        groups[{list.variables[i].station, span.register_class}].push_back({first, first + span.count, i});
+    }
+    for (auto &[group, wanted] : groups)
+        std::stable_sort(wanted.begin(), wanted.end(),
+                         [](const Wanted &one, const Wanted &other) { return one.first < other.first; });
+    return groups;
+}
+
+// Which variables lie in the block, and what lies between them.
+void fill(PlannedBlock &planned, const std::vector<Wanted> &group) {
+    const std::int64_t begin = planned.block.first, end = begin + planned.block.count;
+    std::int64_t covered = begin;
+    const auto note_gap = [&planned, &covered](std::int64_t until) {
+        if (until > covered)
+            planned.vain.push_back({static_cast<int>(covered), static_cast<int>(until - covered)});
+    };
+    for (const Wanted &wanted : group) {
+        if (wanted.end <= begin || wanted.first >= end)
+            continue;
+        note_gap(wanted.first);
+        covered = std::max(covered, wanted.end);
+        planned.variables.push_back(wanted.variable);
+    }
+    note_gap(end);
+}
+
+}  // namespace
+
+Traffic &Traffic::operator+=(const Traffic &more) {
+    requests += more.requests;
+    bytes_out += more.bytes_out;
+    bytes_in += more.bytes_in;
+    time += more.time;
+    return *this;
+}
+
+int PlannedBlock::in_vain() const {
+    int units = 0;
+    for (const VainStretch &stretch : vain)
+        units += stretch.count;
+    return units;
+}
+
+std::chrono::nanoseconds exchange_time(const PollList &list, std::size_t bytes_out, int bytes_in) {
+    const LineSettings &line = list.link.line;
+    const auto characters = static_cast<std::int64_t>(bytes_out) + bytes_in;
+    return line.frame_gap() + line.character_time() * characters + list.turnaround;
+}
+
+Traffic traffic_of(const PollList &list, const std::vector<PlannedRequest> &requests) {
+    Traffic traffic;
+    for (const PlannedRequest &request : requests)
+        traffic += {1, static_cast<std::int64_t>(request.bytes.size()), request.reply_length,
+                    exchange_time(list, request.bytes.size(), request.reply_length)};
+    return traffic;
+}
+
+Plan make_plan(const PollList &list, DryRun &driver) {
+    Plan plan;
+    plan.list = list;
+    WantedByGroup groups = wanted_by_group(list, driver);
+    std::map<int, StationPlan> stations;
+    for (DryBlock &block : driver.cycle(list.variables, list.link.max_count)) {
+        const Station &station = list.station(block.station);
+        PlannedBlock planned{std::move(block), station.enabled, {}, {}, {}};
+        fill(planned, groups[{planned.block.station, planned.block.register_class}]);
+        planned.traffic = traffic_of(list, planned.block.requests);
+        if (planned.enabled)
+            plan.cycle += planned.traffic;
+        StationPlan &of_station = stations[station.number];
+        of_station.station = station;
+        ++of_station.blocks;
+        of_station.in_vain += planned.in_vain();
+        of_station.traffic += planned.traffic;
+        plan.blocks.push_back(std::move(planned));
+    }
+    for (auto &[number, station] : stations)
+        plan.stations.push_back(std::move(station));
+    return plan;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "host/list/poll_list.h"
+#include "host/plan/dry_run.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+/// What goes over the line.
+struct Traffic {
+    int requests = 0;
+    std::int64_t bytes_out = 0;
+    std::int64_t bytes_in = 0;
+    std::chrono::nanoseconds time{0};  ///< estimate, when every reply comes at once and is good
+
+    Traffic &operator+=(const Traffic &more);
+};
+
+/// A run of units in a block that no variable lies in.
+struct VainStretch {
+    int first;
+    int count;
+};
+
+/// One block read of the cycle.
+struct PlannedBlock {
+    DryBlock block;
+    bool enabled;                        ///< false: its station is off
+    std::vector<std::size_t> variables;  ///< whose values lie in it, as indices into PollList::variables
+    std::vector<VainStretch> vain;
+    Traffic traffic;
+
+    int in_vain() const;  ///< units
+};
+
+/// What one station takes of a cycle, or would take if it were on.
+struct StationPlan {
+    Station station;
+    int blocks = 0;
+    int in_vain = 0;  ///< bits and registers
+    Traffic traffic;
+};
+
+/// What would make the cycle shorter, or what is to be known about it.
+struct Advice {
+    std::string text;
+    std::chrono::nanoseconds saves;  ///< per cycle; 0 where nothing can be said
+};
+
+/// How the driver polls a list, and what that takes.
+struct Plan {
+    PollList list;
+    std::vector<PlannedBlock> blocks;
+    std::vector<StationPlan> stations;  ///< those that have variables
+    Traffic cycle;                      ///< of all stations that are on
+    std::vector<Advice> advice;         ///< what can be changed comes first
+};
+
+/// Time of one exchange: the silence before the request, the request, the controller's turnaround, and the reply.
+std::chrono::nanoseconds exchange_time(const PollList &list, std::size_t bytes_out, int bytes_in);
+
+/// What the requests take of a cycle.
+Traffic traffic_of(const PollList &list, const std::vector<PlannedRequest> &requests);
+
+/// Finds out by a dry run how the driver polls the list. Gives no advice.
+Plan make_plan(const PollList &list, DryRun &driver);
+
+}  // namespace kelpo

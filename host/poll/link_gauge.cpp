@@ -1,0 +1,190 @@
+#include "host/poll/link_gauge.h"
+
+#include <algorithm>
+
+namespace kelpo {
+namespace {
+
+using Time = LinkReading::Time;
+using WallClock = std::chrono::system_clock;
+using Kind = LinkEvent::Kind;
+
+constexpr auto looked_back = std::chrono::seconds(2);
+constexpr int polled = -1;  // the id of a polled block
+
+BlockPlace place_of(const Exchange &exchange) {
+    return {exchange.station, exchange.type, exchange.address};
+}
+
+// A refusal is an answer: the station is there.
+bool is_silence(const Failure &failure) {
+    return failure.kind == Failure::Kind::no_reply || failure.kind == Failure::Kind::bad_reply;
+}
+
+}  // namespace
+
+LinkGauge::LinkGauge(Clock clock) : clock_(std::move(clock)), started_(clock_()), cycle_began_(started_) {}
+
+LinkReading LinkGauge::reading() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    LinkReading reading = reading_;
+    const Time now = clock_();
+    const auto recent =
+        std::count_if(lately_.begin(), lately_.end(), [now](Time time) { return now - time < looked_back; });
+    const std::chrono::duration<double> span = std::min<Time::duration>(looked_back, now - started_);
+    constexpr double shortest = 0.1;  // below, a first exchange would look like a thousand a second
+    reading.exchanges_per_second = static_cast<double>(recent) / std::max(shortest, span.count());
+    if (!cycle_.empty())
+        reading.cycles.so_far = now - cycle_began_;
+    return reading;
+}
+
+std::vector<LinkEvent> LinkGauge::take_events() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return std::exchange(events_, {});
+}
+
+void LinkGauge::forget_station(int station) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    reading_.stations[station].down_since.reset();
+    for (auto &[place, block] : reading_.blocks)
+        if (place.station == station)
+            block.failure.reset();
+    forget_cycle();
+}
+
+void LinkGauge::exchanged(const Exchange &exchange) {
+    std::optional<Failure> failure;
+    if (exchange.outcome != Outcome::good)
+        failure = failure_of(exchange);
+
+    const std::lock_guard<std::mutex> locked(mutex_);
+    const Time now = clock_();
+    count(exchange, now);
+    report_failed_request(exchange, failure);
+    judge_station(exchange, failure, now);
+    if (exchange.id != polled)
+        return;
+    time_cycle(exchange, now - std::chrono::duration_cast<Time::duration>(exchange.ended_at - exchange.sent_at));
+    judge_block(exchange, failure, now);
+}
+
+void LinkGauge::count(const Exchange &exchange, Time now) {
+    ++reading_.exchanges;
+    reading_.bytes_sent += exchange.request.size();
+    reading_.bytes_received += exchange.reply.size();
+    reading_.bytes_discarded += exchange.stale.size();
+    lately_.push_back(now);
+    while (now - lately_.front() >= looked_back)
+        lately_.pop_front();
+    switch (exchange.outcome) {
+    case Outcome::good:
+        ++reading_.good;
+        break;
+    case Outcome::sent_again:
+        ++reading_.sent_again;
+        break;
+    case Outcome::given_up:
+        ++reading_.given_up;
+        break;
+    }
+}
+
+void LinkGauge::time_cycle(const Exchange &exchange, Time sent_at) {
+    const bool resent = std::exchange(resend_, exchange.outcome == Outcome::sent_again);
+    if (resent)
+        return;
+    const Frame frame{place_of(exchange), std::string(exchange.request)};
+    if (cycle_.count(frame) > 0) {
+        LinkReading::Cycles &cycles = reading_.cycles;
+        cycles.last = sent_at - cycle_began_;
+        cycles.worst = std::max(cycles.worst, cycles.last);
+        cycles_took_ += cycles.last;
+        ++cycles.count;
+        cycles.mean = cycles_took_ / static_cast<std::int64_t>(cycles.count);
+        cycle_.clear();
+    }
+    if (cycle_.empty())
+        cycle_began_ = sent_at;
+    cycle_.insert(frame);
+}
+
+void LinkGauge::judge_station(const Exchange &exchange, const std::optional<Failure> &failure, Time now) {
+    LinkReading::Station &station = reading_.stations[exchange.station];
+    if (failure) {
+        ++station.failed;
+        station.failure = failure;
+    } else {
+        ++station.answered;
+    }
+    if (!failure || !is_silence(*failure)) {
+        if (station.down_since)
+            tell({Kind::station_back, {}, place_of(exchange), 0, polled, {}, {}});
+        station.down_since.reset();
+    } else if (exchange.outcome == Outcome::given_up && !station.down_since) {
+        station.down_since = now;
+        tell({Kind::station_down, {}, place_of(exchange), 0, polled, {}, failure->text});
+    }
+}
+
+void LinkGauge::judge_block(const Exchange &exchange, const std::optional<Failure> &failure, Time now) {
+    LinkReading::Block &block = reading_.blocks[place_of(exchange)];
+    if (!failure) {
+        ++block.readings;
+        block.read_at = now;
+        block.failure.reset();
+    } else if (exchange.outcome == Outcome::given_up) {
+        block.failure = failure;
+        tell({Kind::given_up, {}, place_of(exchange), exchange.count, polled, {}, failure->text});
+    }
+}
+
+// The driver reports a failed request before the exchange that tells why; one that it cannot build has no exchange.
+void LinkGauge::report_failed_request(const Exchange &exchange, const std::optional<Failure> &failure) {
+    const std::optional<int> id = std::exchange(reading_.request_failing, std::nullopt);
+    if (!id)
+        return;
+    const bool sent = *id == exchange.id && failure;
+    tell({Kind::request_failed, {}, {}, 0, *id, {}, sent ? failure->text : "the driver can make no request of it"});
+}
+
+void LinkGauge::request_ended(int /*group*/, int id, int status) {
+    constexpr int done = 1;
+    const std::lock_guard<std::mutex> locked(mutex_);
+    if (status == done)
+        tell({Kind::request_done, {}, {}, 0, id, {}, {}});
+    else
+        reading_.request_failing = id;
+}
+
+void LinkGauge::line_opened() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    if (lost_)
+        tell({Kind::line_back, {}, {}, 0, polled, {}, {}});
+    lost_ = false;
+    reading_.line_open = true;
+    reading_.line_error.clear();
+    forget_cycle();
+}
+
+void LinkGauge::line_lost(const std::string &why, std::chrono::milliseconds pause) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    lost_ = true;
+    reading_.line_open = false;
+    reading_.line_error = why;
+    reading_.next_try = clock_() + pause;
+    forget_cycle();
+    tell({Kind::line_lost, {}, {}, 0, polled, pause, why});
+}
+
+void LinkGauge::forget_cycle() {
+    cycle_.clear();
+    resend_ = false;
+}
+
+void LinkGauge::tell(LinkEvent event) {
+    event.time = WallClock::now();
+    events_.push_back(std::move(event));
+}
+
+}  // namespace kelpo

@@ -1,0 +1,144 @@
+#pragma once
+
+#include "host/link/link_watcher.h"
+#include "host/once/verdict.h"
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace kelpo {
+
+/// A block read of the driver's cyclic list: no two of a list start at the same place.
+struct BlockPlace {
+    int station;
+    int type;     ///< the register class
+    int address;  ///< first number in that class, as the driver counts
+
+    bool operator<(const BlockPlace &other) const {
+        return std::tie(station, type, address) < std::tie(other.station, other.type, other.address);
+    }
+};
+
+/// What is known of a link at one moment.
+struct LinkReading {
+    using Time = std::chrono::steady_clock::time_point;
+
+    struct Block {
+        std::uint64_t readings = 0;      ///< good replies
+        Time read_at{};                  ///< when the last of them came
+        std::optional<Failure> failure;  ///< of the last request, when it was given up
+    };
+
+    struct Station {
+        std::uint64_t answered = 0;  ///< good replies
+        std::uint64_t failed = 0;    ///< replies refused or missing
+        std::optional<Time>
+            down_since;  ///< a request was given up and none was answered since, not even with a refusal
+        std::optional<Failure> failure;  ///< the last one, also when requests were answered since
+    };
+
+    /// A cycle begins with a block and ends when a block that it has served comes again: all blocks that are asked
+    /// for at present have had their turn, and what was written meanwhile is counted in.
+    struct Cycles {
+        std::uint64_t count = 0;
+        std::chrono::nanoseconds last{0};
+        std::chrono::nanoseconds mean{0};
+        std::chrono::nanoseconds worst{0};
+        std::chrono::nanoseconds so_far{0};  ///< of the cycle that runs
+    };
+
+    std::uint64_t exchanges = 0;   ///< requests sent
+    std::uint64_t good = 0;        ///< replies that the driver accepted
+    std::uint64_t sent_again = 0;  ///< requests that failed and came again
+    std::uint64_t given_up = 0;    ///< requests that failed for the last time
+    std::uint64_t bytes_sent = 0;
+    std::uint64_t bytes_received = 0;
+    std::uint64_t bytes_discarded = 0;
+    double exchanges_per_second = 0;  ///< over the last two seconds
+    Cycles cycles;
+    std::map<BlockPlace, Block> blocks;
+    std::map<int, Station> stations;
+    std::optional<int> request_failing;  ///< id of a request that has failed; the event follows within moments
+    bool line_open = false;
+    std::string line_error;  ///< why the line was lost; empty while it is open
+    Time next_try{};         ///< when the line is to be opened again
+};
+
+/// Something that happened on a link, to be told once.
+struct LinkEvent {
+    enum class Kind {
+        given_up,      ///< a polled block was not read
+        station_down,  ///< a station does not answer any more
+        station_back,  ///< it does again
+        line_lost,
+        line_back,
+        request_done,   ///< by the driver's write-result callback
+        request_failed  ///< likewise
+    };
+
+    Kind kind;
+    std::chrono::system_clock::time_point time;
+    BlockPlace place{};                  ///< of given_up, station_down, station_back
+    int count = 0;                       ///< units of the block; of given_up
+    int id = -1;                         ///< of request_done, request_failed
+    std::chrono::milliseconds pause{0};  ///< until the next try; of line_lost
+    std::string text;                    ///< why
+};
+
+/// Measures a link. Any thread may look while the link runs.
+class LinkGauge : public LinkWatcher {
+public:
+    using Clock = std::function<LinkReading::Time()>;
+
+    explicit LinkGauge(Clock clock = std::chrono::steady_clock::now);
+
+    LinkReading reading() const;
+
+    /// What has happened since the last call, oldest first. Must be called now and then: all is kept until then.
+    std::vector<LinkEvent> take_events();
+
+    /// To be told when a station was switched off or on: what was known of it does not hold any more, and the cycle
+    /// that runs is not one.
+    void forget_station(int station);
+
+    void exchanged(const Exchange &exchange) override;
+    void request_ended(int group, int id, int status) override;
+    void line_opened() override;
+    void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
+
+private:
+    using Frame = std::pair<BlockPlace, std::string>;
+
+    void count(const Exchange &exchange, LinkReading::Time now);
+    void time_cycle(const Exchange &exchange, LinkReading::Time sent_at);
+    void judge_station(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
+    void judge_block(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
+    void report_failed_request(const Exchange &exchange, const std::optional<Failure> &failure);
+    void forget_cycle();
+    void tell(LinkEvent event);
+
+    const Clock clock_;
+    mutable std::mutex mutex_;  // guards all below
+    LinkReading reading_;
+    std::vector<LinkEvent> events_;
+    LinkReading::Time started_;
+    std::deque<LinkReading::Time> lately_;  // when exchanges ended, as far as the rate looks back
+    bool lost_ = false;                     // the line was, and is not back
+
+    std::set<Frame> cycle_;  // polled frames that had their turn in the cycle that runs
+    LinkReading::Time cycle_began_;
+    std::chrono::nanoseconds cycles_took_{0};
+    bool resend_ = false;  // the polled frame sent last comes again
+};
+
+}  // namespace kelpo

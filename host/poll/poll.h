@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/exit_code.h"
+#include "host/line/stop_signal.h"
+#include "host/list/poll_list.h"
+#include "host/poll/records.h"
+
+#include <chrono>
+#include <iosfwd>
+#include <optional>
+#include <string>
+
+namespace kelpo {
+
+struct PollOptions {
+    PollList list;
+    std::string list_file;               ///< its name, for the screen
+    std::optional<RecordFormat> format;  ///< records on standard output instead of the live screen
+    std::optional<std::chrono::seconds> duration;
+    std::optional<std::chrono::milliseconds> every;  ///< all values so often, instead of those that changed; of records
+    bool writes = false;  ///< records: take lines NAME=VALUE from standard input and write them
+    std::string trace_file;
+};
+
+/// Polls a list until the user ends it, `stop` is raised or the time is over: on a live screen, or where standard input
+/// and output are no terminal, or a format is asked for, as records. A summary and what went wrong are told on `error`.
+ExitCode run_poll(const PollOptions &options, StopSignal &stop, std::ostream &error);
+
+}  // namespace kelpo

@@ -1,0 +1,134 @@
+#pragma once
+
+#include "host/exit_code.h"
+#include "host/link/session.h"
+#include "host/list/poll_list.h"
+#include "host/poll/link_gauge.h"
+#include "host/poll/variable_watch.h"
+#include "host/trace/trace_output.h"
+#include "host/trace/tracer.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+/// Something that happened while a list was polled, to be told once.
+struct PollEvent {
+    enum class Kind { given_up, station_down, station_back, line_lost, line_back, write_done, write_failed };
+
+    Kind kind;
+    std::chrono::system_clock::time_point time;
+    BlockPlace place{};                   ///< of given_up; of the stations' events the station
+    int count = 0;                        ///< units of the block; of given_up
+    std::optional<std::size_t> variable;  ///< of a write
+    std::chrono::milliseconds pause{0};   ///< until the next try; of line_lost
+    std::string text;                     ///< why; of write_done what was written
+};
+
+/// The event in words, in one line.
+std::string words_of(const PollEvent &event, const std::vector<Variable> &variables);
+
+/// Whether a write was queued, or why not.
+struct WriteAnswer {
+    bool taken;
+    std::string text;  ///< for the user
+};
+
+/// Polls the variables of a list, and writes to them: what the live screen and the records have in common. For one
+/// thread, beside its own link thread.
+class PollEngine {
+public:
+    /// Loads the driver and gives it the list. All that goes over the line goes to `trace_file` too, unless that is
+    /// empty: as a capture when the name ends in .pcap. `stop` must outlive the engine. Throws DriverLibraryError and
+    /// TraceOutputError.
+    PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file);
+
+    /// Opens the line and begins to poll. Throws LineError.
+    void start();
+
+    struct News {
+        std::vector<std::size_t> changed;  ///< variables that changed or were read for the first time
+        std::vector<PollEvent> events;     ///< oldest first
+    };
+
+    /// Takes in what has happened since the last call. Throws TraceOutputError.
+    News refresh();
+
+    /// Stops polling. What still waits in the driver's queue is lost then.
+    void finish();
+
+    const PollList &list() const {
+        return list_;
+    }
+    /// As of the last refresh().
+    const LinkReading &link() const {
+        return link_;
+    }
+    /// As of the last refresh().
+    const VariableWatch &watch() const {
+        return watch_;
+    }
+    int blocks() const {
+        return blocks_;
+    }
+
+    /// Queues what the user typed for a variable. It waits while the line is lost. Refuses what would be dropped by the
+    /// driver without a report.
+    WriteAnswer write(std::size_t variable, const std::string &typed);
+
+    /// True while a write to the variable waits or is under way.
+    bool write_waits(std::size_t variable) const;
+
+    bool is_off(int station) const {
+        return off_.count(station) > 0;
+    }
+
+    /// Switches the station off or on again. Returns what was done, for the user.
+    std::string switch_station(int station);
+
+    /// The last frames and notes on the line.
+    std::vector<TraceRecord> trace() const {
+        return ring_.last();
+    }
+
+    /// What was done in all, in lines for the user.
+    std::string summary() const;
+
+    /// What is wrong with the line or with blocks at the time of the last refresh(), or not_right when a write failed
+    /// or still waits then; otherwise all_well.
+    ExitCode exit_code() const;
+
+private:
+    struct Write {
+        std::size_t variable;
+        std::string text;
+    };
+
+    PollEvent event_from(const LinkEvent &event);
+    void end_write(int id, PollEvent &event);
+    void report_dropped_writes(std::vector<PollEvent> &events);
+    void write_trace();
+
+    const PollList list_;
+    TraceRing ring_;
+    TraceQueue queue_;
+    std::optional<TraceOutput> output_;
+    LinkGauge gauge_;
+    Tracer tracer_;
+    Session session_;
+    int blocks_;
+    VariableWatch watch_;
+    LinkReading link_;
+    std::set<int> off_;
+    std::map<int, Write> writes_;  // that wait or are under way, by id
+    int next_id_ = 0;
+    int writes_done_ = 0, writes_failed_ = 0;
+    std::chrono::steady_clock::time_point started_;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,115 @@
+#pragma once
+
+#include "host/poll/link_gauge.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+/// How a piece of text looks on a terminal that can do so. What it means is always told by a letter or a word too.
+struct TextStyle {
+    enum class Colour { plain, red, yellow, green };
+
+    Colour colour = Colour::plain;
+    bool bold = false;
+    bool dim = false;
+    bool reverse = false;
+
+    bool operator==(const TextStyle &other) const {
+        return colour == other.colour && bold == other.bold && dim == other.dim && reverse == other.reverse;
+    }
+};
+
+/// UTF-8 without control characters, in one style.
+struct TextSpan {
+    std::string text;
+    TextStyle style;
+};
+
+using ScreenLine = std::vector<TextSpan>;
+
+struct PollScreenSize {
+    int columns;
+    int lines;
+};
+
+/// What a terminal is to show.
+struct PollScreen {
+    struct Place {
+        int line;
+        int column;
+    };
+
+    std::vector<ScreenLine> lines;   ///< at most as many, and as wide, as the size asked for
+    std::optional<Place> cursor;     ///< where the user types, if so
+    std::size_t top = 0;             ///< the row shown first, to be given back with the next model
+    std::size_t rows_in_column = 1;  ///< how far left and right lead
+    std::size_t rows_shown = 1;      ///< how far a page leads
+};
+
+/// One variable as the screen shows it.
+struct PollRow {
+    enum class State {
+        asked,
+        down,     ///< its station does not answer
+        failing,  ///< its station answers, but what was asked for last was not read
+        off       ///< its station is switched off
+    };
+
+    std::string name;
+    int station;
+    std::string place;                               ///< register type and address: "7:100"
+    std::string value;                               ///< empty: not read yet
+    std::size_t widest_value;                        ///< characters of the longest text that the value can have
+    std::optional<std::chrono::nanoseconds> age;     ///< since it was read
+    std::optional<std::chrono::nanoseconds> steady;  ///< since it changed
+    std::uint64_t changes;
+    State state;
+    bool write_waits;
+};
+
+/// One station as the screen shows it.
+struct PollStation {
+    enum class State { unknown, answers, down, off };
+
+    int number;
+    State state;
+    std::chrono::nanoseconds down_for{0};
+    std::string failure;  ///< why it is down
+};
+
+/// All that the screen shows.
+struct PollModel {
+    struct TraceLine {
+        std::string text;
+        bool failed;
+    };
+    struct Prompt {
+        std::string label;
+        std::string text;
+    };
+
+    std::string title;
+    std::vector<PollRow> rows;  ///< those that the search leaves
+    std::string search;         ///< empty: all
+    std::size_t selected = 0;   ///< among the rows
+    std::size_t top = 0;        ///< as the last screen gave it
+    LinkReading link;
+    std::chrono::nanoseconds until_next_try{0};  ///< while the line is lost
+    std::vector<PollStation> stations;
+    bool paused = false;
+    bool help = false;
+    std::optional<std::vector<TraceLine>> trace;  ///< oldest first; nothing: the trace is not shown
+    std::string message;
+    std::optional<Prompt> prompt;  ///< takes the message's place
+};
+
+/// The screen for a terminal of `size`, at least 1 by 1. A pure function.
+PollScreen poll_screen(const PollModel &model, PollScreenSize size);
+
+}  // namespace kelpo

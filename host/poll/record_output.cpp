@@ -1,0 +1,44 @@
+#include "host/poll/record_output.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstddef>
+#include <system_error>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace kelpo {
+
+RecordOutput::RecordOutput(int descriptor, const StopSignal &stop) : descriptor_(descriptor), stop_(stop) {}
+
+// A pipe that is ready takes so much without holding the writer up, so a stop never waits for the reader.
+void RecordOutput::write(const std::string &text) {
+    const char *next = text.data();
+    std::size_t left = text.size();
+    while (left > 0 && !gone_ && !stop_.raised()) {
+        const auto deadline = StopSignal::Clock::now() + std::chrono::hours(1);
+        if (stop_.wait_for_descriptor(descriptor_, POLLOUT, deadline) != StopSignal::Wait::ready)
+            continue;
+        const ssize_t put = ::write(descriptor_, next, std::min<std::size_t>(left, PIPE_BUF));
+        if (put >= 0) {
+            next += put;
+            left -= static_cast<std::size_t>(put);
+        } else if (errno == EPIPE) {
+            gone_ = true;
+        } else if (errno != EINTR && errno != EAGAIN) {
+            throw std::system_error(errno, std::generic_category(), "cannot write the records");
+        }
+    }
+}
+
+bool RecordOutput::reader_gone() {
+    pollfd other_end{descriptor_, 0, 0};
+    if (poll(&other_end, 1, 0) > 0 && (other_end.revents & POLLERR) != 0)
+        gone_ = true;
+    return gone_;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "host/line/stop_signal.h"
+
+#include <string>
+
+namespace kelpo {
+
+/// Lines for another program, through an open file that may be a pipe with a slow reader.
+class RecordOutput {
+public:
+    /// `stop` ends all waiting; it and `descriptor` must outlive the output. The signal SIGPIPE must be ignored.
+    RecordOutput(int descriptor, const StopSignal &stop);
+
+    /// Writes the text at once, as far as no stop comes first. Does nothing when the reader has gone. Throws
+    /// std::system_error when the system refuses it for another reason.
+    void write(const std::string &text);
+
+    /// True when nobody can read what is written any more.
+    bool reader_gone();
+
+private:
+    const int descriptor_;
+    const StopSignal &stop_;
+    bool gone_ = false;
+};
+
+}  // namespace kelpo

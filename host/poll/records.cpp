@@ -1,0 +1,203 @@
+#include "host/poll/records.h"
+
+#include "host/trace/trace_time.h"
+
+#include <nlohmann/json.hpp>
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <system_error>
+
+namespace kelpo {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// One record, before it has a form. What does not apply is left out.
+struct Record {
+    RecordTime time;
+    std::string kind;
+    std::string name;
+    std::optional<int> station, type;
+    std::string address;
+    std::optional<int> count;
+    std::string text;
+    Json values = nullptr;
+    std::optional<std::int64_t> pause;  // milliseconds
+    std::string words;                  // of the plain form
+};
+
+constexpr const char *csv_head = "time,kind,name,station,type,address,count,text\n";
+
+TraceTime in_microseconds(RecordTime time) {
+    return std::chrono::time_point_cast<std::chrono::microseconds>(time);
+}
+
+std::string clock_in_milliseconds(RecordTime time, TimeZone zone) {
+    constexpr std::size_t hh_mm_ss_mmm = 12;
+    return clock_text(in_microseconds(time), zone).substr(0, hh_mm_ss_mmm);
+}
+
+std::string utc_text(RecordTime time) {
+    return date_text(in_microseconds(time), TimeZone::utc) + "T" + clock_in_milliseconds(time, TimeZone::utc) + "Z";
+}
+
+// The decimal text, not the float as a double: 0.1 stays 0.1. JSON has no number for infinity and for what is no
+// number.
+Json real_number(const View &view, std::int64_t value) {
+    const std::string text = text_of(view, {value});
+    double number = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
+    return parsed.ec == std::errc() && std::isfinite(number) ? Json(number) : Json(nullptr);
+}
+
+Json json_values(const View &view, const Values &values) {
+    Json list = Json::array();
+    for (const std::int64_t value : values)
+        list.push_back(view.reading == View::Reading::real ? real_number(view, value) : Json(value));
+    return list;
+}
+
+std::string json_line(const Record &record) {
+    Json line;
+    line["time"] = utc_text(record.time);
+    line["kind"] = record.kind;
+    if (!record.name.empty())
+        line["name"] = record.name;
+    if (record.station)
+        line["station"] = *record.station;
+    if (record.type)
+        line["type"] = *record.type;
+    if (!record.address.empty())
+        line["address"] = record.address;
+    if (record.count)
+        line["count"] = *record.count;
+    if (!record.values.is_null())
+        line["values"] = record.values;
+    line["text"] = record.text;
+    if (record.pause)
+        line["pause_ms"] = *record.pause;
+    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string csv_field(const std::string &text) {
+    if (text.find_first_of("\",\r\n") == std::string::npos)
+        return text;
+    std::string field = "\"";
+    for (const char letter : text)
+        field += letter == '"' ? std::string("\"\"") : std::string(1, letter);
+    return field + "\"";
+}
+
+std::string csv_number(const std::optional<int> &number) {
+    return number ? std::to_string(*number) : "";
+}
+
+std::string csv_line(const Record &record) {
+    return utc_text(record.time) + "," + record.kind + "," + csv_field(record.name) + "," + csv_number(record.station) +
+           "," + csv_number(record.type) + "," + csv_field(record.address) + "," + csv_number(record.count) + "," +
+           csv_field(record.text) + "\n";
+}
+
+std::string line_of(RecordFormat format, const Record &record) {
+    switch (format) {
+    case RecordFormat::csv:
+        return csv_line(record);
+    case RecordFormat::json:
+        return json_line(record);
+    case RecordFormat::plain:
+        break;
+    }
+    return clock_in_milliseconds(record.time, TimeZone::local) + " " + record.words + "\n";
+}
+
+void name_variable(Record &record, const Variable &variable) {
+    record.name = variable.name;
+    record.station = variable.station;
+    record.type = variable.type;
+    record.address = variable.address;
+    record.count = variable.count;
+}
+
+const char *kind_of(PollEvent::Kind kind) {
+    switch (kind) {
+    case PollEvent::Kind::given_up:
+        return "given-up";
+    case PollEvent::Kind::station_down:
+        return "station-down";
+    case PollEvent::Kind::station_back:
+        return "station-back";
+    case PollEvent::Kind::line_lost:
+        return "line-lost";
+    case PollEvent::Kind::line_back:
+        return "line-back";
+    case PollEvent::Kind::write_done:
+        return "write-done";
+    case PollEvent::Kind::write_failed:
+        break;
+    }
+    return "write-failed";
+}
+
+}  // namespace
+
+std::string record_head(RecordFormat format) {
+    return format == RecordFormat::csv ? csv_head : "";
+}
+
+std::string value_record(RecordFormat format, RecordTime time, const Variable &variable, const VariableState &state) {
+    Record record{};
+    record.time = time;
+    record.kind = "value";
+    name_variable(record, variable);
+    record.text = state.text;
+    record.values = json_values(variable.view, state.values);
+    record.words = variable.name + " = " + state.text;
+    return line_of(format, record);
+}
+
+std::string event_record(RecordFormat format, const PollEvent &event, const std::vector<Variable> &variables) {
+    Record record{};
+    record.time = event.time;
+    record.kind = kind_of(event.kind);
+    record.text = event.text;
+    record.words = "* " + words_of(event, variables);
+    switch (event.kind) {
+    case PollEvent::Kind::given_up:
+        record.station = event.place.station;
+        record.type = event.place.type;
+        record.address = std::to_string(event.place.address);
+        record.count = event.count;
+        break;
+    case PollEvent::Kind::station_down:
+    case PollEvent::Kind::station_back:
+        record.station = event.place.station;
+        break;
+    case PollEvent::Kind::line_lost:
+        record.pause = event.pause.count();
+        break;
+    case PollEvent::Kind::line_back:
+        break;
+    case PollEvent::Kind::write_done:
+    case PollEvent::Kind::write_failed:
+        if (event.variable)
+            name_variable(record, variables[*event.variable]);
+        break;
+    }
+    return line_of(format, record);
+}
+
+std::string refusal_record(RecordFormat format, RecordTime time, const Variable *variable, const std::string &why) {
+    Record record{};
+    record.time = time;
+    record.kind = "write-refused";
+    if (variable != nullptr)
+        name_variable(record, *variable);
+    record.text = why;
+    record.words = "* " + why;
+    return line_of(format, record);
+}
+
+}  // namespace kelpo

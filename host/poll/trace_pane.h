@@ -1,0 +1,14 @@
+#pragma once
+
+#include "host/poll/poll_view.h"
+#include "host/trace/trace_record.h"
+
+#include <vector>
+
+namespace kelpo {
+
+/// The records as lines for a screen: time, direction, meaning, and the bytes behind it where they find room. Each
+/// reply is judged against the request before it.
+std::vector<PollModel::TraceLine> trace_lines(const std::vector<TraceRecord> &records);
+
+}  // namespace kelpo

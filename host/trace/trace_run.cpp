@@ -1,0 +1,119 @@
+#include "host/trace/trace_run.h"
+
+#include "host/link/session.h"
+#include "host/trace/trace_file.h"
+#include "host/trace/trace_output.h"
+#include "host/trace/tracer.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <ostream>
+#include <vector>
+
+namespace kelpo {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// All places that records go to.
+class Outputs {
+public:
+    Outputs(const TraceOptions &options, std::ostream &out) : teller_(options.style, options.filter), out_(out) {
+        if (!options.to.empty())
+            files_.emplace_back(options.to, TraceForm::saved_trace);
+        if (!options.pcap.empty())
+            files_.emplace_back(options.pcap, TraceForm::pcap);
+    }
+
+    void write(const TraceRecord &record) {
+        for (const std::string &line : teller_.lines(record))
+            out_ << line << '\n';
+        for (TraceOutput &file : files_)
+            file.write(record);
+    }
+
+    void flush() {
+        out_.flush();
+        for (TraceOutput &file : files_)
+            file.flush();
+    }
+
+    // False once nobody takes what is shown.
+    bool wanted() const {
+        return out_.good();
+    }
+
+    std::string summary() const {
+        return std::to_string(teller_.requests()) + " requests, " + std::to_string(teller_.failures()) +
+               " without a good reply";
+    }
+
+private:
+    TraceTeller teller_;
+    std::ostream &out_;
+    std::vector<TraceOutput> files_;
+};
+
+ExitCode failed(const std::string &what, std::ostream &error) {
+    error << "kelpo: " << what << '\n';
+    return ExitCode::system;
+}
+
+}  // namespace
+
+ExitCode show_trace(const std::string &file, const TraceOptions &options, const StopSignal &stop, std::ostream &out,
+                    std::ostream &error) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in)
+        return failed("cannot read " + file + ": " + std::strerror(errno), error);
+    try {
+        Outputs outputs(options, out);
+        const std::size_t mistakes = read_trace(in, file,
+                                                {[&](const TraceRecord &record) {
+                                                     outputs.write(record);
+                                                     return outputs.wanted() && !stop.raised();
+                                                 },
+                                                 [&error](const std::string &mistake) {
+                                                     error << "kelpo: " << mistake << '\n';
+                                                 }});
+        outputs.flush();
+        return mistakes == 0 ? ExitCode::all_well : ExitCode::not_right;
+    } catch (const TraceOutputError &cause) {
+        return failed(cause.what(), error);
+    }
+}
+
+ExitCode trace_line(const PollList &list, const TraceOptions &options, std::optional<std::chrono::seconds> duration,
+                    StopSignal &stop, std::ostream &out, std::ostream &error) {
+    constexpr auto between_looks = std::chrono::milliseconds(50);
+    constexpr int disable = 0;
+    try {
+        Outputs outputs(options, out);
+        TraceQueue queue;
+        Tracer tracer({&queue});
+        Session session(list.link, stop, {&tracer}, OnLoss::open_again);
+        for (const Station &station : list.stations)
+            if (!station.enabled)
+                session.driver().entry().EnableEthernet(station.number, disable);
+        session.poll(list.variables);
+        session.start();
+
+        const auto write_all = [&] {
+            for (const TraceRecord &record : queue.taken())
+                outputs.write(record);
+            outputs.flush();
+        };
+        const auto end = Clock::now() + duration.value_or(std::chrono::seconds(0));
+        while (outputs.wanted() && (!duration || Clock::now() < end) && !stop.wait_for(between_looks))
+            write_all();
+        session.finish();
+        write_all();
+        error << outputs.summary() << '\n';
+        return ExitCode::all_well;
+    } catch (const TraceOutputError &cause) {
+        return failed(cause.what(), error);
+    }
+}
+
+}  // namespace kelpo

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "host/exit_code.h"
+#include "host/line/stop_signal.h"
+#include "host/list/poll_list.h"
+#include "host/trace/trace_text.h"
+
+#include <chrono>
+#include <iosfwd>
+#include <optional>
+#include <string>
+
+namespace kelpo {
+
+/// What `kelpo trace` is to do with the records that it reads or makes.
+struct TraceOptions {
+    TraceStyle style;
+    TraceFilter filter;  ///< of what is shown; files hold everything
+    std::string to;      ///< a saved trace to write as well; empty: none
+    std::string pcap;    ///< a capture to write as well; empty: none
+};
+
+/// Shows the saved trace `file` on `out`. Mistakes in it go to `error`, and make the result `not_right`. Ends early
+/// when `stop` is raised.
+ExitCode show_trace(const std::string &file, const TraceOptions &options, const StopSignal &stop, std::ostream &out,
+                    std::ostream &error);
+
+/// Polls `list` and shows every frame on `out` until `stop` is raised or `duration` is over; raises `stop` then. A line
+/// that fails is told and opened again. The last line, on `error`, sums up. Throws DriverLibraryError, and LineError
+/// when the line cannot be opened at first.
+ExitCode trace_line(const PollList &list, const TraceOptions &options, std::optional<std::chrono::seconds> duration,
+                    StopSignal &stop, std::ostream &out, std::ostream &error);
+
+}  // namespace kelpo

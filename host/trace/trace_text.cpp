@@ -1,0 +1,153 @@
+#include "host/trace/trace_text.h"
+
+#include "host/trace/frame_words.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace kelpo {
+namespace {
+
+using Direction = TraceRecord::Direction;
+
+char mark_of(Direction direction) {
+    switch (direction) {
+    case Direction::sent:
+        return '>';
+    case Direction::received:
+        return '<';
+    case Direction::discarded:
+        return '~';
+    case Direction::note:
+        break;
+    }
+    return '*';
+}
+
+const char *colour_of(Direction direction, bool failed) {
+    constexpr const char *red = "\033[31m", *yellow = "\033[33m", *cyan = "\033[36m", *plain = "";
+    if (failed)
+        return red;
+    if (direction == Direction::note)
+        return yellow;
+    return direction == Direction::sent ? cyan : plain;
+}
+
+std::string in_colour(const std::string &text, const char *colour, bool coloured) {
+    if (!coloured || *colour == '\0')
+        return text;
+    return colour + text + "\033[0m";
+}
+
+std::string milliseconds_text(TraceTime from, TraceTime to) {
+    char text[64];
+    std::snprintf(text, sizeof text, " [%.1f ms]", static_cast<double>((to - from).count()) / 1000);
+    return text;
+}
+
+}  // namespace
+
+std::string hex_text(const FrameBytes &bytes) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string text;
+    text.reserve(bytes.size() * 3);
+    for (const std::uint8_t byte : bytes) {
+        if (!text.empty())
+            text += ' ';
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+std::string printable(const std::string &text) {
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
+        // In UTF-8 the control characters from 0x80 on are C2 80 to C2 9F.
+        if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
+            plain += '.';
+            ++i;
+        } else {
+            plain += byte < 0x20 || byte == 0x7F ? '.' : text[i];
+        }
+    }
+    return plain;
+}
+
+TraceTeller::TraceTeller(const TraceStyle &style, const TraceFilter &filter) : style_(style), filter_(filter) {}
+
+std::vector<std::string> TraceTeller::lines(const TraceRecord &record) {
+    std::vector<std::string> lines;
+    switch (record.direction) {
+    case Direction::sent:
+        sent(record, lines);
+        break;
+    case Direction::received:
+        received(record, lines);
+        break;
+    case Direction::discarded: {
+        const FrameMeaning meaning = discarded_meaning(record.bytes);
+        if (!meaning.station || passes(meaning.station, meaning.function))
+            show(record, meaning.words, true, lines);
+        break;
+    }
+    case Direction::note:
+        show(record, printable(record.text), false, lines);
+        break;
+    }
+    return lines;
+}
+
+void TraceTeller::sent(const TraceRecord &record, std::vector<std::string> &lines) {
+    ++requests_;
+    const FrameMeaning meaning = request_meaning(record.bytes, record.context);
+    const bool again = request_ && last_failed_ && request_->record.bytes == record.bytes;
+    request_ = Told{record, meaning.words + (again ? ", again" : ""), meaning.failed,
+                    passes(meaning.station, meaning.function), false};
+    if (request_->passes && !filter_.failures) {
+        show(record, request_->words, request_->failed, lines);
+        request_->shown = true;
+    }
+}
+
+void TraceTeller::received(const TraceRecord &record, std::vector<std::string> &lines) {
+    const FrameBytes asked = request_ ? request_->record.bytes : FrameBytes();
+    const FrameMeaning meaning = reply_meaning(record.bytes, asked, record.context);
+    last_failed_ = meaning.failed;
+    failures_ += meaning.failed ? 1 : 0;
+    if (!(request_ ? request_->passes : passes(meaning.station, meaning.function)) ||
+        (filter_.failures && !meaning.failed))
+        return;
+    if (request_ && !request_->shown) {
+        show(request_->record, request_->words, request_->failed, lines);
+        request_->shown = true;
+    }
+    const bool timed = request_ && record.time >= request_->record.time;
+    show(record, meaning.words + (timed ? milliseconds_text(request_->record.time, record.time) : ""), meaning.failed,
+         lines);
+}
+
+bool TraceTeller::passes(const std::optional<int> &station, const std::optional<int> &function) const {
+    return (!filter_.station || station == filter_.station) && (!filter_.function || function == filter_.function);
+}
+
+void TraceTeller::show(const TraceRecord &record, const std::string &words, bool failed,
+                       std::vector<std::string> &lines) {
+    constexpr std::size_t hex_width = 23;  // of the shortest requests, eight bytes
+    const std::string date = date_text(record.time, style_.zone);
+    if (date != date_) {
+        date_ = date;
+        lines.push_back("---- " + date);
+    }
+    std::string start = clock_text(record.time, style_.zone) + ' ' + mark_of(record.direction) + ' ';
+    if (record.direction != Direction::note) {
+        std::string hex = hex_text(record.bytes);
+        hex.resize(std::max(hex.size(), hex_width), ' ');
+        start += hex + "   ";
+    }
+    lines.push_back(start + in_colour(words, colour_of(record.direction, failed), style_.coloured));
+}
+
+}  // namespace kelpo

@@ -1,0 +1,354 @@
+#include "list_material.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace kelpo;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::string> names_of(const PollList &list) {
+    std::vector<std::string> names;
+    for (const Variable &variable : list.variables)
+        names.push_back(variable.name);
+    return names;
+}
+
+TEST(ListFile, TakesEverySettingOfTheLine) {
+    const ListReading reading = ListMaterial().read(R"([line]
+path = "tcp:10.0.0.7:4001"
+speed = 19200
+parity = "even"
+stop-bits = 2
+rs485 = true
+gap-ms = 4.5
+[link]
+retries = 0
+max-count = 32
+[timeouts]
+reply-ms = 700
+inter-character-ms = 20
+settle-ms = 0
+turnaround-ms = 2.5
+[[variable]]
+type = 7
+address = 0
+)");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    const LinkSettings &link = reading.list.link;
+    EXPECT_EQ(link.line.path, "tcp:10.0.0.7:4001");
+    EXPECT_EQ(link.line.speed, 19200U);
+    EXPECT_EQ(link.line.parity, Parity::even);
+    EXPECT_EQ(link.line.stop_bits, 2);
+    EXPECT_TRUE(link.line.rs485);
+    EXPECT_EQ(link.line.gap, std::chrono::microseconds(4500));
+    EXPECT_EQ(link.retries, 0);
+    EXPECT_EQ(link.max_count, 32);
+    EXPECT_EQ(link.timeouts.reply.count(), 700);
+    EXPECT_EQ(link.timeouts.inter_character.count(), 20);
+    EXPECT_EQ(link.timeouts.settle.count(), 0);
+    EXPECT_EQ(reading.list.turnaround, std::chrono::microseconds(2500));
+}
+
+TEST(ListFile, LeavesWhatIsNotSaidAsItIsByDefault) {
+    const ListReading reading = ListMaterial().read("[[variable]]\ntype = 7\naddress = 100\n");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    EXPECT_EQ(reading.list.link.line.speed, LineSettings().speed);
+    EXPECT_EQ(reading.list.link.timeouts.reply, ReplyTimeouts().reply);
+    EXPECT_EQ(reading.list.turnaround, std::chrono::milliseconds(5));
+    ASSERT_EQ(reading.list.variables.size(), 1U);
+    const Variable &variable = reading.list.variables[0];
+    EXPECT_EQ(variable.name, "1:7:100");
+    EXPECT_EQ(variable.station, 1);
+    EXPECT_EQ(variable.address, "100");
+    EXPECT_EQ(variable.count, 1);
+    EXPECT_EQ(variable.view, View::unsigned_words);
+    EXPECT_EQ(reading.list.places[0].line, 1);
+}
+
+TEST(ListFile, TakesOneValueWhereNoCountIsGiven) {
+    const ListReading reading = ListMaterial().read(R"([[variable]]
+type = 12
+address = "20"
+[[variable]]
+type = 7
+address = "40"
+view = "float"
+[[variable]]
+type = 15
+address = "6.4"
+)");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    ASSERT_EQ(reading.list.variables.size(), 3U);
+    EXPECT_EQ(reading.list.variables[0].count, 2);
+    EXPECT_EQ(reading.list.variables[0].view, View::unsigned_longs);
+    EXPECT_EQ(reading.list.variables[1].count, 2);
+    EXPECT_EQ(reading.list.variables[2].count, 1);
+    EXPECT_EQ(reading.list.variables[2].view, View::bits);
+}
+
+TEST(ListFile, GivesVariablesTheOnlyStation) {
+    const ListReading reading = ListMaterial().read("[[station]]\nnumber = 9\n[[variable]]\ntype = 7\naddress = 0\n");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    EXPECT_EQ(reading.list.variables[0].station, 9);
+}
+
+TEST(ListFile, KnowsAllStationsByNumber) {
+    const ListReading reading = ListMaterial().read(R"([[station]]
+number = 7
+name = "boiler"
+enabled = false
+[[station]]
+number = 2
+[[variable]]
+station = 7
+type = 7
+address = 0
+[[variable]]
+station = 3
+type = 7
+address = 0
+)");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    ASSERT_EQ(reading.list.stations.size(), 3U);
+    EXPECT_EQ(reading.list.stations[0].number, 2);
+    EXPECT_EQ(reading.list.stations[1].number, 3);
+    EXPECT_TRUE(reading.list.stations[1].enabled);
+    EXPECT_EQ(reading.list.station(7).name, "boiler");
+    EXPECT_FALSE(reading.list.station(7).enabled);
+}
+
+TEST(ListFile, TakesVariablesFromACsvFileBesideIt) {
+    ListMaterial material;
+    material.files["plant/tags.csv"] = "name;type;address\r\nlevel;7;100\r\n";
+    const ListReading reading = material.read("variables = \"tags.csv\"\n[line]\nspeed = 9600\n", "plant/list.toml");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    EXPECT_THAT(names_of(reading.list), ElementsAre("level"));
+    EXPECT_EQ(reading.list.places[0].file, "plant/tags.csv");
+    EXPECT_EQ(reading.list.places[0].line, 2);
+    EXPECT_EQ(reading.list.link.line.speed, 9600U);
+}
+
+TEST(ListFile, TakesACsvFileAlone) {
+    const std::string text = "\xEF\xBB\xBF"
+                             "Address\tCOUNT\tname\ttype\tview\tstation\r\n6.4\t\tK\xC3\xBChler\t15\t\t3\r\n"
+                             "40\t4\t\"a\t\"\"b\"\"\"\t7\tfloat-swapped\t\r\n";
+    for (const char *file : {"tags.csv", "tags.CSV", "tags.txt"}) {
+        const ListReading reading = ListMaterial().read(text, file);
+        EXPECT_THAT(texts_of(reading.remarks),
+                    ElementsAre(std::string(file) + ":3: name \"a\\x09\"b\"\" has control characters; letters, "
+                                                    "digits, signs and blanks"));
+        ASSERT_EQ(reading.list.variables.size(), 1U);
+        EXPECT_EQ(reading.list.variables[0].name, "K\xC3\xBChler");
+        EXPECT_EQ(reading.list.variables[0].station, 3);
+        EXPECT_EQ(reading.list.variables[0].address, "6.4");
+    }
+}
+
+TEST(ListFile, PassesOverColumnsOfOtherPrograms) {
+    const ListReading reading = ListMaterial().read("name,type,address,comment\nlevel,7,0,basin\n", "tags.csv");
+    EXPECT_TRUE(reading.usable());
+    EXPECT_THAT(texts_of(reading.remarks),
+                ElementsAre("tags.csv:1: warning: column \"comment\" is passed over; known are name, station, type, "
+                            "address, count and view"));
+    EXPECT_THAT(names_of(reading.list), ElementsAre("level"));
+}
+
+TEST(ListFile, CollectsTheMistakesOfAllFilesByLine) {
+    ListMaterial material;
+    material.files["tags.csv"] = "name,type,address\na,7,x\na,99,0\n";
+    const ListReading reading = material.read(R"(variables = "tags.csv"
+[[variable]]
+station = 0
+type = 18
+adress = 3
+count = 0
+[line]
+speed = 9601
+)");
+    EXPECT_FALSE(reading.usable());
+    EXPECT_THAT(texts_of(reading.remarks),
+                ElementsAre("list.toml:2: no address; the register's number as the controller has it",
+                            "list.toml:3: station 0; a controller's number, 1 to 247",
+                            "list.toml:4: type 18; a register type, 0 to 17",
+                            "list.toml:5: unknown key \"adress\" in [[variable]]; \"address\" was meant",
+                            "list.toml:6: count 0; a number of bits or 16-bit registers, 1 to 65535",
+                            "list.toml:8: speed 9601 is no rate that serial lines have; the nearest is 9600",
+                            "tags.csv:2: address \"x\" is no number; type 7 takes a decimal number, such as 100",
+                            "tags.csv:3: type 99; a register type, 0 to 17",
+                            "tags.csv:3: name \"a\" stands in line 2 already; give one of them another name"));
+}
+
+struct Mistake {
+    const char *list;
+    const char *remark;
+};
+
+class ListMistakes : public testing::TestWithParam<Mistake> {};
+
+TEST_P(ListMistakes, AreToldWithTheLineAndWhatWouldBeRight) {
+    const ListReading reading = ListMaterial().read(GetParam().list);
+    EXPECT_FALSE(reading.usable());
+    EXPECT_THAT(texts_of(reading.remarks), ElementsAre(std::string("list.toml:") + GetParam().remark));
+}
+
+const Mistake settings[] = {
+    {"", "1: no variables; add a [[variable]] with type and address, or variables = \"FILE.csv\""},
+    {"[line]\nspeed = \n", "2: this is no TOML: Error while parsing key-value pair: expected value, saw '\\n'"},
+    {"[lien]\n", "1: unknown key \"lien\"; \"line\" was meant"},
+    {"[line]\nbaud = 9600\n",
+     "2: unknown key \"baud\" in [line]; known are path, speed, parity, stop-bits, rs485 and gap-ms"},
+    {"line = \"/dev/ttyS0\"\n", "1: line is a text; write it as a table, [line]"},
+    {"[[line]]\nspeed = 9600\n", "1: line is an array of tables; write it as a table, [line]"},
+    {"[line]\npath = 5\n", "2: path is a whole number; a text in quotes, such as path = \"/dev/ttyUSB0\""},
+    {"[line]\npath = \" \"\n", "2: path \" \" names no line; \"/dev/ttyUSB0\" or \"tcp:HOST:PORT\""},
+    {"[line]\nspeed = \"9600\"\n", "2: speed is a text; a whole number, 50 to 4000000"},
+    {"[line]\nspeed = 9600.0\n", "2: speed is a number with a point; a whole number, 50 to 4000000"},
+    {"[line]\nspeed = 20000\n", "2: speed 20000 is no rate that serial lines have; the nearest is 19200"},
+    {"[line]\nspeed = -1\n", "2: speed -1; a whole number, 50 to 4000000"},
+    {"[line]\nparity = \"E\"\n", "2: parity \"E\"; \"none\", \"even\" or \"odd\""},
+    {"[line]\nstop-bits = 3\n", "2: stop-bits 3; a whole number, 1 to 2"},
+    {"[line]\nrs485 = 1\n", "2: rs485 is a whole number; true or false, without quotes"},
+    {"[line]\ngap-ms = nan\n", "2: gap-ms is out of range; milliseconds, 0 to 1000"},
+    {"[line]\ngap-ms = 1000.5\n", "2: gap-ms is out of range; milliseconds, 0 to 1000"},
+    {"[link]\nretries = -1\n", "2: retries -1; a whole number, 0 to 100"},
+    {"[link]\nmax-count = 101\n", "2: max-count 101; a whole number, 1 to 100"},
+    {"[timeouts]\nreply-ms = 0\n", "2: reply-ms 0; a whole number, 1 to 60000"},
+    {"[timeouts]\nreply = 500\n", "2: unknown key \"reply\" in [timeouts]; \"reply-ms\" was meant"},
+    {"[timeouts]\nturnaround-ms = 12:00:00\n", "2: turnaround-ms is a date or time; milliseconds, 0 to 60000"},
+    {"[[station]]\nname = \"a\"\n", "1: no number; the station's number on the line, 1 to 247"},
+    {"[[station]]\nnumber = 248\n", "2: number 248; a whole number, 1 to 247"},
+    {"[[station]]\nnumber = 1\n[[station]]\nnumber = 1\n",
+     "3: station 1 stands in line 1 already; describe each station once"},
+    {"[station]\nnumber = 1\n", "1: station is a table; write each as a table of its own, [[station]]"},
+    {"variables = \"none.csv\"\n",
+     "1: variables \"none.csv\" cannot be read: No such file or directory; a CSV file beside this one"},
+    {"variables = \"\"\n", "1: variables \"\" names no file; \"variables.csv\""},
+    {"variable = [1]\n", "1: variable is a whole number; write each as a table of its own, [[variable]]"},
+    {"a = \"\xFC\"\n", "1: characters that are not UTF-8; save the file as UTF-8"},
+    {"\xFF\xFE[", "1: the file is in UTF-16; save it as UTF-8"},
+};
+
+INSTANTIATE_TEST_SUITE_P(InSettings, ListMistakes, testing::ValuesIn(settings));
+
+const Mistake variables[] = {
+    {"[[variable]]\naddress = 1\n", "1: no type; a register type, 0 to 17"},
+    {"[[variable]]\ntype = 15\n", "1: no address; type 15 takes word.bit, such as 6.4"},
+    {"[[variable]]\ntype = \"D\"\naddress = 1\n", "2: type \"D\"; a register type, 0 to 17"},
+    {"[[variable]]\ntype = 7.0\naddress = 1\n", "2: type is a number with a point; a register type, 0 to 17"},
+    {"[[variable]]\nstation = 248\ntype = 7\naddress = 1\n", "2: station 248; a controller's number, 1 to 247"},
+    {"[[station]]\nnumber = 1\n[[station]]\nnumber = 2\n[[variable]]\ntype = 7\naddress = 1\n",
+     "5: no station; with several stations each variable names its own"},
+    {"[[variable]]\ntype = 0\naddress = 18\n",
+     "3: address \"18\" has a digit above 7; type 0 takes an octal number (digits 0 to 7), such as 17"},
+    {"[[variable]]\ntype = 13\naddress = 199\n",
+     "3: address \"199\" is below 200; type 13 takes a decimal number, at least 200, such as 204"},
+    {"[[variable]]\ntype = 15\naddress = 6\n", "3: address \"6\" names no bit; type 15 takes word.bit, such as 6.4"},
+    {"[[variable]]\ntype = 17\naddress = \"6.4.1\"\n",
+     "3: address \"6.4.1\" has more than one point; type 17 takes word.bit, such as 6.4"},
+    {"[[variable]]\ntype = 16\naddress = \".4\"\n",
+     "3: address \".4\" has no number before the point; type 16 takes word.bit, such as 6.4"},
+    {"[[variable]]\ntype = 16\naddress = \"4.\"\n",
+     "3: address \"4.\" has no number behind the point; type 16 takes word.bit, such as 6.4"},
+    {"[[variable]]\ntype = 15\naddress = 6.4\n",
+     "3: address is a number with a point; write it in quotes as the controller has it, such as \"6.4\""},
+    {"[[variable]]\ntype = 1\naddress = 0o17\n", "3: address has a prefix such as 0x or 0o; write it in quotes as the "
+                                                 "controller has it, such as \"6.4\""},
+    {"[[variable]]\ntype = 7\naddress = \"6.4\"\n",
+     "3: address \"6.4\" names a bit, which only types 15 to 17 have; type 7 takes a decimal number, such as 100"},
+    {"[[variable]]\ntype = 7\naddress = -1\n",
+     "3: address \"-1\" is below 0; type 7 takes a decimal number, such as 100"},
+    {"[[variable]]\ntype = 7\naddress = \"\"\n",
+     "3: address \"\" is empty; type 7 takes a decimal number, such as 100"},
+    {"[[variable]]\ntype = 7\naddress = 2147483648\n",
+     "3: address \"2147483648\" is too large; type 7 takes a decimal number, such as 100"},
+    {"[[variable]]\ntype = 7\naddress = \"1\\u00002\"\n",
+     "3: address \"1\\x002\" is no number; type 7 takes a decimal number, such as 100"},
+    {"[[variable]]\ntype = 12\naddress = 0\ncount = 3\n",
+     "4: count 3 is odd; each value takes two registers: 4 for 2 values"},
+    {"[[variable]]\ntype = 7\naddress = 0\ncount = 1\nview = \"float\"\n",
+     "4: count 1 is odd; each value takes two registers: 2 for 1 value"},
+    {"[[variable]]\ntype = 7\naddress = 0\ncount = 65536\n",
+     "4: count 65536; a number of bits or 16-bit registers, 1 to 65535"},
+    {"[[variable]]\ntype = 1\naddress = 0\nview = \"signed\"\n", "4: type 1 has no view \"signed\"; it has bits"},
+    {"[[variable]]\ntype = 13\naddress = 200\nview = \"bits\"\n",
+     "4: type 13 has no view \"bits\"; it has unsigned, signed, hex, binary, float"},
+    {"[[variable]]\nname = 5\ntype = 7\naddress = 0\n",
+     "2: name is a whole number; a text in quotes, such as name = \"boiler temperature\""},
+    {"[[variable]]\nname = \"a\\u001b[2J\"\ntype = 7\naddress = 0\n",
+     "2: name \"a\\x1B[2J\" has control characters; letters, digits, signs and blanks"},
+    {"[[variable]]\nname = \"a\"\ntype = 7\naddress = 0\n[[variable]]\ntype = 7\nname = \"a\"\naddress = 1\n",
+     "7: name \"a\" stands in line 2 already; give one of them another name"},
+    {"[[variable]]\ntype = 7\naddress = 0\nunit = \"bar\"\n",
+     "4: unknown key \"unit\" in [[variable]]; known are name, station, type, address, count and view"},
+};
+
+INSTANTIATE_TEST_SUITE_P(InVariables, ListMistakes, testing::ValuesIn(variables));
+
+class CsvMistakes : public testing::TestWithParam<Mistake> {};
+
+TEST_P(CsvMistakes, AreToldWithTheLineAndWhatWouldBeRight) {
+    const ListReading reading = ListMaterial().read(GetParam().list, "tags.csv");
+    EXPECT_FALSE(reading.usable());
+    EXPECT_THAT(texts_of(reading.remarks), ElementsAre(std::string("tags.csv:") + GetParam().remark));
+}
+
+const Mistake csv[] = {
+    {"", "1: nothing in it; a first line such as name,station,type,address,count,view, and a variable in each line "
+         "below"},
+    {"type,address\n", "1: no variables; add a [[variable]] with type and address, or variables = \"FILE.csv\""},
+    {"name,type\na,7\n",
+     "1: no column \"address\"; the first line names the columns: name, station, type, address, count and view"},
+    {"type,address,adress\n7,1,\n", "1: unknown column \"adress\"; \"address\" was meant"},
+    {"type,address,type\n7,1,\n", "1: column \"type\" stands twice; leave one of them out"},
+    {"type,address\n7,1,2\n",
+     "2: 3 fields where the first line names 2; put a field with a separator in it between double quotes"},
+    {"type,address\n7\n", "2: no address; type 7 takes a decimal number, such as 100"},
+    {"type,address,name\n7,0,\"a\n", "2: a quote is never closed; put \" behind the field"},
+    {"type;address\n15;6,4\n", "2: address \"6,4\" names no bit; type 15 takes word.bit, such as 6.4"},
+    {"type,address,station\n7,0,one\n", "2: station \"one\"; a controller's number, 1 to 247"},
+};
+
+INSTANTIATE_TEST_SUITE_P(InCsv, CsvMistakes, testing::ValuesIn(csv));
+
+TEST(ListFile, SurvivesTextThatIsNoList) {
+    const ListMaterial material;
+    const std::string hostile[] = {
+        std::string(1, '\0'),
+        std::string(5000, '['),
+        std::string(5000, '"'),
+        "a = " + std::string(3000, '['),
+        "\"type\",address\r",
+        "sep=\"\ntype\"address\n\"\"",
+        "type,address\n7," + std::string(100000, '9'),
+        "[[variable]]\n[[variable.type]]\n",
+        "variables = \"\\u0000\"",
+    };
+    for (const std::string &text : hostile)
+        for (const char *file : {"list.toml", "list.csv"})
+            EXPECT_FALSE(material.read(text, file).usable()) << text.substr(0, 20);
+}
+
+TEST(ListFile, SaysWhyAFileCannotBeRead) {
+    const DriverLibrary driver(DRIVER_FILE);
+    EXPECT_THAT(texts_of(load_list("/nowhere/list.toml", LinkSettings(), driver.entry()).remarks),
+                ElementsAre("/nowhere/list.toml: cannot be read: No such file or directory; a TOML or CSV file"));
+    EXPECT_THAT(texts_of(load_list("/", LinkSettings(), driver.entry()).remarks),
+                ElementsAre("/: cannot be read: Is a directory; a TOML or CSV file"));
+    EXPECT_THAT(texts_of(load_list("/dev/zero", LinkSettings(), driver.entry()).remarks),
+                ElementsAre("/dev/zero: cannot be read: it is larger than 16 MiB; a TOML or CSV file"));
+}
+
+TEST(ListFile, TakesTheExamples) {
+    const DriverLibrary driver(DRIVER_FILE);
+    const ListReading toml = load_list(EXAMPLES_FOLDER "/pump-station.toml", LinkSettings(), driver.entry());
+    EXPECT_THAT(texts_of(toml.remarks), IsEmpty());
+    EXPECT_EQ(toml.list.variables.size(), 8U);
+    EXPECT_EQ(toml.list.stations.size(), 3U);
+    const ListReading csv_list = load_list(EXAMPLES_FOLDER "/basin-variables.csv", LinkSettings(), driver.entry());
+    EXPECT_THAT(texts_of(csv_list.remarks), IsEmpty());
+    EXPECT_EQ(csv_list.list.variables.size(), 5U);
+}
+
+}  // namespace

@@ -1,0 +1,61 @@
+#include "host/list/words.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace kelpo;
+using testing::Optional;
+
+TEST(ListWords, QuoteWhatATerminalMightObey) {
+    EXPECT_EQ(in_quotes("level"), "\"level\"");
+    EXPECT_EQ(in_quotes("a\x1B[2Jb\n"), "\"a\\x1B[2Jb\\x0A\"");
+    EXPECT_EQ(in_quotes("K\xC3\xBChler"), "\"K\xC3\xBChler\"");
+    EXPECT_EQ(in_quotes("K\xFChler"), "\"K\\xFChler\"");
+}
+
+TEST(ListWords, CutLongQuotesShort) {
+    EXPECT_EQ(in_quotes(std::string(1000, 'x')), "\"" + std::string(59, 'x') + "...\"");
+}
+
+TEST(ListWords, TakeWholeNumbersOnly) {
+    EXPECT_THAT(whole_number(" 42 "), Optional(42));
+    EXPECT_THAT(whole_number("-7"), Optional(-7));
+    for (const char *text : {"", " ", "4.0", "0x10", "4 2", "seven", "99999999999999999999"})
+        EXPECT_EQ(whole_number(text), std::nullopt) << text;
+}
+
+TEST(ListWords, FindTheWordThatWasMeant) {
+    const std::vector<std::string> known = {"path", "speed", "parity", "stop-bits"};
+    EXPECT_THAT(nearest("paritiy", known), Optional(std::string("parity")));
+    EXPECT_THAT(nearest("Speed", known), Optional(std::string("speed")));
+    EXPECT_THAT(nearest("stop_bits", known), Optional(std::string("stop-bits")));
+    EXPECT_THAT(nearest("sepeed", known), Optional(std::string("speed")));
+    EXPECT_THAT(nearest("aptj", {"path"}), std::nullopt);
+    EXPECT_THAT(nearest("apth", {"path"}), Optional(std::string("path")));
+    EXPECT_THAT(nearest("stop", known), Optional(std::string("stop-bits")));
+    EXPECT_EQ(nearest("flow-control", known), std::nullopt);
+    EXPECT_EQ(nearest("", known), std::nullopt);
+}
+
+TEST(ListWords, ListWordsAsASentenceDoes) {
+    EXPECT_EQ(listed({}), "");
+    EXPECT_EQ(listed({"a"}), "a");
+    EXPECT_EQ(listed({"a", "b", "c"}), "a, b and c");
+}
+
+TEST(ListWords, KnowUtf8FromWhatOnlyLooksLikeIt) {
+    EXPECT_TRUE(is_utf8(""));
+    EXPECT_TRUE(is_utf8("\xC3\xBC \xE2\x82\xAC \xF0\x9F\x92\xA7"));
+    for (const char *text : {"\xFC", "\xC3", "\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80"})
+        EXPECT_FALSE(is_utf8(text)) << in_quotes(text);
+}
+
+TEST(ListWords, MeasureAndCutInCharacters) {
+    EXPECT_EQ(width_of("K\xC3\xBChler"), 6U);
+    EXPECT_EQ(cut_to("K\xC3\xBChler", 6), "K\xC3\xBChler");
+    EXPECT_EQ(cut_to("K\xC3\xBChler", 3), "K\xC3\xBC~");
+    EXPECT_EQ(cut_to("level", 1), "~");
+}
+
+}  // namespace

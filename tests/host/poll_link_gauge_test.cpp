@@ -1,0 +1,232 @@
+#include "host/poll/link_gauge.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+namespace kelpo {
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = LinkEvent::Kind;
+
+// Read one register of station 1, 2 and 3 from address 16; a good reply; a refusal (exception 2).
+const std::string ask_1("\x01\x03\x00\x10\x00\x01\x85\xCF", 8);
+const std::string ask_2("\x02\x03\x00\x10\x00\x01\x85\xFC", 8);
+const std::string good_1("\x01\x03\x02\x00\x2A\x38\x5B", 7);
+const std::string refusal_1("\x01\x83\x02\xC0\xF1", 5);
+constexpr int polled = -1;
+constexpr int good_code = 1, again_code = 0, no_reply_code = 41, wrong_length_code = 71;
+
+/// A link whose clock the test moves.
+class LinkGaugeTest : public testing::Test {
+protected:
+    LinkReading::Time now{std::chrono::hours(1)};
+    LinkGauge gauge{[this] {
+        return now;
+    }};
+
+    // Takes `took`, and ends now.
+    void exchange(int station, int address, const std::string &request, const std::string &reply, int code,
+                  int id = polled, std::chrono::milliseconds took = 10ms) {
+        now += took;
+        Exchange told{};
+        told.sent_at = Exchange::Time(std::chrono::hours(1));
+        told.ended_at = told.sent_at + took;
+        told.request = request;
+        told.reply = reply;
+        told.expected_length = 7;
+        told.station = station;
+        told.type = 7;
+        told.address = address;
+        told.count = 1;
+        told.id = id;
+        told.code = code;
+        told.outcome = outcome_of(code);
+        gauge.exchanged(told);
+    }
+    void answer(int station, int address = 16) {
+        exchange(station, address, station == 1 ? ask_1 : ask_2, good_1, good_code);
+    }
+    void give_up(int station) {
+        exchange(station, 16, station == 1 ? ask_1 : ask_2, "", no_reply_code);
+    }
+
+    std::vector<Kind> kinds_told() {
+        std::vector<Kind> kinds;
+        for (const LinkEvent &event : gauge.take_events())
+            kinds.push_back(event.kind);
+        return kinds;
+    }
+};
+
+TEST_F(LinkGaugeTest, CountsWhatHappensOnTheLine) {
+    answer(1);
+    exchange(1, 16, ask_1, "", again_code);
+    exchange(1, 16, ask_1, "", no_reply_code);
+    const LinkReading reading = gauge.reading();
+    EXPECT_EQ(reading.exchanges, 3U);
+    EXPECT_EQ(reading.good, 1U);
+    EXPECT_EQ(reading.sent_again, 1U);
+    EXPECT_EQ(reading.given_up, 1U);
+    EXPECT_EQ(reading.bytes_sent, 24U);
+    EXPECT_EQ(reading.bytes_received, 7U);
+}
+
+TEST_F(LinkGaugeTest, TellsTheRateOfTheLastTwoSeconds) {
+    now += 10s;
+    for (int i = 0; i < 100; ++i)
+        answer(1);  // 10 ms each
+    EXPECT_DOUBLE_EQ(gauge.reading().exchanges_per_second, 50);
+    now += 1s;
+    EXPECT_DOUBLE_EQ(gauge.reading().exchanges_per_second, 50);
+    now += 500ms;
+    EXPECT_NEAR(gauge.reading().exchanges_per_second, 24.5, 0.6);
+    now += 500ms;
+    EXPECT_DOUBLE_EQ(gauge.reading().exchanges_per_second, 0);
+}
+
+TEST_F(LinkGaugeTest, TimesACycleFromABlockToTheSameBlock) {
+    answer(1);
+    answer(2);
+    EXPECT_EQ(gauge.reading().cycles.count, 0U);
+    EXPECT_EQ(gauge.reading().cycles.so_far, 20ms);
+    answer(1);
+    EXPECT_EQ(gauge.reading().cycles.count, 1U);
+    EXPECT_EQ(gauge.reading().cycles.last, 20ms);
+    exchange(2, 16, ask_2, good_1, good_code, polled, 30ms);
+    answer(1);
+    const LinkReading::Cycles cycles = gauge.reading().cycles;
+    EXPECT_EQ(cycles.count, 2U);
+    EXPECT_EQ(cycles.last, 40ms);
+    EXPECT_EQ(cycles.mean, 30ms);
+    EXPECT_EQ(cycles.worst, 40ms);
+}
+
+TEST_F(LinkGaugeTest, TakesNeitherRetriesNorSecondFramesNorWritesForTheNextCycle) {
+    exchange(1, 16, ask_1, "", again_code);
+    exchange(1, 16, ask_1, good_1, good_code);     // the same frame again
+    exchange(1, 16, ask_2, good_1, good_code);     // the block's second frame
+    exchange(1, 16, ask_1, good_1, good_code, 5);  // a write to the same place
+    EXPECT_EQ(gauge.reading().cycles.count, 0U);
+    exchange(1, 16, ask_1, good_1, good_code);
+    EXPECT_EQ(gauge.reading().cycles.count, 1U);
+    EXPECT_EQ(gauge.reading().cycles.last, 40ms);
+}
+
+TEST_F(LinkGaugeTest, TimesCyclesAlsoWhileAStationIsDown) {
+    for (int i = 0; i < 3; ++i) {
+        answer(1);
+        give_up(2);
+    }
+    EXPECT_EQ(gauge.reading().cycles.count, 2U);
+}
+
+TEST_F(LinkGaugeTest, DoesNotTakeTimeWithoutALineForACycle) {
+    gauge.line_opened();
+    answer(1);
+    gauge.line_lost("unplugged", 250ms);
+    now += 1min;
+    gauge.line_opened();
+    answer(1);
+    EXPECT_EQ(gauge.reading().cycles.count, 0U);
+    answer(1);
+    EXPECT_EQ(gauge.reading().cycles.last, 10ms);
+}
+
+TEST_F(LinkGaugeTest, KnowsSinceWhenAStationIsDownAndTellsOnce) {
+    answer(1);
+    exchange(2, 16, ask_2, "", again_code);
+    EXPECT_FALSE(gauge.reading().stations.at(2).down_since);
+    give_up(2);
+    const LinkReading::Time went_down = now;
+    give_up(2);
+    answer(1);
+    const LinkReading down = gauge.reading();
+    EXPECT_EQ(down.stations.at(2).down_since, went_down);
+    EXPECT_EQ(down.stations.at(2).failed, 3U);
+    EXPECT_EQ(down.stations.at(2).failure->text, "no reply");
+    EXPECT_FALSE(down.stations.at(1).down_since);
+    answer(2);
+    EXPECT_FALSE(gauge.reading().stations.at(2).down_since);
+    EXPECT_THAT(kinds_told(),
+                testing::ElementsAre(Kind::station_down, Kind::given_up, Kind::given_up, Kind::station_back));
+}
+
+TEST_F(LinkGaugeTest, TakesARefusalForAnAnswerOfTheStationButNotOfTheBlock) {
+    exchange(1, 16, ask_1, refusal_1, wrong_length_code);
+    const LinkReading reading = gauge.reading();
+    EXPECT_FALSE(reading.stations.at(1).down_since);
+    const LinkReading::Block &block = reading.blocks.at({1, 7, 16});
+    ASSERT_TRUE(block.failure);
+    EXPECT_EQ(block.failure->kind, Failure::Kind::refused);
+    EXPECT_EQ(block.readings, 0U);
+    EXPECT_THAT(kinds_told(), testing::ElementsAre(Kind::given_up));
+}
+
+TEST_F(LinkGaugeTest, KnowsWhenEachBlockWasRead) {
+    answer(1, 16);
+    const LinkReading::Time first = now;
+    answer(1, 80);
+    give_up(1);
+    const LinkReading reading = gauge.reading();
+    EXPECT_EQ(reading.blocks.at({1, 7, 16}).read_at, first);
+    EXPECT_TRUE(reading.blocks.at({1, 7, 16}).failure);
+    EXPECT_EQ(reading.blocks.at({1, 7, 80}).readings, 1U);
+    EXPECT_FALSE(reading.blocks.at({1, 7, 80}).failure);
+}
+
+TEST_F(LinkGaugeTest, ForgetsTheStateOfAStationThatIsSwitchedOff) {
+    give_up(1);
+    gauge.forget_station(1);
+    EXPECT_FALSE(gauge.reading().stations.at(1).down_since);
+    EXPECT_FALSE(gauge.reading().blocks.at({1, 7, 16}).failure);
+}
+
+TEST_F(LinkGaugeTest, TellsWhyAWriteFailed) {
+    gauge.request_ended(12, 5, 2);
+    EXPECT_EQ(gauge.reading().request_failing, 5);
+    EXPECT_THAT(gauge.take_events(), testing::IsEmpty());
+    exchange(1, 16, ask_1, refusal_1, wrong_length_code, 5);
+    const std::vector<LinkEvent> events = gauge.take_events();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].kind, Kind::request_failed);
+    EXPECT_EQ(events[0].id, 5);
+    EXPECT_EQ(events[0].text, "refused: illegal data address (exception 2)");
+    EXPECT_FALSE(gauge.reading().request_failing);
+}
+
+TEST_F(LinkGaugeTest, TellsOfAWriteThatWasNeverSent) {
+    gauge.request_ended(12, 5, 2);
+    answer(1);
+    const std::vector<LinkEvent> events = gauge.take_events();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].id, 5);
+    EXPECT_EQ(events[0].text, "the driver can make no request of it");
+}
+
+TEST_F(LinkGaugeTest, TellsOfAWriteThatIsDone) {
+    gauge.request_ended(12, 7, 1);
+    const std::vector<LinkEvent> events = gauge.take_events();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].kind, Kind::request_done);
+    EXPECT_EQ(events[0].id, 7);
+}
+
+TEST_F(LinkGaugeTest, KnowsWhyTheLineIsLostAndWhenItIsTriedAgain) {
+    gauge.line_opened();
+    EXPECT_TRUE(gauge.reading().line_open);
+    gauge.line_lost("/dev/ttyUSB0: hung up", 500ms);
+    const LinkReading lost = gauge.reading();
+    EXPECT_FALSE(lost.line_open);
+    EXPECT_EQ(lost.line_error, "/dev/ttyUSB0: hung up");
+    EXPECT_EQ(lost.next_try, now + 500ms);
+    gauge.line_opened();
+    EXPECT_TRUE(gauge.reading().line_open);
+    EXPECT_EQ(gauge.reading().line_error, "");
+    EXPECT_THAT(kinds_told(), testing::ElementsAre(Kind::line_lost, Kind::line_back));
+}
+
+}  // namespace
+}  // namespace kelpo

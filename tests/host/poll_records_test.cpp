@@ -1,0 +1,119 @@
+#include "host/poll/records.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+
+namespace kelpo {
+namespace {
+
+using namespace std::chrono_literals;
+using Kind = PollEvent::Kind;
+
+// 2026-11-21 05:31:26.123456 UTC
+const RecordTime time_of_record{std::chrono::microseconds(1795239086123456)};
+
+const Variable level{"tank level", 3, 7, "100", 1, View::signed_words};
+const Variable gates{"inlet gates, \"north\"", 1, 1, "17", 4, View::bits};
+const Variable heat{"heat", 2, 12, "8", 4, {View::Unit::long_value, View::Reading::real}};
+const std::vector<Variable> variables{level, gates, heat};
+
+/// Local time is UTC.
+class RecordsTest : public testing::Test {
+protected:
+    void SetUp() override {
+        setenv("TZ", "UTC", 1);
+        tzset();
+    }
+};
+
+VariableState state(const Variable &variable, const Values &values) {
+    VariableState state;
+    state.values = values;
+    state.text = text_of(variable.view, values);
+    return state;
+}
+
+TEST_F(RecordsTest, TellValuesInPlainLines) {
+    EXPECT_EQ(record_head(RecordFormat::plain), "");
+    EXPECT_EQ(value_record(RecordFormat::plain, time_of_record, level, state(level, {-42})),
+              "05:31:26.123 tank level = -42\n");
+}
+
+TEST_F(RecordsTest, TellValuesInCsv) {
+    EXPECT_EQ(record_head(RecordFormat::csv), "time,kind,name,station,type,address,count,text\n");
+    EXPECT_EQ(value_record(RecordFormat::csv, time_of_record, level, state(level, {-42})),
+              "2026-11-21T05:31:26.123Z,value,tank level,3,7,100,1,-42\n");
+    EXPECT_EQ(value_record(RecordFormat::csv, time_of_record, gates, state(gates, {0, 1, 1, 0})),
+              "2026-11-21T05:31:26.123Z,value,\"inlet gates, \"\"north\"\"\",1,1,17,4,0110\n");
+}
+
+TEST_F(RecordsTest, TellValuesInJson) {
+    EXPECT_EQ(value_record(RecordFormat::json, time_of_record, level, state(level, {-42})),
+              R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"tank level","station":3,"type":7,)"
+              R"("address":"100","count":1,"values":[-42],"text":"-42"})"
+              "\n");
+    // 0.1 as a float, and what is no number.
+    EXPECT_EQ(value_record(RecordFormat::json, time_of_record, heat, state(heat, {0x3DCCCCCD, 0x7FC00000})),
+              R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"heat","station":2,"type":12,)"
+              R"("address":"8","count":4,"values":[0.1,null],"text":"0.1 nan"})"
+              "\n");
+}
+
+TEST_F(RecordsTest, TellEventsWithWhatIsKnownOfThem) {
+    struct Case {
+        PollEvent event;
+        const char *plain, *csv, *json;
+    };
+    const Case cases[] = {
+        {{Kind::given_up, time_of_record, {3, 7, 100}, 10, {}, {}, "no reply"},
+         "* station 3, 10 of type 7 from no. 100 given up: no reply",
+         "given-up,,3,7,100,10,no reply",
+         R"("kind":"given-up","station":3,"type":7,"address":"100","count":10,"text":"no reply"})"},
+        {{Kind::station_down, time_of_record, {3, 7, 100}, 0, {}, {}, "no reply"},
+         "* station 3 does not answer: no reply",
+         "station-down,,3,,,,no reply",
+         R"("kind":"station-down","station":3,"text":"no reply"})"},
+        {{Kind::station_back, time_of_record, {3, 7, 100}, 0, {}, {}, ""},
+         "* station 3 answers again",
+         "station-back,,3,,,,",
+         R"("kind":"station-back","station":3,"text":""})"},
+        {{Kind::line_lost, time_of_record, {}, 0, {}, 500ms, "/dev/ttyUSB0: hung up"},
+         "* line lost: /dev/ttyUSB0: hung up; next try in 500 ms",
+         "line-lost,,,,,,/dev/ttyUSB0: hung up",
+         R"("kind":"line-lost","text":"/dev/ttyUSB0: hung up","pause_ms":500})"},
+        {{Kind::line_back, time_of_record, {}, 0, {}, {}, ""},
+         "* line is back",
+         "line-back,,,,,,",
+         R"("kind":"line-back","text":""})"},
+        {{Kind::write_done, time_of_record, {}, 0, 0, {}, "350"},
+         "* write tank level = 350: done",
+         "write-done,tank level,3,7,100,1,350",
+         R"("kind":"write-done","name":"tank level","station":3,"type":7,"address":"100","count":1,"text":"350"})"},
+        {{Kind::write_failed, time_of_record, {}, 0, 0, {}, "no reply"},
+         "* write tank level failed: no reply",
+         "write-failed,tank level,3,7,100,1,no reply",
+         R"("kind":"write-failed","name":"tank level","station":3,"type":7,"address":"100","count":1,)"
+         R"("text":"no reply"})"},
+    };
+    for (const Case &one : cases) {
+        EXPECT_EQ(event_record(RecordFormat::plain, one.event, variables),
+                  std::string("05:31:26.123 ") + one.plain + "\n");
+        EXPECT_EQ(event_record(RecordFormat::csv, one.event, variables),
+                  std::string("2026-11-21T05:31:26.123Z,") + one.csv + "\n");
+        EXPECT_EQ(event_record(RecordFormat::json, one.event, variables),
+                  std::string(R"({"time":"2026-11-21T05:31:26.123Z",)") + one.json + "\n");
+    }
+}
+
+TEST_F(RecordsTest, TellOfAWriteThatIsRefused) {
+    EXPECT_EQ(refusal_record(RecordFormat::plain, time_of_record, nullptr, "no variable \"x\" in the list"),
+              "05:31:26.123 * no variable \"x\" in the list\n");
+    EXPECT_EQ(refusal_record(RecordFormat::csv, time_of_record, &level, "not now"),
+              "2026-11-21T05:31:26.123Z,write-refused,tank level,3,7,100,1,not now\n");
+}
+
+}  // namespace
+}  // namespace kelpo
