@@ -35,13 +35,19 @@ install_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
 }
 
-# Configures and builds the preset $1; further arguments go to the configuration.
-build() {
+# Configures the preset $1; further arguments go to the configuration.
+configure() {
     local preset=$1
     shift
-    say "building (preset $preset)"
     (cd "$root" && cmake --preset "$preset" "$@" >"$root/build-$preset.log" 2>&1) ||
         { cat "$root/build-$preset.log" >&2; die "the configuration failed"; }
     rm -f "$root/build-$preset.log"
+}
+
+# Configures and builds the preset $1; further arguments go to the configuration.
+build() {
+    local preset=$1
+    say "building (preset $preset)"
+    configure "$@"
     cmake --build "$root/build/$preset"
 }

@@ -54,7 +54,8 @@ void take_over(std::chrono::milliseconds &setting, const std::optional<int> &giv
 LineOptions::LineOptions(CLI::App &command, const LinkSettings &defaults) : given_(std::make_shared<Given>()) {
     Given &given = *given_;
     const auto add = [&command](const char *name, auto &value, const char *meaning) {
-        return command.add_option(name, value, meaning)->group("Line");
+        // A script's own choice may stand before its user's.
+        return command.add_option(name, value, meaning)->group("Line")->take_last();
     };
     add("--line", given.line, "A serial port or pseudo-terminal, or tcp:HOST:PORT for a device server")
         ->type_name("PATH");

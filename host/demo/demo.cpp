@@ -3,13 +3,13 @@
 #include "host/demo/controller_memory.h"
 #include "host/demo/demo_list.h"
 #include "host/demo/exerciser.h"
+#include "host/demo/link_notes.h"
 #include "host/demo/panel.h"
 #include "host/demo/screen.h"
-#include "host/driver/driver_library.h"
 #include "host/driver/variables.h"
 #include "host/line/stop_signal.h"
-#include "host/link/link_loop.h"
 #include "host/link/mailbox.h"
+#include "host/link/session.h"
 
 #include <asio/io_context.hpp>
 #include <asio/signal_set.hpp>
@@ -31,17 +31,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto refresh_time = std::chrono::milliseconds(200);
-
-ComInfo demo_configuration() {
-    constexpr int longest_request = 100, tries_again = 3, to_controller = 2;
-    ComInfo info{};
-    info.max_count = longest_request;
-    info.default_station = 1;
-    info.retry_times = tries_again;
-    info.multi_station = 1;
-    info.write_mode = to_controller;
-    return info;
-}
 
 std::vector<Variable> demo_variables() {
     std::vector<Variable> variables;
@@ -69,52 +58,39 @@ std::string status_line(const LinkStatistics &link, const Judge &judge, const Ex
 /// The whole demonstration, once driver, line and memory are there.
 class Demo {
 public:
-    Demo(const DemoOptions &options, const DriverLibrary &driver, const ControllerMemory &memory)
-        : options_(options), driver_(driver), line_(options.line, stop_),
-          exerciser_(driver, memory, link_, notes_, exercised_, stop_),
-          panel_(driver.entry(), memory, exerciser_.at_rest()) {
-        watchers_.add(link_);
-        watchers_.add(notes_);
-        attach(driver.entry(), info_, watchers_);
-        QList<HOST_VAR> variables = polled(demo_variables());
-        blocks_ = driver.entry().ReCreatReadVarList(&variables);
-    }
+    /// `notes` are those of the session, which ends when its line is lost, and raises `stop` then.
+    Demo(const DemoOptions &options, Session &session, LinkNotes &notes, StopSignal &stop,
+         const ControllerMemory &memory)
+        : options_(options), session_(session), link_(session.statistics()), stop_(stop),
+          exerciser_(session.driver(), memory, link_, notes, exercised_, stop),
+          panel_(session.driver().entry(), memory, exerciser_.at_rest()), blocks_(session.poll(demo_variables())) {}
 
+    /// Throws LineError when the line cannot be opened.
     void run();
-
-    /// Why the line failed; empty if it did not.
-    const std::string &line_error() const {
-        return line_error_;
-    }
 
     bool summarise(std::ostream &out) const;
 
 private:
-    void run_link_thread();
     void run_screen();
     bool everything_proven() const;
     std::string title() const;
     std::vector<std::string> faults() const;
 
     const DemoOptions &options_;
-    const DriverLibrary &driver_;
-    StopSignal stop_;
-    Line line_;
-    ComInfo info_ = demo_configuration();
-    LinkStatistics link_;
-    LinkNotes notes_;
-    WatcherList watchers_;
+    Session &session_;
+    const LinkStatistics &link_;
+    StopSignal &stop_;
     Mailbox<std::string> exercised_;
     Exerciser exerciser_;
     Panel panel_;
-    int blocks_ = 0;
+    int blocks_;
     asio::io_context events_;  // run by the main thread; its end is the end of the demonstration
-    std::string line_error_;
     Clock::time_point started_;
     Clock::duration time_{};
 };
 
 void Demo::run() {
+    session_.start();
     started_ = Clock::now();
     asio::signal_set signals(events_, SIGINT, SIGTERM, SIGHUP);
     signals.async_wait([this](const asio::error_code &, int) { events_.stop(); });
@@ -124,7 +100,6 @@ void Demo::run() {
         end.async_wait([this](const asio::error_code &) { events_.stop(); });
     }
 
-    std::thread link([this] { run_link_thread(); });
     std::thread exercises([this] { exerciser_.run(!options_.duration); });
     std::thread screen([this] { run_screen(); });
     events_.run();
@@ -132,18 +107,9 @@ void Demo::run() {
     stop_.raise();
     screen.join();
     exercises.join();
-    link.join();
+    session_.finish();
     exerciser_.finish();
     time_ = Clock::now() - started_;
-}
-
-void Demo::run_link_thread() {
-    try {
-        run_link(driver_.entry(), line_, info_, options_.timeouts, watchers_);
-    } catch (const LineError &error) {
-        line_error_ = error.what();
-        events_.stop();
-    }
 }
 
 void Demo::run_screen() {
@@ -158,6 +124,7 @@ void Demo::run_screen() {
         if (options_.until_proven && everything_proven())
             events_.stop();
     } while (!stop_.wait_for(refresh_time));
+    events_.stop();
 }
 
 bool Demo::everything_proven() const {
@@ -166,10 +133,10 @@ bool Demo::everything_proven() const {
 
 std::string Demo::title() const {
     std::set<int> stations;
-    for (const RW_VAR &block : driver_.read_blocks())
+    for (const RW_VAR &block : session_.driver().read_blocks())
         stations.insert(block.station_no);
     return "kelpo demo: " + std::to_string(demo_list().size()) + " variables in " + std::to_string(blocks_) +
-           " blocks of " + std::to_string(stations.size()) + " stations on " + options_.line.path;
+           " blocks of " + std::to_string(stations.size()) + " stations on " + options_.link.line.path;
 }
 
 std::vector<std::string> Demo::faults() const {
@@ -179,8 +146,8 @@ std::vector<std::string> Demo::faults() const {
         if (count != 0)
             faults.push_back(std::to_string(count) + " " + what);
     };
-    if (!line_error_.empty())
-        faults.push_back("the line failed (" + line_error_ + ")");
+    if (const std::string error = session_.line_error(); !error.empty())
+        faults.push_back("the line failed (" + error + ")");
     if (link_.passes == 0)
         faults.push_back("no pass over the list was completed");
     blame(scores.other_give_ups, "requests were given up");
@@ -246,7 +213,9 @@ bool Demo::summarise(std::ostream &out) const {
 
 ExitCode run_demo(const DemoOptions &options, std::ostream &out, std::ostream &error) {
     try {
-        const DriverLibrary driver(options.driver);
+        StopSignal stop;
+        LinkNotes notes;
+        Session session(options.link, stop, {&notes}, OnLoss::end);
         std::unique_ptr<ControllerMemory> memory;
         try {
             memory = std::make_unique<PublishedMemory>(options.memory);
@@ -254,10 +223,10 @@ ExitCode run_demo(const DemoOptions &options, std::ostream &out, std::ostream &e
             error << "kelpo: " << cause.what() << "\n";
             return ExitCode::no_memory;
         }
-        Demo demo(options, driver, *memory);
+        Demo demo(options, session, notes, stop, *memory);
         demo.run();
         const bool right = demo.summarise(out);
-        if (!demo.line_error().empty())
+        if (!session.line_error().empty())
             return ExitCode::no_line;
         return right ? ExitCode::all_well : ExitCode::not_right;
     } catch (const DriverLibraryError &cause) {

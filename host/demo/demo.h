@@ -1,7 +1,7 @@
 #pragma once
 
 #include "host/exit_code.h"
-#include "host/line/line.h"
+#include "host/link/link_settings.h"
 
 #include <chrono>
 #include <optional>
@@ -11,9 +11,7 @@
 namespace kelpo {
 
 struct DemoOptions {
-    LineSettings line;
-    ReplyTimeouts timeouts;
-    std::string driver = "libozna_kelpo_port_2.so.1";                         ///< file name of the driver
+    LinkSettings link;
     std::string memory;                                                       ///< the controller's memory file
     std::optional<std::chrono::seconds> duration = std::chrono::seconds(10);  ///< nothing: until a signal
     /// End before that, once every value was right, every moving one has moved, and the exercises are through.

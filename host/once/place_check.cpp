@@ -24,7 +24,7 @@ PlaceCheck::PlaceCheck(const LinkSettings &settings)
     : library_(settings.driver), driver_(library_), max_count_(settings.max_count) {}
 
 Ending PlaceCheck::of_read(const Variable &place) {
-    const Ending address = of_address(place);
+    Ending address = of_address(place);
     if (!address.done)
         return address;
     const int requests = requests_of_read(place_to_read(place).value_or(place), max_count_);
@@ -35,7 +35,7 @@ Ending PlaceCheck::of_write(const Variable &place, bool read_back) {
     constexpr int not_writable = 0;
     if (place.type == not_writable)
         return {false, "type 0 cannot be written; the driver only reads it", ExitCode::wrong_usage};
-    const Ending reading = read_back ? of_read(place) : of_address(place);
+    Ending reading = read_back ? of_read(place) : of_address(place);
     if (!reading.done)
         return reading;
     const int requests = requests_of_write(place, max_count_);

@@ -42,7 +42,7 @@ private:
 };
 
 Reference fitting_reference(const std::string &text, std::optional<int> station, Purpose purpose) {
-    const Reference reference = reference_from(text, station);
+    Reference reference = reference_from(text, station);
     const std::string &name = reference.place.name;
     if (purpose == Purpose::read && !reference.values.empty())
         throw ReferenceError("'" + text + "': a read takes no value; 'kelpo write " + text + "' writes it");
