@@ -49,14 +49,7 @@ void add_address_command(CLI::App &app, int &exit_code) {
                     "  kelpo address 13 204    a 32-bit register; they begin at 200\n"
                     "  kelpo address 15 6.4    bit 4 of register 6\n"
                     "Ends with 7 when the driver takes the text for no address.");
-    address->callback([chosen, &exit_code] {
-        try {
-            exit_code = static_cast<int>(run(*chosen));
-        } catch (const DriverLibraryError &cause) {
-            std::cerr << "kelpo: " << cause.what() << "\n";
-            exit_code = static_cast<int>(ExitCode::no_driver);
-        }
-    });
+    address->callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 
 }  // namespace kelpo

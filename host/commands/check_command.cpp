@@ -53,14 +53,7 @@ void add_check_command(CLI::App &app, int &exit_code) {
                   "    pumps.toml:22: unknown key \"adress\" in [[variable]]; \"address\" was meant\n"
                   "  kelpo check tags.csv && kelpo poll tags.csv --line /dev/ttyUSB0\n"
                   "Ends with 0 when the list can be used, warnings or not, and with 2 when it has a mistake.");
-    check->callback([chosen, &exit_code] {
-        try {
-            exit_code = static_cast<int>(run(*chosen));
-        } catch (const DriverLibraryError &cause) {
-            std::cerr << "kelpo: " << cause.what() << "\n";
-            exit_code = static_cast<int>(ExitCode::no_driver);
-        }
-    });
+    check->callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 
 }  // namespace kelpo

@@ -8,7 +8,8 @@ namespace kelpo {
 
 // Each adds one subcommand to `app`: its options, its help with examples, and what it does. When the user calls it, it
 // runs while the command line is parsed, and leaves in `exit_code` what the program is to end with (host/exit_code.h).
-// All of `app` and `exit_code` must outlive the parsing.
+// All of `app` and `exit_code` must outlive the parsing. What cannot begin throws: DriverLibraryError, LineError, or
+// another std::exception when the system refuses something.
 
 void add_address_command(CLI::App &app, int &exit_code);
 void add_check_command(CLI::App &app, int &exit_code);

@@ -1,5 +1,7 @@
 #include "host/commands/commands.h"
+#include "host/driver/driver_library.h"
 #include "host/exit_code.h"
+#include "host/line/line.h"
 
 #include <CLI/CLI.hpp>
 
@@ -48,13 +50,21 @@ int run(int argc, char **argv) {
     return exit_code;
 }
 
+int complain(const std::exception &cause, ExitCode code) {
+    std::fprintf(stderr, "kelpo: %s\n", cause.what());
+    return static_cast<int>(code);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     try {
         return run(argc, argv);
+    } catch (const kelpo::DriverLibraryError &cause) {
+        return complain(cause, ExitCode::no_driver);
+    } catch (const kelpo::LineError &cause) {
+        return complain(cause, ExitCode::no_line);
     } catch (const std::exception &cause) {
-        std::fprintf(stderr, "kelpo: %s\n", cause.what());
-        return static_cast<int>(ExitCode::system);
+        return complain(cause, ExitCode::system);
     }
 }

@@ -30,18 +30,13 @@ OnceCommandOptions::OnceCommandOptions(CLI::App &command)
 
 ExitCode OnceCommandOptions::run(ExitCode (*what)(const OnceOptions &, StopSignal &, std::ostream &,
                                                   std::ostream &)) const {
-    try {
-        const auto settings = line_.settings(std::cerr);
-        if (!settings)
-            return ExitCode::wrong_usage;
-        chosen_->link = *settings;
-        StopSignal stop;
-        const StopOnSignals stopped(stop);
-        return what(*chosen_, stop, std::cout, std::cerr);
-    } catch (const DriverLibraryError &cause) {
-        std::cerr << "kelpo: " << cause.what() << "\n";
-        return ExitCode::no_driver;
-    }
+    const auto settings = line_.settings(std::cerr);
+    if (!settings)
+        return ExitCode::wrong_usage;
+    chosen_->link = *settings;
+    StopSignal stop;
+    const StopOnSignals stopped(stop);
+    return what(*chosen_, stop, std::cout, std::cerr);
 }
 
 }  // namespace kelpo

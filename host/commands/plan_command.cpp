@@ -68,14 +68,7 @@ void add_plan_command(CLI::App &app, int &exit_code) {
                  "  kelpo plan tags.csv --turnaround 12.5 --max-count 32\n"
                  "  kelpo plan pumps.toml --json | jq '.cycle.ms'\n"
                  "Ends with 0, or with 2 when the list has a mistake (see kelpo check).");
-    plan->callback([chosen, &exit_code] {
-        try {
-            exit_code = static_cast<int>(run(*chosen));
-        } catch (const DriverLibraryError &cause) {
-            std::cerr << "kelpo: " << cause.what() << "\n";
-            exit_code = static_cast<int>(ExitCode::no_driver);
-        }
-    });
+    plan->callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 
 }  // namespace kelpo

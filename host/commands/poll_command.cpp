@@ -95,14 +95,7 @@ void add_poll_command(CLI::App &app, int &exit_code) {
         "  echo 'set point=350' | kelpo poll boiler.toml --format plain --writes --seconds 5\n"
         "Ends with 0 when all was well at the end; 1 when a write failed or still waited; 4 while the line was lost;\n"
         "8, 9 or 10 while something was not read: no reply, refused, a bad reply.");
-    poll->callback([chosen, &exit_code] {
-        try {
-            exit_code = static_cast<int>(run(*chosen));
-        } catch (const DriverLibraryError &cause) {
-            std::cerr << "kelpo: " << cause.what() << "\n";
-            exit_code = static_cast<int>(ExitCode::no_driver);
-        }
-    });
+    poll->callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 
 }  // namespace kelpo

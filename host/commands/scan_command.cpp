@@ -39,9 +39,6 @@ ExitCode run(Chosen &chosen, const ListOrLine &line) {
     } catch (const StationsError &mistake) {
         std::cerr << "kelpo: " << mistake.what() << "\n";
         return ExitCode::wrong_usage;
-    } catch (const DriverLibraryError &cause) {
-        std::cerr << "kelpo: " << cause.what() << "\n";
-        return ExitCode::no_driver;
     }
 }
 

@@ -33,26 +33,18 @@ ExitCode trace_list(const Chosen &chosen, const LineOptions &line, StopSignal &s
     std::optional<std::chrono::seconds> duration;
     if (chosen.seconds)
         duration = std::chrono::seconds(*chosen.seconds);
-    try {
-        ListReading reading = [&] {
-            const DriverLibrary driver(line.over({}).driver);
-            return load_list(chosen.what, {}, driver.entry());
-        }();
-        for (const Remark &remark : reading.remarks)
-            std::cerr << "kelpo: " << text_of(remark) << '\n';
-        if (!reading.usable())
-            return ExitCode::wrong_usage;
-        reading.list.link = line.over(reading.list.link);
-        if (reading.list.link.line.path.empty())
-            throw CLI::RequiredError("--line, or a line in the list,");
-        return trace_line(reading.list, chosen.options, duration, stop, std::cout, std::cerr);
-    } catch (const DriverLibraryError &cause) {
-        std::cerr << "kelpo: " << cause.what() << '\n';
-        return ExitCode::no_driver;
-    } catch (const LineError &cause) {
-        std::cerr << "kelpo: " << cause.what() << '\n';
-        return ExitCode::no_line;
-    }
+    ListReading reading = [&] {
+        const DriverLibrary driver(line.over({}).driver);
+        return load_list(chosen.what, {}, driver.entry());
+    }();
+    for (const Remark &remark : reading.remarks)
+        std::cerr << "kelpo: " << text_of(remark) << '\n';
+    if (!reading.usable())
+        return ExitCode::wrong_usage;
+    reading.list.link = line.over(reading.list.link);
+    if (reading.list.link.line.path.empty())
+        throw CLI::RequiredError("--line, or a line in the list,");
+    return trace_line(reading.list, chosen.options, duration, stop, std::cout, std::cerr);
 }
 
 ExitCode run(Chosen &chosen, const LineOptions &line) {

@@ -212,30 +212,22 @@ bool Demo::summarise(std::ostream &out) const {
 }  // namespace
 
 ExitCode run_demo(const DemoOptions &options, std::ostream &out, std::ostream &error) {
+    StopSignal stop;
+    LinkNotes notes;
+    Session session(options.link, stop, {&notes}, OnLoss::end);
+    std::unique_ptr<ControllerMemory> memory;
     try {
-        StopSignal stop;
-        LinkNotes notes;
-        Session session(options.link, stop, {&notes}, OnLoss::end);
-        std::unique_ptr<ControllerMemory> memory;
-        try {
-            memory = std::make_unique<PublishedMemory>(options.memory);
-        } catch (const std::exception &cause) {
-            error << "kelpo: " << cause.what() << "\n";
-            return ExitCode::no_memory;
-        }
-        Demo demo(options, session, notes, stop, *memory);
-        demo.run();
-        const bool right = demo.summarise(out);
-        if (!session.line_error().empty())
-            return ExitCode::no_line;
-        return right ? ExitCode::all_well : ExitCode::not_right;
-    } catch (const DriverLibraryError &cause) {
+        memory = std::make_unique<PublishedMemory>(options.memory);
+    } catch (const std::exception &cause) {
         error << "kelpo: " << cause.what() << "\n";
-        return ExitCode::no_driver;
-    } catch (const LineError &cause) {
-        error << "kelpo: " << cause.what() << "\n";
-        return ExitCode::no_line;
+        return ExitCode::no_memory;
     }
+    Demo demo(options, session, notes, stop, *memory);
+    demo.run();
+    const bool right = demo.summarise(out);
+    if (!session.line_error().empty())
+        return ExitCode::no_line;
+    return right ? ExitCode::all_well : ExitCode::not_right;
 }
 
 }  // namespace kelpo

@@ -20,8 +20,9 @@ struct DemoOptions {
 
 /// Polls the demonstration's variables over the line, shows them on standard output, takes the driver through a round
 /// of exercises (writes, once-reads, a station switched off, failing replies), or round after round when there is no
-/// `duration`, has all of it judged by the controller's memory, and ends with a summary there. What stops it from
-/// starting is told on `error`. Ends as `options` say, or on SIGINT, SIGTERM or SIGHUP.
+/// `duration`, has all of it judged by the controller's memory, and ends with a summary there. A memory file
+/// that cannot be read is told on `error`. Ends as `options` say, or on SIGINT, SIGTERM or SIGHUP. Throws
+/// DriverLibraryError and LineError.
 ExitCode run_demo(const DemoOptions &options, std::ostream &out, std::ostream &error);
 
 }  // namespace kelpo

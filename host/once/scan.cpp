@@ -203,7 +203,9 @@ void tell(const ScanOptions &options, const OnceRun &run, const StationWatch &wa
     error << "\n";
 }
 
-ExitCode scan(const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error) {
+}  // namespace
+
+ExitCode run_scan(const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error) {
     const Ending address = PlaceCheck(options.link).of_read(place_of(options, 1));
     if (!address.done) {
         error << "kelpo: " << address.problem << "\n";
@@ -224,20 +226,6 @@ ExitCode scan(const ScanOptions &options, StopSignal &stop, std::ostream &out, s
         return ExitCode::no_line;
     }
     return watch.answers().empty() ? ExitCode::not_right : ExitCode::all_well;
-}
-
-}  // namespace
-
-ExitCode run_scan(const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error) {
-    try {
-        return scan(options, stop, out, error);
-    } catch (const DriverLibraryError &cause) {
-        error << "kelpo: " << cause.what() << "\n";
-        return ExitCode::no_driver;
-    } catch (const LineError &cause) {
-        error << "kelpo: " << cause.what() << "\n";
-        return ExitCode::no_line;
-    }
 }
 
 }  // namespace kelpo

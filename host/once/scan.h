@@ -74,7 +74,8 @@ public:
 std::vector<int> stations_from(const std::string &text);
 
 /// Asks each station and tells on `out` which answer, by their numbers, and on `error` what else was noticed. `stop`
-/// ends it with what it has. all_well when some station answers, not_right when none does.
+/// ends it with what it has. all_well when some station answers, not_right when none does. Throws DriverLibraryError
+/// and LineError.
 ExitCode run_scan(const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
 
 }  // namespace kelpo

@@ -50,7 +50,9 @@ bool poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop
                        STDOUT_FILENO, stop, end);
 }
 
-ExitCode run(const PollOptions &options, StopSignal &stop, std::ostream &error) {
+}  // namespace
+
+ExitCode run_poll(const PollOptions &options, StopSignal &stop, std::ostream &error) {
     PollEngine engine(options.list, stop, options.trace_file);
     engine.start();
     const bool heard = poll(engine, options, stop);
@@ -60,27 +62,6 @@ ExitCode run(const PollOptions &options, StopSignal &stop, std::ostream &error) 
     engine.refresh();
     error << engine.summary();
     return engine.exit_code();
-}
-
-ExitCode report(const std::exception &cause, ExitCode code, std::ostream &error) {
-    error << "kelpo: " << cause.what() << std::endl;
-    return code;
-}
-
-}  // namespace
-
-ExitCode run_poll(const PollOptions &options, StopSignal &stop, std::ostream &error) {
-    try {
-        return run(options, stop, error);
-    } catch (const DriverLibraryError &cause) {
-        return report(cause, ExitCode::no_driver, error);
-    } catch (const LineError &cause) {
-        return report(cause, ExitCode::no_line, error);
-    } catch (const TraceOutputError &cause) {
-        return report(cause, ExitCode::system, error);
-    } catch (const std::system_error &cause) {
-        return report(cause, ExitCode::system, error);
-    }
 }
 
 }  // namespace kelpo

@@ -23,7 +23,8 @@ struct PollOptions {
 };
 
 /// Polls a list until the user ends it, `stop` is raised or the time is over: on a live screen, or where standard input
-/// and output are no terminal, or a format is asked for, as records. A summary and what went wrong are told on `error`.
+/// and output are no terminal, or a format is asked for, as records. A summary is told on `error`. Throws
+/// DriverLibraryError, LineError, TraceOutputError and std::system_error.
 ExitCode run_poll(const PollOptions &options, StopSignal &stop, std::ostream &error);
 
 }  // namespace kelpo
