@@ -1,7 +1,6 @@
 #include "host/commands/once_options.h"
 
 #include "host/commands/stop_on_signals.h"
-#include "host/driver/driver_library.h"
 
 #include <iostream>
 

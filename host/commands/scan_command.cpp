@@ -1,7 +1,6 @@
 #include "host/commands/commands.h"
 #include "host/commands/list_or_line.h"
 #include "host/commands/stop_on_signals.h"
-#include "host/driver/driver_library.h"
 #include "host/once/scan.h"
 
 #include <CLI/CLI.hpp>

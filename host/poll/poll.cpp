@@ -7,7 +7,6 @@
 
 #include <csignal>
 #include <ostream>
-#include <system_error>
 
 #include <unistd.h>
 
