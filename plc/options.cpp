@@ -203,6 +203,7 @@ std::variant<Options, int> read_options(const std::vector<std::string> &argument
     read.silence = static_cast<int>(options.settings.silence.count());
 
     CLI::App app("Simulated controller: Modbus RTU stations on a pseudo-terminal or a TCP port.", name);
+    app.set_version_flag("--version", name + " " KELPO_VERSION);
     app.footer(examples(name));
     app.failure_message(
         [&name](const CLI::App *, const CLI::Error &refused) { return name + ": " + refused.what() + "\n"; });

@@ -30,6 +30,7 @@ int run(int argc, char **argv) {
     CLI::App app("Talks to PLCs through the driver that panels use, loaded by file name as a panel does.", "kelpo");
     app.require_subcommand(1);
     app.footer(exit_codes);
+    app.set_version_flag("--version", "kelpo " KELPO_VERSION);
     int exit_code = static_cast<int>(ExitCode::all_well);
     kelpo::add_check_command(app, exit_code);
     kelpo::add_plan_command(app, exit_code);

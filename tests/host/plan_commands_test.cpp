@@ -78,6 +78,12 @@ TEST_F(ListCommands, AddressTellsThePlaceOrWhyThereIsNone) {
     EXPECT_EQ(kelpo({"address", "18", "0", "--driver", DRIVER_FILE}).exit_code, 2);
 }
 
+TEST_F(ListCommands, TheVersionIsTold) {
+    const Ended ended = kelpo({"--version"});
+    EXPECT_EQ(ended.exit_code, 0);
+    EXPECT_THAT(ended.output, testing::MatchesRegex("kelpo [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
 TEST_F(ListCommands, PlanLetsOptionsOverruleTheList) {
     const std::string file = list("list.toml", "[line]\nspeed = 9600\n[timeouts]\nturnaround-ms = 9\n"
                                                "[[variable]]\ntype = 7\naddress = 0\n");

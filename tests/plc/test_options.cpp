@@ -153,6 +153,13 @@ TEST_F(OptionsTest, HelpGoesToTheOutputAndEndsWell) {
     EXPECT_EQ(error_.str(), "");
 }
 
+TEST_F(OptionsTest, VersionIsToldUnderTheNameThatItWasCalledBy) {
+    const auto result = read_options({"--version"}, "kelpo plc", out_, error_);
+    ASSERT_TRUE(std::holds_alternative<int>(result));
+    EXPECT_EQ(std::get<int>(result), 0);
+    EXPECT_EQ(out_.str().rfind("kelpo plc 1.", 0), 0u) << out_.str();
+}
+
 TEST_F(OptionsTest, WrongOnesAreRefusedInOneLineThatNamesThem) {
     expect_refusal({"--stations", "0"}, "--stations");
     expect_refusal({"--stations", "248"}, "--stations");
