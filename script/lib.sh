@@ -7,7 +7,7 @@ build_packages=(g++ cmake make ninja-build pkg-config qtbase5-dev libasio-dev li
 test_packages=(libgtest-dev libgmock-dev abigail-tools tmux mbpoll python3-pymodbus python3-serial-asyncio)
 armhf_packages=(g++-arm-linux-gnueabihf qemu-user-static)
 qt6_packages=(qt6-base-dev libgl-dev)
-lint_packages=(clang clang-format clang-tidy shellcheck)
+lint_packages=(clang clang-format clang-tidy cppcheck shellcheck)
 
 say() {
     printf '\n== %s\n' "$*"
