@@ -4,7 +4,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake make ninja-build pkg-config qtbase5-dev libasio-dev libmodbus-dev libcli11-dev
     libtomlplusplus-dev nlohmann-json3-dev libncurses-dev)
-test_packages=(libgtest-dev libgmock-dev abigail-tools tmux mbpoll python3-pymodbus python3-serial-asyncio)
+test_packages=(libgtest-dev libgmock-dev abigail-tools tmux mbpoll python3-pymodbus python3-serial-asyncio
+    valgrind)
 armhf_packages=(g++-arm-linux-gnueabihf qemu-user-static)
 qt6_packages=(qt6-base-dev libgl-dev)
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck)
