@@ -74,6 +74,8 @@ public:
     MappedFile(int file, std::size_t size, bool writable);
     ~MappedFile();
 
+    MappedFile(const MappedFile &) = delete;
+    MappedFile &operator=(const MappedFile &) = delete;
     MappedFile(MappedFile &&other) noexcept;
     MappedFile &operator=(MappedFile &&other) noexcept;
 

@@ -79,6 +79,7 @@ struct AddressUse {
 class DryRun {
 public:
     explicit DryRun(const DriverLibrary &driver);
+    ~DryRun() = default;
     DryRun(const DryRun &) = delete;
     DryRun &operator=(const DryRun &) = delete;
 

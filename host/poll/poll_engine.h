@@ -77,9 +77,9 @@ public:
         return blocks_;
     }
 
-    /// Queues what the user typed for a variable. It waits while the line is lost. Refuses what would be dropped by the
-    /// driver without a report.
-    WriteAnswer write(std::size_t variable, const std::string &typed);
+    /// Queues what the user typed for the variable at `index` of the list. It waits while the line is lost. Refuses
+    /// what would be dropped by the driver without a report.
+    WriteAnswer write(std::size_t index, const std::string &typed);
 
     /// True while a write to the variable waits or is under way.
     bool write_waits(std::size_t variable) const;
