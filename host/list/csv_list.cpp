@@ -34,7 +34,7 @@ const Column *column_named(const std::string &name) {
 // What each field of a record is; null for columns that are passed over.
 std::vector<const Column *> columns_of(const CsvRow &header, const std::string &file, ListBuilder &builder) {
     std::vector<const Column *> found;
-    const Place place{file, header.line};
+    const FilePlace place{file, header.line};
     for (const std::string &title : header.fields) {
         const std::string name = lowered(title);
         const Column *column = column_named(name);
@@ -54,7 +54,7 @@ std::vector<const Column *> columns_of(const CsvRow &header, const std::string &
     return found;
 }
 
-bool has_needed_columns(const std::vector<const Column *> &found, const Place &place, ListBuilder &builder) {
+bool has_needed_columns(const std::vector<const Column *> &found, const FilePlace &place, ListBuilder &builder) {
     bool complete = true;
     for (const char *const needed : {"type", "address"}) {
         if (std::find(found.begin(), found.end(), column_named(needed)) != found.end())

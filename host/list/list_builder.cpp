@@ -11,7 +11,7 @@ namespace {
 
 constexpr int most_units = 65535;
 
-std::string seen_at(const Place &seen, const std::string &from_file) {
+std::string seen_at(const FilePlace &seen, const std::string &from_file) {
     return seen.file == from_file ? "line " + std::to_string(seen.line) : text_of({Remark::Kind::mistake, seen, ""});
 }
 
@@ -20,11 +20,11 @@ std::string seen_at(const Place &seen, const std::string &from_file) {
 ListBuilder::ListBuilder(PollList &list, Remarks &remarks, const AddressOf &address_of)
     : list_(list), remarks_(remarks), address_of_(address_of) {}
 
-void ListBuilder::mistake(const Place &place, const std::string &text) {
+void ListBuilder::mistake(const FilePlace &place, const std::string &text) {
     remarks_.push_back({Remark::Kind::mistake, place, text});
 }
 
-void ListBuilder::warning(const Place &place, const std::string &text) {
+void ListBuilder::warning(const FilePlace &place, const std::string &text) {
     remarks_.push_back({Remark::Kind::warning, place, text});
 }
 
@@ -151,7 +151,7 @@ std::optional<int> ListBuilder::count_of(const std::string &file, const Variable
 }
 
 bool ListBuilder::take_name(const std::string &file, const VariableRow &row, const std::string &name) {
-    const Place place{file, row.name ? row.name->line : row.line};
+    const FilePlace place{file, row.name ? row.name->line : row.line};
     if (has_control_characters(name)) {
         mistake(place, "name " + in_quotes(name) + " has control characters; letters, digits, signs and blanks");
         return false;

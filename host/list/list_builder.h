@@ -37,8 +37,8 @@ public:
     /// All three must outlive the builder.
     ListBuilder(PollList &list, Remarks &remarks, const AddressOf &address_of);
 
-    void mistake(const Place &place, const std::string &text);
-    void warning(const Place &place, const std::string &text);
+    void mistake(const FilePlace &place, const std::string &text);
+    void warning(const FilePlace &place, const std::string &text);
 
     /// To be called for all stations before the first variable: they decide what a variable without a station means.
     void add_station(const std::string &file, const StationRow &row);
@@ -63,8 +63,8 @@ private:
     PollList &list_;
     Remarks &remarks_;
     const AddressOf &address_of_;
-    std::map<std::string, Place> names_;
-    std::map<int, Place> stations_;
+    std::map<std::string, FilePlace> names_;
+    std::map<int, FilePlace> stations_;
 };
 
 }  // namespace kelpo

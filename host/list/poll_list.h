@@ -10,7 +10,7 @@
 namespace kelpo {
 
 /// A line of a file.
-struct Place {
+struct FilePlace {
     std::string file;
     int line;  ///< from 1; 0: the file as a whole
 };
@@ -28,7 +28,7 @@ struct PollList {
     std::chrono::microseconds turnaround{5000};  ///< estimate: from the end of a request to the first byte of its reply
     std::vector<Station> stations;               ///< all that are described or that variables name, by number
     std::vector<Variable> variables;             ///< in the order of the list; names are unique
-    std::vector<Place> places;                   ///< where each variable stands, in the same order
+    std::vector<FilePlace> places;               ///< where each variable stands, in the same order
 
     /// The station of that number; it must be one of `stations`.
     const Station &station(int number) const;
@@ -42,7 +42,7 @@ struct Remark {
     };
 
     Kind kind;
-    Place place;
+    FilePlace place;
     std::string text;  ///< what is wrong; what would be right
 };
 

@@ -42,7 +42,7 @@ public:
     }
 
 private:
-    void warn(const Place &place, const std::string &text) {
+    void warn(const FilePlace &place, const std::string &text) {
         remarks_.push_back({Remark::Kind::warning, place, text});
     }
 
