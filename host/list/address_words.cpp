@@ -33,31 +33,38 @@ bool all_digits(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), is_digit);
 }
 
+// Digits, perhaps behind a sign, perhaps between blanks: a number of any size.
+bool is_number(std::string_view text) {
+    text = trimmed(text);
+    const bool has_sign = !text.empty() && (text.front() == '-' || text.front() == '+');
+    return all_digits(has_sign ? text.substr(1) : text);
+}
+
 std::string why_no_word_dot_bit(std::string_view text) {
     if (std::count(text.begin(), text.end(), '.') > 1)
         return "has more than one point";
     const std::size_t point = text.find('.');
     if (point == std::string_view::npos)
         return "names no bit";
-    if (!all_digits(trimmed(text.substr(0, point))))
+    if (!is_number(text.substr(0, point)))
         return "has no number before the point";
-    if (!all_digits(trimmed(text.substr(point + 1))))
+    if (!is_number(text.substr(point + 1)))
         return "has no number behind the point";
-    return "is too large";
+    return text.find('-') != std::string_view::npos ? "is below 0" : "is too large";
 }
 
 std::string what_is_wrong(Syntax syntax, std::string_view text) {
     if (text.empty())
         return "is empty";
-    if (text.front() == '-')
-        return "is below 0";
     if (syntax == Syntax::word_dot_bit)
         return why_no_word_dot_bit(text);
     if (text.find('.') != std::string_view::npos)
         return "names a bit, which only types 15 to 17 have";
-    const std::string_view digits = text.front() == '+' ? text.substr(1) : text;
-    if (!all_digits(digits))
+    if (!is_number(text))
         return "is no number";
+    if (text.front() == '-')
+        return "is below 0";
+    const std::string_view digits = text.front() == '+' ? text.substr(1) : text;
     if (syntax == Syntax::octal && digits.find_first_of("89") != std::string_view::npos)
         return "has a digit above 7";
     if (syntax == Syntax::decimal_from_200 && whole_number(digits).value_or(200) < 200)

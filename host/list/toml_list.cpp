@@ -24,6 +24,56 @@ constexpr unsigned known_speeds[] = {50,      75,      110,     134,     150,   
                                      115200,  230400,  460800,  500000,  576000,  921600, 1000000, 1152000,
                                      1500000, 2000000, 2500000, 3000000, 3500000, 4000000};
 
+constexpr int most_key_parts = 32;
+
+// Where the string ends that a quote at `at` begins: behind its closing quotes, or at the end of the text. A string
+// over several lines may itself end with two quotes.
+std::size_t string_end(std::string_view text, std::size_t at) {
+    const char quote = text[at];
+    const std::string_view three = quote == '"' ? R"(""")" : "'''";
+    const std::string_view closing = text.substr(at, 3) == three ? three : three.substr(0, 1);
+    for (std::size_t i = at + closing.size(); i < text.size(); ++i) {
+        if (text[i] == '\\' && quote == '"')
+            ++i;
+        else if (text.substr(i, closing.size()) == closing)
+            return closing.size() == 1 ? i + 1 : std::min({text.find_first_not_of(quote, i), i + 5, text.size()});
+    }
+    return text.size();
+}
+
+// A mistake that the parser must not see, none where `what` is empty.
+struct Unparsable {
+    int line = 0;
+    std::string what;
+};
+
+// Keys of many parts: the parser makes a table in a table of each part and walks through them by recursion, which may
+// exhaust the stack. And letters beyond ASCII outside quotes: its own list of such blanks is undefined for them. Right
+// as far as the text is TOML, and behind its first mistake the parser does not go.
+Unparsable first_unparsable(std::string_view text) {
+    constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+    int line = 1, parts = 1;
+    for (std::size_t i = text.substr(0, 3) == byte_order_mark ? 3 : 0; i < text.size();) {
+        const std::size_t start = i;
+        if (text[i] == '#') {
+            i = std::min(text.find('\n', i), text.size());
+        } else if (text[i] == '"' || text[i] == '\'') {
+            i = string_end(text, i);
+        } else {
+            if (static_cast<unsigned char>(text[i]) >= 0x80)
+                return {line, "a letter beyond ASCII outside quotes; put the key or the value into double quotes"};
+            if (text[i] == '.' && ++parts > most_key_parts)
+                return {line, "a key of more than " + std::to_string(most_key_parts) +
+                                  " parts; those of a list have one or two, such as line.speed"};
+            if (std::string_view("\n=,[]{}").find(text[i]) != std::string_view::npos)
+                parts = 1;
+            ++i;
+        }
+        line += static_cast<int>(std::count(text.begin() + start, text.begin() + i, '\n'));
+    }
+    return {};
+}
+
 int line_of(const toml::node &node) {
     return static_cast<int>(node.source().begin.line);
 }
@@ -354,12 +404,16 @@ private:
 
 std::optional<Field> add_toml_list(std::string_view text, const std::string &file, PollList &list,
                                    ListBuilder &builder) {
+    if (const Unparsable mistake = first_unparsable(text); !mistake.what.empty()) {
+        builder.mistake({file, mistake.line}, mistake.what);
+        return std::nullopt;
+    }
     try {
         const toml::table root = toml::parse(text);
         return ListReader(root, file, list, builder).read();
     } catch (const toml::parse_error &error) {
         builder.mistake({file, static_cast<int>(error.source().begin.line)},
-                        "this is no TOML: " + std::string(error.description()));
+                        "this is no TOML: " + without_controls(error.description()));
         return std::nullopt;
     }
 }

@@ -9,9 +9,22 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
 
-bool is_control(char character) {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte == 0x7F;
+// Bytes of the control character that stands at `at`, 0 when none does. Those beyond ASCII, C2 80 to C2 9F in UTF-8, a
+// terminal obeys as well.
+std::size_t control_length(std::string_view text, std::size_t at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte < 0x20 || byte == 0x7F)
+        return 1;
+    const auto next = static_cast<unsigned char>(at + 1 < text.size() ? text[at + 1] : 0);
+    return byte == 0xC2 && next >= 0x80 && next < 0xA0 ? 2 : 0;
+}
+
+void append_escaped(std::string &to, std::string_view bytes) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    for (const char character : bytes) {
+        const auto byte = static_cast<unsigned char>(character);
+        to.append({'\\', 'x', digits[byte >> 4U], digits[byte & 15U]});
+    }
 }
 
 bool continues_character(char character) {
@@ -65,21 +78,35 @@ bool second_byte_fits(unsigned char first, unsigned char second) {
 
 std::string in_quotes(std::string_view text) {
     constexpr std::size_t longest = 60;
-    constexpr char digits[] = "0123456789ABCDEF";
     const bool escape_all = !is_utf8(text);
     std::string result = "\"";
-    for (const char character : text) {
-        if (result.size() >= longest && !continues_character(character)) {
+    for (std::size_t i = 0; i < text.size();) {
+        if (result.size() >= longest && !continues_character(text[i])) {
             result += "...";
             break;
         }
-        const auto byte = static_cast<unsigned char>(character);
-        if (is_control(character) || (escape_all && byte >= 0x80))
-            result.append({'\\', 'x', digits[byte >> 4U], digits[byte & 15U]});
+        const std::size_t control = control_length(text, i), length = std::max<std::size_t>(control, 1);
+        const bool beyond_ascii = static_cast<unsigned char>(text[i]) >= 0x80;
+        if (control > 0 || (escape_all && beyond_ascii))
+            append_escaped(result, text.substr(i, length));
         else
-            result += character;
+            result += text[i];
+        i += length;
     }
     return result + "\"";
+}
+
+std::string without_controls(std::string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t control = control_length(text, i), length = std::max<std::size_t>(control, 1);
+        if (control > 0)
+            append_escaped(result, text.substr(i, length));
+        else
+            result += text[i];
+        i += length;
+    }
+    return result;
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -152,7 +179,10 @@ bool is_utf8(std::string_view text) {
 }
 
 bool has_control_characters(std::string_view text) {
-    return std::any_of(text.begin(), text.end(), is_control);
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (control_length(text, i) > 0)
+            return true;
+    return false;
 }
 
 std::size_t width_of(std::string_view text) {

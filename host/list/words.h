@@ -10,6 +10,9 @@ namespace kelpo {
 /// `text` in double quotes as a message shows it: bytes that a terminal might obey as \xHH, a long text cut short.
 std::string in_quotes(std::string_view text);
 
+/// `text` with every control character as \xHH.
+std::string without_controls(std::string_view text);
+
 /// Without blanks at both ends.
 std::string_view trimmed(std::string_view text);
 
@@ -28,7 +31,7 @@ std::string listed(const std::vector<std::string> &words);
 /// True when `text` is valid UTF-8.
 bool is_utf8(std::string_view text);
 
-/// True when a byte of `text` is a control character.
+/// True when a character of `text` is one that a terminal might obey.
 bool has_control_characters(std::string_view text);
 
 /// Columns that UTF-8 text takes on a terminal, one for each character.

@@ -265,6 +265,14 @@ const Mistake variables[] = {
      "3: address \"2147483648\" is too large; type 7 takes a decimal number, such as 100"},
     {"[[variable]]\ntype = 7\naddress = \"1\\u00002\"\n",
      "3: address \"1\\x002\" is no number; type 7 takes a decimal number, such as 100"},
+    {"[[variable]]\ntype = 7\naddress = \"-k\"\n",
+     "3: address \"-k\" is no number; type 7 takes a decimal number, such as 100"},
+    {"[[variable]]\ntype = 15\naddress = \"-\"\n",
+     "3: address \"-\" names no bit; type 15 takes word.bit, such as 6.4"},
+    {"[[variable]]\ntype = 15\naddress = \"-1.4\"\n",
+     "3: address \"-1.4\" is below 0; type 15 takes word.bit, such as 6.4"},
+    {"[[variable]]\ntype = 15\naddress = \"+99999999999.1\"\n",
+     "3: address \"+99999999999.1\" is too large; type 15 takes word.bit, such as 6.4"},
     {"[[variable]]\ntype = 12\naddress = 0\ncount = 3\n",
      "4: count 3 is odd; each value takes two registers: 4 for 2 values"},
     {"[[variable]]\ntype = 7\naddress = 0\ncount = 1\nview = \"float\"\n",
@@ -328,6 +336,50 @@ TEST(ListFile, SurvivesTextThatIsNoList) {
     for (const std::string &text : hostile)
         for (const char *file : {"list.toml", "list.csv"})
             EXPECT_FALSE(material.read(text, file).usable()) << text.substr(0, 20);
+}
+
+TEST(ListFile, RefusesKeysOfSoManyPartsThatTheParserWouldExhaustTheStack) {
+    std::string parts = "a";
+    for (int i = 0; i < 200000; ++i)
+        parts += ".a";
+    const std::string told = "a key of more than 32 parts; those of a list have one or two, such as line.speed";
+    const ListMaterial material;
+    EXPECT_THAT(texts_of(material.read("# 1\n\n" + parts + " = 1\n").remarks), ElementsAre("list.toml:3: " + told));
+    EXPECT_THAT(texts_of(material.read("a = \"\"\"\n\\\"\n\"\"\"\n[" + parts + "]\n").remarks),
+                ElementsAre("list.toml:4: " + told));
+    EXPECT_THAT(texts_of(material.read("a = \"\"\"b\"\"\"\"\"\n" + parts + " = \"\"\n").remarks),
+                ElementsAre("list.toml:2: " + told));
+    EXPECT_THAT(texts_of(material.read("a = [\n'\\', \"'\", {" + parts + " = 1}]\n").remarks),
+                ElementsAre("list.toml:2: " + told));
+}
+
+TEST(ListFile, TakesAnyNumberOfPointsThatPartNoKey) {
+    const std::string points(1000, '.');
+    const std::string list = "# " + points + "\n[line]\npath = \"/dev/" + points +
+                             "\"\n[[station]]\nnumber = 1\nname = '" + points +
+                             "'\n[[variable]]\ntype = 7\naddress = 1\nname = \"\"\"" + points + "\"\"\"\n";
+    EXPECT_THAT(texts_of(ListMaterial().read(list).remarks), IsEmpty());
+}
+
+TEST(ListFile, SaysWhatIsWrongWithALetterBeyondAsciiOutsideQuotes) {
+    const std::string told = "a letter beyond ASCII outside quotes; put the key or the value into double quotes";
+    const ListMaterial material;
+    EXPECT_THAT(texts_of(material.read("gr\xC3\xB6\xC3\x9F\x65 = 1\n").remarks), ElementsAre("list.toml:1: " + told));
+    EXPECT_THAT(texts_of(material.read("# \xC3\xB6\n[line]\npath = \xC2\xA0\"/dev/ttyS0\"\n").remarks),
+                ElementsAre("list.toml:3: " + told));
+}
+
+TEST(ListFile, TakesLettersBeyondAsciiInQuotesAndCommentsAndAByteOrderMark) {
+    EXPECT_THAT(texts_of(ListMaterial()
+                             .read("\xEF\xBB\xBF# K\xC3\xBChler\n[[variable]]\nname = \"K\xC3\xBChler\"\n"
+                                   "type = 7\naddress = 1\n")
+                             .remarks),
+                IsEmpty());
+}
+
+TEST(ListFile, ShowsControlCharactersOfTextThatIsNoToml) {
+    EXPECT_THAT(texts_of(ListMaterial().read("path = tr\x0B\x0B\n").remarks),
+                ElementsAre(testing::AllOf(testing::HasSubstr("\\x0B"), testing::Not(testing::HasSubstr("\x0B")))));
 }
 
 TEST(ListFile, SaysWhyAFileCannotBeRead) {

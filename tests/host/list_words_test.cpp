@@ -12,6 +12,23 @@ TEST(ListWords, QuoteWhatATerminalMightObey) {
     EXPECT_EQ(in_quotes("a\x1B[2Jb\n"), "\"a\\x1B[2Jb\\x0A\"");
     EXPECT_EQ(in_quotes("K\xC3\xBChler"), "\"K\xC3\xBChler\"");
     EXPECT_EQ(in_quotes("K\xFChler"), "\"K\\xFChler\"");
+    EXPECT_EQ(in_quotes("a\xC2\x9B"
+                        "2Jb"),
+              "\"a\\xC2\\x9B2Jb\"");
+}
+
+TEST(ListWords, ShowControlCharactersAndKeepAllElse) {
+    EXPECT_EQ(without_controls("K\xC3\xBChler\x7F 1\n\xC2\x9B"
+                               "2J"),
+              "K\xC3\xBChler\\x7F 1\\x0A\\xC2\\x9B2J");
+    EXPECT_EQ(without_controls("\xC2\xA0 \xC2"), "\xC2\xA0 \xC2");
+}
+
+TEST(ListWords, KnowControlCharactersBeyondAscii) {
+    EXPECT_TRUE(has_control_characters("a\tb"));
+    EXPECT_TRUE(has_control_characters("\xC2\x80"));
+    EXPECT_TRUE(has_control_characters("\xC2\x9F"));
+    EXPECT_FALSE(has_control_characters("\xC2\xA0 K\xC3\xBChler \xE2\x82\xAC"));
 }
 
 TEST(ListWords, CutLongQuotesShort) {
