@@ -41,9 +41,7 @@ QByteArray remote_frame(const RW_VAR &var, const QByteArray &value) {
     put_u32_high_first(fields + 17, var.aux_word);
     QByteArray frame(reinterpret_cast<const char *>(fields), fields_length);
     frame.append(value);
-    unsigned char sum = 0;
-    put_u8(&sum, sum_of(frame));
-    frame.append(static_cast<char>(sum));
+    frame.append(static_cast<char>(sum_of(frame)));
     return frame;
 }
 

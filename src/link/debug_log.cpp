@@ -16,6 +16,4 @@ void customMessageHandler(QtMsgType /*type*/, const char *msg) {
     // The milliseconds are appended as a number: Qt's own "z" pads or trims them differently from version to version.
     stream << now.toString(QLatin1String("yyyy.MM.dd.hh:mm:ss.")) << now.time().msec() << ':'
            << QString::fromLatin1(msg) << '\n';
-    stream.flush();
-    file.close();
 }

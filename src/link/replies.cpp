@@ -146,8 +146,6 @@ void advance_served_queue(bool remote) {
     case CyclicRead:
         advance_read_list();
         break;
-    default:
-        break;
     }
 }
 

@@ -54,7 +54,7 @@ Spans spans_of(const QList<RW_VAR> &vars) {
 // Block limits in the units of the class, for a max_count of at least 1.
 int block_limit(int register_class, int max_count) {
     if (register_class >= 0 && register_class <= 6)
-        return max_count <= 20 ? 8 * max_count : 160;
+        return 8 * std::min(max_count, 20);
     if (register_class == 13)
         return std::min(max_count, 50);
     return max_count;
@@ -75,7 +75,6 @@ void append_pieces(QList<RW_VAR> &blocks, const RW_VAR &model, qint64 address, q
 
 RW_VAR read_entry(const HOST_VAR &item, const Span &span, const ComInfo &com_info) {
     RW_VAR entry;
-    entry.var_group = 0;
     entry.var_id = -1;
     entry.host_ref3 = com_info.remote_mode;
     entry.area_no = com_info.local_area_no;
@@ -116,26 +115,26 @@ void keep_largest_per_address(SpanPlace first, SpanPlace end, const EntrySource 
     }
 }
 
+// Makes the last of `blocks` reach to `end`, with further entries where that is more than `limit` units.
+void extend_last(QList<RW_VAR> &blocks, qint64 end, int limit) {
+    RW_VAR &last = blocks.last();
+    const qint64 reach = end - last.reg_addr;
+    if (reach <= last.reg_count)
+        return;
+    const qint64 kept = std::min<qint64>(reach, limit);
+    last.reg_count = low_32_bits(kept);
+    append_pieces(blocks, last, qint64(last.reg_addr) + limit, reach - kept, limit);
+}
+
 // The current block is the last entry of `blocks`, whichever group that came from. A group that opens no block of its
 // own, because its first count is 0, therefore goes on from the previous group's last block. That is kept: panels rely
 // on the resulting list.
 void merge_into_blocks(SpanPlace first, SpanPlace end, const EntrySource &source, int limit, QList<RW_VAR> &blocks) {
-    qint64 start = 0;
-    qint64 length = 0;
     for (SpanPlace span = first; span != end; ++span) {
-        const qint64 span_end = qint64(span->address) + span->count;
-        if (span == first || span->address >= start + limit || blocks.isEmpty()) {
+        if (span == first || blocks.isEmpty() || span->address >= qint64(blocks.last().reg_addr) + limit)
             append_pieces(blocks, source.entry(*span), span->address, span->count, limit);
-        } else if (span_end > start + length) {
-            const qint64 reach = span_end - start;
-            const qint64 kept = std::min<qint64>(reach, limit);
-            blocks.last().reg_count = low_32_bits(kept);
-            append_pieces(blocks, RW_VAR(blocks.last()), start + limit, reach - kept, limit);
-        }
-        if (!blocks.isEmpty()) {
-            start = blocks.last().reg_addr;
-            length = blocks.last().reg_count;
-        }
+        else
+            extend_last(blocks, qint64(span->address) + span->count, limit);
     }
 }
 

@@ -7,17 +7,17 @@
 
 #include <QtCore/QMutexLocker>
 
-#include <limits>
-
 namespace {
 
 typedef QHash<unsigned int, unsigned char> BitCache;
 typedef QHash<unsigned int, unsigned short> WordCache;
 typedef QHash<unsigned int, unsigned int> DwordCache;
 
-// More bytes than one byte array can hold give an empty one: the host sees that it got nothing.
+// So many bytes, more than one byte array can hold, give an empty one: the host sees that it got nothing.
+const qint64 too_many_bytes = qint64(1) << 30;
+
 QByteArray zero_bytes(qint64 size) {
-    if (size <= 0 || size > std::numeric_limits<int>::max() / 2)
+    if (size <= 0 || size >= too_many_bytes)
         return QByteArray();
     return QByteArray(static_cast<int>(size), '\0');
 }
@@ -193,7 +193,7 @@ QByteArray taken_high_first(HostBytes &bytes, int values) {
     const int size = 4 * values;
     QByteArray taken(size, missing_value_byte);
     char *const to = taken.data();
-    for (int value = 0; value < size && bytes.left() > 0; value += 4) {
+    for (int value = 0; value < size; value += 4) {
         const bool whole = bytes.left() >= 4;
         for (int place = value + (whole ? 3 : 4); place >= value && bytes.left() > 0; --place) {
             const char byte = static_cast<char>(bytes.take());

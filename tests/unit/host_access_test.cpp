@@ -349,6 +349,7 @@ TEST_F(HostAccess, OneToThreeLeftoverBytesBehindTheLastValueLoseTheirFirst) {
         EXPECT_EQ(writes(type, "30", "11 22 33", 2), Lines{"(30,2) 30 30 33 22"}) << "type " << type;
         EXPECT_EQ(writes(type, "30", "01 02 03 04 11 22 33", 4), Lines{"(30,4) 04 03 02 01 30 30 33 22"})
             << "type " << type;
+        EXPECT_EQ(PLC_driver.write_list.last().value_bytes.constData()[8], '\0') << "the end of the byte array itself";
     }
 }
 

@@ -238,6 +238,14 @@ TEST_F(Rebuild, SuchAnExtensionContinuesAsTheGroupBefore) {
               "1/7(0,10) 1/7(10,10) 1/7(20,3)");
 }
 
+// The other group's entry may be longer than this group's limit. It is cut to that once something reaches beyond it.
+TEST_F(Rebuild, ALongerEntryOfTheGroupBeforeStaysWholeUntilAVariableReachesBeyondIt) {
+    info.max_count = 20;
+    EXPECT_EQ(plan({host_var(2, 1, "0", 160), host_var(7, 1, "0", 0), host_var(7, 1, "10", 150)}), "1/2(0,160)");
+    EXPECT_EQ(plan({host_var(2, 1, "0", 160), host_var(7, 1, "0", 0), host_var(7, 1, "10", 151)}),
+              "1/2(0,20) 1/2(20,20) 1/2(40,20) 1/2(60,20) 1/2(80,20) 1/2(100,20) 1/2(120,20) 1/2(140,20) 1/2(160,1)");
+}
+
 TEST_F(Rebuild, AfterACountOf0AtTheHeadOfTheFirstGroupTheNextVariableOpensABlock) {
     EXPECT_EQ(plan({host_var(7, 1, "0", 0), host_var(7, 1, "3", 4)}), "1/7(3,4)");
     EXPECT_EQ(plan({host_var(7, 1, "0", -3), host_var(7, 1, "0", 0), host_var(7, 1, "3", 4), host_var(7, 1, "5", 9)}),
