@@ -4,6 +4,7 @@
 #define MODEL_CHOICES_H
 
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <random>
 #include <vector>
@@ -47,6 +48,29 @@ public:
 
 private:
     std::mt19937 engine;
+};
+
+/// Decisions of a byte stream: each takes as many bytes as its reach needs, and every one is 0 once the stream has
+/// ended. The bytes stay the caller's and must outlive the object.
+class StreamChoices : public Choices {
+public:
+    StreamChoices(const std::uint8_t *bytes, std::size_t size) : position(bytes), end(bytes + size) {}
+
+    /// No byte is left.
+    bool ended() const {
+        return position == end;
+    }
+
+    unsigned next(unsigned n) override {
+        unsigned value = 0;
+        for (unsigned reach = n - 1; reach > 0; reach >>= 8)
+            value = value << 8 | (ended() ? 0u : *position++);
+        return value % n;
+    }
+
+private:
+    const std::uint8_t *position;
+    const std::uint8_t *end;
 };
 
 }  // namespace model

@@ -1378,8 +1378,9 @@ int Driver::data_com(const Bytes *reply, int length) {
         if (comm_failed)
             note("link works again");
         comm_failed = false;
-        set_word(success_count, low32(static_cast<long long>(word(success_count)) + 1));
-        const bool complete = word(success_count) >= word(success_limit);
+        const long long good_replies = static_cast<long long>(word(success_count)) + 1;
+        set_word(success_count, low32(good_replies));
+        const bool complete = good_replies >= word(success_limit);
         if (complete && word(finish_flag) == 0 && !remote_reply) {
             ++read_pass_count;
             if (read_pass_count > static_cast<int>(read_list.size())) {
@@ -1395,8 +1396,9 @@ int Driver::data_com(const Bytes *reply, int length) {
             return code;
         }
     } else {
-        set_word(retry_count, low32(static_cast<long long>(word(retry_count)) + 1));
-        if (word(retry_count) <= word(retry_times)) {
+        const long long failures = static_cast<long long>(word(retry_count)) + 1;
+        set_word(retry_count, low32(failures));
+        if (failures <= word(retry_times)) {
             note("sent again");
             ret_var.ret_value = 0;
             return 0;

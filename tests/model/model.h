@@ -4,7 +4,8 @@
 /// Each operation of model::Driver bears the name of the driver's operation, and its body follows the written rule step
 /// by step. Where it and the driver differ, one of the two has misread the rule.
 ///
-/// Numbers: record fields are 32 bits wide; sums are formed in 64 bits and cut to 32 where they go back into a field.
+/// Numbers: record fields are 32 bits wide; sums are formed and compared in 64 bits and cut to 32 where they go back
+/// into a field.
 #ifndef MODEL_MODEL_H
 #define MODEL_MODEL_H
 

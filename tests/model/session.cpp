@@ -69,10 +69,10 @@ bool is_single_bit_write(int type) {
 
 // Weights: link, write, read, once-read, rebuild, hand-made, station, config, look, helper, meddle.
 const std::vector<Session::Mood> Session::moods = {
-    {"calm", 98, 0, 900, 25, 25, 10, 6, 4, 2, 8, 10, 10, 0},
-    {"busy", 95, 10, 550, 150, 80, 60, 25, 15, 20, 30, 15, 30, 2},
-    {"faulty line", 55, 2, 800, 50, 10, 40, 10, 15, 8, 25, 10, 5, 2},
-    {"chaos", 55, 75, 450, 90, 40, 60, 35, 110, 40, 70, 20, 80, 15},
+    {"calm", 98, 0, 0, 900, 25, 25, 10, 6, 4, 2, 8, 10, 10, 0},
+    {"busy", 95, 10, 0, 550, 150, 80, 60, 25, 15, 20, 30, 15, 30, 2},
+    {"faulty line", 55, 2, 0, 800, 50, 10, 40, 10, 15, 8, 25, 10, 5, 2},
+    {"chaos", 55, 75, 4, 450, 90, 40, 60, 35, 110, 40, 70, 20, 80, 15},
 };
 
 Session::Session(Choices &source)
@@ -314,7 +314,7 @@ Session::Reply Session::bad_reply() {
         break;
     case 13:
         reply.words = "the answer with a length that is not its own";
-        reply.length = choices.one_of({0, 1, -1, reply.length - 1, reply.length + 1, int_max, int_min});
+        reply.length = or_any(choices.one_of({0, 1, -1, reply.length - 1, reply.length + 1, int_max, int_min}));
         break;
     case 14:
         reply.words = "a signed reply shorter than its length says";
@@ -382,7 +382,7 @@ void Session::data_com() {
 
 void Session::host_write() {
     const int type =
-        mood->wild_records > 10 && choices.chance(5) ? choices.one_of({0, 18, -1, 255, int_min}) : some_type();
+        mood->wild_records > 10 && choices.chance(5) ? choices.one_of({0, 18, -1, 255, int_min}) : or_any(some_type());
     int count = some_count();
     if (is_single_bit_write(type))
         count = std::min(count, 12);
@@ -390,8 +390,8 @@ void Session::host_write() {
     const std::string address = some_address_text(type);
     const int station = some_station();
     const Bytes data = some_host_data(type, count);
-    const int group = choices.between(-1, 13);
-    const int id = choices.between(0, 4);
+    const int group = or_any(choices.between(-1, 13));
+    const int id = or_any(choices.between(0, 4));
 
     const int wanted = expected.set_register_data(text, type, address, station, data, count, group, id);
     const int found =
@@ -432,7 +432,7 @@ void Session::once_read() {
         previous_once_read.aux_word = choices.one_of({0, 9});
     }
     Var var = previous_once_read;
-    const int mode = choices.one_of({0, 0, 0, 2, -1});
+    const int mode = or_any(choices.one_of({0, 0, 0, 2, -1}));
     RW_VAR record = to_driver(var);
     std::ostringstream words;
     words << "AddListOnceReadVar(" << in_words(var) << ", " << mode << ")";
@@ -522,7 +522,7 @@ void Session::hand_made() {
 
 void Session::station() {
     const int station = choices.chance(25) ? choices.one_of({-1, -7, int_min, 3, 256}) : some_station();
-    const int mode = choices.one_of({0, 0, 1, 1, 1, 2, -1});
+    const int mode = or_any(choices.one_of({0, 0, 1, 1, 1, 2, -1}));
     std::ostringstream words;
     if (choices.chance(50)) {
         words << "EnableEthernet(";
@@ -579,7 +579,7 @@ void Session::config() {
     const Word word = choices.one_of({max_count, max_count, default_station, retry_times, multi_station, remote_mode,
                                       local_area_no, write_mode, finish_flag, finish_flag, finish_flag, channel_id});
     std::size_t index = word;
-    int value = config_value(word);
+    int value = or_any(config_value(word));
     if (choices.chance(4)) {
         index = choices.one_of({std::size_t{0}, std::size_t{5}, std::size_t{19}, std::size_t{31}});
         value = any_int();
@@ -683,7 +683,7 @@ void Session::meddle() {
     }
     case 4: {
         const Word word = choices.one_of({success_count, success_limit, retry_count});
-        const int value = config_value(word);
+        const int value = or_any(config_value(word));
         set_both(word, value);
         say("the host sets word " + std::to_string(word) + " to " + std::to_string(value));
         break;

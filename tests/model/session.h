@@ -45,6 +45,7 @@ private:
         const char *name;
         unsigned good_replies;  ///< percent
         unsigned wild_records;  ///< percent of the hand-made records that carry odd values
+        unsigned wild_values;   ///< percent of the host's other numbers and texts that may be anything
         // weights of the operations
         unsigned link, host_write, host_read, once_read, rebuild, hand_made, station, config, look, helper, meddle;
     };
@@ -79,6 +80,7 @@ private:
 
     // what it happens with
     int any_int();
+    int or_any(int usual);
     int some_station();
     int some_type();
     int some_address(int type);

@@ -36,8 +36,13 @@ int Session::any_int() {
     }
 }
 
+// A number that the host means, or any other.
+int Session::or_any(int usual) {
+    return choices.chance(mood->wild_values) ? any_int() : usual;
+}
+
 int Session::some_station() {
-    return choices.chance(3) ? choices.one_of({3, 256, -1}) : choices.one_of(stations);
+    return choices.chance(3) ? choices.one_of({3, 256, -1}) : or_any(choices.one_of(stations));
 }
 
 int Session::some_type() {
@@ -82,6 +87,10 @@ std::string Session::some_address_text(int type) {
              "- 7",     "2147483648", "2147483647",  "-2147483648", "99999999999", "5 5",  "268435456.5",
              "caf\xE9", "7.-3",       "134217728.0", ".",           "1..2",        "+",    "-0"});
     const std::string text = address_text(type, some_address(type));
+    if (choices.chance(mood->wild_values)) {
+        const Bytes any = some_bytes(choices.next(13));
+        return std::string(any.begin(), any.end());
+    }
     if (choices.chance(3))
         return choices.one_of({" ", "0", "+", "\t"}) + text;
     if (choices.chance(2))
