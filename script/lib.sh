@@ -9,7 +9,7 @@ test_packages=(libgtest-dev libgmock-dev abigail-tools tmux mbpoll python3-pymod
 armhf_packages=(g++-arm-linux-gnueabihf qemu-user-static)
 qt6_packages=(qt6-base-dev libgl-dev)
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck)
-fuzz_packages=(clang libclang-rt-dev llvm)
+sanitizer_packages=(clang libclang-rt-dev llvm)
 
 say() {
     printf '\n== %s\n' "$*"
