@@ -39,6 +39,7 @@ void Controller::receive(const Bytes &bytes, TimePoint now) {
     if (bytes.empty())
         return;
     last_byte_ = now;
+    bytes_received_ += static_cast<std::uint32_t>(bytes.size());
     if (const std::optional<Bytes> request = framer_.take(bytes.data(), bytes.size()))
         serve(*request);
 }
@@ -62,8 +63,13 @@ std::optional<Sending> Controller::take_due(TimePoint now) {
     return sending;
 }
 
-void Controller::count_sent_reply() {
-    if (memory_)
+void Controller::note_sent(const Sending &sending, TimePoint now) {
+    bytes_sent_ += static_cast<std::uint32_t>(sending.bytes.size());
+    if (!memory_)
+        return;
+    const auto time = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch());
+    memory_->log_piece({sending.request, bytes_sent_, static_cast<std::uint32_t>(time.count())});
+    if (sending.ends_reply)
         memory_->count_reply();
 }
 
@@ -120,15 +126,23 @@ void Controller::serve(const Bytes &request) {
     if (memory_)
         memory_->count_request(station);
     schedule(request, reply_to(request, station));
+    ++requests_;
     if (memory_)
         memory_->publish_fault_counts(faults_.counts());
 }
 
+void Controller::log_request(std::uint32_t fault) {
+    if (memory_)
+        memory_->log_request(bytes_received_, fault);
+}
+
 std::vector<ReplyPart> Controller::reply_to(const Bytes &request, std::size_t station) {
     const std::optional<Happening> happening = faults_.next(request);
+    const Bytes reply = !happening || happening->carries_out() ? carry_out(request, station) : Bytes();
+    log_request(happening ? static_cast<std::uint32_t>(happening->number) + 1 : 0);
     if (!happening)
-        return {{std::chrono::milliseconds(0), carry_out(request, station)}};
-    return spoiled_reply(request, happening->carries_out() ? carry_out(request, station) : Bytes(), *happening);
+        return {{std::chrono::milliseconds(0), reply}};
+    return spoiled_reply(request, reply, *happening);
 }
 
 void Controller::serve_broadcast(const Bytes &request) {
@@ -139,6 +153,8 @@ void Controller::serve_broadcast(const Bytes &request) {
         if (!faults_.misses_broadcast(addressed))
             carry_out(addressed, station);
     }
+    log_request(0);
+    ++requests_;
     if (memory_)
         memory_->publish_fault_counts(faults_.counts());
 }
@@ -167,7 +183,7 @@ void Controller::schedule(const Bytes &request, std::vector<ReplyPart> parts) {
         due += part.wait + time_on_wire(part.bytes.size());
         const auto later =
             std::find_if(waiting_.begin(), waiting_.end(), [due](const Waiting &waiting) { return waiting.due > due; });
-        waiting_.insert(later, {due, request[0], {std::move(part.bytes), i + 1 == parts.size()}});
+        waiting_.insert(later, {due, request[0], {std::move(part.bytes), i + 1 == parts.size(), requests_}});
     }
 }
 

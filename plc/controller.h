@@ -34,7 +34,8 @@ struct Settings {
 /// What is to be sent in one go.
 struct Sending {
     Bytes bytes;
-    bool ends_reply;  // nothing more is sent for the same request
+    bool ends_reply;            // nothing more is sent for the same request
+    std::uint32_t request = 0;  // its number among those of this controller's stations, counted from 0
 };
 
 /// The stations of one line, without the line: bytes go in, replies come out when they are due.
@@ -58,8 +59,8 @@ public:
     /// The next reply, or part of one, if it is due at `now`. A station's replies come in the order of their requests.
     std::optional<Sending> take_due(TimePoint now);
 
-    /// To be told when the end of a reply went out.
-    void count_sent_reply();
+    /// To be told when the line has taken what take_due() gave, and when.
+    void note_sent(const Sending &sending, TimePoint now);
 
     /// How often each fault came up, in the order of the settings.
     const std::vector<FaultCount> &fault_counts() const;
@@ -81,6 +82,7 @@ private:
     void serve_broadcast(const Bytes &request);
     Bytes carry_out(const Bytes &request, std::size_t station);
     std::vector<ReplyPart> reply_to(const Bytes &request, std::size_t station);
+    void log_request(std::uint32_t fault);
     void schedule(const Bytes &request, std::vector<ReplyPart> parts);
     std::chrono::nanoseconds time_on_wire(std::size_t bytes) const;
 
@@ -93,6 +95,9 @@ private:
     Moment moment_ = 0;
     TimePoint next_moment_;
     TimePoint last_byte_;
+    std::uint32_t bytes_received_ = 0;  // these go on from 0 after 2^32
+    std::uint32_t bytes_sent_ = 0;
+    std::uint32_t requests_ = 0;
     std::deque<Waiting> waiting_;  // what is due first stands first
 };
 

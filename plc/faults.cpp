@@ -51,7 +51,7 @@ std::optional<Happening> Faults::meet(std::size_t number, const Bytes &request, 
     if (!its_turn || !may_happen || (fault.times && count.happened >= *fault.times))
         return std::nullopt;
     ++count.happened;
-    return Happening{fault, random};
+    return Happening{fault, random, number};
 }
 
 bool Faults::takes_its_turn(std::size_t number, Random &random) {

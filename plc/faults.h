@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -14,7 +15,8 @@ namespace plc {
 /// A fault that happens to a request.
 struct Happening {
     Fault fault;
-    Random random;  // for what the fault leaves open; the same in every run
+    Random random;           // for what the fault leaves open; the same in every run
+    std::size_t number = 0;  // of the fault, counted from 0
 
     /// False when the station does not do what the request asks.
     bool carries_out() const {

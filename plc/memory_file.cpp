@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t address_count = 65536;
 constexpr char magic[8] = {'K', 'E', 'L', 'P', 'O', 'P', 'L', 'C'};
-constexpr std::uint32_t layout_version = 3;
+constexpr std::uint32_t layout_version = 4;
 
 struct Slot {
     std::atomic<std::uint8_t> coils[address_count];
@@ -40,6 +40,19 @@ struct LogEntry {
 struct FaultEntry {
     std::atomic<std::uint32_t> fitted;
     std::atomic<std::uint32_t> happened;
+};
+
+struct RequestEntry {
+    std::atomic<std::uint32_t> ends_at;
+    std::atomic<std::uint32_t> first_write;
+    std::atomic<std::uint32_t> writes;
+    std::atomic<std::uint32_t> fault;
+};
+
+struct PieceEntry {
+    std::atomic<std::uint32_t> request;
+    std::atomic<std::uint32_t> ends_at;
+    std::atomic<std::uint32_t> microseconds;
 };
 
 struct StationHistory {
@@ -67,6 +80,10 @@ struct MemoryLayout {
     LogEntry log[log_length];
     std::atomic<std::uint32_t> fault_count;
     FaultEntry faults[max_faults];
+    std::atomic<std::uint32_t> requests_logged;
+    RequestEntry requests[traffic_length];
+    std::atomic<std::uint32_t> pieces_logged;
+    PieceEntry pieces[traffic_length];
 
     StationHistory *histories() {
         return reinterpret_cast<StationHistory *>(this + 1);
@@ -79,7 +96,7 @@ struct MemoryLayout {
 
 namespace {
 
-static_assert(sizeof(MemoryLayout) == 52528 && alignof(MemoryLayout) == 4);
+static_assert(sizeof(MemoryLayout) == 81208 && alignof(MemoryLayout) == 4);
 static_assert(sizeof(LogEntry) == 12);
 static_assert(sizeof(Slot) == address_count * 3);
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free && std::atomic<std::uint16_t>::is_always_lock_free &&
@@ -255,6 +272,29 @@ void MemoryWriter::log(std::size_t station, LoggedWrite::Table table, unsigned a
     count_one(layout.writes_logged);
 }
 
+void MemoryWriter::log_request(std::uint32_t ends_at, std::uint32_t fault) {
+    MemoryLayout &layout = *file_.layout();
+    const Update update(layout);
+    RequestEntry &entry = layout.requests[layout.requests_logged.load(std::memory_order_relaxed) % traffic_length];
+    const std::uint32_t writes = layout.writes_logged.load(std::memory_order_relaxed);
+    entry.ends_at.store(ends_at, std::memory_order_release);
+    entry.first_write.store(writes_of_requests_, std::memory_order_release);
+    entry.writes.store(writes - writes_of_requests_, std::memory_order_release);
+    entry.fault.store(fault, std::memory_order_release);
+    writes_of_requests_ = writes;
+    count_one(layout.requests_logged);
+}
+
+void MemoryWriter::log_piece(const LoggedPiece &piece) {
+    MemoryLayout &layout = *file_.layout();
+    const Update update(layout);
+    PieceEntry &entry = layout.pieces[layout.pieces_logged.load(std::memory_order_relaxed) % traffic_length];
+    entry.request.store(piece.request, std::memory_order_release);
+    entry.ends_at.store(piece.ends_at, std::memory_order_release);
+    entry.microseconds.store(piece.microseconds, std::memory_order_release);
+    count_one(layout.pieces_logged);
+}
+
 void MemoryWriter::count_request(std::size_t station) {
     count_one(file_.layout()->requests_seen);
     count_one(file_.layout()->station_requests[station]);
@@ -370,6 +410,46 @@ std::optional<std::vector<LoggedWrite>> MemoryReader::writes_from(std::uint32_t 
         const std::uint32_t end = writes_logged();
         const bool in_log = first <= end && end - first <= log_length;
         return in_log ? std::optional(logged(first, end)) : std::nullopt;
+    });
+}
+
+std::uint32_t MemoryReader::requests_logged() const {
+    return file_.layout()->requests_logged.load(std::memory_order_acquire);
+}
+
+std::uint32_t MemoryReader::pieces_logged() const {
+    return file_.layout()->pieces_logged.load(std::memory_order_acquire);
+}
+
+std::optional<std::vector<LoggedRequest>> MemoryReader::requests_from(std::uint32_t first) const {
+    return read_unchanged([&]() -> std::optional<std::vector<LoggedRequest>> {
+        const std::uint32_t end = requests_logged();
+        if (first > end || end - first > traffic_length)
+            return std::nullopt;
+        std::vector<LoggedRequest> requests;
+        for (std::uint32_t number = first; number != end; ++number) {
+            const RequestEntry &entry = file_.layout()->requests[number % traffic_length];
+            requests.push_back(
+                {entry.ends_at.load(std::memory_order_acquire), entry.first_write.load(std::memory_order_acquire),
+                 entry.writes.load(std::memory_order_acquire), entry.fault.load(std::memory_order_acquire)});
+        }
+        return requests;
+    });
+}
+
+std::optional<std::vector<LoggedPiece>> MemoryReader::pieces_from(std::uint32_t first) const {
+    return read_unchanged([&]() -> std::optional<std::vector<LoggedPiece>> {
+        const std::uint32_t end = pieces_logged();
+        if (first > end || end - first > traffic_length)
+            return std::nullopt;
+        std::vector<LoggedPiece> pieces;
+        for (std::uint32_t number = first; number != end; ++number) {
+            const PieceEntry &entry = file_.layout()->pieces[number % traffic_length];
+            pieces.push_back({entry.request.load(std::memory_order_acquire),
+                              entry.ends_at.load(std::memory_order_acquire),
+                              entry.microseconds.load(std::memory_order_acquire)});
+        }
+        return pieces;
     });
 }
 

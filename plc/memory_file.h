@@ -17,10 +17,13 @@ constexpr Moment history_slots = 4;
 /// The memory file keeps the last writes, so many addresses.
 constexpr std::size_t log_length = 4096;
 
+/// The memory file keeps the last requests, and the last pieces sent, so many of each.
+constexpr std::size_t traffic_length = 1024;
+
 /// Layout of the memory file, all numbers in host byte order:
 ///
 ///     0    8 bytes   "KELPOPLC"
-///     8    uint32    version of this layout, 3
+///     8    uint32    version of this layout, 4
 ///     12   uint32    number of stations
 ///     16   uint32    number of history slots, 4
 ///     20   uint32    sequence counter, odd while values are being changed
@@ -36,10 +39,19 @@ constexpr std::size_t log_length = 4096;
 ///              uint8 station number, uint8 table: 0 coils, 1 registers
 ///     50476 uint32    number of faults
 ///     50480 256 x 2 uint32  for each fault: requests that fitted it, and those of them to which it happened
-///     52528 the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
+///     52528 uint32    number of requests logged
+///     52532 the log of requests: 1024 entries of 16 bytes
+///              uint32 bytes that came from the line until the request's end, uint32 number of its first write,
+///              uint32 number of its writes, uint32 what went wrong: the fault's number from 1 on, or 0
+///     68916 uint32    number of pieces logged
+///     68920 the log of what was sent: 1024 entries of 12 bytes
+///              uint32 number of the request, uint32 bytes sent until the piece's end, uint32 time
+///     81208 the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
 ///
 /// The values of a moment stand in slot moment % 4. The log has an entry for each address that a request from the line
-/// wrote, changed or not; the entry of write n, counted from 0, stands in place n % 4096.
+/// wrote, changed or not; the entry of write n, counted from 0, stands in place n % 4096. So it is with
+/// requests and pieces, modulo 1024. Requests to stations that are not there are not logged. Counts of bytes and times
+/// go on from 0 after 2^32.
 struct MemoryLayout;
 
 /// Where one station's values are: 65536 coils, a byte each, and 65536 registers. Not owned.
@@ -58,6 +70,21 @@ struct LoggedWrite {
     std::uint16_t before;  // what was held until then: 0 or 1 for a coil
     std::uint16_t after;
     Moment moment;  // in which it was written
+};
+
+/// One request to stations of this controller.
+struct LoggedRequest {
+    std::uint32_t ends_at;      // bytes that had come from the line until then, its own included
+    std::uint32_t first_write;  // number of the first of its writes in the log
+    std::uint32_t writes;       // addresses that it wrote
+    std::uint32_t fault;        // number of the fault that happened to it, counted from 1; 0: none
+};
+
+/// A reply, or a piece of one, that was handed to the line.
+struct LoggedPiece {
+    std::uint32_t request;       // number of the request, counted from 0
+    std::uint32_t ends_at;       // bytes sent until then, its own included
+    std::uint32_t microseconds;  // of the system's monotonic clock, when the line had taken it
 };
 
 struct LineCounters {
@@ -109,6 +136,11 @@ public:
     void publish_registers(std::size_t station, const StationValues &values, unsigned address,
                            const std::vector<std::uint16_t> &before);
 
+    /// To be told of a request when it was carried out. Its `first_write` and `writes` are seen to here: they are what
+    /// was published since the request before.
+    void log_request(std::uint32_t ends_at, std::uint32_t fault);
+    void log_piece(const LoggedPiece &piece);
+
     /// `station` as above.
     void count_request(std::size_t station);
     void count_broadcast();
@@ -126,6 +158,7 @@ private:
              std::uint16_t after);
 
     MappedFile file_;
+    std::uint32_t writes_of_requests_ = 0;  // that belong to requests logged
 };
 
 /// Another process's view of a controller's memory, while the controller runs and after. Only reads. Several threads
@@ -155,6 +188,15 @@ public:
     /// The writes from number `first` on, counted from 0, oldest first. Empty when some of them have left the log, or
     /// when the controller has died in the midst of a change.
     std::optional<std::vector<LoggedWrite>> writes_from(std::uint32_t first) const;
+
+    /// Number of requests, and of pieces of replies, logged so far.
+    std::uint32_t requests_logged() const;
+    std::uint32_t pieces_logged() const;
+
+    /// Those from number `first` on, as writes_from gives writes. A request is there before the first piece of its
+    /// reply goes out, and what it wrote before the request.
+    std::optional<std::vector<LoggedRequest>> requests_from(std::uint32_t first) const;
+    std::optional<std::vector<LoggedPiece>> pieces_from(std::uint32_t first) const;
 
     /// The value at the end of `moment`, or so far when `moment` is the current one. Empty when the moment has not come
     /// or has left the history, when there is no such station or address, or when the controller has died in the midst

@@ -30,8 +30,8 @@ timespec time_until(Clock::time_point deadline) {
 
 void send_due_replies(Line &line, Controller &controller, Clock::time_point now) {
     while (const std::optional<Sending> sending = controller.take_due(now))
-        if (line.send(sending->bytes) && sending->ends_reply)
-            controller.count_sent_reply();
+        if (line.send(sending->bytes))
+            controller.note_sent(*sending, Clock::now());
 }
 
 }  // namespace

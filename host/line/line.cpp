@@ -76,6 +76,20 @@ std::string Line::settle(nanoseconds duration) {
     return discarded;
 }
 
+std::string Line::await_silence() {
+    std::string discarded = discard_input();
+    if (!discarded.empty())
+        quiet_since_ = Clock::now();
+    const auto latest = std::max(Clock::now(), quiet_since_ + frame_gap_) + frame_gap_;
+    for (auto until = quiet_since_ + frame_gap_; Clock::now() < until && wait_for(POLLIN, until);) {
+        const std::string waste = discard_input();
+        keep_some(discarded, waste.data(), waste.size());
+        quiet_since_ = Clock::now();
+        until = std::min(latest, quiet_since_ + frame_gap_);
+    }
+    return discarded;
+}
+
 void Line::send(const char *bytes, std::size_t size) {
     pause(quiet_since_ + frame_gap_ - Clock::now());
     auto deadline = Clock::now() + send_timeout;
@@ -123,8 +137,10 @@ bool Line::wait_for(short events, Clock::time_point deadline) {
 std::size_t Line::read_some(char *buffer, std::size_t capacity) {
     for (;;) {
         const ssize_t got = read(port_.number(), buffer, capacity);
-        if (got > 0)
+        if (got > 0) {
+            received_ += static_cast<std::uint64_t>(got);
             return static_cast<std::size_t>(got);
+        }
         if (got == 0)
             fail(is_tcp_ ? "the device server has closed the connection" : "hung up; is the adapter still plugged in?");
         if (!try_again(errno))

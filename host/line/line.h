@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace kelpo {
@@ -31,6 +32,11 @@ public:
     /// line is gone.
     std::string settle(std::chrono::nanoseconds duration);
 
+    /// Takes out what has come in so far, and what comes until the line has been silent for the gap between two frames,
+    /// at most for the gap once more than that takes without a byte. Returns it as discard_input does. Throws LineError
+    /// when the line is gone.
+    std::string await_silence();
+
     /// Sends `size` bytes, after the silence that must stand between two frames. Throws LineError when the line is gone
     /// or takes nothing for a second. Returns early when a stop was requested.
     void send(const char *bytes, std::size_t size);
@@ -45,6 +51,11 @@ public:
     /// none unless they set it.
     std::chrono::nanoseconds frame_gap() const {
         return frame_gap_;
+    }
+
+    /// How many bytes have come in, thrown away or not.
+    std::uint64_t received() const {
+        return received_;
     }
 
     /// Waits for `duration` or a stop request.
@@ -70,6 +81,7 @@ private:
     std::chrono::nanoseconds character_time_;
     std::chrono::nanoseconds frame_gap_;
     Clock::time_point quiet_since_;
+    std::uint64_t received_ = 0;
 };
 
 }  // namespace kelpo

@@ -81,7 +81,7 @@ void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const 
         const QByteArray frame = request->frame;
 
         // A reply that came too late for its own request must not answer this one.
-        keep(stale, line.discard_input());
+        keep(stale, line.await_silence());
         line.send(frame.constData(), static_cast<std::size_t>(request->send_len));
         exchange.sent_at = WallClock::now();
         exchange.request = view_of(frame, request->send_len);
@@ -99,6 +99,7 @@ void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const 
         exchange.outcome = outcome_of(exchange.code);
         exchange.reply = view_of(reply, length);
         exchange.stale = stale;
+        exchange.received = line.received();
         watcher.exchanged(exchange);
         if (take_finish_flag(info))
             watcher.pass_ended();

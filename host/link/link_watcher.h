@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,7 @@ struct Exchange {
     int id;                    ///< the request's var_id, -1 for a polled block
     int code;                  ///< the driver return code
     Outcome outcome;           ///< what the code stands for
+    std::uint64_t received;    ///< bytes that came in on this line so far, thrown away or not
 };
 
 /// Is told what happens on a link. All calls come from the link thread and hold it up, so they must be quick; those

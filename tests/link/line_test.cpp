@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <thread>
@@ -162,6 +163,14 @@ TEST_F(LineTest, SettlesNoLongerThanItIsTold) {
     EXPECT_EQ(received(line, 5, never), "fresh");
 }
 
+TEST_F(LineTest, AwaitsNoSilenceWhereNoneIsKept) {
+    terminal.put("stale");
+    terminal.wait_until_arrived(5);
+    EXPECT_EQ(line.await_silence(), "stale");
+    EXPECT_EQ(line.await_silence(), "");
+    EXPECT_EQ(line.received(), 5U);
+}
+
 TEST_F(LineTest, ReportsAHangUpWhileItWaits) {
     terminal.put("01");
     std::thread controller([&] {
@@ -177,6 +186,7 @@ TEST_F(LineTest, ReportsAHangUpWhenItDiscardsOrSends) {
     terminal.hang_up();
     EXPECT_NE(message_of([&] { line.discard_input(); }), "no LineError");
     EXPECT_NE(message_of([&] { line.settle(std::chrono::hours(1)); }), "no LineError");
+    EXPECT_NE(message_of([&] { line.await_silence(); }), "no LineError");
     EXPECT_NE(message_of([&] { line.send("x", 1); }), "no LineError");
 }
 
@@ -246,6 +256,41 @@ TEST(LineOpening, KeepsTheSilenceThatIsSet) {
     LineSettings slow = settings(terminal.path());
     slow.gap = milliseconds(7);
     EXPECT_EQ(Line(slow, stop).frame_gap(), milliseconds(7));
+}
+
+TEST(LineOpening, ThrowsAwayWhatComesBeforeTheSilence) {
+    PseudoTerminal terminal;
+    StopSignal stop;
+    LineSettings slow = settings(terminal.path());
+    slow.gap = std::chrono::hours(1);
+    Line line(slow, stop);
+    std::thread controller([&] {
+        // More than the line holds: it goes only as long as somebody reads.
+        terminal.put(std::string(1000000, 's'));
+        stop.raise();
+    });
+    EXPECT_EQ(line.await_silence(), std::string(512, 's'));
+    controller.join();
+    EXPECT_GT(line.received(), 900000U);
+}
+
+TEST(LineOpening, DoesNotAwaitTheSilenceOfALineThatBabbles) {
+    PseudoTerminal terminal;
+    const StopSignal stop;
+    LineSettings slow = settings(terminal.path());
+    slow.gap = milliseconds(20);
+    Line line(slow, stop);
+    std::atomic<bool> heard_enough{false}, quiet{false};
+    std::thread controller([&] {
+        while (!heard_enough)
+            terminal.put("s");
+        quiet = true;
+    });
+    line.await_silence();
+    heard_enough = true;
+    while (!quiet)
+        line.discard_input();  // the controller may be waiting for room
+    controller.join();
 }
 
 TEST(LineOpening, NamesThePathThatDoesNotExist) {

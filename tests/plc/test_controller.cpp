@@ -417,6 +417,46 @@ TEST_F(ControllerTest, TheMemoryFileShowsWhatTheLineWrites) {
     EXPECT_EQ(memory.coil(2, 101, 0), true);
 }
 
+TEST_F(ControllerTest, TheMemoryFileLogsEachRequestWithWhatBecameOfIt) {
+    settings_.faults = {parse_fault("dead after=1 times=1")};
+    start_with_memory();
+    const MemoryReader memory = reader();
+    exchange(hex("02 06 00 64 12 34 C5 51"));
+    exchange(hex("03 03 00 64 00 01 C4 37"));  // for another station: not ours
+    exchange(hex("02 06 00 64 12 34 C5 51"));  // does not get through
+    exchange(hex("00 06 00 64 12 34 C4 B3"));  // for all
+    const auto requests = memory.requests_from(0);
+    ASSERT_TRUE(requests && requests->size() == 3);
+    EXPECT_EQ(requests->at(0).ends_at, 8u);
+    EXPECT_EQ(requests->at(0).writes, 1u);
+    EXPECT_EQ(requests->at(0).fault, 0u);
+    EXPECT_EQ(requests->at(1).ends_at, 24u);
+    EXPECT_EQ(requests->at(1).writes, 0u);
+    EXPECT_EQ(requests->at(1).fault, 1u);
+    EXPECT_EQ(requests->at(2).ends_at, 32u);
+    EXPECT_EQ(requests->at(2).first_write, 1u);
+    EXPECT_EQ(requests->at(2).writes, 2u);
+}
+
+TEST_F(ControllerTest, TheMemoryFileLogsWhatWasSentAndForWhichRequest) {
+    settings_.faults = {parse_fault("twice after=1")};
+    start_with_memory();
+    const MemoryReader memory = reader();
+    for (int i = 0; i < 2; ++i)
+        controller_->receive(read_register_100, now_);
+    pass(milliseconds(10));
+    while (const auto sending = controller_->take_due(now_))
+        controller_->note_sent(*sending, now_);
+    const auto pieces = memory.pieces_from(0);
+    ASSERT_TRUE(pieces && pieces->size() == 3);
+    EXPECT_EQ(pieces->at(0).request, 0u);
+    EXPECT_EQ(pieces->at(0).ends_at, 7u);
+    EXPECT_EQ(pieces->at(0).microseconds, 1000010000u);
+    EXPECT_EQ(pieces->at(1).request, 1u);
+    EXPECT_EQ(pieces->at(2).request, 1u);
+    EXPECT_EQ(pieces->at(2).ends_at, 21u);
+}
+
 TEST_F(ControllerTest, TheMemoryFileCountsRequestsRepliesAndDroppedFrames) {
     start_with_memory();
     const MemoryReader memory = reader();
@@ -425,7 +465,7 @@ TEST_F(ControllerTest, TheMemoryFileCountsRequestsRepliesAndDroppedFrames) {
     exchange(hex("00 06 00 64 12 34 C4 B3"));  // for all
     exchange(hex("03 03 00 64 00 01 C4 37"));  // for another station: not ours
     exchange(hex("01 03 00 64 00 01 FF FF"));  // dropped
-    controller_->count_sent_reply();
+    controller_->note_sent({Bytes(), true}, now_);
     EXPECT_EQ(memory.counters().requests_seen, 3u);
     EXPECT_EQ(memory.requests_to(1), 2u);
     EXPECT_EQ(memory.requests_to(2), 0u);

@@ -223,6 +223,46 @@ TEST_F(MemoryFile, TellsHowOftenFaultsCameUp) {
     EXPECT_EQ(reader.holding_register(1, 0, 0), 0);
 }
 
+TEST_F(MemoryFile, LogsRequestsWithTheirWritesAndThePiecesOfTheirReplies) {
+    MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    writer.log_request(8, 0);
+    writer.publish_registers(0, values_.view(), 4, {1, 2, 3});
+    writer.log_request(23, 5);
+    writer.log_piece({1, 8, 77});
+
+    const auto requests = reader.requests_from(0);
+    ASSERT_TRUE(requests && requests->size() == 2);
+    EXPECT_EQ(requests->at(0).ends_at, 8u);
+    EXPECT_EQ(requests->at(0).writes, 0u);
+    EXPECT_EQ(requests->at(1).ends_at, 23u);
+    EXPECT_EQ(requests->at(1).first_write, 0u);
+    EXPECT_EQ(requests->at(1).writes, 3u);
+    EXPECT_EQ(requests->at(1).fault, 5u);
+
+    const auto pieces = reader.pieces_from(0);
+    ASSERT_TRUE(pieces && pieces->size() == 1);
+    EXPECT_EQ(pieces->at(0).request, 1u);
+    EXPECT_EQ(pieces->at(0).ends_at, 8u);
+    EXPECT_EQ(pieces->at(0).microseconds, 77u);
+}
+
+TEST_F(MemoryFile, ForgetsRequestsAndPiecesThatHaveLeftTheLog) {
+    MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    for (std::uint32_t i = 0; i <= traffic_length; ++i) {
+        writer.log_request(i, 0);
+        writer.log_piece({i, i, 0});
+    }
+    EXPECT_FALSE(reader.requests_from(0));
+    EXPECT_FALSE(reader.pieces_from(0));
+    ASSERT_TRUE(reader.requests_from(1) && reader.pieces_from(1));
+    EXPECT_EQ(reader.requests_from(1)->front().ends_at, 1u);
+    EXPECT_EQ(reader.requests_from(1)->back().ends_at, traffic_length);
+    EXPECT_EQ(reader.pieces_from(1)->back().request, traffic_length);
+    EXPECT_FALSE(reader.requests_from(traffic_length + 2));
+}
+
 TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     values_.coils[2] = 1;
     values_.registers[3] = 0x1234;
@@ -232,14 +272,16 @@ TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     values_.registers[4] = 0x5678;
     writer.publish_registers(1, values_.view(), 4, {0x0102});
     writer.publish_fault_counts({{8, 7}, {6, 5}});
+    writer.log_request(41, 2);
+    writer.log_piece({0, 7, 123456});
 
     const std::string file = bytes();
-    ASSERT_EQ(file.size(), 52528u + 2 * 4 * 3 * 65536);
+    ASSERT_EQ(file.size(), 81208u + 2 * 4 * 3 * 65536);
     EXPECT_EQ(file.substr(0, 8), "KELPOPLC");
-    EXPECT_EQ(number_at(file, 8), 3u);
+    EXPECT_EQ(number_at(file, 8), 4u);
     EXPECT_EQ(number_at(file, 12), 2u);
     EXPECT_EQ(number_at(file, 16), 4u);
-    EXPECT_EQ(number_at(file, 20), 4u);
+    EXPECT_EQ(number_at(file, 20), 8u);
     EXPECT_EQ(number_at(file, 24), 1u);
     EXPECT_EQ(number_at(file, 28), 1u);
     EXPECT_EQ(number_at(file, 32), 0u);
@@ -258,7 +300,17 @@ TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     EXPECT_EQ(number_at(file, 50488), 6u);
     EXPECT_EQ(number_at(file, 50492), 5u);
 
-    const std::size_t second_station_slot_1 = 52528 + (1 * 4 + 1) * 3 * 65536;
+    EXPECT_EQ(number_at(file, 52528), 1u);
+    EXPECT_EQ(number_at(file, 52532), 41u);
+    EXPECT_EQ(number_at(file, 52536), 0u);
+    EXPECT_EQ(number_at(file, 52540), 1u);
+    EXPECT_EQ(number_at(file, 52544), 2u);
+    EXPECT_EQ(number_at(file, 68916), 1u);
+    EXPECT_EQ(number_at(file, 68920), 0u);
+    EXPECT_EQ(number_at(file, 68924), 7u);
+    EXPECT_EQ(number_at(file, 68928), 123456u);
+
+    const std::size_t second_station_slot_1 = 81208 + (1 * 4 + 1) * 3 * 65536;
     EXPECT_EQ(file[second_station_slot_1 + 2], 1);
     EXPECT_EQ(number_at(file, second_station_slot_1 + 65536 + 2 * 2), 0x12340000u);
 }
@@ -345,7 +397,7 @@ TEST_F(MemoryFile, IsNotReadWhenItsLayoutIsAnother) {
     make_file({1});
     patch(8, 2);
     EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
-    patch(8, 3);
+    patch(8, 4);
     EXPECT_NO_THROW(MemoryReader::open(path_));
     patch(12, 2);
     EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
