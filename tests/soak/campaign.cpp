@@ -1,0 +1,343 @@
+#include "campaign.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iomanip>
+#include <set>
+
+#include <unistd.h>
+
+namespace soak {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds reply_timeout(25);
+constexpr milliseconds character_timeout(10);
+constexpr milliseconds settle_time(25);
+constexpr milliseconds gap(1);
+constexpr int retries = 2;
+constexpr int most_queued = 1024;
+
+// A link that does nothing for so long stands still, however busy the machine is.
+constexpr std::chrono::minutes standstill(3);
+
+// The faults leave so many requests of each controller alone at first.
+constexpr unsigned spared = 120;
+
+constexpr const char *always[] = {"dead station=4", "dead station=5 after=60 every=150 for=40"};
+
+kelpo::LinkSettings settings(const Options &options, const std::string &line) {
+    static constexpr int max_counts[] = {100, 100, 64, 25};
+    kelpo::LinkSettings settings;
+    settings.driver = options.driver;
+    settings.line.path = line;
+    settings.line.gap = gap;
+    settings.timeouts = {reply_timeout, character_timeout, settle_time};
+    settings.retries = retries;
+    settings.max_count = max_counts[options.seed % std::size(max_counts)];
+    settings.pauses = {milliseconds(5), milliseconds(20)};
+    return settings;
+}
+
+QByteArray bytes_of_write(const Variable &variable, int number, std::uint32_t serial) {
+    QByteArray bytes;
+    const int type = variable.shown.type;
+    for (std::size_t i = 0; i < variable.places.size(); ++i) {
+        const std::size_t place = type >= 12 && type <= 14 ? i ^ 1U : i;  // of 32 bits, the low half comes first
+        const std::uint16_t value = written_value(variable, number, static_cast<int>(place), serial);
+        bytes.append(static_cast<char>(value & 0xFF));
+        if (type >= 7 && type <= 14)
+            bytes.append(static_cast<char>(value >> 8));
+    }
+    return bytes;
+}
+
+// In KiB, without what files and other processes share: the controller's memory file is mapped.
+long resident_size() {
+    std::ifstream file("/proc/self/statm");
+    long all = 0, resident = 0, shared = 0;
+    file >> all >> resident >> shared;
+    return (resident - shared) * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+}  // namespace
+
+void StationSwitch::exchanged(const kelpo::Exchange &exchange) {
+    static constexpr int patience = 2;
+    static constexpr std::uint64_t pause = 600;
+    ++exchanges_;
+    for (std::size_t station = 0; station < stations; ++station)
+        if (off_[station] && exchanges_ >= until_[station]) {
+            driver_->EnableEthernet(static_cast<int>(station), 1);
+            off_[station] = false;
+        }
+    const auto station = static_cast<std::size_t>(exchange.station);
+    if (is_live(exchange.station) || exchange.outcome == kelpo::Outcome::sent_again)
+        return;
+    if (exchange.outcome == kelpo::Outcome::good) {
+        give_ups_[station] = 0;
+        return;
+    }
+    if (++give_ups_[station] < patience)
+        return;
+    give_ups_[station] = 0;
+    until_[station] = exchanges_ + pause;
+    off_[station] = true;
+    judge_.switched_off(exchange.station);
+    driver_->EnableEthernet(exchange.station, 0);
+}
+
+Campaign::Campaign(const Options &options)
+    : options_(options), variables_(all_variables()), random_(options.seed), judge_(variables_), switch_(judge_),
+      controller_(options.plc),
+      session_(settings(options, controller_.line()), stop_, {&judge_, &switch_, &pace_}, kelpo::OnLoss::open_again) {
+    switch_.use(session_.driver().entry());
+    std::vector<kelpo::Variable> all, half;
+    for (std::size_t i = 0; i < variables_.size(); ++i) {
+        all.push_back(variables_[i].shown);
+        if (i % 2 == 0)
+            half.push_back(variables_[i].shown);
+        if (variables_[i].written)
+            written_.push_back(static_cast<int>(i));
+        if (variables_[i].shown.type <= 14)
+            readable_once_.push_back(static_cast<int>(i));
+    }
+    all_polled_ = kelpo::polled(all);
+    half_polled_ = kelpo::polled(half);
+}
+
+Campaign::~Campaign() {
+    screens_end_ = true;
+    if (screens_.joinable())
+        screens_.join();
+    session_.finish();
+}
+
+bool Campaign::run(std::ostream &out) {
+    try {
+        for (unsigned life = 0; exchanges_ < options_.exchanges && judge_.complaints().empty(); ++life)
+            live(life);
+    } catch (const StandsStill &) {
+        judge_.complain("the link stands still");
+    }
+    screens_end_ = true;
+    screens_.join();
+    session_.finish();
+    judge_.finish();
+    resident_late_ = resident_size();
+    constexpr std::uint64_t enough_to_tell = 50000;
+#ifndef __SANITIZE_ADDRESS__
+    if (options_.exchanges >= enough_to_tell && resident_late_ > resident_early_ + resident_early_ / 20)
+        judge_.complain("the resident size has grown by more than 5 %");
+#else
+    static_cast<void>(enough_to_tell);
+#endif
+    print(out);
+    return judge_.complaints().empty();
+}
+
+// One controller, from its start to its end.
+void Campaign::live(unsigned life) {
+    const std::uint64_t length =
+        std::min<std::uint64_t>(400 + random_() % 3000, std::max<std::uint64_t>(300, options_.exchanges / 10));
+    const bool abrupt = random_() % 3 == 0;
+    const FaultChoice choice = choose_faults(random_, spared, static_cast<unsigned>(length / 2), options_.faults);
+    std::vector<std::string> faults(std::begin(always), std::end(always));
+    faults.insert(faults.end(), choice.lines.begin(), choice.lines.end());
+
+    judge_.expect_life(faults, {settle_time, choice.latest});
+    const std::string presets = judge_.presets(life == 0 ? nullptr : &controller_.memory());
+    controller_.start(faults, presets, options_.seed + life);
+    judge_.begin_life(controller_.memory());
+    if (life == 0) {
+        rebuild();
+        session_.start();
+        screens_ = std::thread([this] { show(); });
+    }
+    const std::uint64_t start = exchanges_;
+    while (exchanges_ < start + length) {
+        pace();
+        ask_at_random();
+    }
+    bool at_rest = false;
+    if (!abrupt || exchanges_ >= options_.exchanges) {
+        for (const std::uint64_t end = exchanges_ + length; exchanges_ < end && !faults_are_over(choice);) {
+            pace();
+            ask_at_random();
+        }
+        at_rest = faults_are_over(choice);
+        come_to_rest();
+    }
+    measure_memory();
+    judge_.expect_end();
+    controller_.end();
+    judge_.end_life(at_rest);
+    // Early once, so that memory has seen its highest mark before it is measured.
+    const bool fill = random_() % 16 == 0 || life == 0;
+    if (fill && exchanges_ + 8 * most_queued < options_.exchanges)
+        fill_queue();
+}
+
+void Campaign::ask_at_random() {
+    constexpr int most_waiting = 100;
+    if (random_() % 4 == 0 && session_.driver().requests_waiting() < most_waiting)
+        write(written_[random_() % written_.size()]);
+    if (random_() % 12 == 0 && session_.driver().requests_waiting() < most_waiting)
+        read_once(readable_once_[random_() % readable_once_.size()]);
+    if (random_() % 64 == 0)
+        rebuild();
+}
+
+void Campaign::write(int variable) {
+    const kelpo::Variable &shown = variables_[static_cast<std::size_t>(variable)].shown;
+    const auto request = judge_.announce(variable, true, switch_.is_off(shown.station));
+    const QByteArray bytes = bytes_of_write(variables_[static_cast<std::size_t>(variable)], variable, request->serial);
+    const int waiting = set_waits_.measure([&] {
+        return session_.driver().entry().SetRegisterData(QString(), shown.type,
+                                                         QString::fromLatin1(shown.address.c_str()), shown.station,
+                                                         bytes, shown.count, Judge::write_group, request->id);
+    });
+    judge_.queued(request, waiting >= most_queued);
+}
+
+void Campaign::read_once(int variable) {
+    const kelpo::Variable &shown = variables_[static_cast<std::size_t>(variable)].shown;
+    const auto request = judge_.announce(variable, false, switch_.is_off(shown.station));
+    RW_VAR var;
+    var.var_group = Judge::once_group;
+    var.var_id = request->id;
+    var.addr_text = QString::fromLatin1(shown.address.c_str());
+    var.reg_type = shown.type;
+    var.station_no = shown.station;
+    var.reg_count = shown.count;
+    const int waiting = once_waits_.measure([&] { return session_.driver().entry().AddListOnceReadVar(&var, 0); });
+    judge_.queued(request, waiting >= most_queued);
+}
+
+// Every other time only half of the variables are on the screen.
+void Campaign::rebuild() {
+    QList<HOST_VAR> *list = random_() % 2 == 0 ? &all_polled_ : &half_polled_;
+    rebuild_waits_.measure([&] { return session_.driver().entry().ReCreatReadVarList(list); });
+}
+
+// While the line is lost nothing leaves the queue: what does not fit any more is refused.
+void Campaign::fill_queue() {
+    for (int i = 0; i < most_queued + 50; ++i)
+        write(written_[random_() % written_.size()]);
+}
+
+// What waits is dealt with, everything is read again, and then screens and controller agree.
+void Campaign::come_to_rest() {
+    while (session_.driver().requests_waiting() > 0)
+        pace();
+    pace();  // the watcher has told the last report
+    judge_.expect_all_reported();
+    const std::uint64_t quiet_since = exchanges_;
+    const int blocks = session_.driver().entry().ReCreatReadVarList(&all_polled_);
+    while (exchanges_ < quiet_since + static_cast<std::uint64_t>(blocks) + 10)
+        pace();
+    for (std::size_t i = 0; i < variables_.size(); ++i) {
+        const kelpo::Variable &shown = variables_[i].shown;
+        QByteArray value;
+        session_.driver().entry().GetRegisterData(QString(), shown.type, QString::fromLatin1(shown.address.c_str()),
+                                                  shown.station, value, shown.count);
+        judge_.shown_at_rest(static_cast<int>(i), value, quiet_since);
+    }
+}
+
+// Of those that come to an end.
+bool Campaign::faults_are_over(const FaultChoice &choice) const {
+    const std::vector<plc::FaultCount> counts = controller_.memory().fault_counts();
+    for (std::size_t i = 0; i < choice.times.size(); ++i)
+        if (counts[std::size(always) + i].happened < choice.times[i])
+            return false;
+    return judge_.has_recovered();
+}
+
+// Waits for the next exchange.
+void Campaign::pace() {
+    const std::uint64_t before = exchanges_;
+    exchanges_ = pace_.wait_beyond(before, standstill);
+    if (exchanges_ == before)
+        throw StandsStill();
+    measure_memory();
+}
+
+// A screen looks at some variables after each exchange.
+void Campaign::show() {
+    constexpr std::size_t at_once = 12;
+    std::size_t next = 0;
+    for (std::uint64_t seen = 0; !screens_end_;) {
+        seen = pace_.wait_beyond(seen, milliseconds(20));
+        for (std::size_t i = 0; i < at_once; ++i, ++next) {
+            const int number = static_cast<int>(next % variables_.size());
+            const kelpo::Variable &shown = variables_[static_cast<std::size_t>(number)].shown;
+            const Judge::Look look = judge_.look(number);
+            const QString address = QString::fromLatin1(shown.address.c_str());
+            QByteArray value;
+            get_waits_.measure([&] {
+                return session_.driver().entry().GetRegisterData(QString(), shown.type, address, shown.station, value,
+                                                                 shown.count);
+            });
+            judge_.shown(number, value, look);
+        }
+    }
+}
+
+void Campaign::measure_memory() {
+    if (resident_early_ == 0 && exchanges_ >= options_.exchanges / 10)
+        resident_early_ = resident_size();
+}
+
+void Campaign::print(std::ostream &out) const {
+    const Scores scores = judge_.scores();
+    const auto row = [&out](const std::string &name, auto value) {
+        out << std::left << std::setw(52) << name << std::right << std::setw(12) << value << "\n";
+    };
+    out << std::fixed << std::setprecision(1);
+    row("exchanges", scores.exchanges);
+    row("sent again", scores.sent_again);
+    row("given up", scores.given_up);
+    row("replies too late, without a fault of their own", scores.slow);
+    for (const auto &[name, count] : scores.faults)
+        row("fault " + name, count);
+    row("writes done", scores.writes_done);
+    row("writes failed", scores.writes_failed);
+    row("writes refused by the full queue", scores.writes_refused);
+    row("writes of which the full queue refused a part", scores.writes_cut);
+    row("writes dropped, their station switched off", scores.writes_withdrawn);
+    row("writes carried out once more", scores.writes_repeated);
+    row("writes reported before all of it was queued", scores.early_reports);
+    row("once-reads done", scores.once_done);
+    row("once-reads failed", scores.once_failed);
+    row("once-reads dropped, their station switched off", scores.once_withdrawn);
+    row("values judged", scores.values);
+    row("false values", scores.false_values);
+    row("lost writes", scores.lost_writes);
+    row("indistinguishable replies", scores.replies_mistaken);
+    row("values shown in between", scores.values_mistaken);
+    row("writes taken for done in between", scores.writes_mistaken);
+    row("stations switched off", scores.station_losses);
+    row("hang-ups", scores.hang_ups);
+    row("recoveries", scores.recoveries);
+    row("worst recovery, exchanges", scores.worst_recovery);
+    row("worst recovery of a hang-up, exchanges", scores.worst_reopening);
+    row("worst resident size after a tenth, KiB", resident_early_);
+    row("worst resident size at the end, KiB", resident_late_);
+    const auto waits = [&](const std::string &name, const Waits &measured) {
+        row(name + ", calls", measured.count());
+        row("worst " + name + ", us", measured.longest_microseconds());
+        row("worst " + name + ", us, 99.9 %", measured.microseconds_of_all_but_one_in_a_thousand());
+    };
+    waits("GetRegisterData", get_waits_);
+    waits("SetRegisterData", set_waits_);
+    waits("AddListOnceReadVar", once_waits_);
+    waits("ReCreatReadVarList", rebuild_waits_);
+    for (const std::string &complaint : judge_.complaints())
+        out << "WRONG (seed " << options_.seed << ") " << complaint << "\n";
+    out << std::flush;
+}
+
+}  // namespace soak

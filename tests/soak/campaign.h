@@ -1,0 +1,130 @@
+#pragma once
+
+#include "controller.h"
+#include "fault_choice.h"
+#include "judge.h"
+#include "waits.h"
+
+#include "host/link/session.h"
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <ostream>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace soak {
+
+struct Options {
+    std::string driver;
+    std::string plc;
+    unsigned seed = 1;
+    std::uint64_t exchanges = 10000;
+    std::vector<std::string> faults;  ///< words of those that may happen; none: all
+};
+
+/// Lets other threads keep step with the link.
+class Pace : public kelpo::LinkWatcher {
+public:
+    void exchanged(const kelpo::Exchange &) override {
+        const std::lock_guard<std::mutex> locked(mutex_);
+        ++exchanges_;
+        moved_on_.notify_all();
+    }
+
+    /// Waits until there were more than `exchanges`, at most for `time`. Returns how many there were.
+    std::uint64_t wait_beyond(std::uint64_t exchanges, std::chrono::milliseconds time) {
+        std::unique_lock<std::mutex> locked(mutex_);
+        moved_on_.wait_for(locked, time, [&] { return exchanges_ > exchanges; });
+        return exchanges_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable moved_on_;
+    std::uint64_t exchanges_ = 0;
+};
+
+/// What a host does about a station that does not answer: switches it off, and on again some exchanges later. Only for
+/// the stations that are meant to be dead at times.
+class StationSwitch : public kelpo::LinkWatcher {
+public:
+    explicit StationSwitch(Judge &judge) : judge_(judge) {}
+
+    void use(const kelpo::DriverEntryPoints &driver) {
+        driver_ = &driver;
+    }
+    bool is_off(int station) const {
+        return off_[static_cast<std::size_t>(station)];
+    }
+    void exchanged(const kelpo::Exchange &exchange) override;
+
+private:
+    static constexpr std::size_t stations = 8;
+
+    Judge &judge_;
+    const kelpo::DriverEntryPoints *driver_ = nullptr;
+    std::uint64_t exchanges_ = 0;
+    std::array<int, stations> give_ups_{};
+    std::array<std::uint64_t, stations> until_{};
+    std::array<std::atomic<bool>, stations> off_{};
+};
+
+/// One run: a host with several threads, a line, a controller that does everything wrong, and the judge.
+class Campaign {
+public:
+    explicit Campaign(const Options &options);
+    ~Campaign();
+    Campaign(const Campaign &) = delete;
+    Campaign &operator=(const Campaign &) = delete;
+
+    /// Runs to the end, or until something stands still. True when the judge has nothing to complain about.
+    bool run(std::ostream &out);
+
+private:
+    struct StandsStill {};
+
+    void live(unsigned life);
+    void ask_at_random();
+    void write(int variable);
+    void read_once(int variable);
+    void rebuild();
+    void fill_queue();
+    void come_to_rest();
+    bool faults_are_over(const FaultChoice &choice) const;
+    void pace();
+    void show();
+    void measure_memory();
+    void print(std::ostream &out) const;
+
+    Options options_;
+    std::vector<Variable> variables_;
+    std::vector<int> written_;
+    std::vector<int> readable_once_;
+    QList<HOST_VAR> all_polled_;
+    QList<HOST_VAR> half_polled_;
+    std::mt19937 random_;
+
+    Judge judge_;
+    Pace pace_;
+    StationSwitch switch_;
+    Controller controller_;
+    kelpo::StopSignal stop_;
+    kelpo::Session session_;
+
+    std::uint64_t exchanges_ = 0;  // seen by this thread
+    long resident_early_ = 0;
+    long resident_late_ = 0;
+    Waits set_waits_, once_waits_, rebuild_waits_;
+
+    std::atomic<bool> screens_end_{false};
+    Waits get_waits_;  // of the screens' thread
+    std::thread screens_;
+};
+
+}  // namespace soak

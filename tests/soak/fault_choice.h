@@ -1,0 +1,25 @@
+#pragma once
+
+#include <chrono>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace soak {
+
+/// What goes wrong in one life of the controller: lines of its --faults file, all of which come to an end.
+struct FaultChoice {
+    std::vector<std::string> lines;
+    std::vector<unsigned> times;       ///< how often each is to happen
+    std::chrono::milliseconds latest;  ///< longest that any of them holds a reply back
+};
+
+/// One to six kinds at random, from 1 in 1000 to every request, within some `requests` requests. All happen behind the
+/// first `spared` ones. `wanted` narrows the choice to these words; with none all are in it.
+FaultChoice choose_faults(std::mt19937 &random, unsigned spared, unsigned requests,
+                          const std::vector<std::string> &wanted);
+
+/// All words that choose_faults knows.
+std::vector<std::string> fault_words();
+
+}  // namespace soak

@@ -1,0 +1,561 @@
+#include "judge.h"
+
+#include <algorithm>
+#include <sstream>
+#include <thread>
+
+namespace soak {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::size_t kept = 1024;
+constexpr std::size_t length_of_tale = 40;
+constexpr std::size_t most_complaints = 10;
+
+// As many writes and once-reads may follow each other, and then a cyclic read comes between.
+constexpr std::uint64_t alike_in_a_row = 11;
+
+// Between the moment when the controller has handed bytes to the line and the moment when the host can read them.
+constexpr auto on_the_way = milliseconds(10);
+
+std::uint32_t word_at(std::string_view frame, std::size_t at) {
+    return static_cast<std::uint32_t>(static_cast<unsigned char>(frame[at])) << 8 |
+           static_cast<unsigned char>(frame[at + 1]);
+}
+
+bool is_read(std::string_view request) {
+    return request[1] == 1 || request[1] == 3;
+}
+
+bool not_behind(std::uint32_t place, std::uint32_t end) {
+    return static_cast<std::int32_t>(end - place) >= 0;
+}
+
+std::string hex(std::string_view bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        static constexpr char digits[] = "0123456789ABCDEF";
+        const auto value = static_cast<unsigned char>(byte);
+        text += text.empty() ? "" : " ";
+        text += digits[value >> 4];
+        text += digits[value & 15];
+    }
+    return text.empty() ? "-" : text;
+}
+
+template <typename Kept> void trim(std::deque<Kept> &list) {
+    while (list.size() > kept)
+        list.pop_front();
+}
+
+bool was_reached(const Request &request) {
+    return std::find(request.reached.begin(), request.reached.end(), false) == request.reached.end();
+}
+
+// Units that the driver writes one by one, each with a request of its own.
+bool takes_several_requests(const kelpo::Variable &variable) {
+    const bool one_by_one = variable.type == 2 || variable.type == 3 || variable.type >= 15;
+    return one_by_one && variable.count > 1;
+}
+
+std::uint64_t most_spoiled(const Patience &patience) {
+    const auto arrivals = (patience.latest + patience.settle - milliseconds(1)) / patience.settle + 1;
+    return static_cast<std::uint64_t>(arrivals) + alike_in_a_row;
+}
+
+}  // namespace
+
+Judge::Judge(const std::vector<Variable> &variables)
+    : variables_(variables), cells_(variables), serials_(variables.size()) {}
+
+void Judge::expect_life(const std::vector<std::string> &faults, const Patience &patience) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    lives_.push_back(std::make_unique<Traffic>());
+    lives_.back()->faults = faults;
+    lives_.back()->patience = patience;
+    // The host may not have noticed yet that the one before has ended, and still look at the one before that.
+    if (lives_.size() > 3)
+        lives_[lives_.size() - 4].reset();
+}
+
+std::string Judge::presets(const plc::MemoryReader *before) const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return cells_.presets(before);
+}
+
+void Judge::begin_life(const plc::MemoryReader &memory) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    lives_.back()->memory = &memory;
+    memory_is_there_.notify_all();
+}
+
+void Judge::expect_end() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    lives_.back()->ending = true;
+}
+
+void Judge::end_life(bool at_rest) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    Traffic &traffic = *lives_.back();
+    pull(traffic);
+    if (at_rest) {
+        const std::string difference = cells_.compare(*traffic.memory);
+        if (!difference.empty())
+            complain_locked(difference);
+    }
+    const auto counts = traffic.memory->fault_counts();
+    for (std::size_t i = 0; i < traffic.faults.size() && i < counts.size(); ++i)
+        scores_.faults[traffic.faults[i].substr(0, traffic.faults[i].find(' '))] += counts[i].happened;
+    last_moments_.push_back(traffic.memory->moment());
+    traffic.memory = nullptr;
+    ++scores_.hang_ups;
+}
+
+std::shared_ptr<Request> Judge::announce(int variable, bool is_write, bool station_is_off) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    auto request = std::make_shared<Request>();
+    request->id = next_id_++;
+    request->variable = variable;
+    request->is_write = is_write;
+    request->may_vanish = station_is_off;
+    if (is_write) {
+        request->serial = ++serials_[static_cast<std::size_t>(variable)];
+        request->reached.resize(variables_[static_cast<std::size_t>(variable)].places.size());
+        cells_.asked(variable, request->serial);
+    }
+    open_[request->id] = request;
+    return request;
+}
+
+void Judge::queued(const std::shared_ptr<Request> &request, bool doubtful) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    request->doubtful = doubtful;
+    request->under_way = false;
+}
+
+void Judge::switched_off(int station) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    ++scores_.station_losses;
+    for (auto &[id, request] : open_)
+        if (variables_[static_cast<std::size_t>(request->variable)].shown.station == station)
+            request->may_vanish = true;
+}
+
+void Judge::expect_all_reported() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    for (const Ended &ended : std::exchange(ended_, {}))
+        end_request(ended);
+    for (const auto &[id, request] : open_) {
+        if (request->cut_short)
+            continue;
+        if (request->reported_early && was_reached(*request))
+            ++scores_.writes_done;
+        else if (request->may_vanish)
+            ++(request->is_write ? scores_.writes_withdrawn : scores_.once_withdrawn);
+        else if (request->doubtful)
+            ++scores_.writes_refused;
+        else
+            complain_locked((request->is_write ? "a write of " : "a once-read of ") +
+                            variables_[static_cast<std::size_t>(request->variable)].shown.name + " was never reported");
+    }
+    open_.clear();
+}
+
+Judge::Look Judge::look(int variable) const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return {cells_.floors(variable), cells_.ages(variable), scores_.exchanges};
+}
+
+void Judge::shown(int variable, const QByteArray &value, const Look &look) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    ++scores_.values;
+    const std::string wrong = cells_.judge(variable, value, look.floors, look.ages, now(), last_moments_);
+    // The link thread may have taken a wrong reply just now, and not told it yet.
+    if (!wrong.empty())
+        suspects_.push_back({variable, wrong, look.exchange, scores_.exchanges + 2});
+}
+
+void Judge::shown_at_rest(int variable, const QByteArray &value, std::uint64_t exchange) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    if (!cells_.read_since(variable, exchange))
+        return;
+    ++scores_.values;
+    const std::string wrong = cells_.compare_shown(variable, value, *lives_.back()->memory);
+    if (!wrong.empty())
+        suspects_.push_back({variable, wrong, scores_.exchanges, scores_.exchanges + 2});
+}
+
+void Judge::complain(const std::string &what) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    complain_locked(what);
+}
+
+Scores Judge::scores() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return scores_;
+}
+
+std::uint64_t Judge::exchanges() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return scores_.exchanges;
+}
+
+int Judge::lines_opened() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return opened_;
+}
+
+bool Judge::has_recovered() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return !disturbed_;
+}
+
+std::vector<std::string> Judge::complaints() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return complaints_;
+}
+
+void Judge::finish() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    settle_suspects(true);
+}
+
+void Judge::exchanged(const kelpo::Exchange &exchange) {
+    const auto ended_at = Clock::now();
+    const std::lock_guard<std::mutex> locked(mutex_);
+    ++scores_.exchanges;
+    scores_.sent_again += exchange.outcome == kelpo::Outcome::sent_again ? 1 : 0;
+    scores_.given_up += exchange.outcome == kelpo::Outcome::given_up ? 1 : 0;
+
+    Traffic &traffic = *lives_[static_cast<std::size_t>(opened_ - 1)];
+    Sent sent;
+    traffic.bytes_sent += static_cast<std::uint32_t>(exchange.request.size());
+    sent.ends_at = traffic.bytes_sent;
+    sent.flight = flight_;
+    sent.type = exchange.type;
+    sent.address = exchange.address;
+    if (const auto found = open_.find(exchange.id);
+        found != open_.end() && (exchange.group == write_group || exchange.group == once_group))
+        sent.request = found->second;
+    traffic.sent.push_back(sent);
+    trim(traffic.sent);
+
+    adopt(sent, exchange.request.size());
+    for (Served &served : std::exchange(traffic.unmatched, {}))
+        match(traffic, std::move(served));
+    pull_until(traffic, static_cast<std::uint32_t>(exchange.received));
+
+    const Taken taken = take_reply(traffic, exchange, sent);
+    const std::string note = follow_recovery(traffic, exchange, sent, taken);
+    tale_.push_back({scores_.exchanges, std::string(exchange.request), std::string(exchange.reply),
+                     std::string(exchange.stale), note, exchange.code});
+    if (tale_.size() > length_of_tale)
+        tale_.pop_front();
+
+    for (const Ended &ended : std::exchange(ended_, {}))
+        end_request(ended);
+    settle_suspects(false);
+    if (exchange.outcome != kelpo::Outcome::sent_again) {
+        ++flight_;
+        flight_age_ = now();
+    }
+    failed_before_ = exchange.outcome != kelpo::Outcome::good;
+    ended_at_ = ended_at;
+}
+
+void Judge::request_ended(int, int id, int status) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    const auto found = open_.find(id);
+    ended_.push_back({id, status, found != open_.end() && found->second->under_way});
+}
+
+void Judge::line_opened() {
+    std::unique_lock<std::mutex> locked(mutex_);
+    const auto life = static_cast<std::size_t>(opened_);
+    memory_is_there_.wait(locked, [&] { return life < lives_.size() && lives_[life]->memory != nullptr; });
+    ++opened_;
+    reopened_ = true;
+    since_reopening_ = 0;
+}
+
+void Judge::line_lost(const std::string &why, std::chrono::milliseconds) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    if (opened_ > 0 && static_cast<std::size_t>(opened_) == lives_.size() && !lives_.back()->ending)
+        complain_locked("the line was lost though nobody hung up: " + why);
+}
+
+// What the controller has dealt with, written and sent since the last time.
+void Judge::pull(Traffic &traffic) {
+    if (traffic.memory == nullptr)
+        return;
+    const auto requests = traffic.memory->requests_from(traffic.next_request);
+    const auto pieces = traffic.memory->pieces_from(traffic.next_piece);
+    if (!requests || !pieces) {
+        complain_locked("the controller's log has been overrun");
+        return;
+    }
+    for (const plc::LoggedPiece &piece : *pieces) {
+        traffic.pieces_begin.push_back(traffic.pieces.empty() ? 0 : traffic.pieces.back().ends_at);
+        traffic.pieces.push_back(piece);
+        ++traffic.next_piece;
+    }
+    trim(traffic.pieces);
+    trim(traffic.pieces_begin);
+    for (const plc::LoggedRequest &log : *requests) {
+        Served served;
+        served.number = traffic.next_request++;
+        served.log = log;
+        if (log.writes > 0) {
+            const auto writes = traffic.memory->writes_from(log.first_write);
+            if (!writes || writes->size() < log.writes) {
+                complain_locked("the controller's log of writes has been overrun");
+                return;
+            }
+            served.writes.assign(writes->begin(), writes->begin() + static_cast<std::ptrdiff_t>(log.writes));
+        }
+        match(traffic, std::move(served));
+    }
+}
+
+// The controller tells what it has sent when the line has taken it: the host may be quicker.
+void Judge::pull_until(Traffic &traffic, std::uint32_t received) {
+    const auto deadline = Clock::now() + std::chrono::minutes(2);
+    pull(traffic);
+    while (traffic.memory != nullptr &&
+           !not_behind(received, traffic.pieces.empty() ? 0 : traffic.pieces.back().ends_at) &&
+           Clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::microseconds(20));
+        pull(traffic);
+    }
+}
+
+// Which frame of the host's it was: the one that ended at the same byte.
+void Judge::match(Traffic &traffic, Served served) {
+    const auto found = std::find_if(traffic.sent.rbegin(), traffic.sent.rend(),
+                                    [&](const Sent &sent) { return sent.ends_at == served.log.ends_at; });
+    if (found == traffic.sent.rend()) {
+        traffic.unmatched.push_back(std::move(served));
+        return;
+    }
+    carry_out(served, *found);
+    traffic.served.push_back(std::move(served));
+    trim(traffic.served);
+}
+
+// What was under way when a line broke is sent again on the next one.
+void Judge::adopt(const Sent &sent, std::size_t frame_size) {
+    if (opened_ < 2)
+        return;
+    Traffic &before = *lives_[static_cast<std::size_t>(opened_ - 2)];
+    for (Served &served : std::exchange(before.unmatched, {})) {
+        if (served.log.ends_at != before.bytes_sent + static_cast<std::uint32_t>(frame_size))
+            complain_locked("the controller dealt with a request that nobody sent");
+        else
+            carry_out(served, sent);
+    }
+}
+
+void Judge::carry_out(Served &served, const Sent &sent) {
+    served.flight = sent.flight;
+    if (served.writes.empty())
+        return;
+    if (sent.request == nullptr || !sent.request->is_write) {
+        complain_locked("a read has written");
+        return;
+    }
+    Request &request = *sent.request;
+    std::vector<int> places;
+    for (const plc::LoggedWrite &write : served.writes) {
+        const std::string wrong = cells_.carried_out(request.variable, request.serial, write,
+                                                     sent.type >= 15 ? sent.address : -1, request.mistaken, places);
+        if (!wrong.empty())
+            complain_locked(wrong);
+    }
+    bool repeated = false;
+    for (const int place : places) {
+        repeated = repeated || request.reached[static_cast<std::size_t>(place)];
+        request.reached[static_cast<std::size_t>(place)] = true;
+    }
+    scores_.writes_repeated += repeated ? 1 : 0;
+}
+
+Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent) {
+    if (exchange.outcome != kelpo::Outcome::good)
+        return {false, false};
+    const auto end = static_cast<std::uint32_t>(exchange.received);
+    const auto begin = end - static_cast<std::uint32_t>(exchange.reply.size());
+    bool found = false;
+    bool right = true;
+    std::uint32_t sent_at = 0;  // of its last bytes
+    for (std::size_t i = traffic.pieces.size(); i-- > 0 && !not_behind(traffic.pieces[i].ends_at, begin);) {
+        if (not_behind(end, traffic.pieces_begin[i]))
+            continue;
+        const std::uint32_t number = traffic.pieces[i].request;
+        const auto served = std::find_if(traffic.served.rbegin(), traffic.served.rend(),
+                                         [number](const Served &one) { return one.number == number; });
+        right = right && served != traffic.served.rend() && served->flight == sent.flight;
+        sent_at = found ? sent_at : traffic.pieces[i].microseconds;
+        found = true;
+    }
+    if (!found)
+        complain_locked("the host took a reply that the controller has not sent");
+    const bool echo = is_read(exchange.request) && exchange.reply == exchange.request;
+    const bool mistaken = !right || echo;
+    if (mistaken) {
+        ++scores_.replies_mistaken;
+        if (sent.request != nullptr)
+            sent.request->mistaken = true;
+        if (!echo && found && was_there(traffic, sent_at))
+            complain_locked("a late reply was taken that should have been thrown away");
+    }
+    // The first half of a bit's write is a read that fills no cache.
+    if (is_read(exchange.request) && (sent.request == nullptr || !sent.request->is_write))
+        cells_.read(exchange.request[0], exchange.request[1] == 1, static_cast<int>(word_at(exchange.request, 2)),
+                    static_cast<int>(word_at(exchange.request, 4)), !mistaken, flight_age_, scores_.exchanges);
+    return {!mistaken, mistaken};
+}
+
+// Whether what was sent then was there before the host had drained the line for the exchange under way.
+bool Judge::was_there(const Traffic &traffic, std::uint32_t microseconds) const {
+    auto drained = ended_at_;
+    if (failed_before_)
+        drained += traffic.patience.settle;
+    const auto until = std::chrono::duration_cast<std::chrono::microseconds>((drained - on_the_way).time_since_epoch());
+    return not_behind(microseconds, static_cast<std::uint32_t>(until.count()));
+}
+
+std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent,
+                                   Taken taken) {
+    const auto served = std::find_if(traffic.served.rbegin(), traffic.served.rend(),
+                                     [&](const Served &one) { return one.log.ends_at == sent.ends_at; });
+    const bool was_served = served != traffic.served.rend();
+    const std::uint32_t fault = was_served ? served->log.fault : 0;
+    std::string note = fault != 0       ? traffic.faults[fault - 1]
+                       : taken.mistaken ? "mistaken"
+                       : was_served     ? ""
+                                        : "not served";
+    if (!is_live(exchange.station))
+        return note;
+    if (fault != 0) {
+        disturbed_ = true;
+        spoiled_ = 0;
+        return note;
+    }
+    if (taken.good) {
+        if (disturbed_) {
+            ++scores_.recoveries;
+            scores_.worst_recovery = std::max(scores_.worst_recovery, spoiled_ + 1);
+        }
+        if (reopened_)
+            scores_.worst_reopening = std::max(scores_.worst_reopening, since_reopening_ + 1);
+        disturbed_ = reopened_ = false;
+        spoiled_ = 0;
+        return note;
+    }
+    const auto answered =
+        std::find_if(traffic.pieces.rbegin(), traffic.pieces.rend(), [&](const plc::LoggedPiece &piece) {
+            return was_served && piece.request == served->number &&
+                   not_behind(piece.ends_at, static_cast<std::uint32_t>(exchange.received));
+        });
+    if (!taken.mistaken && answered == traffic.pieces.rend()) {
+        ++scores_.slow;
+        return note.empty() ? "late" : note;
+    }
+    ++since_reopening_;
+    if (++spoiled_ > most_spoiled(traffic.patience)) {
+        complain_locked("the link does not recover: " + std::to_string(spoiled_) +
+                        " exchanges with stations that answer went wrong since the last fault");
+        spoiled_ = 0;
+    }
+    return note.empty() ? "spoiled" : note;
+}
+
+void Judge::end_request(Ended ended) {
+    constexpr int done = 1;
+    const auto found = open_.find(ended.id);
+    if (found == open_.end()) {
+        complain_locked("request " + std::to_string(ended.id) + " was reported, but it had ended before");
+        return;
+    }
+    const std::shared_ptr<Request> request = found->second;
+    if (is_early(request, ended))
+        return;
+    open_.erase(found);
+    if (request->cut_short)
+        return;
+    if (!request->is_write) {
+        ++(ended.status == done ? scores_.once_done : scores_.once_failed);
+        return;
+    }
+    ++(ended.status == done ? scores_.writes_done : scores_.writes_failed);
+    if (ended.status != done || was_reached(*request))
+        return;
+    if (request->mistaken) {
+        ++scores_.writes_mistaken;
+        return;
+    }
+    if (request->doubtful && takes_several_requests(variables_[static_cast<std::size_t>(request->variable)].shown)) {
+        ++scores_.writes_cut;
+        return;
+    }
+    ++scores_.lost_writes;
+    complain_locked("write " + std::to_string(request->serial) + " of " +
+                    variables_[static_cast<std::size_t>(request->variable)].shown.name +
+                    " was reported done, but the controller has not carried it out");
+}
+
+// The link may be quicker than the call that queues several requests for one write: then the driver reports what it
+// has so far, and what follows once more. What fails then takes with it only what was queued.
+bool Judge::is_early(const std::shared_ptr<Request> &request, const Ended &ended) {
+    constexpr int done = 1;
+    if (!ended.under_way || !request->is_write ||
+        !takes_several_requests(variables_[static_cast<std::size_t>(request->variable)].shown))
+        return false;
+    ++scores_.early_reports;
+    if (ended.status == done)
+        request->reported_early = true;
+    else if (!std::exchange(request->cut_short, true))
+        ++scores_.writes_failed;
+    return true;
+}
+
+void Judge::settle_suspects(bool all) {
+    while (!suspects_.empty() && (all || suspects_.front().due <= scores_.exchanges)) {
+        const Suspect suspect = suspects_.front();
+        suspects_.pop_front();
+        if (cells_.tainted_since(suspect.variable, suspect.since)) {
+            ++scores_.values_mistaken;
+            continue;
+        }
+        ++scores_.false_values;
+        complain_locked(suspect.what + " (about exchange " + std::to_string(suspect.since) + ")");
+    }
+}
+
+void Judge::complain_locked(const std::string &what) {
+    if (complaints_.size() >= most_complaints)
+        return;
+    std::ostringstream text;
+    text << "exchange " << scores_.exchanges << ": " << what;
+    if (complaints_.empty())
+        for (const Told &told : tale_) {
+            text << "\n  " << told.number << "  " << hex(told.request) << "\n      -> " << hex(told.reply) << "  code "
+                 << told.code;
+            if (!told.stale.empty())
+                text << "  thrown away before: " << hex(told.stale);
+            if (!told.note.empty())
+                text << "  (" << told.note << ")";
+        }
+    complaints_.push_back(text.str());
+}
+
+Age Judge::now() const {
+    const int running = static_cast<int>(last_moments_.size());
+    if (static_cast<std::size_t>(running) < lives_.size() &&
+        lives_[static_cast<std::size_t>(running)]->memory != nullptr)
+        return {running, lives_[static_cast<std::size_t>(running)]->memory->moment()};
+    return running == 0 ? Age{0, 0} : Age{running - 1, last_moments_.back()};
+}
+
+}  // namespace soak

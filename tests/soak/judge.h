@@ -1,0 +1,228 @@
+#pragma once
+
+#include "cells.h"
+
+#include "host/link/link_watcher.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace soak {
+
+/// What the campaign counts. All but the worst ones are sums.
+struct Scores {
+    std::uint64_t exchanges = 0;
+    std::uint64_t sent_again = 0;
+    std::uint64_t given_up = 0;
+    std::uint64_t slow = 0;  ///< live stations' replies that came too late without a fault: the machine was busy
+    std::uint64_t writes_done = 0;
+    std::uint64_t writes_failed = 0;
+    std::uint64_t writes_refused = 0;    ///< by a full queue
+    std::uint64_t writes_cut = 0;        ///< in several requests, some of which a full queue refused
+    std::uint64_t writes_withdrawn = 0;  ///< their station was switched off
+    std::uint64_t writes_repeated = 0;   ///< carried out once more
+    std::uint64_t early_reports = 0;     ///< of a write in several requests, while the call was still queueing them
+    std::uint64_t once_done = 0;
+    std::uint64_t once_failed = 0;
+    std::uint64_t once_withdrawn = 0;
+    std::uint64_t values = 0;  ///< judged
+    std::uint64_t false_values = 0;
+    std::uint64_t lost_writes = 0;
+    std::uint64_t replies_mistaken = 0;  ///< meant for another request, and nothing told
+    std::uint64_t values_mistaken = 0;   ///< shown in between
+    std::uint64_t writes_mistaken = 0;   ///< reported done for it, and not carried out
+    std::uint64_t hang_ups = 0;
+    std::uint64_t recoveries = 0;
+    std::uint64_t worst_recovery = 0;   ///< exchanges with live stations after the last fault, until one was good
+    std::uint64_t worst_reopening = 0;  ///< the same after a hang-up
+    std::uint64_t station_losses = 0;   ///< stations switched off by the host since they did not answer
+    std::map<std::string, std::uint64_t> faults;
+};
+
+/// How the host waits, and so what it can keep apart.
+struct Patience {
+    std::chrono::milliseconds settle;
+    std::chrono::milliseconds latest;  ///< longest that a fault holds a reply back
+};
+
+/// A request of the campaign's to write a variable or to read it once.
+struct Request {
+    int id;
+    int variable;
+    bool is_write;
+    std::uint32_t serial;
+    std::vector<bool> reached;    ///< places that the controller wrote
+    bool mistaken = false;        ///< a reply that was meant for another request was taken for its
+    bool doubtful = false;        ///< the queue may have been full
+    bool may_vanish = false;      ///< its station was switched off while it waited
+    bool under_way = true;        ///< the call that queues it has not returned
+    bool reported_early = false;  ///< done, while the call was still queueing
+    bool cut_short = false;       ///< failed in its midst, while the call was still queueing
+};
+
+/// Follows host and controller, and knows of each reply which request it answers: both ends count their bytes, and no
+/// clock is asked. Any thread may call it; the watcher's calls come from the link thread.
+class Judge : public kelpo::LinkWatcher {
+public:
+    explicit Judge(const std::vector<Variable> &variables);
+
+    /// A controller is about to start, with these faults. Before the host can open its line.
+    void expect_life(const std::vector<std::string> &faults, const Patience &patience);
+
+    /// What it is to begin with: what the one before held, or at first what nobody has written to.
+    std::string presets(const plc::MemoryReader *before) const;
+
+    /// It is there. Its memory must stay until it has ended.
+    void begin_life(const plc::MemoryReader &memory);
+
+    /// It is about to be ended; it has ended. `at_rest` when nothing was under way.
+    void expect_end();
+    void end_life(bool at_rest);
+
+    /// Before a call that queues a request; afterwards, with what the call said.
+    std::shared_ptr<Request> announce(int variable, bool is_write, bool station_is_off);
+    void queued(const std::shared_ptr<Request> &request, bool doubtful);
+
+    /// The host switches a station off: what waits for it may vanish.
+    void switched_off(int station);
+
+    /// Nothing waits in the driver any more: what was not reported is lost.
+    void expect_all_reported();
+
+    /// What a screen may show, asked before the value is fetched; then the value.
+    struct Look {
+        std::vector<std::uint32_t> floors;
+        std::vector<Age> ages;
+        std::uint64_t exchange = 0;
+    };
+    Look look(int variable) const;
+    void shown(int variable, const QByteArray &value, const Look &look);
+    /// Nothing has been written since `exchange`: what was read since then is what the controller holds.
+    void shown_at_rest(int variable, const QByteArray &value, std::uint64_t exchange);
+
+    void complain(const std::string &what);
+
+    Scores scores() const;
+    std::uint64_t exchanges() const;
+    int lines_opened() const;
+    bool has_recovered() const;
+    std::vector<std::string> complaints() const;
+
+    /// Judges what is still in doubt. After the link has ended.
+    void finish();
+
+    void exchanged(const kelpo::Exchange &exchange) override;
+    void request_ended(int group, int id, int status) override;
+    void line_opened() override;
+    void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
+
+    static constexpr int write_group = 20;
+    static constexpr int once_group = 21;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    // One request frame that the host sent.
+    struct Sent {
+        std::uint32_t ends_at = 0;  // bytes that the host had sent on this line until then
+        std::uint64_t flight = 0;   // the same for all tries of a frame
+        int type = 0;
+        int address = 0;
+        std::shared_ptr<Request> request;
+    };
+    // One that the controller dealt with.
+    struct Served {
+        std::uint32_t number = 0;
+        plc::LoggedRequest log{};
+        std::vector<plc::LoggedWrite> writes;
+        std::uint64_t flight = 0;  // of the frame that it was; 0: not known yet
+    };
+    // Both ends of the line while one controller lives.
+    struct Traffic {
+        const plc::MemoryReader *memory = nullptr;
+        std::vector<std::string> faults;
+        Patience patience{};
+        bool ending = false;
+        std::uint32_t next_request = 0;
+        std::uint32_t next_piece = 0;
+        std::uint32_t bytes_sent = 0;
+        std::deque<Served> served;
+        std::deque<plc::LoggedPiece> pieces;
+        std::deque<std::uint32_t> pieces_begin;
+        std::deque<Sent> sent;
+        std::vector<Served> unmatched;
+    };
+    struct Suspect {
+        int variable;
+        std::string what;
+        std::uint64_t since;
+        std::uint64_t due;
+    };
+    struct Told {
+        std::uint64_t number;
+        std::string request, reply, stale, note;
+        int code;
+    };
+    struct Ended {
+        int id;
+        int status;
+        bool under_way;  // the call that queues the request has not returned
+    };
+    struct Taken {
+        bool good;      // and the right one
+        bool mistaken;  // taken, and meant for another request
+    };
+
+    void pull(Traffic &traffic);
+    void pull_until(Traffic &traffic, std::uint32_t received);
+    void match(Traffic &traffic, Served served);
+    void carry_out(Served &served, const Sent &sent);
+    void adopt(const Sent &sent, std::size_t frame_size);
+    Taken take_reply(Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent);
+    bool was_there(const Traffic &traffic, std::uint32_t microseconds) const;
+    std::string follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent, Taken taken);
+    void end_request(Ended ended);
+    bool is_early(const std::shared_ptr<Request> &request, const Ended &ended);
+    void settle_suspects(bool all);
+    void complain_locked(const std::string &what);
+    Age now() const;
+
+    mutable std::mutex mutex_;
+    const std::vector<Variable> &variables_;
+    Cells cells_;
+    Scores scores_;
+    std::vector<std::string> complaints_;
+    std::deque<Told> tale_;
+    std::deque<Suspect> suspects_;
+
+    std::unordered_map<int, std::shared_ptr<Request>> open_;
+    std::vector<std::uint32_t> serials_;
+    int next_id_ = 1;
+
+    std::vector<Ended> ended_;
+
+    std::condition_variable memory_is_there_;
+    std::vector<std::unique_ptr<Traffic>> lives_;
+    std::vector<plc::Moment> last_moments_;  // of the lives that are over
+    int opened_ = 0;                         // how often the host has opened the line
+
+    std::uint64_t flight_ = 1;
+    Age flight_age_{0, 0};  // when it began, or before
+    Clock::time_point ended_at_{};
+    bool failed_before_ = false;
+
+    bool disturbed_ = false;
+    std::uint64_t spoiled_ = 0;  // exchanges with live stations since the last fault that went wrong without one
+    bool reopened_ = false;
+    std::uint64_t since_reopening_ = 0;
+};
+
+}  // namespace soak

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "host/driver/variables.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace soak {
+
+/// One coil or holding register of one station.
+struct Cell {
+    int station;
+    bool coil;
+    int address;  ///< 0 to 65535, as it stands in frames
+};
+
+/// Where one unit of a variable lies: a cell, or a bit of one.
+struct Place {
+    Cell cell;
+    int bit;  ///< of a register; -1: all of the cell
+};
+
+/// A variable of the campaign's screens.
+struct Variable {
+    kelpo::Variable shown;
+    bool written;               ///< the campaign writes to it, and nobody else does
+    std::vector<Place> places;  ///< in the order of their values: of 32 bits, the high half first
+};
+
+/// Stations on the line, and what becomes of them.
+constexpr int live_stations[] = {1, 2, 3};
+constexpr int dead_station = 4;      ///< hears and never answers
+constexpr int flapping_station = 5;  ///< dead for a while, again and again
+constexpr int absent_station = 6;    ///< not on the line
+
+inline bool is_live(int station) {
+    return station >= 1 && station <= 3;
+}
+
+/// Some 500 variables of all register types; nearly all of them belong to the live stations.
+std::vector<Variable> all_variables();
+
+/// What a cell holds that nobody writes to and that does not move: tells its station, table and address.
+std::uint16_t pattern_of(const Cell &cell);
+
+/// What the write number `serial` of variable number `variable` puts at its place number `place`: 0 or 1 for bits. All
+/// bits change from one write to the next; no two of 65536 writes in a row give a register the same value.
+std::uint16_t written_value(const Variable &of, int variable, int place, std::uint32_t serial);
+
+/// The number of writes from `floor` on after which a register's place would show `value`, modulo 2^16.
+std::uint16_t writes_behind(int variable, int place, std::uint32_t floor, std::uint16_t value);
+
+}  // namespace soak
