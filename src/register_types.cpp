@@ -1,8 +1,6 @@
 #include "register_types.h"
 
-namespace {
-
-const RegisterType register_types[] = {
+const RegisterType register_types[register_type_count] = {
     // class, address text, count, unit, writes, width, low base, high range starts, high base
     {0, OctalNumber, CountAsGiven, Bit, NotWritable, 1, 1200, no_high_range, 1200},                   // 0
     {1, OctalNumber, CountAsGiven, Bit, InGroups, 1, 0, no_high_range, 0},                            // 1
@@ -23,11 +21,3 @@ const RegisterType register_types[] = {
     {8, WordDotBit, CountAsGiven, BitOfWord, OneByOne, 1, 8000, 256, 11744},                          // 16
     {11, WordDotBit, CountAsGiven, BitOfWord, OneByOne, 1, 8500, no_high_range, 8500},                // 17
 };
-
-const int register_type_count = static_cast<int>(sizeof register_types / sizeof register_types[0]);
-
-}  // namespace
-
-const RegisterType *find_register_type(int type) {
-    return type >= 0 && type < register_type_count ? &register_types[type] : 0;
-}

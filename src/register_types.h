@@ -46,7 +46,14 @@ struct RegisterType {
 /// `high_start` of a type whose addresses are one range.
 const int no_high_range = 0x7FFFFFFF;
 
+/// One row for each type, by its code.
+extern const RegisterType register_types[];
+
+const int register_type_count = 18;
+
 /// The row of `type`, or null when `type` is not 0 to 17.
-const RegisterType *find_register_type(int type);
+inline const RegisterType *find_register_type(int type) {
+    return type >= 0 && type < register_type_count ? &register_types[type] : 0;
+}
 
 #endif

@@ -29,6 +29,11 @@ void queue_read(const RegisterType &known, const RW_VAR &var) {
                 low_32_bits(data_len), var);
 }
 
+void read_in_one_frame(const RegisterType &known, const RW_VAR &var) {
+    queue_read(known, var);
+    expect_good_replies(1);
+}
+
 }  // namespace
 
 void ReadRegister(const RW_VAR &var) {
@@ -38,15 +43,13 @@ void ReadRegister(const RW_VAR &var) {
     if (crosses_high_start(*known, var))
         ReadAnalog_2(var, known->high_start);
     else
-        ReadAnalog(var);
+        read_in_one_frame(*known, var);
 }
 
 void ReadAnalog(const RW_VAR &var) {
     const RegisterType *known = readable_class(var.reg_type);
-    if (known == 0)
-        return;
-    queue_read(*known, var);
-    expect_good_replies(1);
+    if (known != 0)
+        read_in_one_frame(*known, var);
 }
 
 void ReadAnalog_2(const RW_VAR &var, int split) {

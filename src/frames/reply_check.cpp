@@ -26,7 +26,7 @@ bool answers_function(const QByteArray &reply, const Protocol &request) {
 int CheckGetData(QByteArray *reply, int /*len*/) {
     if (reply == 0 || reply->size() < shortest_reply || PLC_driver.frame_list.isEmpty())
         return Rejected;
-    const Protocol &request = PLC_driver.frame_list.first();
+    const Protocol &request = PLC_driver.frame_list.at(0);
     if (unsigned_bytes(*reply)[0] != request.var.station_no)
         return Rejected;
     if (PLC_driver.com_info->remote_mode == 0 && !answers_function(*reply, request))

@@ -47,10 +47,13 @@ void refuse_head(QList<RW_VAR> &queue) {
     PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, refused.var_group, refused.var_id, request_failed);
 }
 
-// False when it is another queue's turn. The head stays in place until its reply has been dealt with.
+// Most often nothing waits, so this is asked before serve_queue is called at all.
+bool has_its_turn(const QList<RW_VAR> &queue, int built_in_a_row) {
+    return !queue.isEmpty() && built_in_a_row < most_in_a_row;
+}
+
+// False when nothing is left to serve. The head stays in place until its reply has been dealt with.
 bool serve_queue(QList<RW_VAR> &queue, RequestKind kind, int &built_in_a_row, Builder build) {
-    if (built_in_a_row >= most_in_a_row)
-        return false;
     drop_disabled_heads(queue);
     if (queue.isEmpty())
         return false;
@@ -60,6 +63,16 @@ bool serve_queue(QList<RW_VAR> &queue, RequestKind kind, int &built_in_a_row, Bu
     if (PLC_driver.frame_list.isEmpty())
         refuse_head(queue);
     return true;
+}
+
+bool serve_writes() {
+    return has_its_turn(PLC_driver.write_list, PLC_driver.write_tries) &&
+           serve_queue(PLC_driver.write_list, WriteRequest, PLC_driver.write_tries, write_builder());
+}
+
+bool serve_once_reads() {
+    return has_its_turn(PLC_driver.once_read_list, PLC_driver.once_read_tries) &&
+           serve_queue(PLC_driver.once_read_list, OnceRead, PLC_driver.once_read_tries, read_builder());
 }
 
 void serve_cyclic_list() {
@@ -83,8 +96,7 @@ Protocol *ComCommunication() {
         return &PLC_driver.frame_list.first();
 
     const QMutexLocker locked(&PLC_driver.list_mutex);
-    if (!serve_queue(PLC_driver.write_list, WriteRequest, PLC_driver.write_tries, write_builder()) &&
-        !serve_queue(PLC_driver.once_read_list, OnceRead, PLC_driver.once_read_tries, read_builder()))
+    if (!serve_writes() && !serve_once_reads())
         serve_cyclic_list();
 
     if (PLC_driver.frame_list.isEmpty()) {

@@ -34,7 +34,7 @@ enum LengthJudgement { LengthIsRight, NothingCame, LengthIsWrong };
 LengthJudgement judge_length(int length) {
     if (PLC_driver.frame_list.isEmpty())
         return LengthIsRight;
-    const int expected = PLC_driver.frame_list.first().reply_len;
+    const int expected = PLC_driver.frame_list.at(0).reply_len;
     if (length == 0 && expected != 0)
         return NothingCame;
     return expected == length || expected == -1 ? LengthIsRight : LengthIsWrong;
@@ -86,7 +86,7 @@ bool give_up_frame() {
     PLC_driver.read_pass_count = 0;
     com_info.finish_flag = 0;
     com_info.retry_count = 0;
-    PLC_driver.fail_var = PLC_driver.frame_list.first().var;
+    PLC_driver.fail_var = PLC_driver.frame_list.at(0).var;
     PLC_driver.frame_list.clear();
     return true;
 }
@@ -110,6 +110,12 @@ void report_head(const QList<RW_VAR> &queue) {
     if (PLC_driver.comm_failed || !later_request_waits(queue))
         PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, head.var_group, head.var_id,
                                    PLC_driver.comm_failed ? request_failed : request_done);
+}
+
+// After each exchange, and seldom another one than before: a text that is shared already is left alone.
+void take_text(const QString &from, QString &to) {
+    if (from.constData() != to.constData() || from.size() != to.size())
+        to = from;
 }
 
 // The result record always names the variable given up last, also after a good reply: the host then looks at ret_value
@@ -177,7 +183,7 @@ void report_give_up() {
 int SwitchErrorReturn(int base) {
     int offset = 0;
     if (!PLC_driver.frame_list.isEmpty()) {
-        const int var_group = PLC_driver.frame_list.first().var.var_group;
+        const int var_group = PLC_driver.frame_list.at(0).var.var_group;
         if (var_group >= 0 && var_group <= 11)
             offset = var_group;
     }
@@ -237,7 +243,7 @@ int DealDataOfRemoteArea(QByteArray *reply, int length) {
     }
     if (CheckGetData(reply, length) == Rejected)
         return GetDriverReturnValue(RemoteCheckFailed);
-    if (PLC_driver.frame_list.first().var.store_mode != read_half_of_bit_write)
+    if (PLC_driver.frame_list.at(0).var.store_mode != read_half_of_bit_write)
         return GetDriverReturnValue(RemoteNotStored);
     // Completes the write half in the frame list; the cache is not touched, so its lock is not taken.
     SaveToLocalDataErea(reply);
@@ -245,7 +251,20 @@ int DealDataOfRemoteArea(QByteArray *reply, int length) {
 }
 
 void passRetValue(const RW_VAR &from, RW_VAR &to) {
-    to = from;
+    to.var_group = from.var_group;
+    to.var_id = from.var_id;
+    to.host_ref2 = from.host_ref2;
+    to.host_ref3 = from.host_ref3;
+    to.area_no = from.area_no;
+    to.ret_value = from.ret_value;
+    take_text(from.aux_text, to.aux_text);
+    take_text(from.addr_text, to.addr_text);
+    to.reg_type = from.reg_type;
+    to.reg_addr = from.reg_addr;
+    to.station_no = from.station_no;
+    to.reg_count = from.reg_count;
+    to.store_mode = from.store_mode;
+    to.aux_word = from.aux_word;
     to.value_bytes.clear();
 }
 
@@ -258,7 +277,7 @@ RW_VAR *DataCom(QByteArray *reply, int length) {
         result.ret_value = special_code;
         return &result;
     }
-    const bool remote = PLC_driver.frame_list.first().var.area_no != PLC_driver.com_info->local_area_no;
+    const bool remote = PLC_driver.frame_list.at(0).var.area_no != PLC_driver.com_info->local_area_no;
     const int code = remote ? DealDataOfRemoteArea(reply, length) : DealDataOfLocalArea(reply, length);
 
     const QMutexLocker locked(&PLC_driver.list_mutex);

@@ -29,7 +29,7 @@ void store_double_words(unsigned int key, const unsigned char *payload, qint64 s
 void SaveToLocalDataErea(QByteArray *reply) {
     if (reply == 0 || reply->isEmpty() || PLC_driver.frame_list.isEmpty())
         return;
-    const Protocol &request = PLC_driver.frame_list.first();
+    const Protocol &request = PLC_driver.frame_list.at(0);
     const RW_VAR &var = request.var;
     if (var.store_mode == read_half_of_bit_write) {
         SpecialRegisterSave(reply);
@@ -62,7 +62,7 @@ void SaveToLocalDataErea(QByteArray *reply) {
 void SpecialRegisterSave(const QByteArray *reply) {
     if (reply == 0 || reply->size() < register_in_reply + 2 || PLC_driver.frame_list.size() < 2)
         return;
-    const RW_VAR &var = PLC_driver.frame_list.first().var;
+    const RW_VAR &var = PLC_driver.frame_list.at(0).var;
     const unsigned int mask = 1U << (static_cast<unsigned int>(var.reg_addr) & 15U);
     const bool set = !var.value_bytes.isEmpty() && var.value_bytes.at(0) != 0;
     const unsigned int present = get_u16_high_first(unsigned_bytes(*reply) + register_in_reply);
