@@ -12,6 +12,8 @@
 #include <memory>
 #include <mutex>
 
+#include <sys/prctl.h>
+
 namespace {
 
 using kelpo::Exchange;
@@ -53,6 +55,7 @@ public:
 
     void line_opened() override {
         const std::lock_guard<std::mutex> locked(mutex_);
+        timer_slack_ = prctl(PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL);
         ++opened_;
     }
     void line_lost(const std::string &why, milliseconds pause) override {
@@ -69,6 +72,11 @@ public:
         stale_ += exchange.stale;
     }
 
+    /// Of the link's thread, in nanoseconds.
+    int timer_slack() const {
+        const std::lock_guard<std::mutex> locked(mutex_);
+        return timer_slack_;
+    }
     int opened() const {
         const std::lock_guard<std::mutex> locked(mutex_);
         return opened_;
@@ -93,6 +101,7 @@ public:
 private:
     mutable std::mutex mutex_;
     int opened_ = 0;
+    int timer_slack_ = 0;
     std::vector<Loss> losses_;
     std::vector<End> ends_;
     std::vector<Outcome> outcomes_;
@@ -309,6 +318,13 @@ TEST_F(SessionTest, AsksAgainForTheReadThatWasUnderWayAndCountsNoFailure) {
     ASSERT_EQ(adapter.request(), read_1000);
     EXPECT_EQ(shown("100"), 111);
     EXPECT_EQ(recorder.outcomes(), std::vector<Outcome>{Outcome::good});
+}
+
+TEST_F(SessionTest, ItsWaitsEndWhenTheyShouldInsteadOf50MicrosecondsLater) {
+    Adapter adapter;
+    begin(settings(adapter.path()), {word("100")});
+    ASSERT_EQ(adapter.request(), read_100);
+    EXPECT_EQ(recorder.timer_slack(), 1);
 }
 
 TEST_F(SessionTest, ReportsEachTryInVainAndMakesThePausesGrow) {
