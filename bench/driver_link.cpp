@@ -76,10 +76,10 @@ QList<HOST_VAR> mixed_variables(int count, int addresses) {
     return variables;
 }
 
-QByteArray right_reply(int reg_type, int count) {
+QByteArray right_reply(int reg_type, int count, int station_no) {
     const int size = reg_type == bits ? (count + 7) / 8 : 2 * count;
     QByteArray reply;
-    reply.append(static_cast<char>(station));
+    reply.append(static_cast<char>(station_no));
     reply.append(reg_type == bits ? '\x01' : '\x03');
     reply.append(static_cast<char>(size));
     for (int i = 0; i < size; ++i)
@@ -88,6 +88,13 @@ QByteArray right_reply(int reg_type, int count) {
     reply.append(static_cast<char>(crc & 0xFFU));
     reply.append(static_cast<char>(crc >> 8));
     return reply;
+}
+
+QByteArray reply_to(const QByteArray &request) {
+    const auto byte = [&request](int index) {
+        return static_cast<unsigned char>(request.at(index));
+    };
+    return right_reply(byte(1) == 1 ? bits : registers, byte(4) << 8 | byte(5), byte(0));
 }
 
 }  // namespace bench

@@ -31,6 +31,9 @@ QList<HOST_VAR> separate_variables(int reg_type, int count, int blocks);
 QList<HOST_VAR> mixed_variables(int count, int addresses = 60000);
 
 /// The right reply to a read of `count` units, with data that differs from unit to unit.
-QByteArray right_reply(int reg_type, int count);
+QByteArray right_reply(int reg_type, int count, int station_no = station);
+
+/// The right reply to the read `request`.
+QByteArray reply_to(const QByteArray &request);
 
 }  // namespace bench

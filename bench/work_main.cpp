@@ -48,13 +48,6 @@ Work rebuilds(int variables) {
     };
 }
 
-QByteArray reply_to(const QByteArray &request) {
-    const auto byte = [&request](int index) {
-        return static_cast<unsigned char>(request.at(index));
-    };
-    return bench::right_reply(byte(1) == 1 ? bench::bits : bench::registers, byte(4) << 8 | byte(5));
-}
-
 // Whole passes over the read list of a panel. Replies are made in the first pass. A request that was cut in two is done
 // with its second reply.
 Work passes(int variables) {
@@ -67,7 +60,7 @@ Work passes(int variables) {
             const QByteArray &request = ComCommunication()->frame;
             QByteArray &reply = replies[request.toStdString()];
             if (reply.isEmpty())
-                reply = reply_to(request);
+                reply = bench::reply_to(request);
             require(DataCom(&reply, static_cast<int>(reply.size()))->ret_value == 1);
         };
         for (int done = 0; done < (1 + count) * blocks;) {
