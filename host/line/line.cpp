@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <optional>
 #include <system_error>
 
 #include <poll.h>
@@ -78,6 +79,8 @@ std::string Line::settle(nanoseconds duration) {
 
 std::string Line::await_silence() {
     std::string discarded = discard_input();
+    if (frame_gap_ == nanoseconds::zero())
+        return discarded;
     if (!discarded.empty())
         quiet_since_ = Clock::now();
     const auto latest = std::max(Clock::now(), quiet_since_ + frame_gap_) + frame_gap_;
@@ -91,18 +94,22 @@ std::string Line::await_silence() {
 }
 
 void Line::send(const char *bytes, std::size_t size) {
-    pause(quiet_since_ + frame_gap_ - Clock::now());
-    auto deadline = Clock::now() + send_timeout;
+    if (frame_gap_ > nanoseconds::zero())
+        pause(quiet_since_ + frame_gap_ - Clock::now());
+    std::optional<Clock::time_point> deadline;  // once the line takes no more at first
     const auto total = size;
     while (size > 0 && !stop_requested()) {
         const std::size_t put = write_some(bytes, size);
         if (put > 0) {
             bytes += put;
             size -= put;
-            deadline = Clock::now() + send_timeout;
-        } else if (!wait_for(POLLOUT, deadline) && !stop_requested()) {
-            fail("takes no bytes");
+            deadline.reset();
+            continue;
         }
+        if (!deadline)
+            deadline = Clock::now() + send_timeout;
+        if (!wait_for(POLLOUT, *deadline) && !stop_requested())
+            fail("takes no bytes");
     }
     quiet_since_ = Clock::now() + character_time_ * static_cast<std::int64_t>(total);
 }
