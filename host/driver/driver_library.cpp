@@ -4,6 +4,8 @@
 
 #include <QtCore/QMutexLocker>
 
+#include <algorithm>
+
 namespace kelpo {
 namespace {
 
@@ -56,6 +58,16 @@ std::vector<RW_VAR> DriverLibrary::read_blocks() const {
 int DriverLibrary::requests_waiting() const {
     QMutexLocker locked(&entry_.PLC_driver->list_mutex);
     return static_cast<int>(entry_.PLC_driver->write_list.size() + entry_.PLC_driver->once_read_list.size());
+}
+
+bool DriverLibrary::is_waiting(int group, int id) const {
+    const auto is_part = [&](const RW_VAR &queued) {
+        return queued.var_group == group && queued.var_id == id;
+    };
+    const Communication_Protocol &driver = *entry_.PLC_driver;
+    QMutexLocker locked(&entry_.PLC_driver->list_mutex);
+    return std::any_of(driver.write_list.cbegin(), driver.write_list.cend(), is_part) ||
+           std::any_of(driver.once_read_list.cbegin(), driver.once_read_list.cend(), is_part);
 }
 
 }  // namespace kelpo

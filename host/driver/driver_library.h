@@ -52,6 +52,11 @@ public:
     /// were queued before have been called. Takes `list_mutex`, as above.
     int requests_waiting() const;
 
+    /// True while a part of the write or once-read of this group and id waits or is in flight. The driver cuts some
+    /// writes into several requests, and a link that is quicker than the call that queues them reports what is done so
+    /// far: the end is a report after which nothing waits. Takes `list_mutex`, as above.
+    bool is_waiting(int group, int id) const;
+
 private:
     void *handle_;
     DriverEntryPoints entry_;

@@ -73,8 +73,8 @@ QByteArray bytes_of(const View &view, const Values &values);
 /// 0x with all digits, 0b with all digits, or the shortest decimal text that gives the same float.
 std::string text_of(const View &view, const Values &values);
 
-/// One value from what a user `typed`, as values_in would give it back: decimal, 0x or 0b in every view; real numbers for
-/// floats, where 0x and 0b are the float's bits; 0, 1, on, off, true, false for bits. Nothing when the text is no
+/// One value from what a user `typed`, as values_in would give it back: decimal, 0x or 0b in every view; real numbers
+/// for floats, where 0x and 0b are the float's bits; 0, 1, on, off, true, false for bits. Nothing when the text is no
 /// number or does not fit the width (a word takes -32768 to 65535).
 std::optional<std::int64_t> value_from(const View &view, const std::string &typed);
 

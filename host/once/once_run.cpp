@@ -2,8 +2,6 @@
 
 #include "host/once/requests.h"
 
-#include <algorithm>
-
 namespace kelpo {
 namespace {
 
@@ -57,19 +55,9 @@ void OnceRun::finish() {
     session_.finish();
 }
 
-bool OnceRun::still_queued(int group, int id) const {
-    Communication_Protocol &driver = *session_.driver().entry().PLC_driver;
-    const auto is_part = [&](const RW_VAR &queued) {
-        return queued.var_group == group && queued.var_id == id;
-    };
-    const QMutexLocker locked(&driver.list_mutex);
-    return std::any_of(driver.write_list.cbegin(), driver.write_list.cend(), is_part) ||
-           std::any_of(driver.once_read_list.cbegin(), driver.once_read_list.cend(), is_part);
-}
-
 bool OnceRun::done(int group, int id) const {
     const Course course = watch_.course(group, id);
-    return course.done && !course.failed && !still_queued(group, id);
+    return course.done && !course.failed && !session_.driver().is_waiting(group, id);
 }
 
 Ending OnceRun::ending(int group, int id) const {

@@ -46,7 +46,6 @@ public:
     }
 
 private:
-    bool still_queued(int group, int id) const;
     bool wait_for_room(int requests) const;
 
     int max_count_;

@@ -130,6 +130,8 @@ void PollEngine::end_write(int id, PollEvent &event) {
     const auto found = writes_.find(id);
     if (found == writes_.end())
         return;
+    if (event.kind == Kind::write_done && session_.driver().is_waiting(write_group, id))
+        return;
     event.variable = found->second.variable;
     if (event.kind == Kind::write_done)
         event.text = found->second.text;

@@ -72,12 +72,16 @@ TEST(DriverLibrary, CountsTheRequestsThatWait) {
     EXPECT_EQ(library.requests_waiting(), 0);
     library.entry().SetRegisterData(QString(), 2, "100", 1, QByteArray("\x01\x01\x01", 3), 3, 1, 1);
     EXPECT_EQ(library.requests_waiting(), 3);
+    EXPECT_TRUE(library.is_waiting(1, 1));
+    EXPECT_FALSE(library.is_waiting(1, 2));
+    EXPECT_FALSE(library.is_waiting(2, 1));
     RW_VAR var;
     var.reg_type = 7;
     var.addr_text = "100";
     var.reg_count = 1;
     library.entry().AddListOnceReadVar(&var, 0);
     EXPECT_EQ(library.requests_waiting(), 4);
+    EXPECT_TRUE(library.is_waiting(var.var_group, var.var_id));
 }
 
 TEST(DriverLibrary, StartsAfreshWhenItIsLoadedAgain) {
