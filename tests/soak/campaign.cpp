@@ -128,12 +128,8 @@ bool Campaign::run(std::ostream &out) {
     judge_.finish();
     resident_late_ = resident_size();
     constexpr std::uint64_t enough_to_tell = 50000;
-#ifndef __SANITIZE_ADDRESS__
-    if (options_.exchanges >= enough_to_tell && resident_late_ > resident_early_ + resident_early_ / 20)
+    if (SIZE_TELLS && options_.exchanges >= enough_to_tell && resident_late_ > resident_early_ + resident_early_ / 20)
         judge_.complain("the resident size has grown by more than 5 %");
-#else
-    static_cast<void>(enough_to_tell);
-#endif
     print(out);
     return judge_.complaints().empty();
 }
