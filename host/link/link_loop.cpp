@@ -1,6 +1,7 @@
 #include "host/link/link_loop.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QMutexLocker>
 
 #include <atomic>
 #include <utility>
@@ -25,8 +26,10 @@ void on_comm_error(QList<RW_VAR> *, int group, int flag) {
     told.load()->communication_failed(group, flag);
 }
 
-// The driver raises finish_flag at the end of a pass and when it has nothing to send.
-bool take_finish_flag(ComInfo &info) {
+// The driver raises finish_flag at the end of a pass and when it has nothing to send. Another thread that makes the
+// list anew lowers it, with the list lock held.
+bool take_finish_flag(const DriverEntryPoints &driver, ComInfo &info) {
+    const QMutexLocker locked(&driver.PLC_driver->list_mutex);
     return std::exchange(info.finish_flag, 0) != 0;
 }
 
@@ -73,7 +76,7 @@ void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const 
         const Protocol *request = driver.ComCommunication();
         if (request == nullptr) {
             // Listening, not only waiting: a line that is lost is noticed also when there is nothing to ask.
-            take_finish_flag(info);
+            take_finish_flag(driver, info);
             keep(stale, line.settle(idle_time));
             continue;
         }
@@ -101,7 +104,7 @@ void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const 
         exchange.stale = stale;
         exchange.received = line.received();
         watcher.exchanged(exchange);
-        if (take_finish_flag(info))
+        if (take_finish_flag(driver, info))
             watcher.pass_ended();
 
         // What was late for this request must be in, and thrown away, before the next one is asked.
