@@ -1,3 +1,4 @@
+#include "host/driver/driver_library.h"
 #include "host/link/link_loop.h"
 
 #include "host/demo/link_notes.h"
@@ -77,9 +78,12 @@ protected:
     }
 
     void run(const ReplyTimeouts &timeouts) {
-        kelpo::run_link(entry, line, info, timeouts, watchers);
+        DriverEntryPoints with_lock = entry;
+        with_lock.PLC_driver = lock_keeper.entry().PLC_driver;
+        kelpo::run_link(with_lock, line, info, timeouts, watchers);
     }
 
+    const kelpo::DriverLibrary lock_keeper{DRIVER_FILE};  // the loop takes the list lock, and does nothing else with it
     PseudoTerminal terminal;
     StopSignal stop;
     Line line{settings(terminal.path()), stop};
