@@ -10,6 +10,7 @@
 
 #include "choices.h"
 #include "comparison.h"
+#include "controller.h"
 #include "require.h"
 #include "session.h"
 
@@ -64,25 +65,8 @@ unsigned word_at(const Bytes &bytes, std::size_t index) {
     return bytes[index] * 256u + bytes[index + 1];
 }
 
-unsigned crc_of(const Bytes &bytes, std::size_t size) {
-    unsigned crc = 0xFFFF;
-    for (std::size_t i = 0; i < size; ++i) {
-        crc ^= bytes[i];
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1) != 0 ? (crc >> 1) ^ 0xA001 : crc >> 1;
-    }
-    return crc;
-}
-
 bool has_right_crc(const Bytes &bytes) {
-    const std::size_t covered = bytes.size() - 2;
-    return crc_of(bytes, covered) == bytes[covered] + 256u * bytes[covered + 1];
-}
-
-void append_crc(Bytes &bytes) {
-    const unsigned crc = crc_of(bytes, bytes.size());
-    bytes.push_back(static_cast<std::uint8_t>(crc & 0xFF));
-    bytes.push_back(static_cast<std::uint8_t>(crc >> 8));
+    return model::with_crc(Bytes(bytes.begin(), bytes.end() - 2)) == bytes;
 }
 
 int modbus_address(int type, int address) {
@@ -347,7 +331,7 @@ void complete_write_half(const Asked &asked, const Bytes &reply, State &state) {
                    asked.request[3],
                    static_cast<std::uint8_t>(value >> 8),
                    static_cast<std::uint8_t>(value & 0xFF)};
-    append_crc(write);
+    write = model::with_crc(write);
     state.frames[1].frame = model::to_driver(write);
 }
 
@@ -659,7 +643,7 @@ private:
                 reply.bytes[1] = asked.request[1];
             if ((repairs & 8) != 0 && reply.bytes.size() > 2) {
                 reply.bytes.resize(reply.bytes.size() - 2);
-                append_crc(reply.bytes);
+                reply.bytes = model::with_crc(reply.bytes);
             }
         }
         reply.length = static_cast<int>(reply.bytes.size());
