@@ -265,19 +265,19 @@ private:
         }
     }
 
-    // A fault may meet the first of these; it is over then.
+    // A fault may spoil so many of these, and not only the first: it may spare some before.
     void judge_read(Station &station, unsigned function, unsigned address) {
         const Bytes request = read_request(station.memory.station(), function, address);
-        const Bytes expected = station.reply_to(request);
-        replies_.clear();
-        expected_.clear();
+        const std::vector<Bytes> right = {station.reply_to(request)};
         for (unsigned tries = spoiled_ ? most_happenings + 1 : 1; tries > 0; --tries) {
             replies_.clear();
             expected_.clear();
             receive_in_pieces(request, 3);
             wait();
+            if (replies_ == right)
+                return;
         }
-        require(replies_.size() == 1 && replies_.front() == expected, "after all that, a request is answered rightly");
+        fuzz::fail("after all that, a request is not answered rightly");
     }
 
 public:

@@ -377,6 +377,19 @@ TEST(ListFile, TakesLettersBeyondAsciiInQuotesAndCommentsAndAByteOrderMark) {
                 IsEmpty());
 }
 
+TEST(ListFile, TakesLettersBeyondAsciiBehindALineThatGoesOn) {
+    const ListReading reading = ListMaterial().read("[[variable]]\nname = \"\"\"Pump \\\n  \xC3\xA9\xC3\xA9\"\"\"\n"
+                                                    "type = 7\naddress = 1\n");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    ASSERT_EQ(reading.list.variables.size(), 1U);
+    EXPECT_EQ(reading.list.variables[0].name, "Pump \xC3\xA9\xC3\xA9");
+}
+
+TEST(ListFile, RefusesALetterBeyondAsciiBehindABackslash) {
+    EXPECT_THAT(texts_of(ListMaterial().read("a = \"\"\"\\\xC3\xA9\"\"\"\n").remarks),
+                ElementsAre(testing::HasSubstr("unknown escape sequence")));
+}
+
 TEST(ListFile, ShowsControlCharactersOfTextThatIsNoToml) {
     EXPECT_THAT(texts_of(ListMaterial().read("path = tr\x0B\x0B\n").remarks),
                 ElementsAre(testing::AllOf(testing::HasSubstr("\\x0B"), testing::Not(testing::HasSubstr("\x0B")))));
