@@ -9,7 +9,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::size_t kept = 1024;
+// Of each controller's life. A reply may come in many pieces.
+constexpr std::size_t requests_kept = 256;
+constexpr std::size_t pieces_kept = 1024;
 constexpr std::size_t length_of_tale = 40;
 constexpr std::size_t most_complaints = 10;
 
@@ -44,7 +46,7 @@ std::string hex(std::string_view bytes) {
     return text.empty() ? "-" : text;
 }
 
-template <typename Kept> void trim(std::deque<Kept> &list) {
+template <typename Kept> void trim(std::deque<Kept> &list, std::size_t kept) {
     while (list.size() > kept)
         list.pop_front();
 }
@@ -239,7 +241,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
         found != open_.end() && (exchange.group == write_group || exchange.group == once_group))
         sent.request = found->second;
     traffic.sent.push_back(sent);
-    trim(traffic.sent);
+    trim(traffic.sent, requests_kept);
 
     adopt(sent, exchange.request.size());
     for (Served &served : std::exchange(traffic.unmatched, {}))
@@ -300,8 +302,8 @@ void Judge::pull(Traffic &traffic) {
         traffic.pieces.push_back(piece);
         ++traffic.next_piece;
     }
-    trim(traffic.pieces);
-    trim(traffic.pieces_begin);
+    trim(traffic.pieces, pieces_kept);
+    trim(traffic.pieces_begin, pieces_kept);
     for (const plc::LoggedRequest &log : *requests) {
         Served served;
         served.number = traffic.next_request++;
@@ -340,7 +342,7 @@ void Judge::match(Traffic &traffic, Served served) {
     }
     carry_out(served, *found);
     traffic.served.push_back(std::move(served));
-    trim(traffic.served);
+    trim(traffic.served, requests_kept);
 }
 
 // What was under way when a line broke is sent again on the next one.
