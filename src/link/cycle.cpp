@@ -4,8 +4,7 @@
 #include "link/request_kind.h"
 #include "link/rotation.h"
 #include "ozna_kelpo_port.h"
-
-#include <QtCore/QMutexLocker>
+#include "qt_compat.h"
 
 namespace {
 
@@ -95,7 +94,7 @@ Protocol *ComCommunication() {
     if (!PLC_driver.frame_list.isEmpty())
         return &PLC_driver.frame_list.first();
 
-    const QMutexLocker locked(&PLC_driver.list_mutex);
+    const Locked locked(&PLC_driver.list_mutex);
     if (!serve_writes() && !serve_once_reads())
         serve_cyclic_list();
 

@@ -1,6 +1,5 @@
 #include "ozna_kelpo_port.h"
-
-#include <QtCore/QMutexLocker>
+#include "qt_compat.h"
 
 namespace {
 
@@ -33,7 +32,7 @@ int QueryFinishFlag() {
 }
 
 void EnableEthernet(int station, int mode) {
-    const QMutexLocker locked(&PLC_driver.station_mutex);
+    const Locked locked(&PLC_driver.station_mutex);
     if (station < 0)
         PLC_driver.disabled_stations.clear();
     else if (mode == 0)
@@ -47,6 +46,6 @@ void EnCommStation(int station, int mode) {
 }
 
 bool Ethernetcontains(int station) {
-    const QMutexLocker locked(&PLC_driver.station_mutex);
+    const Locked locked(&PLC_driver.station_mutex);
     return PLC_driver.disabled_stations.contains(station);
 }

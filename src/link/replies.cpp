@@ -5,9 +5,8 @@
 #include "link/request_kind.h"
 #include "link/rotation.h"
 #include "ozna_kelpo_port.h"
+#include "qt_compat.h"
 #include "store/reply_storage.h"
-
-#include <QtCore/QMutexLocker>
 
 namespace {
 
@@ -226,7 +225,7 @@ int DealDataOfLocalArea(QByteArray *reply, int length) {
     if (check == Rejected)
         return GetDriverReturnValue(LocalCheckFailed);
     if (check == ValidWithData) {
-        const QMutexLocker locked(&PLC_driver.cache_mutex);
+        const Locked locked(&PLC_driver.cache_mutex);
         SaveToLocalDataErea(reply);
     }
     return GetDriverReturnValue(GoodReply);
@@ -280,7 +279,7 @@ RW_VAR *DataCom(QByteArray *reply, int length) {
     const bool remote = PLC_driver.frame_list.at(0).var.area_no != PLC_driver.com_info->local_area_no;
     const int code = remote ? DealDataOfRemoteArea(reply, length) : DealDataOfLocalArea(reply, length);
 
-    const QMutexLocker locked(&PLC_driver.list_mutex);
+    const Locked locked(&PLC_driver.list_mutex);
     if (code == good_code || code == remote_good_code) {
         if (!retire_frame(remote)) {
             result.ret_value = code;

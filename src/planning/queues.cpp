@@ -1,8 +1,7 @@
 #include "arithmetic.h"
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
-
-#include <QtCore/QMutexLocker>
+#include "qt_compat.h"
 
 namespace {
 
@@ -26,7 +25,7 @@ bool contains_request(const QList<RW_VAR> &queue, const RW_VAR &var) {
 // Leaves `var` behind the last piece. Returns the size of the queue.
 int queue_once_read_pieces(RW_VAR &var) {
     const int limit = units_per_request();
-    const QMutexLocker locked(&PLC_driver.list_mutex);
+    const Locked locked(&PLC_driver.list_mutex);
     QList<RW_VAR> &queue = PLC_driver.once_read_list;
     for (int rest = var.reg_count; rest > 0; rest -= var.reg_count) {
         var.reg_count = qMin(rest, limit);
@@ -45,7 +44,7 @@ int AddListReadVar(RW_VAR *var) {
 }
 
 int AddListWriteVar(RW_VAR *var) {
-    const QMutexLocker locked(&PLC_driver.list_mutex);
+    const Locked locked(&PLC_driver.list_mutex);
     if (PLC_driver.write_list.size() < most_queued)
         PLC_driver.write_list.append(*var);
     return static_cast<int>(PLC_driver.write_list.size());
@@ -53,7 +52,7 @@ int AddListWriteVar(RW_VAR *var) {
 
 int AddListOnceReadVar(RW_VAR *var, int mode) {
     if (mode == 1) {
-        const QMutexLocker locked(&PLC_driver.list_mutex);
+        const Locked locked(&PLC_driver.list_mutex);
         PLC_driver.once_read_list.append(*var);
         return static_cast<int>(PLC_driver.once_read_list.size());
     }

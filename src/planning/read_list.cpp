@@ -3,8 +3,7 @@
 #include "arithmetic.h"
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
-
-#include <QtCore/QMutexLocker>
+#include "qt_compat.h"
 
 #include <algorithm>
 #include <vector>
@@ -189,7 +188,7 @@ void BitVarReCreat(QList<RW_VAR> *vars, int limit) {
 }
 
 int ReCreatReadVarList(QList<HOST_VAR> *vars) {
-    const QMutexLocker locked(&PLC_driver.list_mutex);
+    const Locked locked(&PLC_driver.list_mutex);
     PLC_driver.read_list = QList<RW_VAR>();
     if (vars->isEmpty())
         return 0;

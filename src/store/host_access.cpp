@@ -2,10 +2,9 @@
 #include "bytes.h"
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
+#include "qt_compat.h"
 #include "register_types.h"
 #include "store/register_cache.h"
-
-#include <QtCore/QMutexLocker>
 
 namespace {
 
@@ -262,7 +261,7 @@ int GetRegisterData(QString /*text*/, int reg_type, QString address, int station
     const unsigned int key = cache_key(station, register_class, reg_addr);
     const RegisterType *known = find_register_type(reg_type);
 
-    const QMutexLocker locked(&PLC_driver.cache_mutex);
+    const Locked locked(&PLC_driver.cache_mutex);
     if (known == 0) {
         out = zero_bytes(qint64(2) * count);
         return 1;
