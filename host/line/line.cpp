@@ -118,7 +118,7 @@ std::size_t Line::receive(char *buffer, std::size_t capacity, int expected_lengt
     const auto wanted = expected_length < 0 ? capacity : std::min(capacity, static_cast<std::size_t>(expected_length));
     std::size_t received = 0;
     // The request may still be on its way out of the port's buffer: its last byte leaves at quiet_since_.
-    auto deadline = std::max(Clock::now(), quiet_since_) + timeouts.reply;
+    auto deadline = quiet_since_ + timeouts.reply;
     while (received < wanted && wait_for(POLLIN, deadline)) {
         const std::size_t got = read_some(buffer + received, wanted - received);
         if (got > 0) {

@@ -43,8 +43,8 @@ public:
 
     /// Collects a reply into `buffer`, which holds `capacity` bytes, and returns the number of bytes received: up to
     /// `expected_length`, or with -1 until the line falls silent, or nothing with 0. Fewer bytes, perhaps none, mean
-    /// that a time-out or a stop request came first. Bytes beyond `expected_length` stay in the input. Throws LineError
-    /// when the line is gone.
+    /// that a time-out or a stop request came first; that of the reply runs from the end of the request on the line.
+    /// Bytes beyond `expected_length` stay in the input. Throws LineError when the line is gone.
     std::size_t receive(char *buffer, std::size_t capacity, int expected_length, const ReplyTimeouts &timeouts);
 
     /// Silence that is kept before a request: what the settings ask for, and on a pseudo-terminal, which has no wire,
