@@ -233,6 +233,16 @@ TEST(Records, ACopyByPassRetValueHasEmptyBytesWhileAnOrdinaryCopyKeepsThem) {
     EXPECT_EQ(support::hex(copy.value_bytes), "01 02 03");
 }
 
+// A host may make texts of different length from the same characters, without a copy.
+TEST(Records, PassRetValueTakesALongerTextThatBeginsWhereTheOldOneDoes) {
+    static const QChar digits[] = {QLatin1Char('4'), QLatin1Char('0'), QLatin1Char('1')};
+    RW_VAR from, to;
+    from.addr_text = QString::fromRawData(digits, 3);
+    to.addr_text = QString::fromRawData(digits, 2);
+    passRetValue(from, to);
+    EXPECT_EQ(to.addr_text.toStdString(), "401");
+}
+
 TEST(Records, PassRetValueOfARecordToItselfOnlyEmptiesItsBytes) {
     RW_VAR var = full_var();
     passRetValue(var, var);
