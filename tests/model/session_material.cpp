@@ -214,7 +214,7 @@ void Session::make_odd(Var &var) {
             var.reg_count = 12;
             var.store_mode = -1;
             var.host_ref2 = 0;
-            var.area_no = expected.info->at(local_area_no) + 1;
+            var.area_no = expected.info->at(local_area_no) ^ 1;
             break;
         default:
             var.var_group = any_int();
