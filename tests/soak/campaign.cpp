@@ -1,13 +1,13 @@
 #include "campaign.h"
 
+#include "resident_size.h"
+
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <iomanip>
 #include <set>
 
 #include <malloc.h>
-#include <unistd.h>
 
 namespace soak {
 namespace {
@@ -55,14 +55,11 @@ QByteArray bytes_of_write(const Variable &variable, int number, std::uint32_t se
     return bytes;
 }
 
-// In KiB, without what files and other processes share: the controller's memory file is mapped. And without the pages
-// that the allocator holds free, as many as there were at the highest mark that chance has brought so far.
-long resident_size() {
+// Without the pages that the allocator holds free, as many as there were at the highest mark that chance has brought so
+// far.
+long size_of_what_is_held() {
     malloc_trim(0);
-    std::ifstream file("/proc/self/statm");
-    long all = 0, resident = 0, shared = 0;
-    file >> all >> resident >> shared;
-    return (resident - shared) * (sysconf(_SC_PAGESIZE) / 1024);
+    return resident_size();
 }
 
 }  // namespace
@@ -129,9 +126,9 @@ bool Campaign::run(std::ostream &out) {
     screens_.join();
     session_.finish();
     judge_.finish();
-    resident_late_ = resident_size();
+    resident_late_ = size_of_what_is_held();
     constexpr std::uint64_t enough_to_tell = 50000;
-    if (SIZE_TELLS && options_.exchanges >= enough_to_tell && resident_late_ > resident_early_ + resident_early_ / 20)
+    if (options_.exchanges >= enough_to_tell && has_grown(resident_early_, resident_late_))
         judge_.complain("the resident size has grown by more than 5 %");
     print(out);
     return judge_.complaints().empty();
@@ -287,7 +284,7 @@ void Campaign::show() {
 
 void Campaign::measure_memory() {
     if (resident_early_ == 0 && exchanges_ >= options_.exchanges / 10)
-        resident_early_ = resident_size();
+        resident_early_ = size_of_what_is_held();
 }
 
 void Campaign::print(std::ostream &out) const {
