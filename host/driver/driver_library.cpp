@@ -64,8 +64,8 @@ bool DriverLibrary::is_waiting(int group, int id) const {
     const auto is_part = [&](const RW_VAR &queued) {
         return queued.var_group == group && queued.var_id == id;
     };
-    const Communication_Protocol &driver = *entry_.PLC_driver;
-    QMutexLocker locked(&entry_.PLC_driver->list_mutex);
+    Communication_Protocol &driver = *entry_.PLC_driver;
+    QMutexLocker locked(&driver.list_mutex);
     return std::any_of(driver.write_list.cbegin(), driver.write_list.cend(), is_part) ||
            std::any_of(driver.once_read_list.cbegin(), driver.once_read_list.cend(), is_part);
 }
