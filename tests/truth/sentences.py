@@ -1,0 +1,59 @@
+"""What the tests of this folder have in common: how a value is judged, and how they are run."""
+import argparse
+import tempfile
+import unittest
+
+from controller import content
+from programs import OK, records
+
+options = argparse.Namespace(exchanges=0, runs=0)
+
+
+class Sentences(unittest.TestCase):
+    """Sentences about kelpo, each held against a controller."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="truth-")
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def true_or_failed(self, run, controller):
+        """Each value that `kelpo read --json` printed is what the controller holds there; returns how many it printed."""
+        right = 0
+        answers = records(run.stdout)
+        for answer in answers:
+            if not answer["ok"]:
+                self.assertNotIn("values", answer)
+                continue
+            held = controller.register(answer["station"], int(answer["address"]))
+            self.holds(answer, held, controller)
+            right += 1
+        if right < len(answers) or not answers:
+            self.assertNotEqual(run.returncode, OK, run.stdout + run.stderr)
+        return right
+
+    def true_records(self, text, controller):
+        """Each value in the json records of `kelpo poll` is what the controller holds there; returns how many there are."""
+        values = [record for record in records(text) if record["kind"] == "value"]
+        for record in values:
+            held = controller.register(record["station"], int(record["address"]))
+            self.holds(record, held, controller)
+        return len(values)
+
+    def holds(self, shown, held, controller):
+        """The value that is SHOWN is the one HELD by the controller; if not, tells whose it is."""
+        if shown["values"] == [held]:
+            return
+        owners = [f"{station}:{address}" for station in controller.stations for address in range(0, 9000)
+                  if [content(station, address)] == shown["values"]]
+        self.fail(f"{shown['station']}:{shown['address']} is shown with the value of {owners or 'no register'}: {shown}")
+
+
+def main():
+    """Runs the sentences of a file. --exchanges and --runs are for the long form of those that can be long."""
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--exchanges", type=int, default=0)
+    parser.add_argument("--runs", type=int, default=0)
+    parser.parse_known_args(namespace=options)
+    _, rest = parser.parse_known_args()
+    unittest.main(argv=["truth", *rest])
