@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
+#include "common/command_line.h"
 #include "plc/list_file.h"
 
 namespace plc {
@@ -27,7 +26,7 @@ struct Arguments {
     int moment;
     int turnaround;
     int silence;
-    std::string parity = "none";
+    std::optional<unsigned> parity_bits;
     unsigned stop_bits = 1;
     std::string listen;
     std::vector<std::string> preset_files;
@@ -46,7 +45,7 @@ void refuse_repetition(std::vector<unsigned> stations) {
     std::sort(stations.begin(), stations.end());
     const auto twice = std::adjacent_find(stations.begin(), stations.end());
     if (twice != stations.end())
-        throw CLI::ValidationError("--stations: station " + std::to_string(*twice) + " stands twice");
+        throw common::UsageError("--stations: station " + std::to_string(*twice) + " stands twice");
 }
 
 // Empty when `parse` takes the text.
@@ -91,66 +90,65 @@ std::string examples(const std::string &name) {
            "      the faults of a file, one in each line\n";
 }
 
-void add_line_options(CLI::App &app, Options &options, Arguments &arguments) {
-    auto *const listen =
+void add_line_options(common::Command &app, Options &options, Arguments &arguments) {
+    const common::Option listen =
         app.add_option("--listen", arguments.listen,
                        "Serve a TCP port instead of a pseudo-terminal: PORT on 127.0.0.1, or ADDRESS:PORT; port 0: any")
-            ->check([](const std::string &text) { return refusal(parse_tcp_address, text); })
-            ->type_name("[ADDRESS:]PORT");
+            .check([](const std::string &text) { return refusal(parse_tcp_address, text); })
+            .type_name("[ADDRESS:]PORT");
     app.add_option("--link", options.link, "Symbolic link to make to the pseudo-terminal, removed at the end")
-        ->excludes(listen)
-        ->type_name("PATH");
+        .excludes(listen)
+        .type_name("PATH");
     app.add_option("--baud", options.settings.baud, "Speed of the line that replies keep to; 0: as fast as it goes")
-        ->check(CLI::Range(0, 100000000))
-        ->capture_default_str()
-        ->type_name("N");
-    app.add_option("--parity", arguments.parity, "none, even or odd: whether a byte takes a bit more at --baud")
-        ->check(CLI::IsMember(parity_bits))
-        ->capture_default_str()
-        ->type_name("WORD");
+        .range(0, 100000000)
+        .capture_default_str()
+        .type_name("N");
+    app.add_option("--parity", arguments.parity_bits, parity_bits,
+                   "none, even or odd: whether a byte takes a bit more at --baud")
+        .default_str("none");
     app.add_option("--stop-bits", arguments.stop_bits, "1 or 2: how many bits end a byte at --baud")
-        ->check(CLI::Range(1, 2))
-        ->capture_default_str()
-        ->type_name("N");
+        .range(1, 2)
+        .capture_default_str()
+        .type_name("N");
     app.add_option("--turnaround", arguments.turnaround, "Milliseconds from the end of a request to its reply")
-        ->check(CLI::Range(0, an_hour))
-        ->capture_default_str()
-        ->type_name("MS");
+        .range(0, an_hour)
+        .capture_default_str()
+        .type_name("MS");
     app.add_option("--silence", arguments.silence, "Milliseconds without a byte that end a frame")
-        ->check(CLI::Range(1, an_hour))
-        ->capture_default_str()
-        ->type_name("MS");
+        .range(1, an_hour)
+        .capture_default_str()
+        .type_name("MS");
 }
 
-void add_value_options(CLI::App &app, Options &options, Arguments &arguments) {
+void add_value_options(common::Command &app, Options &options, Arguments &arguments) {
     app.add_option("--stations", options.settings.stations, "Station numbers, 1 to 247, with commas between")
-        ->delimiter(',')
-        ->check(CLI::Range(1, 247))
-        ->capture_default_str()
-        ->type_name("N,N...");
+        .delimiter(',')
+        .range(1, 247)
+        .capture_default_str()
+        .type_name("N,N...");
     app.add_option("--moment", arguments.moment, "Milliseconds between steps of the moving values; 0: they stand still")
-        ->check(CLI::Range(0, an_hour))
-        ->capture_default_str()
-        ->type_name("MS");
+        .range(0, an_hour)
+        .capture_default_str()
+        .type_name("MS");
     app.add_option("--preset", arguments.preset_files,
                    "CSV file of values to begin with, in lines such as 1,register,100,7,8; may be repeated")
-        ->allow_extra_args(false)
-        ->type_name("FILE");
-    app.add_option("--memory", options.memory, "File in which the memory is published")->type_name("FILE");
+        .one_value_each()
+        .type_name("FILE");
+    app.add_option("--memory", options.memory, "File in which the memory is published").type_name("FILE");
 }
 
-void add_fault_options(CLI::App &app, Options &options, Arguments &arguments) {
+void add_fault_options(common::Command &app, Options &options, Arguments &arguments) {
     app.add_option("--fault", arguments.faults,
                    "What goes wrong, such as \"no-reply station=3 function=3 address=4990 times=1\"; may be repeated")
-        ->allow_extra_args(false)
-        ->check([](const std::string &text) { return refusal(parse_fault, text); })
-        ->type_name("TEXT");
+        .one_value_each()
+        .check([](const std::string &text) { return refusal(parse_fault, text); })
+        .type_name("TEXT");
     app.add_option("--faults", arguments.fault_files, "File of faults, one in each line; may be repeated")
-        ->allow_extra_args(false)
-        ->type_name("FILE");
+        .one_value_each()
+        .type_name("FILE");
     app.add_option("--seed", options.settings.seed, "Number that decides what faults leave to chance")
-        ->capture_default_str()
-        ->type_name("N");
+        .capture_default_str()
+        .type_name("N");
 }
 
 Preset parse_preset_of(const std::vector<unsigned> &stations, const std::string &text) {
@@ -185,7 +183,7 @@ void take_over(const Arguments &arguments, Options &options) {
     settings.moment = std::chrono::milliseconds(arguments.moment);
     settings.turnaround = std::chrono::milliseconds(arguments.turnaround);
     settings.silence = std::chrono::milliseconds(arguments.silence);
-    settings.bits_per_byte = bits_without_parity_and_stop + parity_bits.at(arguments.parity) + arguments.stop_bits;
+    settings.bits_per_byte = bits_without_parity_and_stop + arguments.parity_bits.value_or(0) + arguments.stop_bits;
     if (!arguments.listen.empty())
         options.listen = parse_tcp_address(arguments.listen);
     for (const std::string &fault : arguments.faults)
@@ -202,21 +200,17 @@ std::variant<Options, int> read_options(const std::vector<std::string> &argument
     read.turnaround = static_cast<int>(options.settings.turnaround.count());
     read.silence = static_cast<int>(options.settings.silence.count());
 
-    CLI::App app("Simulated controller: Modbus RTU stations on a pseudo-terminal or a TCP port.", name);
-    app.set_version_flag("--version", name + " " KELPO_VERSION);
+    common::CommandLine line("Simulated controller: Modbus RTU stations on a pseudo-terminal or a TCP port.", name,
+                             KELPO_VERSION);
+    common::Command app = line.command();
     app.footer(examples(name));
-    app.failure_message(
-        [&name](const CLI::App *, const CLI::Error &refused) { return name + ": " + refused.what() + "\n"; });
+    app.callback([&options] { refuse_repetition(options.settings.stations); });
     add_line_options(app, options, read);
     add_value_options(app, options, read);
     add_fault_options(app, options, read);
 
-    try {
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-        refuse_repetition(options.settings.stations);
-    } catch (const CLI::ParseError &refused) {
-        return app.exit(refused, out, error) == 0 ? 0 : exit_wrong_argument;
-    }
+    if (const auto exit_status = line.parse(arguments, out, error))
+        return *exit_status;
     take_over(read, options);
     const Mistakes mistakes = read_files(read, options.settings);
     for (const std::string &mistake : mistakes)

@@ -6,8 +6,6 @@
 #include "host/plan/plan_words.h"
 #include "host/plan/surprises.h"
 
-#include <CLI/CLI.hpp>
-
 #include <iostream>
 #include <memory>
 #include <string>
@@ -40,20 +38,20 @@ ExitCode run(const Chosen &chosen) {
 
 }  // namespace
 
-void add_check_command(CLI::App &app, int &exit_code) {
+void add_check_command(common::Command app, int &exit_code) {
     const auto chosen = std::make_shared<Chosen>();
-    CLI::App *const check =
+    common::Command check =
         app.add_subcommand("check", "Say what is wrong with a list of variables, each mistake with file and line.");
-    check->add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables")->required();
-    check->add_option("--driver", chosen->link.driver, "File name of the driver, which judges the addresses")
-        ->capture_default_str();
-    check->footer("Examples:\n"
-                  "  kelpo check pumps.toml\n"
-                  "    pumps.toml:14: station 0; a controller's number, 1 to 247\n"
-                  "    pumps.toml:22: unknown key \"adress\" in [[variable]]; \"address\" was meant\n"
-                  "  kelpo check tags.csv && kelpo poll tags.csv --line /dev/ttyUSB0\n"
-                  "Ends with 0 when the list can be used, warnings or not, and with 2 when it has a mistake.");
-    check->callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
+    check.add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables").required();
+    check.add_option("--driver", chosen->link.driver, "File name of the driver, which judges the addresses")
+        .capture_default_str();
+    check.footer("Examples:\n"
+                 "  kelpo check pumps.toml\n"
+                 "    pumps.toml:14: station 0; a controller's number, 1 to 247\n"
+                 "    pumps.toml:22: unknown key \"adress\" in [[variable]]; \"address\" was meant\n"
+                 "  kelpo check tags.csv && kelpo poll tags.csv --line /dev/ttyUSB0\n"
+                 "Ends with 0 when the list can be used, warnings or not, and with 2 when it has a mistake.");
+    check.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 
 }  // namespace kelpo

@@ -1,8 +1,6 @@
 #pragma once
 
-namespace CLI {
-class App;
-}
+#include "common/command_line.h"
 
 namespace kelpo {
 
@@ -11,15 +9,15 @@ namespace kelpo {
 // All of `app` and `exit_code` must outlive the parsing. What cannot begin throws: DriverLibraryError, LineError, or
 // another std::exception when the system refuses something.
 
-void add_address_command(CLI::App &app, int &exit_code);
-void add_check_command(CLI::App &app, int &exit_code);
-void add_demo_command(CLI::App &app, int &exit_code);
-void add_plan_command(CLI::App &app, int &exit_code);
-void add_plc_command(CLI::App &app, int &exit_code);
-void add_poll_command(CLI::App &app, int &exit_code);
-void add_read_command(CLI::App &app, int &exit_code);
-void add_scan_command(CLI::App &app, int &exit_code);
-void add_trace_command(CLI::App &app, int &exit_code);
-void add_write_command(CLI::App &app, int &exit_code);
+void add_address_command(common::Command app, int &exit_code);
+void add_check_command(common::Command app, int &exit_code);
+void add_demo_command(common::Command app, int &exit_code);
+void add_plan_command(common::Command app, int &exit_code);
+void add_plc_command(common::Command app, int &exit_code);
+void add_poll_command(common::Command app, int &exit_code);
+void add_read_command(common::Command app, int &exit_code);
+void add_scan_command(common::Command app, int &exit_code);
+void add_trace_command(common::Command app, int &exit_code);
+void add_write_command(common::Command app, int &exit_code);
 
 }  // namespace kelpo

@@ -24,6 +24,7 @@ struct LineOptions::Given {
 
 namespace {
 
+constexpr int fastest = 100000000;   // bits per second
 constexpr int longest_wait = 60000;  // ms
 
 const std::map<std::string, Parity> parities = {{"none", Parity::none}, {"even", Parity::even}, {"odd", Parity::odd}};
@@ -51,51 +52,51 @@ void take_over(std::chrono::milliseconds &setting, const std::optional<int> &giv
 
 }  // namespace
 
-LineOptions::LineOptions(CLI::App &command, const LinkSettings &defaults) : given_(std::make_shared<Given>()) {
+LineOptions::LineOptions(common::Command command, const LinkSettings &defaults) : given_(std::make_shared<Given>()) {
     Given &given = *given_;
     const auto add = [&command](const char *name, auto &value, const char *meaning) {
         // A script's own choice may stand before its user's.
-        return command.add_option(name, value, meaning)->group("Line")->take_last();
+        return command.add_option(name, value, meaning).group("Line").take_last();
     };
     add("--line", given.line, "A serial port or pseudo-terminal, or tcp:HOST:PORT for a device server")
-        ->type_name("PATH");
+        .type_name("PATH");
     add("--speed", given.speed, "Bits per second")
-        ->check(CLI::PositiveNumber)
-        ->type_name("BAUD")
-        ->default_str(std::to_string(defaults.line.speed));
-    add("--parity", given.parity, "none, even or odd")
-        ->transform(CLI::CheckedTransformer(parities).description(""))
-        ->type_name("WORD")
-        ->default_str(name_of(defaults.line.parity));
+        .range(1, fastest)
+        .type_name("BAUD")
+        .default_str(std::to_string(defaults.line.speed));
+    command.add_option("--parity", given.parity, parities, "none, even or odd")
+        .group("Line")
+        .take_last()
+        .default_str(name_of(defaults.line.parity));
     add("--stop-bits", given.stop_bits, "1 or 2")
-        ->check(CLI::Range(1, 2))
-        ->type_name("N")
-        ->default_str(std::to_string(defaults.line.stop_bits));
-    command.add_flag("--rs485", given.rs485, "Let the kernel switch the transmitter of a two-wire line")->group("Line");
+        .range(1, 2)
+        .type_name("N")
+        .default_str(std::to_string(defaults.line.stop_bits));
+    command.add_flag("--rs485", given.rs485, "Let the kernel switch the transmitter of a two-wire line").group("Line");
     add("--gap", given.gap, "Milliseconds of silence between frames; otherwise 3.5 characters, at least 1.75")
-        ->check(CLI::Range(0.0, 1000.0))
-        ->type_name("MS");
+        .range(0.0, 1000.0)
+        .type_name("MS");
     add("--reply-timeout", given.reply_timeout, "Milliseconds to wait for a reply")
-        ->check(CLI::Range(1, longest_wait))
-        ->type_name("MS")
-        ->default_str(milliseconds_in(defaults.timeouts.reply));
+        .range(1, longest_wait)
+        .type_name("MS")
+        .default_str(milliseconds_in(defaults.timeouts.reply));
     add("--character-timeout", given.character_timeout, "Milliseconds of silence that end a reply")
-        ->check(CLI::Range(1, longest_wait))
-        ->type_name("MS")
-        ->default_str(milliseconds_in(defaults.timeouts.inter_character));
+        .range(1, longest_wait)
+        .type_name("MS")
+        .default_str(milliseconds_in(defaults.timeouts.inter_character));
     add("--settle", given.settle, "Milliseconds to listen for a late reply after a failure")
-        ->check(CLI::Range(0, longest_wait))
-        ->type_name("MS")
-        ->default_str(milliseconds_in(defaults.timeouts.settle));
+        .range(0, longest_wait)
+        .type_name("MS")
+        .default_str(milliseconds_in(defaults.timeouts.settle));
     add("--retries", given.retries, "Failed replies that are tolerated before a request is given up")
-        ->check(CLI::Range(0, 100))
-        ->type_name("N")
-        ->default_str(std::to_string(defaults.retries));
+        .range(0, 100)
+        .type_name("N")
+        .default_str(std::to_string(defaults.retries));
     add("--max-count", given.max_count, "Most registers in one request")
-        ->check(CLI::Range(1, 100))
-        ->type_name("N")
-        ->default_str(std::to_string(defaults.max_count));
-    add("--driver", given.driver, "File name of the driver")->type_name("FILE")->default_str(defaults.driver);
+        .range(1, 100)
+        .type_name("N")
+        .default_str(std::to_string(defaults.max_count));
+    add("--driver", given.driver, "File name of the driver").type_name("FILE").default_str(defaults.driver);
 }
 
 LinkSettings LineOptions::over(LinkSettings settings) const {

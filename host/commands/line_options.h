@@ -1,8 +1,7 @@
 #pragma once
 
+#include "common/command_line.h"
 #include "host/link/link_settings.h"
-
-#include <CLI/CLI.hpp>
 
 #include <memory>
 
@@ -13,7 +12,7 @@ namespace kelpo {
 class LineOptions {
 public:
     /// Adds the options to `command`. What `defaults` hold is shown in the help.
-    LineOptions(CLI::App &command, const LinkSettings &defaults);
+    LineOptions(common::Command command, const LinkSettings &defaults);
 
     /// `settings`, with what the command line gave in place of it. After parsing.
     LinkSettings over(LinkSettings settings) const;

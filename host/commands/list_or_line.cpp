@@ -6,11 +6,11 @@
 
 namespace kelpo {
 
-ListOrLine::ListOrLine(CLI::App &command, const LinkSettings &defaults)
+ListOrLine::ListOrLine(common::Command command, const LinkSettings &defaults)
     : defaults_(defaults), line_(command, defaults), list_(std::make_shared<std::string>()) {
     command.add_option("--list", *list_, "Take the line and its time-outs from this list file")
-        ->type_name("FILE")
-        ->group("Line");
+        .type_name("FILE")
+        .group("Line");
 }
 
 std::optional<LinkSettings> ListOrLine::settings(std::ostream &error) const {
@@ -27,7 +27,7 @@ std::optional<LinkSettings> ListOrLine::settings(std::ostream &error) const {
     }
     settings = line_.over(settings);
     if (settings.line.path.empty())
-        throw CLI::RequiredError("--line, or --list with a line in it,");
+        throw common::UsageError("--line, or --list with a line in it, is required");
     return settings;
 }
 

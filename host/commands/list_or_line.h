@@ -13,10 +13,10 @@ namespace kelpo {
 class ListOrLine {
 public:
     /// Adds the options to `command`.
-    ListOrLine(CLI::App &command, const LinkSettings &defaults);
+    ListOrLine(common::Command command, const LinkSettings &defaults);
 
     /// How the line is to be opened. After parsing. Nothing when the list file has mistakes, which are told on `error`.
-    /// Throws CLI::RequiredError when neither options nor list name a line, and DriverLibraryError.
+    /// Throws common::UsageError when neither options nor list name a line, and DriverLibraryError.
     std::optional<LinkSettings> settings(std::ostream &error) const;
 
 private:

@@ -3,10 +3,11 @@
 #include "host/exit_code.h"
 #include "host/line/line.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdio>
 #include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -27,10 +28,11 @@ const char *const exit_codes = "Exit codes:\n"
                                "Where several apply, the highest counts.";
 
 int run(int argc, char **argv) {
-    CLI::App app("Talks to PLCs through the driver that panels use, loaded by file name as a panel does.", "kelpo");
-    app.require_subcommand(1);
+    common::CommandLine line("Talks to PLCs through the driver that panels use, loaded by file name as a panel does.",
+                             "kelpo", KELPO_VERSION);
+    common::Command app = line.command();
+    app.require_subcommand();
     app.footer(exit_codes);
-    app.set_version_flag("--version", "kelpo " KELPO_VERSION);
     int exit_code = static_cast<int>(ExitCode::all_well);
     kelpo::add_check_command(app, exit_code);
     kelpo::add_plan_command(app, exit_code);
@@ -43,12 +45,7 @@ int run(int argc, char **argv) {
     kelpo::add_plc_command(app, exit_code);
     kelpo::add_demo_command(app, exit_code);
 
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &refused) {
-        return app.exit(refused) == 0 ? 0 : static_cast<int>(ExitCode::wrong_usage);
-    }
-    return exit_code;
+    return line.parse(std::vector<std::string>(argv + 1, argv + argc), std::cout, std::cerr).value_or(exit_code);
 }
 
 int complain(const std::exception &cause, ExitCode code) {

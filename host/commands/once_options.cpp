@@ -18,12 +18,12 @@ const char *const references_help =
     "  VALUE    decimal, 0x..., 0b..., a real number for float; 0, 1, on, off for bits; one for several places goes\n"
     "           to all of them\n";
 
-OnceCommandOptions::OnceCommandOptions(CLI::App &command)
+OnceCommandOptions::OnceCommandOptions(common::Command command)
     : chosen_(std::make_shared<OnceOptions>()), line_(command, LinkSettings()) {
-    command.add_option("references", chosen_->references, "What to read or write")->required()->type_name("REFERENCE");
+    command.add_option("references", chosen_->references, "What to read or write").required().type_name("REFERENCE");
     command.add_option("--station", chosen_->station, "The station of references that name none")
-        ->check(CLI::Range(1, 247))
-        ->type_name("N");
+        .range(1, 247)
+        .type_name("N");
     command.add_flag("--json", chosen_->json, "One JSON object for each reference, on a line of its own");
 }
 

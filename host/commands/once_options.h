@@ -11,7 +11,7 @@ namespace kelpo {
 class OnceCommandOptions {
 public:
     /// Adds them to `command`.
-    explicit OnceCommandOptions(CLI::App &command);
+    explicit OnceCommandOptions(common::Command command);
 
     /// To be filled in by further options of the command.
     OnceOptions &chosen() const {

@@ -7,8 +7,6 @@
 #include "host/plan/plan_advice.h"
 #include "host/plan/plan_text.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cmath>
 #include <iostream>
 #include <memory>
@@ -20,7 +18,7 @@ namespace {
 
 /// What the command line gave.
 struct Chosen {
-    explicit Chosen(CLI::App &command) : line(command, LinkSettings()) {}
+    explicit Chosen(common::Command command) : line(command, LinkSettings()) {}
 
     LineOptions line;
     std::string list;
@@ -52,23 +50,23 @@ ExitCode run(const Chosen &chosen) {
 
 }  // namespace
 
-void add_plan_command(CLI::App &app, int &exit_code) {
-    CLI::App *const plan = app.add_subcommand(
+void add_plan_command(common::Command app, int &exit_code) {
+    common::Command plan = app.add_subcommand(
         "plan", "Show what the driver asks for to poll a list, and how long a cycle takes. Needs no line.");
-    const auto chosen = std::make_shared<Chosen>(*plan);
-    plan->add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables")->required();
-    plan->add_option("--turnaround", chosen->turnaround,
-                     "Milliseconds that the controllers take to answer, an estimate; 5 unless the list says otherwise")
-        ->check(CLI::Range(0.0, 60000.0))
-        ->type_name("MS");
-    plan->add_flag("--json", chosen->json, "Print a JSON object, for programs");
-    plan->footer("Examples:\n"
-                 "  kelpo plan pumps.toml\n"
-                 "  kelpo plan pumps.toml --speed 9600 --parity even      what would a slower line cost?\n"
-                 "  kelpo plan tags.csv --turnaround 12.5 --max-count 32\n"
-                 "  kelpo plan pumps.toml --json | jq '.cycle.ms'\n"
-                 "Ends with 0, or with 2 when the list has a mistake (see kelpo check).");
-    plan->callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
+    const auto chosen = std::make_shared<Chosen>(plan);
+    plan.add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables").required();
+    plan.add_option("--turnaround", chosen->turnaround,
+                    "Milliseconds that the controllers take to answer, an estimate; 5 unless the list says otherwise")
+        .range(0.0, 60000.0)
+        .type_name("MS");
+    plan.add_flag("--json", chosen->json, "Print a JSON object, for programs");
+    plan.footer("Examples:\n"
+                "  kelpo plan pumps.toml\n"
+                "  kelpo plan pumps.toml --speed 9600 --parity even      what would a slower line cost?\n"
+                "  kelpo plan tags.csv --turnaround 12.5 --max-count 32\n"
+                "  kelpo plan pumps.toml --json | jq '.cycle.ms'\n"
+                "Ends with 0, or with 2 when the list has a mistake (see kelpo check).");
+    plan.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 
 }  // namespace kelpo

@@ -1,21 +1,17 @@
 #include "host/commands/commands.h"
 #include "plc/program.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <string>
 #include <vector>
 
 namespace kelpo {
 
-void add_plc_command(CLI::App &app, int &exit_code) {
-    CLI::App *plc = app.add_subcommand("plc", "A simulated controller with several stations, moving values and faults");
+void add_plc_command(common::Command app, int &exit_code) {
+    common::Command plc =
+        app.add_subcommand("plc", "A simulated controller with several stations, moving values and faults");
     // The controller reads its own command line, help included.
-    plc->set_help_flag();
-    plc->prefix_command();
-    plc->callback([plc, &exit_code] {
-        const std::vector<std::string> words = plc->remaining();
+    plc.pass_on([&exit_code](const std::vector<std::string> &words) {
         std::vector<const char *> arguments;
         std::transform(words.begin(), words.end(), std::back_inserter(arguments),
                        [](const std::string &word) { return word.c_str(); });

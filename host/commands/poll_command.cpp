@@ -5,8 +5,6 @@
 #include "host/list/list_file.h"
 #include "host/poll/poll.h"
 
-#include <CLI/CLI.hpp>
-
 #include <iostream>
 #include <map>
 #include <memory>
@@ -18,7 +16,7 @@ namespace {
 
 /// What the command line gave.
 struct Chosen {
-    explicit Chosen(CLI::App &command) : line(command, LinkSettings()) {}
+    explicit Chosen(common::Command command) : line(command, LinkSettings()) {}
 
     LineOptions line;
     std::string list;
@@ -43,7 +41,7 @@ ExitCode run(const Chosen &chosen) {
     }
     options.list.link = chosen.line.over(options.list.link);
     if (options.list.link.line.path.empty())
-        throw CLI::RequiredError("--line, or a list with a line in it,");
+        throw common::UsageError("--line, or a list with a line in it, is required");
     options.list_file = chosen.list;
     options.format = chosen.format;
     if (chosen.seconds)
@@ -60,32 +58,30 @@ ExitCode run(const Chosen &chosen) {
 
 }  // namespace
 
-void add_poll_command(CLI::App &app, int &exit_code) {
+void add_poll_command(common::Command app, int &exit_code) {
     static const std::map<std::string, RecordFormat> formats = {
         {"plain", RecordFormat::plain}, {"csv", RecordFormat::csv}, {"json", RecordFormat::json}};
-    CLI::App *const poll =
+    common::Command poll =
         app.add_subcommand("poll", "Poll the variables of a list: on a live screen, or as lines for other programs.");
-    const auto chosen = std::make_shared<Chosen>(*poll);
-    poll->add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables")->required();
-    CLI::Option *const format =
-        poll->add_option("--format", chosen->format,
-                         "plain, csv or json: write a record for each change, instead of the screen; "
-                         "plain where there is no terminal")
-            ->transform(CLI::CheckedTransformer(formats).description(""))
-            ->type_name("WORD");
-    poll->add_option("--every", chosen->every, "Write all values so often (milliseconds), not only those that changed")
-        ->check(CLI::Range(10, 86400000))
-        ->type_name("MS")
-        ->needs(format);
-    poll->add_flag("--writes", chosen->writes, "Take lines NAME=VALUE from standard input, and write them")
-        ->needs(format);
-    poll->add_option("--seconds", chosen->seconds, "End after so long; otherwise with q or Ctrl-C")
-        ->check(CLI::Range(1, 86400))
-        ->type_name("N");
-    poll->add_option("--trace", chosen->trace_file,
-                     "Keep all frames in a file for 'kelpo trace FILE'; as a capture when its name ends in .pcap")
-        ->type_name("FILE");
-    poll->footer(
+    const auto chosen = std::make_shared<Chosen>(poll);
+    poll.add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables").required();
+    const common::Option format =
+        poll.add_option("--format", chosen->format, formats,
+                        "plain, csv or json: write a record for each change, instead of the screen; "
+                        "plain where there is no terminal");
+    poll.add_option("--every", chosen->every, "Write all values so often (milliseconds), not only those that changed")
+        .range(10, 86400000)
+        .type_name("MS")
+        .needs(format);
+    poll.add_flag("--writes", chosen->writes, "Take lines NAME=VALUE from standard input, and write them")
+        .needs(format);
+    poll.add_option("--seconds", chosen->seconds, "End after so long; otherwise with q or Ctrl-C")
+        .range(1, 86400)
+        .type_name("N");
+    poll.add_option("--trace", chosen->trace_file,
+                    "Keep all frames in a file for 'kelpo trace FILE'; as a capture when its name ends in .pcap")
+        .type_name("FILE");
+    poll.footer(
         "On the screen ? shows the keys: w writes a value, s switches a station off and on, t shows the trace.\n"
         "Examples:\n"
         "  kelpo poll boiler.toml\n"
@@ -95,7 +91,7 @@ void add_poll_command(CLI::App &app, int &exit_code) {
         "  echo 'set point=350' | kelpo poll boiler.toml --format plain --writes --seconds 5\n"
         "Ends with 0 when all was well at the end; 1 when a write failed or still waited; 4 while the line was lost;\n"
         "8, 9 or 10 while something was not read: no reply, refused, a bad reply.");
-    poll->callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
+    poll.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 
 }  // namespace kelpo

@@ -3,8 +3,6 @@
 #include "host/commands/stop_on_signals.h"
 #include "host/once/scan.h"
 
-#include <CLI/CLI.hpp>
-
 #include <iostream>
 #include <memory>
 
@@ -43,37 +41,37 @@ ExitCode run(Chosen &chosen, const ListOrLine &line) {
 
 }  // namespace
 
-void add_scan_command(CLI::App &app, int &exit_code) {
+void add_scan_command(common::Command app, int &exit_code) {
     const auto chosen = std::make_shared<Chosen>();
-    CLI::App *scan = app.add_subcommand("scan", "Ask station after station, and show which answer.");
-    CLI::Option *stations =
-        scan->add_option("--stations", chosen->stations, "The stations to ask, such as 1-20,33")->type_name("LIST");
+    common::Command scan = app.add_subcommand("scan", "Ask station after station, and show which answer.");
+    const common::Option stations =
+        scan.add_option("--stations", chosen->stations, "The stations to ask, such as 1-20,33").type_name("LIST");
     const auto bound = [&](const char *name, int &station, const char *meaning) {
-        scan->add_option(name, station, meaning)
-            ->check(CLI::Range(1, last_station))
-            ->type_name("N")
-            ->capture_default_str()
-            ->excludes(stations);
+        scan.add_option(name, station, meaning)
+            .range(1, last_station)
+            .type_name("N")
+            .capture_default_str()
+            .excludes(stations);
     };
     bound("--from", chosen->from, "The first station to ask");
     bound("--to", chosen->to, "The last station to ask");
-    scan->add_option("--type", chosen->options.type, "Register type of the register that each is asked for")
-        ->check(CLI::Range(0, 17))
-        ->type_name("N")
-        ->capture_default_str();
-    scan->add_option("--address", chosen->options.address, "Its address, in the syntax of the type")
-        ->type_name("TEXT")
-        ->capture_default_str();
-    scan->add_flag("--json", chosen->options.json, "One JSON object for each station that answers");
-    const ListOrLine line(*scan, scan_defaults());
-    scan->footer("Whatever comes back whole counts: a value, a refusal, an answer to something else, an answer that is "
-                 "late.\nCtrl-C ends the scan with what it has.\n"
-                 "\nExamples:\n"
-                 "  kelpo scan --line /dev/ttyUSB0 --speed 19200 --parity even\n"
-                 "  kelpo scan --line tcp:192.168.1.20:4001 --from 1 --to 32 --reply-timeout 500\n"
-                 "  kelpo scan --line /dev/ttyUSB0 --stations 1-10,200 --type 4 --address 0 --json\n"
-                 "\nEnds with 0 when a station answers, 1 when none does. 'kelpo --help' has all exit codes.");
-    scan->callback([chosen, line, &exit_code] { exit_code = static_cast<int>(run(*chosen, line)); });
+    scan.add_option("--type", chosen->options.type, "Register type of the register that each is asked for")
+        .range(0, 17)
+        .type_name("N")
+        .capture_default_str();
+    scan.add_option("--address", chosen->options.address, "Its address, in the syntax of the type")
+        .type_name("TEXT")
+        .capture_default_str();
+    scan.add_flag("--json", chosen->options.json, "One JSON object for each station that answers");
+    const ListOrLine line(scan, scan_defaults());
+    scan.footer("Whatever comes back whole counts: a value, a refusal, an answer to something else, an answer that is "
+                "late.\nCtrl-C ends the scan with what it has.\n"
+                "\nExamples:\n"
+                "  kelpo scan --line /dev/ttyUSB0 --speed 19200 --parity even\n"
+                "  kelpo scan --line tcp:192.168.1.20:4001 --from 1 --to 32 --reply-timeout 500\n"
+                "  kelpo scan --line /dev/ttyUSB0 --stations 1-10,200 --type 4 --address 0 --json\n"
+                "\nEnds with 0 when a station answers, 1 when none does. 'kelpo --help' has all exit codes.");
+    scan.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(run(*chosen, line)); });
 }
 
 }  // namespace kelpo

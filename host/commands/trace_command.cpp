@@ -6,8 +6,6 @@
 #include "host/trace/trace_file.h"
 #include "host/trace/trace_run.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -43,7 +41,7 @@ ExitCode trace_list(const Chosen &chosen, const LineOptions &line, StopSignal &s
         return ExitCode::wrong_usage;
     reading.list.link = line.over(reading.list.link);
     if (reading.list.link.line.path.empty())
-        throw CLI::RequiredError("--line, or a line in the list,");
+        throw common::UsageError("--line, or a line in the list, is required");
     return trace_line(reading.list, chosen.options, duration, stop, std::cout, std::cerr);
 }
 
@@ -54,42 +52,43 @@ ExitCode run(Chosen &chosen, const LineOptions &line) {
     if (!is_trace_file(chosen.what))
         return trace_list(chosen, line, stop);
     if (line.has_line() || chosen.seconds)
-        throw CLI::ValidationError(chosen.what, "is a saved trace; --line and --seconds go with a list");
+        throw common::UsageError(chosen.what + ": is a saved trace; --line and --seconds go with a list");
     return show_trace(chosen.what, chosen.options, stop, std::cout, std::cerr);
 }
 
 }  // namespace
 
-void add_trace_command(CLI::App &app, int &exit_code) {
+void add_trace_command(common::Command app, int &exit_code) {
     const auto chosen = std::make_shared<Chosen>();
-    CLI::App *trace = app.add_subcommand("trace", "Show every frame with its meaning in words: live while a list is "
-                                                  "polled, or from a saved trace.");
-    trace->add_option("WHAT", chosen->what, "A list of variables to poll, or a saved trace")->required();
-    trace->add_option("--seconds", chosen->seconds, "How long to poll; otherwise until Ctrl-C")
-        ->check(CLI::Range(1, 31 * 86400))
-        ->type_name("N");
-    trace->add_option("--to", chosen->options.to, "Save the trace, to be shown again")->type_name("FILE");
-    trace->add_option("--pcap", chosen->options.pcap, "Save a capture for a protocol analyser")->type_name("FILE");
-    trace->add_option("--station", chosen->options.filter.station, "Show the requests to this station only")
-        ->check(CLI::Range(0, 255))
-        ->type_name("N");
+    common::Command trace =
+        app.add_subcommand("trace", "Show every frame with its meaning in words: live while a list is "
+                                    "polled, or from a saved trace.");
+    trace.add_option("WHAT", chosen->what, "A list of variables to poll, or a saved trace").required();
+    trace.add_option("--seconds", chosen->seconds, "How long to poll; otherwise until Ctrl-C")
+        .range(1, 31 * 86400)
+        .type_name("N");
+    trace.add_option("--to", chosen->options.to, "Save the trace, to be shown again").type_name("FILE");
+    trace.add_option("--pcap", chosen->options.pcap, "Save a capture for a protocol analyser").type_name("FILE");
+    trace.add_option("--station", chosen->options.filter.station, "Show the requests to this station only")
+        .range(0, 255)
+        .type_name("N");
     trace
-        ->add_option("--function", chosen->options.filter.function,
-                     "Show the requests with this Modbus function code only")
-        ->check(CLI::Range(1, 127))
-        ->type_name("N");
-    trace->add_flag("--failures", chosen->options.filter.failures, "Show requests without a good reply only");
-    trace->add_flag("--utc", chosen->utc, "Show times in UTC instead of local time");
-    const LineOptions line(*trace, {});
-    trace->footer("Files hold everything, whatever is shown.\n"
-                  "\n"
-                  "Examples:\n"
-                  "  kelpo trace panel.toml                              poll, show every frame until Ctrl-C\n"
-                  "  kelpo trace panel.toml --line /dev/ttyUSB0 --to night.trace --failures\n"
-                  "  kelpo trace night.trace --station 3                 show it again\n"
-                  "  kelpo trace night.trace --pcap night.pcap           for a protocol analyser:\n"
-                  "  tshark -r night.pcap -o mbrtu.tcp.port:502");
-    trace->callback([chosen, line, &exit_code] { exit_code = static_cast<int>(run(*chosen, line)); });
+        .add_option("--function", chosen->options.filter.function,
+                    "Show the requests with this Modbus function code only")
+        .range(1, 127)
+        .type_name("N");
+    trace.add_flag("--failures", chosen->options.filter.failures, "Show requests without a good reply only");
+    trace.add_flag("--utc", chosen->utc, "Show times in UTC instead of local time");
+    const LineOptions line(trace, {});
+    trace.footer("Files hold everything, whatever is shown.\n"
+                 "\n"
+                 "Examples:\n"
+                 "  kelpo trace panel.toml                              poll, show every frame until Ctrl-C\n"
+                 "  kelpo trace panel.toml --line /dev/ttyUSB0 --to night.trace --failures\n"
+                 "  kelpo trace night.trace --station 3                 show it again\n"
+                 "  kelpo trace night.trace --pcap night.pcap           for a protocol analyser:\n"
+                 "  tshark -r night.pcap -o mbrtu.tcp.port:502");
+    trace.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(run(*chosen, line)); });
 }
 
 }  // namespace kelpo

@@ -1,0 +1,165 @@
+#include "common/command_line.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include <CLI/CLI.hpp>
+
+namespace common {
+namespace {
+
+constexpr int exit_wrong_usage = 2;
+
+std::string with_commas(const std::vector<std::string> &words) {
+    std::string text;
+    for (const std::string &word : words)
+        text += (text.empty() ? "" : ", ") + word;
+    return text;
+}
+
+}  // namespace
+
+Option &Option::required() {
+    option_->required();
+    return *this;
+}
+
+Option &Option::range(int least, int most) {
+    option_->check(CLI::Range(least, most));
+    return *this;
+}
+
+Option &Option::range(double least, double most) {
+    option_->check(CLI::Range(least, most));
+    return *this;
+}
+
+Option &Option::one_of(const std::vector<std::string> &words) {
+    return check([words](const std::string &word) {
+        const bool is_one = std::find(words.begin(), words.end(), word) != words.end();
+        return is_one ? std::string() : "\"" + word + "\" is none of " + with_commas(words);
+    });
+}
+
+Option &Option::check(const Check &check) {
+    option_->check([check](const std::string &text) { return check(text); });
+    return *this;
+}
+
+Option &Option::type_name(const char *word) {
+    option_->type_name(word);
+    return *this;
+}
+
+Option &Option::default_str(const std::string &text) {
+    option_->default_str(text);
+    return *this;
+}
+
+Option &Option::capture_default_str() {
+    option_->capture_default_str();
+    return *this;
+}
+
+Option &Option::group(const char *heading) {
+    option_->group(heading);
+    return *this;
+}
+
+Option &Option::take_last() {
+    option_->take_last();
+    return *this;
+}
+
+Option &Option::one_value_each() {
+    option_->allow_extra_args(false);
+    return *this;
+}
+
+Option &Option::delimiter(char between) {
+    option_->delimiter(between);
+    return *this;
+}
+
+Option &Option::needs(const Option &other) {
+    option_->needs(other.option_);
+    return *this;
+}
+
+Option &Option::excludes(const Option &other) {
+    option_->excludes(other.option_);
+    return *this;
+}
+
+Command Command::add_subcommand(const char *name, const char *meaning) {
+    return Command(app_->add_subcommand(name, meaning));
+}
+
+template <typename Value> Option Command::add_option(const char *name, Value &value, const char *meaning) {
+    return Option(app_->add_option(name, value, meaning));
+}
+
+template Option Command::add_option(const char *, int &, const char *);
+template Option Command::add_option(const char *, unsigned &, const char *);
+template Option Command::add_option(const char *, std::uint64_t &, const char *);
+template Option Command::add_option(const char *, std::string &, const char *);
+template Option Command::add_option(const char *, std::optional<int> &, const char *);
+template Option Command::add_option(const char *, std::optional<unsigned> &, const char *);
+template Option Command::add_option(const char *, std::optional<double> &, const char *);
+template Option Command::add_option(const char *, std::optional<std::string> &, const char *);
+template Option Command::add_option(const char *, std::vector<unsigned> &, const char *);
+template Option Command::add_option(const char *, std::vector<std::string> &, const char *);
+
+Option Command::add_flag(const char *name, bool &value, const char *meaning) {
+    return Option(app_->add_flag(name, value, meaning));
+}
+
+Option Command::add_word(const char *name, const std::function<void(const std::string &)> &take, const char *meaning) {
+    return Option(app_->add_option_function<std::string>(name, take, meaning)->type_name("WORD"));
+}
+
+void Command::footer(const std::string &text) {
+    app_->footer(text);
+}
+
+void Command::require_subcommand() {
+    app_->require_subcommand(1);
+}
+
+void Command::callback(const std::function<void()> &run) {
+    app_->callback(run);
+}
+
+void Command::pass_on(const std::function<void(const std::vector<std::string> &)> &run) {
+    app_->set_help_flag();
+    app_->prefix_command();
+    app_->callback([app = app_, run] { run(app->remaining()); });
+}
+
+CommandLine::CommandLine(const std::string &meaning, const std::string &name, const std::string &version)
+    : app_(std::make_unique<CLI::App>(meaning, name)) {
+    app_->set_version_flag("--version", name + " " + version);
+    app_->failure_message(
+        [name](const CLI::App *, const CLI::Error &refused) { return name + ": " + refused.what() + "\n"; });
+}
+
+CommandLine::~CommandLine() = default;
+
+Command CommandLine::command() const {
+    return Command(app_.get());
+}
+
+std::optional<int> CommandLine::parse(const std::vector<std::string> &arguments, std::ostream &out,
+                                      std::ostream &error) {
+    try {
+        app_->parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::ParseError &refused) {
+        return app_->exit(refused, out, error) == 0 ? 0 : exit_wrong_usage;
+    } catch (const UsageError &refused) {
+        error << app_->get_name() << ": " << refused.what() << "\n";
+        return exit_wrong_usage;
+    }
+    return std::nullopt;
+}
+
+}  // namespace common
