@@ -5,9 +5,66 @@
 #include <QtCore/QMutexLocker>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 
 namespace kelpo {
 namespace {
+
+bool has_folder(const std::string &file) {
+    return file.find('/') != std::string::npos;
+}
+
+// Where the driver lies that was built or installed with this program.
+std::string own_driver(const std::string &file) {
+    std::error_code none;
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe", none).parent_path();
+    const bool was_built_here = std::filesystem::exists(folder / "../CMakeCache.txt", none);
+    return (folder / (was_built_here ? "../src" : KELPO_LIBRARIES_FROM_PROGRAM) / file).lexically_normal();
+}
+
+void *load(const std::string &file) {
+    return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
+// Who sets LD_LIBRARY_PATH may want another driver than the program's own.
+void *load_by_name(const std::string &file) {
+    std::error_code none;
+    const std::string own = own_driver(file);
+    const bool has_own = !has_folder(file) && std::filesystem::exists(own, none);
+    const char *const folders = std::getenv("LD_LIBRARY_PATH");
+    if (!has_own || (folders != nullptr && *folders != '\0'))
+        if (void *const handle = load(file); handle != nullptr || !has_own)
+            return handle;
+    return load(own);
+}
+
+// Folders in which the dynamic loader looks for a name without one.
+std::vector<std::string> folders_of_loader() {
+    std::vector<std::string> folders;
+    Dl_serinfo size{};
+    void *const program = dlopen(nullptr, RTLD_LAZY);
+    if (program == nullptr || dlinfo(program, RTLD_DI_SERINFOSIZE, &size) != 0)
+        return folders;
+    std::vector<std::max_align_t> space(size.dls_size / sizeof(std::max_align_t) + 1);
+    auto *const found = reinterpret_cast<Dl_serinfo *>(space.data());
+    if (dlinfo(program, RTLD_DI_SERINFOSIZE, found) == 0 && dlinfo(program, RTLD_DI_SERINFO, found) == 0)
+        for (unsigned i = 0; i < found->dls_cnt; ++i)
+            folders.push_back(found->dls_serpath[i].dls_name);
+    dlclose(program);
+    return folders;
+}
+
+// The loader's own message names the file or the library that the file needs.
+std::string why_not_loaded(const std::string &file, const std::string &cause) {
+    std::string text = "cannot load the driver: " + cause;
+    if (!has_folder(file)) {
+        text += "; looked for " + own_driver(file) + ", and in";
+        for (const std::string &folder : folders_of_loader())
+            text += " " + folder;
+    }
+    return text + "; name its file with --driver";
+}
 
 template <typename Pointer> void look_up(void *handle, const std::string &file, const char *name, Pointer &entry) {
     void *symbol = dlsym(handle, name);
@@ -34,10 +91,9 @@ DriverEntryPoints look_up_all(void *handle, const std::string &file) {
 
 }  // namespace
 
-DriverLibrary::DriverLibrary(const std::string &file) : handle_(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-    // The loader's own message names the file or the library that the file needs.
+DriverLibrary::DriverLibrary(const std::string &file) : handle_(load_by_name(file)) {
     if (handle_ == nullptr)
-        throw DriverLibraryError(std::string("cannot load the driver: ") + dlerror());
+        throw DriverLibraryError(why_not_loaded(file, dlerror()));
     try {
         entry_ = look_up_all(handle_, file);
     } catch (...) {

@@ -34,7 +34,8 @@ public:
 /// other thread may still be inside the driver then, and no record of the driver may be used afterwards.
 class DriverLibrary {
 public:
-    /// Loads `file`. A name without a slash is looked for where the dynamic loader looks. Throws DriverLibraryError.
+    /// Loads `file`. A name without a slash is looked for where it was built or installed with this program, then where
+    /// the dynamic loader looks; the other way round when LD_LIBRARY_PATH is set. Throws DriverLibraryError.
     explicit DriverLibrary(const std::string &file);
     ~DriverLibrary();
     DriverLibrary(const DriverLibrary &) = delete;

@@ -25,6 +25,15 @@ TEST(DriverLibrary, NamesTheFileThatDoesNotExist) {
     EXPECT_NE(message_of("/nowhere/libdriver.so").find("/nowhere/libdriver.so"), std::string::npos);
 }
 
+TEST(DriverLibrary, TellsWhereItLookedForANameAndWhatToDo) {
+    const std::string told = message_of("libno_such_driver.so.1");
+    EXPECT_EQ(told.find("cannot load the driver: libno_such_driver.so.1: "), 0U) << told;
+    EXPECT_NE(told.find("; looked for /"), std::string::npos) << told;
+    EXPECT_NE(told.find("/libno_such_driver.so.1, and in /"), std::string::npos) << told;
+    EXPECT_NE(told.find(" /lib"), std::string::npos) << told;
+    EXPECT_NE(told.find("; name its file with --driver"), std::string::npos) << told;
+}
+
 TEST(DriverLibrary, NamesTheFileThatIsNoLibrary) {
     EXPECT_NE(message_of("/etc/passwd").find("/etc/passwd"), std::string::npos);
 }
