@@ -1,4 +1,6 @@
-# What the scripts share. Sourced, not run; expects `set -euo pipefail`.
+# What the scripts share. Sourced before anything else is done, not run; expects `set -euo pipefail`. Takes two options
+# out of the arguments of the script: --help shows the comment at its head, and nothing else happens; --no-install makes
+# install_packages end where packages are missing.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -20,13 +22,36 @@ die() {
     exit 1
 }
 
-# Installs those of the named Debian packages that are missing; asks the package servers only if any is.
+show_help() {
+    sed -n '2,/^[^#]/{ s/^# \{0,1\}//p }' "$0"
+    printf '\n  --help         show this, and do nothing else\n'
+    printf '  --no-install   end where Debian packages are missing, instead of installing them\n'
+}
+
+no_install=
+arguments=()
+for argument in "$@"; do
+    case $argument in
+    -h | --help)
+        show_help
+        exit 0
+        ;;
+    --no-install) no_install=--no-install ;;
+    *) arguments+=("$argument") ;;
+    esac
+done
+set -- "${arguments[@]}"
+
+# Installs those of the named Debian packages that are missing; asks the package servers only if any is. With
+# --no-install it ends there; where there is no dpkg to ask, the configuration tells what is missing.
 install_packages() {
     local missing=() package
+    [ -z "$no_install" ] || command -v dpkg-query >/dev/null || return 0
     for package in "$@"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return
+    [ -z "$no_install" ] || die "packages are missing: ${missing[*]}"
     say "installing ${missing[*]}"
     local as_root=()
     if [ "$(id -u)" -ne 0 ]; then
