@@ -15,8 +15,7 @@ install(TARGETS ozna_kelpo_port_2 kelpo_qtcore EXPORT ozna_kelpo_port
 )
 
 # What a host is built with.
-install(FILES include/Communication_Protocol.h include/ozna_kelpo_port.h
-    DESTINATION ${kelpo_include_dir} COMPONENT dev)
+install(DIRECTORY include/ DESTINATION ${kelpo_include_dir} COMPONENT dev FILES_MATCHING PATTERN *.h)
 install(EXPORT ozna_kelpo_port NAMESPACE ozna_kelpo_port:: FILE ozna_kelpo_portTargets.cmake
     DESTINATION ${kelpo_cmake_dir} COMPONENT dev)
 configure_package_config_file(cmake/ozna_kelpo_portConfig.cmake.in ${PROJECT_BINARY_DIR}/ozna_kelpo_portConfig.cmake

@@ -8,6 +8,7 @@
 #define OZNA_KELPO_PORT_H
 
 #include "Communication_Protocol.h"
+#include "ozna_kelpo_constants.h"
 
 #include <QtCore/QtGlobal>
 
