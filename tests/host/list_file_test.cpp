@@ -342,7 +342,8 @@ TEST(ListFile, RefusesKeysOfSoManyPartsThatTheParserWouldExhaustTheStack) {
     std::string parts = "a";
     for (int i = 0; i < 200000; ++i)
         parts += ".a";
-    const std::string told = "a key of more than 32 parts; those of a list have one or two, such as line.speed";
+    const std::string told =
+        "more than 100 points in one line; a key of a list has one or two parts, such as line.speed";
     const ListMaterial material;
     EXPECT_THAT(texts_of(material.read("# 1\n\n" + parts + " = 1\n").remarks), ElementsAre("list.toml:3: " + told));
     EXPECT_THAT(texts_of(material.read("a = \"\"\"\n\\\"\n\"\"\"\n[" + parts + "]\n").remarks),
@@ -359,6 +360,25 @@ TEST(ListFile, TakesAnyNumberOfPointsThatPartNoKey) {
                              "\"\n[[station]]\nnumber = 1\nname = '" + points +
                              "'\n[[variable]]\ntype = 7\naddress = 1\nname = \"\"\"" + points + "\"\"\"\n";
     EXPECT_THAT(texts_of(ListMaterial().read(list).remarks), IsEmpty());
+}
+
+TEST(ListFile, ReadsKeysOfAsManyPartsAsALineMayHave) {
+    const auto parts = [](int count) {
+        std::string key = "a";
+        for (int i = 1; i < count; ++i)
+            key += ".a";
+        return key;
+    };
+    std::string list = "[" + parts(101) + "]\n" + parts(101) + " = ";
+    for (int i = 0; i < 15; ++i)
+        list += "[\n{" + parts(50) + " = ";
+    const std::string unknown = "list.toml:1: unknown key \"a\"; known are line, link, timeouts, station, variable and "
+                                "variables";
+    const ListMaterial material;
+    EXPECT_THAT(texts_of(material.read("[" + parts(101) + "]\n" + parts(101) + " = 1\n").remarks),
+                ElementsAre(unknown));
+    EXPECT_THAT(texts_of(material.read(list).remarks),
+                ElementsAre(testing::HasSubstr("exceeded maximum nested value")));
 }
 
 TEST(ListFile, SaysWhatIsWrongWithALetterBeyondAsciiOutsideQuotes) {
@@ -387,7 +407,29 @@ TEST(ListFile, TakesLettersBeyondAsciiBehindALineThatGoesOn) {
 
 TEST(ListFile, RefusesALetterBeyondAsciiBehindABackslash) {
     EXPECT_THAT(texts_of(ListMaterial().read("a = \"\"\"\\\xC3\xA9\"\"\"\n").remarks),
-                ElementsAre(testing::HasSubstr("unknown escape sequence")));
+                ElementsAre(testing::HasSubstr("unknown escape sequence '\\\xC3\xA9'")));
+}
+
+TEST(ListFile, TakesEveryLetterAsItStands) {
+    const std::string names[] = {"100 %", "%41", "%C3%A9", "\xC2\xA0\xE2\x80\xA8", "\xF0\x9F\x92\xA7\xF4\x80\x80\x80"};
+    for (const std::string &name : names) {
+        const std::string list = "[[variable]]\ntype = 7\naddress = 1\n[[station]]\nnumber = 1\nname = ";
+        for (const std::string quotes : {"\"", "'", "\"\"\"", "'''"}) {
+            const ListReading reading = ListMaterial().read(list + quotes + name + quotes);
+            EXPECT_THAT(texts_of(reading.remarks), IsEmpty()) << quotes;
+            EXPECT_EQ(reading.list.station(1).name, name) << quotes;
+        }
+    }
+    EXPECT_THAT(texts_of(ListMaterial().read("\"\xC3\xA9%41\" = 1\n").remarks),
+                ElementsAre(testing::HasSubstr("unknown key \"\xC3\xA9%41\"")));
+    EXPECT_THAT(texts_of(ListMaterial().read("a = %\n").remarks), ElementsAre(testing::HasSubstr("this is no TOML")));
+}
+
+TEST(ListFile, RefusesTheEscapeThatItKeepsForItself) {
+    const std::string told = "list.toml:2: an escape for %; write the letter itself";
+    for (const char *escape : {"\\u0025C3", "\\U00000025C3"})
+        EXPECT_THAT(texts_of(ListMaterial().read("\na = \"" + std::string(escape) + "\"\n").remarks),
+                    ElementsAre(told));
 }
 
 TEST(ListFile, ShowsControlCharactersOfTextThatIsNoToml) {
