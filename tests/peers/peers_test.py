@@ -15,8 +15,11 @@ import tty
 import unittest
 
 from pymodbus.datastore import ModbusSequentialDataBlock, ModbusServerContext, ModbusSlaveContext
-from pymodbus.framer.rtu_framer import ModbusRtuFramer
-from pymodbus.server.async_io import ModbusSerialServer
+
+try:
+    from pymodbus.server import ModbusSerialServer
+except ImportError:  # pymodbus 3.0
+    from pymodbus.server.async_io import ModbusSerialServer
 
 # A server that is told to stop says so as an error.
 logging.getLogger("pymodbus").setLevel(logging.CRITICAL)
@@ -109,8 +112,9 @@ class PymodbusServer:
     """One station, served by pymodbus in a thread of this process."""
 
     def __init__(self, terminal):
+        # Blocks count their places from 1.
         self.memory = ModbusSlaveContext(
-            co=ModbusSequentialDataBlock(0, [0] * 65536), hr=ModbusSequentialDataBlock(0, [0] * 65536), zero_mode=True)
+            co=ModbusSequentialDataBlock(1, [0] * 65536), hr=ModbusSequentialDataBlock(1, [0] * 65536))
         self.ready = threading.Event()
         self.thread = threading.Thread(target=lambda: asyncio.run(self.serve(terminal)))
         self.thread.start()
@@ -121,14 +125,14 @@ class PymodbusServer:
         self.loop = asyncio.get_running_loop()
         self.stopped = asyncio.Event()
         server = ModbusSerialServer(
-            ModbusServerContext(slaves={STATION: self.memory}, single=False), framer=ModbusRtuFramer, port=terminal,
-            baudrate=115200)
-        await server.start()
-        serving = asyncio.ensure_future(server.serve_forever())
+            ModbusServerContext(slaves={STATION: self.memory}, single=False), port=terminal, baudrate=115200)
+        if hasattr(server, "start"):  # pymodbus 3.0
+            await server.start()
+        else:
+            await server.serve_forever(background=True)
         self.ready.set()
         await self.stopped.wait()
         await server.shutdown()
-        serving.cancel()
 
     FUNCTIONS = {COILS: 1, REGISTERS: 3}
 
