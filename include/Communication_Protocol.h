@@ -1,4 +1,4 @@
-/// \file
+/* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
 /// The records that pass between the host and the driver, and the one object that holds all of the driver's state.
 ///
 /// The layout of every record here is part of the binary interface: the order, the types and the names of the fields do

@@ -1,4 +1,4 @@
-/// \file
+/* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
 /// The functions of libozna_kelpo_port_2.so.1 that a host calls.
 ///
 /// Those in the extern "C" block are exported under their bare names and meant for lookup by name (dlsym); the others
