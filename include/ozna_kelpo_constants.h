@@ -1,4 +1,4 @@
-/// \file
+/* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
 /// A name for every number that the driver's interface gives a meaning. Plain C++98; needs nothing, not even Qt.
 ///
 /// The records and the functions keep their `int`s: an enumerator goes where the number went.

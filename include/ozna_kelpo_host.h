@@ -1,4 +1,4 @@
-/// \file
+/* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
 /// What a host of the driver needs beside the driver: loading it, and small functions that each end a trap.
 ///
 /// Everything stands in this header. It compiles as C++98 and up, with Qt 4.8 to 6, needs only Qt core and the C

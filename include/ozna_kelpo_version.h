@@ -1,4 +1,4 @@
-/// \file
+/* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
 /// The version of these headers, and the one place where the project's version is set: the build reads it here.
 ///
 /// The library that is loaded tells its own version by the name of its file, libozna_kelpo_port_2.so.1.0.0. Its first
