@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include <sys/types.h>
+
 #include "plc/controller.h"
 #include "plc/tcp_line.h"
 
@@ -16,6 +18,7 @@ struct Options {
     std::optional<TcpAddress> listen;   // the line is a TCP port there instead of a pseudo-terminal
     std::optional<std::string> link;    // name of a symbolic link to the line
     std::optional<std::string> memory;  // file in which the memory is published
+    std::optional<pid_t> companion;     // a process with whose end this one ends
 };
 
 /// Reads the command line, which is the arguments without the program's name, and the files that it names. `name` is

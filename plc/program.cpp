@@ -12,7 +12,10 @@
 #include <variant>
 #include <vector>
 
+#include <sys/epoll.h>
 #include <sys/signalfd.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "plc/controller.h"
 #include "plc/descriptor.h"
@@ -40,6 +43,30 @@ int catch_end_signals() {
     return descriptor;
 }
 
+// Becomes readable when the process ends. The descriptor, not the number, names it: another process that gets the
+// number later is none of its business.
+int watch_process(pid_t process) {
+    const auto descriptor = static_cast<int>(::syscall(SYS_pidfd_open, process, 0u));
+    if (descriptor < 0)
+        throw std::system_error(errno, std::generic_category(),
+                                "--while: cannot watch process " + std::to_string(process));
+    return descriptor;
+}
+
+// Readable when one of `descriptors` is.
+int any_of(const std::vector<int> &descriptors) {
+    const int any = ::epoll_create1(EPOLL_CLOEXEC);
+    if (any < 0)
+        throw std::system_error(errno, std::generic_category(), "cannot wait for several things");
+    for (const int descriptor : descriptors) {
+        epoll_event readable = {};
+        readable.events = EPOLLIN;
+        if (::epoll_ctl(any, EPOLL_CTL_ADD, descriptor, &readable) != 0)
+            throw std::system_error(errno, std::generic_category(), "cannot wait for several things");
+    }
+    return any;
+}
+
 // Nobody needs to read what is said at the end.
 void outlive_readers_of_output() {
     sigset_t signals;
@@ -63,6 +90,9 @@ void tell_faults(const std::vector<Fault> &faults, const std::vector<FaultCount>
 
 void run(const Options &options) {
     const Descriptor end_signal(catch_end_signals());
+    const Descriptor companion(options.companion ? watch_process(*options.companion) : -1);
+    const Descriptor end(any_of(companion.number() < 0 ? std::vector<int>{end_signal.number()}
+                                                       : std::vector<int>{end_signal.number(), companion.number()}));
     outlive_readers_of_output();
     const std::unique_ptr<Line> line = open_line(options);
     Controller controller(options.settings, options.memory, std::chrono::steady_clock::now());
@@ -72,7 +102,7 @@ void run(const Options &options) {
 
     // Whoever waits for this line finds the link and the memory file in place.
     std::cout << "line " << line->name() << std::endl;
-    serve(*line, controller, end_signal.number());
+    serve(*line, controller, end.number());
     tell_faults(options.settings.faults, controller.fault_counts());
 }
 

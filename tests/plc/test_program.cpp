@@ -126,6 +126,10 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
+    pid_t process() const {
+        return process_;
+    }
+
     int end_by(int signal) {
         ::kill(process_, signal);
         return wait_for_end();
@@ -191,6 +195,27 @@ TEST_F(ProgramTest, EndsCleanlyWhenItIsInterrupted) {
     EXPECT_TRUE(std::filesystem::is_symlink(link_));
     EXPECT_EQ(program.end_by(SIGINT), 0);
     EXPECT_FALSE(std::filesystem::is_symlink(link_));
+}
+
+TEST_F(ProgramTest, EndsWithTheProcessThatItIsTold) {
+    Program companion({});
+    ASSERT_NE(companion.first_line(), "");
+    Program program({"--link", link_, "--while", std::to_string(companion.process())});
+    ASSERT_NE(program.first_line(), "");
+    EXPECT_EQ(companion.end_by(SIGKILL), -1);
+    EXPECT_EQ(program.wait_for_end(), 0);
+    EXPECT_FALSE(std::filesystem::is_symlink(link_));
+}
+
+TEST_F(ProgramTest, DoesNotStartForAProcessThatHasEnded) {
+    Program companion({});
+    ASSERT_NE(companion.first_line(), "");
+    const pid_t ended = companion.process();
+    companion.end_by(SIGTERM);
+    Program program({"--while", std::to_string(ended)});
+    EXPECT_EQ(program.wait_for_end(), 1);
+    EXPECT_EQ(program.errors(),
+              "kelpo-plc: --while: cannot watch process " + std::to_string(ended) + ": No such process\n");
 }
 
 TEST_F(ProgramTest, ServesOneClientAfterAnother) {

@@ -25,7 +25,7 @@ void Controller::start(const std::vector<std::string> &faults, const std::string
         std::vector<std::string>{program_, "--stations", "1,2,3,4,5", "--link", line(), "--memory",
                                  folder_.file("memory"), "--preset", folder_.file("presets"), "--faults",
                                  folder_.file("faults"), "--seed", std::to_string(seed), "--turnaround", "0",
-                                 "--moment", "200"},
+                                 "--moment", "200", "--while", std::to_string(::getpid())},
         output);
     // The link is made last.
     const bool came = comes_true([this] {
