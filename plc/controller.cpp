@@ -109,7 +109,12 @@ void Controller::step() {
 void Controller::end_frame() {
     if (const std::optional<Bytes> request = framer_.end_by_silence())
         serve(*request);
-    else if (memory_)
+    else
+        drop_frame();
+}
+
+void Controller::drop_frame() {
+    if (memory_)
         memory_->count_dropped_frame();
 }
 
@@ -122,6 +127,10 @@ void Controller::serve(const Bytes &request) {
                                     [&request](const StationMemory &memory) { return memory.station() == request[0]; });
     if (found == stations_.end())
         return;
+    if (waiting_.size() >= max_waiting) {
+        drop_frame();
+        return;
+    }
     const auto station = static_cast<std::size_t>(found - stations_.begin());
     if (memory_)
         memory_->count_request(station);

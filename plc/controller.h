@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -30,6 +31,10 @@ struct Settings {
     std::vector<Fault> faults;                // what goes wrong; at most max_faults
     std::uint32_t seed = 1;                   // of what is left to chance
 };
+
+/// So many pieces of replies may wait until they are due. A request that comes then is lost, as in a device whose
+/// buffer is full: neither carried out nor answered, and counted as a frame that was dropped.
+constexpr std::size_t max_waiting = 256;
 
 /// What is to be sent in one go.
 struct Sending {
@@ -79,6 +84,7 @@ private:
     void step();
     void end_frame();
     void serve(const Bytes &request);
+    void drop_frame();
     void serve_broadcast(const Bytes &request);
     Bytes carry_out(const Bytes &request, std::size_t station);
     std::vector<ReplyPart> reply_to(const Bytes &request, std::size_t station);

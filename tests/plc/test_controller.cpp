@@ -457,6 +457,23 @@ TEST_F(ControllerTest, TheMemoryFileLogsWhatWasSentAndForWhichRequest) {
     EXPECT_EQ(pieces->at(2).ends_at, 21u);
 }
 
+TEST_F(ControllerTest, ARequestIsLostWhenAsManyRepliesWaitAsMay) {
+    settings_.faults = {parse_fault("late ms=1000 times=256")};
+    start_with_memory();
+    for (int i = 0; i < 256; ++i)
+        controller_->receive(read_register_100, now_);
+    controller_->receive(hex("01 06 00 64 12 34 C5 62"), now_);
+    EXPECT_EQ(reader().counters().requests_seen, 256u);
+    EXPECT_EQ(reader().counters().frames_dropped, 1u);
+    EXPECT_EQ(reader().writes_logged(), 0u);
+
+    pass(std::chrono::hours(1));
+    for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(due_reply(), register_100_is_0) << i;
+    EXPECT_EQ(due_reply(), std::nullopt);
+    EXPECT_EQ(exchange(read_register_100), register_100_is_0);
+}
+
 TEST_F(ControllerTest, TheMemoryFileCountsRequestsRepliesAndDroppedFrames) {
     start_with_memory();
     const MemoryReader memory = reader();
