@@ -11,7 +11,6 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -85,12 +84,12 @@ struct MemoryLayout {
     std::atomic<std::uint32_t> pieces_logged;
     PieceEntry pieces[traffic_length];
 
-    StationHistory *histories() {
-        return reinterpret_cast<StationHistory *>(this + 1);
+    Slot &slot(std::size_t station, Moment of_moment) {
+        return reinterpret_cast<StationHistory *>(this + 1)[station].slots[of_moment % history_slots];
     }
 
-    Slot &slot(std::size_t station, Moment of_moment) {
-        return histories()[station].slots[of_moment % history_slots];
+    const Slot &slot(std::size_t station, Moment of_moment) const {
+        return reinterpret_cast<const StationHistory *>(this + 1)[station].slots[of_moment % history_slots];
     }
 };
 
@@ -123,10 +122,12 @@ void count_one(std::atomic<std::uint32_t> &counter) {
 
 class OpenFile {
 public:
-    OpenFile(const std::string &path, int flags) : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, 0644)) {
+    // Does not wait for another end where it is a pipe.
+    OpenFile(const std::string &path, int flags) : descriptor_(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK)) {
         if (descriptor_ < 0)
             fail("cannot open " + path, errno);
     }
+    explicit OpenFile(int descriptor) : descriptor_(descriptor) {}
     ~OpenFile() {
         ::close(descriptor_);
     }
@@ -151,43 +152,43 @@ void refuse_to_replace_other_files(const std::string &path) {
     struct stat found;
     if (::lstat(path.c_str(), &found) != 0)
         return;
-    const bool replaceable = S_ISREG(found.st_mode) && (found.st_size == 0 || is_memory_file(OpenFile(path, O_RDONLY)));
+    const bool replaceable =
+        S_ISREG(found.st_mode) && (found.st_size == 0 || is_memory_file(OpenFile(path, O_RDONLY | O_NOFOLLOW)));
     if (!replaceable)
         throw std::runtime_error(path + " exists and is no memory file of a controller");
 }
 
-MappedFile make_mapped_file(const std::string &path, std::size_t size) {
-    const OpenFile file(path, O_RDWR | O_CREAT | O_TRUNC);
+// A file that was not there, beside `path`: whatever another user put under its name is neither followed nor touched.
+struct NewFile {
+    std::string path;
+    int descriptor;
+};
+
+NewFile make_file_beside(const std::string &path) {
+    constexpr int most_tries = 100;
+    std::string name = path + "." + std::to_string(::getpid());
+    for (int tried = 1;; ++tried) {
+        const int descriptor = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+        if (descriptor >= 0)
+            return {name, descriptor};
+        if (errno != EEXIST || tried == most_tries)
+            fail("cannot make " + name, errno);
+        name = path + "." + std::to_string(::getpid()) + "." + std::to_string(tried);
+    }
+}
+
+MappedFile map_new_file(const NewFile &made, std::size_t size) {
+    const OpenFile file(made.descriptor);
     // Reserved now: a full disk must not end the controller later.
     const int error = ::posix_fallocate(file.descriptor(), 0, static_cast<off_t>(size));
     if (error != 0) {
-        ::unlink(path.c_str());
-        fail("cannot make " + path, error);
+        ::unlink(made.path.c_str());
+        fail("cannot make " + made.path, error);
     }
     return MappedFile(file.descriptor(), size, true);
 }
 
 }  // namespace
-
-MappedFile::MappedFile(int file, std::size_t size, bool writable) : size_(size) {
-    start_ = ::mmap(nullptr, size, writable ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, file, 0);
-    if (start_ == MAP_FAILED)
-        throw std::system_error(errno, std::generic_category(), "cannot map the memory file");
-}
-
-MappedFile::~MappedFile() {
-    if (start_ != nullptr)
-        ::munmap(start_, size_);
-}
-
-MappedFile::MappedFile(MappedFile &&other) noexcept
-    : start_(std::exchange(other.start_, nullptr)), size_(std::exchange(other.size_, 0)) {}
-
-MappedFile &MappedFile::operator=(MappedFile &&other) noexcept {
-    std::swap(start_, other.start_);
-    std::swap(size_, other.size_);
-    return *this;
-}
 
 // Keeps the sequence counter odd as long as it lives.
 class MemoryWriter::Update {
@@ -206,13 +207,17 @@ private:
     std::uint32_t even_;
 };
 
+MemoryLayout &MemoryWriter::published() {
+    return *static_cast<MemoryLayout *>(file_.start());
+}
+
 MemoryWriter::MemoryWriter(const std::string &path, const std::vector<unsigned> &stations,
                            const std::vector<StationValues> &values) {
     refuse_to_replace_other_files(path);
-    const std::string unfinished = path + "." + std::to_string(::getpid());
-    file_ = make_mapped_file(unfinished, file_size(stations.size()));
+    const NewFile unfinished = make_file_beside(path);
+    file_ = map_new_file(unfinished, file_size(stations.size()));
 
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     std::copy(std::begin(magic), std::end(magic), layout.magic);
     layout.version = layout_version;
     layout.station_count = static_cast<std::uint32_t>(stations.size());
@@ -221,15 +226,15 @@ MemoryWriter::MemoryWriter(const std::string &path, const std::vector<unsigned> 
         layout.stations[i] = static_cast<std::uint8_t>(stations[i]);
     copy_all(0, values);
 
-    if (::rename(unfinished.c_str(), path.c_str()) != 0) {
+    if (::rename(unfinished.path.c_str(), path.c_str()) != 0) {
         const int error = errno;
-        ::unlink(unfinished.c_str());
+        ::unlink(unfinished.path.c_str());
         fail("cannot make " + path, error);
     }
 }
 
 void MemoryWriter::publish_next_moment(const std::vector<StationValues> &values) {
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     const Moment next = layout.moment.load(std::memory_order_relaxed) + 1;
     const Update update(layout);
     copy_all(next, values);
@@ -238,7 +243,7 @@ void MemoryWriter::publish_next_moment(const std::vector<StationValues> &values)
 
 void MemoryWriter::publish_coils(std::size_t station, const StationValues &values, unsigned address,
                                  const std::vector<std::uint16_t> &before) {
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     const Update update(layout);
     copy_values(layout.slot(station, layout.moment).coils, values.coils, address, before.size());
     for (const std::uint16_t value : before) {
@@ -249,7 +254,7 @@ void MemoryWriter::publish_coils(std::size_t station, const StationValues &value
 
 void MemoryWriter::publish_registers(std::size_t station, const StationValues &values, unsigned address,
                                      const std::vector<std::uint16_t> &before) {
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     const Update update(layout);
     copy_values(layout.slot(station, layout.moment).registers, values.registers, address, before.size());
     for (const std::uint16_t value : before) {
@@ -261,7 +266,7 @@ void MemoryWriter::publish_registers(std::size_t station, const StationValues &v
 // Within an Update, like the values themselves.
 void MemoryWriter::log(std::size_t station, LoggedWrite::Table table, unsigned address, std::uint16_t before,
                        std::uint16_t after) {
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     LogEntry &entry = layout.log[layout.writes_logged.load(std::memory_order_relaxed) % log_length];
     entry.moment.store(layout.moment.load(std::memory_order_relaxed), std::memory_order_release);
     entry.address.store(static_cast<std::uint16_t>(address), std::memory_order_release);
@@ -273,7 +278,7 @@ void MemoryWriter::log(std::size_t station, LoggedWrite::Table table, unsigned a
 }
 
 void MemoryWriter::log_request(std::uint32_t ends_at, std::uint32_t fault) {
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     const Update update(layout);
     RequestEntry &entry = layout.requests[layout.requests_logged.load(std::memory_order_relaxed) % traffic_length];
     const std::uint32_t writes = layout.writes_logged.load(std::memory_order_relaxed);
@@ -286,7 +291,7 @@ void MemoryWriter::log_request(std::uint32_t ends_at, std::uint32_t fault) {
 }
 
 void MemoryWriter::log_piece(const LoggedPiece &piece) {
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     const Update update(layout);
     PieceEntry &entry = layout.pieces[layout.pieces_logged.load(std::memory_order_relaxed) % traffic_length];
     entry.request.store(piece.request, std::memory_order_release);
@@ -296,24 +301,24 @@ void MemoryWriter::log_piece(const LoggedPiece &piece) {
 }
 
 void MemoryWriter::count_request(std::size_t station) {
-    count_one(file_.layout()->requests_seen);
-    count_one(file_.layout()->station_requests[station]);
+    count_one(published().requests_seen);
+    count_one(published().station_requests[station]);
 }
 
 void MemoryWriter::count_broadcast() {
-    count_one(file_.layout()->requests_seen);
+    count_one(published().requests_seen);
 }
 
 void MemoryWriter::count_reply() {
-    count_one(file_.layout()->replies_sent);
+    count_one(published().replies_sent);
 }
 
 void MemoryWriter::count_dropped_frame() {
-    count_one(file_.layout()->frames_dropped);
+    count_one(published().frames_dropped);
 }
 
 void MemoryWriter::publish_fault_counts(const std::vector<FaultCount> &counts) {
-    MemoryLayout &layout = *file_.layout();
+    MemoryLayout &layout = published();
     for (std::size_t i = 0; i < counts.size(); ++i) {
         layout.faults[i].fitted.store(counts[i].fitted, std::memory_order_release);
         layout.faults[i].happened.store(counts[i].happened, std::memory_order_release);
@@ -323,13 +328,20 @@ void MemoryWriter::publish_fault_counts(const std::vector<FaultCount> &counts) {
 
 void MemoryWriter::copy_all(Moment moment, const std::vector<StationValues> &values) {
     for (std::size_t station = 0; station < values.size(); ++station) {
-        Slot &slot = file_.layout()->slot(station, moment);
+        Slot &slot = published().slot(station, moment);
         copy_values(slot.coils, values[station].coils, 0, address_count);
         copy_values(slot.registers, values[station].registers, 0, address_count);
     }
 }
 
-MemoryReader::MemoryReader(MappedFile file) : file_(std::move(file)) {}
+MemoryReader::MemoryReader(MappedFile file, std::size_t station_count) : file_(std::move(file)) {
+    const std::uint8_t *stations = published().stations;
+    stations_.assign(stations, stations + station_count);
+}
+
+const MemoryLayout &MemoryReader::published() const {
+    return *static_cast<const MemoryLayout *>(file_.start());
+}
 
 MemoryReader MemoryReader::open(const std::string &path) {
     const OpenFile file(path, O_RDONLY);
@@ -341,30 +353,30 @@ MemoryReader MemoryReader::open(const std::string &path) {
         throw std::runtime_error(path + " is no memory file of a controller");
 
     MappedFile mapped(file.descriptor(), size, false);
-    const MemoryLayout &layout = *mapped.layout();
+    const MemoryLayout &layout = *static_cast<const MemoryLayout *>(mapped.start());
+    const std::size_t station_count = layout.station_count;
     if (layout.version != layout_version || layout.slot_count != history_slots ||
-        layout.station_count > sizeof layout.stations || size != file_size(layout.station_count))
+        station_count > sizeof layout.stations || size != file_size(station_count))
         throw std::runtime_error(path + " has a layout that this reader does not know");
-    return MemoryReader(std::move(mapped));
+    return MemoryReader(std::move(mapped), station_count);
 }
 
 Moment MemoryReader::moment() const {
-    return file_.layout()->moment.load(std::memory_order_acquire);
+    return published().moment.load(std::memory_order_acquire);
 }
 
 std::vector<unsigned> MemoryReader::stations() const {
-    const MemoryLayout &layout = *file_.layout();
-    return std::vector<unsigned>(layout.stations, layout.stations + layout.station_count);
+    return stations_;
 }
 
 LineCounters MemoryReader::counters() const {
-    const MemoryLayout &layout = *file_.layout();
+    const MemoryLayout &layout = published();
     return {layout.requests_seen.load(std::memory_order_acquire), layout.replies_sent.load(std::memory_order_acquire),
             layout.frames_dropped.load(std::memory_order_acquire)};
 }
 
 std::vector<FaultCount> MemoryReader::fault_counts() const {
-    const MemoryLayout &layout = *file_.layout();
+    const MemoryLayout &layout = published();
     std::vector<FaultCount> counts(
         std::min<std::size_t>(layout.fault_count.load(std::memory_order_acquire), max_faults));
     for (std::size_t i = 0; i < counts.size(); ++i)
@@ -375,34 +387,32 @@ std::vector<FaultCount> MemoryReader::fault_counts() const {
 
 std::optional<bool> MemoryReader::coil(unsigned station, unsigned address, Moment moment) const {
     return value_at(station, address, moment, [&](std::size_t place) {
-        return file_.layout()->slot(place, moment).coils[address].load(std::memory_order_acquire) != 0;
+        return published().slot(place, moment).coils[address].load(std::memory_order_acquire) != 0;
     });
 }
 
 std::optional<std::uint16_t> MemoryReader::holding_register(unsigned station, unsigned address, Moment moment) const {
     return value_at(station, address, moment, [&](std::size_t place) {
-        return file_.layout()->slot(place, moment).registers[address].load(std::memory_order_acquire);
+        return published().slot(place, moment).registers[address].load(std::memory_order_acquire);
     });
 }
 
 std::optional<std::size_t> MemoryReader::place_of(unsigned station) const {
-    const MemoryLayout &layout = *file_.layout();
-    const std::uint8_t *end = layout.stations + layout.station_count;
-    const std::uint8_t *found = std::find(layout.stations, end, station);
-    if (found == end)
+    const auto found = std::find(stations_.begin(), stations_.end(), station);
+    if (found == stations_.end())
         return std::nullopt;
-    return static_cast<std::size_t>(found - layout.stations);
+    return static_cast<std::size_t>(found - stations_.begin());
 }
 
 std::optional<std::uint32_t> MemoryReader::requests_to(unsigned station) const {
     const std::optional<std::size_t> place = place_of(station);
     if (!place)
         return std::nullopt;
-    return file_.layout()->station_requests[*place].load(std::memory_order_acquire);
+    return published().station_requests[*place].load(std::memory_order_acquire);
 }
 
 std::uint32_t MemoryReader::writes_logged() const {
-    return file_.layout()->writes_logged.load(std::memory_order_acquire);
+    return published().writes_logged.load(std::memory_order_acquire);
 }
 
 std::optional<std::vector<LoggedWrite>> MemoryReader::writes_from(std::uint32_t first) const {
@@ -414,11 +424,11 @@ std::optional<std::vector<LoggedWrite>> MemoryReader::writes_from(std::uint32_t 
 }
 
 std::uint32_t MemoryReader::requests_logged() const {
-    return file_.layout()->requests_logged.load(std::memory_order_acquire);
+    return published().requests_logged.load(std::memory_order_acquire);
 }
 
 std::uint32_t MemoryReader::pieces_logged() const {
-    return file_.layout()->pieces_logged.load(std::memory_order_acquire);
+    return published().pieces_logged.load(std::memory_order_acquire);
 }
 
 std::optional<std::vector<LoggedRequest>> MemoryReader::requests_from(std::uint32_t first) const {
@@ -428,7 +438,7 @@ std::optional<std::vector<LoggedRequest>> MemoryReader::requests_from(std::uint3
             return std::nullopt;
         std::vector<LoggedRequest> requests;
         for (std::uint32_t number = first; number != end; ++number) {
-            const RequestEntry &entry = file_.layout()->requests[number % traffic_length];
+            const RequestEntry &entry = published().requests[number % traffic_length];
             requests.push_back(
                 {entry.ends_at.load(std::memory_order_acquire), entry.first_write.load(std::memory_order_acquire),
                  entry.writes.load(std::memory_order_acquire), entry.fault.load(std::memory_order_acquire)});
@@ -444,7 +454,7 @@ std::optional<std::vector<LoggedPiece>> MemoryReader::pieces_from(std::uint32_t 
             return std::nullopt;
         std::vector<LoggedPiece> pieces;
         for (std::uint32_t number = first; number != end; ++number) {
-            const PieceEntry &entry = file_.layout()->pieces[number % traffic_length];
+            const PieceEntry &entry = published().pieces[number % traffic_length];
             pieces.push_back({entry.request.load(std::memory_order_acquire),
                               entry.ends_at.load(std::memory_order_acquire),
                               entry.microseconds.load(std::memory_order_acquire)});
@@ -456,7 +466,7 @@ std::optional<std::vector<LoggedPiece>> MemoryReader::pieces_from(std::uint32_t 
 std::vector<LoggedWrite> MemoryReader::logged(std::uint32_t first, std::uint32_t end) const {
     std::vector<LoggedWrite> writes;
     for (std::uint32_t number = first; number != end; ++number) {
-        const LogEntry &entry = file_.layout()->log[number % log_length];
+        const LogEntry &entry = published().log[number % log_length];
         const bool of_registers = entry.table.load(std::memory_order_acquire) != 0;
         writes.push_back({entry.station.load(std::memory_order_acquire),
                           of_registers ? LoggedWrite::Table::registers : LoggedWrite::Table::coils,
@@ -470,7 +480,7 @@ std::vector<LoggedWrite> MemoryReader::logged(std::uint32_t first, std::uint32_t
 template <typename Read> auto MemoryReader::read_unchanged(Read read) const -> decltype(read()) {
     // A change takes well under a millisecond: a counter that stays odd for so long belongs to a controller that died.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    const MemoryLayout &layout = *file_.layout();
+    const MemoryLayout &layout = published();
     do {
         const std::uint32_t before = layout.sequence.load(std::memory_order_acquire);
         auto found = read();
@@ -489,7 +499,7 @@ auto MemoryReader::value_at(unsigned station, unsigned address, Moment moment, R
     if (!place || address >= address_count)
         return std::nullopt;
     return read_unchanged([&] {
-        const Moment current = file_.layout()->moment.load(std::memory_order_acquire);
+        const Moment current = published().moment.load(std::memory_order_acquire);
         const auto value = read(*place);
         const bool in_history = moment <= current && current - moment < history_slots;
         return in_history ? std::optional(value) : std::nullopt;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "plc/fault_count.h"
+#include "plc/mapped_file.h"
 #include "plc/moment.h"
 
 namespace plc {
@@ -93,34 +94,13 @@ struct LineCounters {
     std::uint32_t frames_dropped;
 };
 
-/// A file mapped into memory. Owns the mapping, not the file's name.
-class MappedFile {
-public:
-    MappedFile() = default;
-    /// Maps all `size` bytes of the open file, which may be closed afterwards. Throws std::system_error.
-    MappedFile(int file, std::size_t size, bool writable);
-    ~MappedFile();
-
-    MappedFile(const MappedFile &) = delete;
-    MappedFile &operator=(const MappedFile &) = delete;
-    MappedFile(MappedFile &&other) noexcept;
-    MappedFile &operator=(MappedFile &&other) noexcept;
-
-    MemoryLayout *layout() const {
-        return static_cast<MemoryLayout *>(start_);
-    }
-
-private:
-    void *start_ = nullptr;
-    std::size_t size_ = 0;
-};
-
 /// The controller's side of the memory file. For one thread of one process.
 class MemoryWriter {
 public:
     /// Makes the file with the values of moment 0. `stations` are numbers from 1 to 247, `values` theirs in the same
     /// order. The file appears under its name when it is complete, in place of an earlier memory file or an empty one;
-    /// it stays after the writer has gone. Throws std::runtime_error when there is a file of another kind or none can
+    /// it stays after the writer has gone. When another program makes it shorter, the controller goes on, and
+    /// nothing more is published. Throws std::runtime_error when there is a file of another kind or none can
     /// be made.
     MemoryWriter(const std::string &path, const std::vector<unsigned> &stations,
                  const std::vector<StationValues> &values);
@@ -153,6 +133,7 @@ public:
 private:
     class Update;
 
+    MemoryLayout &published();
     void copy_all(Moment moment, const std::vector<StationValues> &values);
     void log(std::size_t station, LoggedWrite::Table table, unsigned address, std::uint16_t before,
              std::uint16_t after);
@@ -205,8 +186,9 @@ public:
     std::optional<std::uint16_t> holding_register(unsigned station, unsigned address, Moment moment) const;
 
 private:
-    explicit MemoryReader(MappedFile file);
+    MemoryReader(MappedFile file, std::size_t station_count);
 
+    const MemoryLayout &published() const;
     std::optional<std::size_t> place_of(unsigned station) const;
     std::vector<LoggedWrite> logged(std::uint32_t first, std::uint32_t end) const;
     template <typename Read> auto read_unchanged(Read read) const -> decltype(read());
@@ -215,6 +197,7 @@ private:
         -> std::optional<decltype(read(std::size_t()))>;
 
     MappedFile file_;
+    std::vector<unsigned> stations_;  // as they were when the file was opened and looked at
 };
 
 }  // namespace plc

@@ -7,6 +7,8 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "plc/memory_file.h"
 #include "temporary_folder.h"
@@ -383,6 +385,47 @@ TEST_F(MemoryFile, LeavesNothingBehindWhenItCannotBeMade) {
     EXPECT_THROW(MemoryWriter(folder_ / "nowhere/memory", {1}, {values_.view()}), std::runtime_error);
     const std::filesystem::path parent = std::filesystem::path(path_).parent_path();
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(parent), {}), 1);
+}
+
+TEST_F(MemoryFile, IsMadeBesideALinkThatAnotherUserPutInItsWay) {
+    const std::string victim = folder_ / "victim";
+    std::ofstream(victim) << "my diary";
+    std::filesystem::create_symlink(victim, path_ + "." + std::to_string(::getpid()));
+    const MemoryWriter writer = make_file({1});
+    EXPECT_EQ(MemoryReader::open(path_).moment(), 0u);
+    EXPECT_FALSE(std::filesystem::is_symlink(path_));
+    std::ifstream file(victim);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "my diary");
+}
+
+TEST_F(MemoryFile, ThatIsMadeShorterEndsNeitherItsWriterNorItsReader) {
+    values_.registers[1] = 11;
+    MemoryWriter writer = make_file({7});
+    const MemoryReader reader = MemoryReader::open(path_);
+    std::filesystem::resize_file(path_, 0);
+    writer.publish_next_moment({values_.view()});
+    writer.count_reply();
+    EXPECT_EQ(reader.counters().replies_sent, 0u);
+    EXPECT_EQ(reader.stations(), std::vector<unsigned>{7});
+    EXPECT_NE(reader.holding_register(7, 1, 0), 11);
+    EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
+
+    const MemoryWriter next = make_file({7});
+    EXPECT_EQ(MemoryReader::open(path_).holding_register(7, 1, 0), 11);
+}
+
+TEST_F(MemoryFile, IsLookedAtOnceForItsStations) {
+    make_file({7});
+    const MemoryReader reader = MemoryReader::open(path_);
+    patch(12, 100000000);
+    EXPECT_EQ(reader.stations(), std::vector<unsigned>{7});
+    EXPECT_EQ(reader.holding_register(8, 0, 0), std::nullopt);
+}
+
+TEST_F(MemoryFile, IsNotReadFromAPipe) {
+    const std::string pipe = folder_ / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_THROW(MemoryReader::open(pipe), std::runtime_error);
 }
 
 TEST_F(MemoryFile, IsNotReadWhenItIsSomethingElse) {

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+
+namespace plc {
+
+/// A file mapped into memory. Owns the mapping, not the file's name.
+///
+/// Another program may make the file shorter meanwhile, and its pages are then gone. Whoever touches the mapping finds
+/// zeros from then on, and nobody else sees what is written there: a signal handler puts memory of the process's own in
+/// their place. It is installed for SIGBUS with the first mapping; what is none of a mapping ends the process as ever.
+class MappedFile {
+public:
+    MappedFile() = default;
+    /// Maps all `size` bytes of the open file, which may be closed afterwards. Throws std::system_error, also when
+    /// there are 64 mappings already.
+    MappedFile(int file, std::size_t size, bool writable);
+    ~MappedFile();
+
+    MappedFile(const MappedFile &) = delete;
+    MappedFile &operator=(const MappedFile &) = delete;
+    MappedFile(MappedFile &&other) noexcept;
+    MappedFile &operator=(MappedFile &&other) noexcept;
+
+    void *start() const {
+        return start_;
+    }
+
+private:
+    void *start_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+}  // namespace plc
