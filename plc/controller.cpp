@@ -39,7 +39,7 @@ void Controller::receive(const Bytes &bytes, TimePoint now) {
     if (bytes.empty())
         return;
     last_byte_ = now;
-    bytes_received_ += static_cast<std::uint32_t>(bytes.size());
+    bytes_received_ += bytes.size();
     if (const std::optional<Bytes> request = framer_.take(bytes.data(), bytes.size()))
         serve(*request);
 }
@@ -64,11 +64,11 @@ std::optional<Sending> Controller::take_due(TimePoint now) {
 }
 
 void Controller::note_sent(const Sending &sending, TimePoint now) {
-    bytes_sent_ += static_cast<std::uint32_t>(sending.bytes.size());
+    bytes_sent_ += sending.bytes.size();
     if (!memory_)
         return;
     const auto time = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch());
-    memory_->log_piece({sending.request, bytes_sent_, static_cast<std::uint32_t>(time.count())});
+    memory_->log_piece({sending.request, bytes_sent_, static_cast<std::uint64_t>(time.count())});
     if (sending.ends_reply)
         memory_->count_reply();
 }

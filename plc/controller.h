@@ -40,7 +40,7 @@ constexpr std::size_t max_waiting = 256;
 struct Sending {
     Bytes bytes;
     bool ends_reply;            // nothing more is sent for the same request
-    std::uint32_t request = 0;  // its number among those of this controller's stations, counted from 0
+    std::uint64_t request = 0;  // its number among those of this controller's stations, counted from 0
 };
 
 /// The stations of one line, without the line: bytes go in, replies come out when they are due.
@@ -101,9 +101,9 @@ private:
     Moment moment_ = 0;
     TimePoint next_moment_;
     TimePoint last_byte_;
-    std::uint32_t bytes_received_ = 0;  // these go on from 0 after 2^32
-    std::uint32_t bytes_sent_ = 0;
-    std::uint32_t requests_ = 0;
+    std::uint64_t bytes_received_ = 0;
+    std::uint64_t bytes_sent_ = 0;
+    std::uint64_t requests_ = 0;
     std::deque<Waiting> waiting_;  // what is due first stands first
 };
 

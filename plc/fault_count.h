@@ -10,8 +10,8 @@ constexpr std::size_t max_faults = 256;
 
 /// How often a fault came up.
 struct FaultCount {
-    std::uint32_t fitted = 0;    // requests that fitted it
-    std::uint32_t happened = 0;  // those of them to which it happened
+    std::uint64_t fitted = 0;    // requests that fitted it
+    std::uint64_t happened = 0;  // those of them to which it happened
 };
 
 }  // namespace plc

@@ -56,7 +56,7 @@ std::optional<Happening> Faults::meet(std::size_t number, const Bytes &request, 
 
 bool Faults::takes_its_turn(std::size_t number, Random &random) {
     const Fault &fault = faults_[number];
-    const std::uint32_t fitted = counts_[number].fitted;
+    const std::uint64_t fitted = counts_[number].fitted;
     const unsigned spared = fault.after.value_or(0);
     unsigned &still_lasts = still_lasts_[number];
     if (fitted < spared)

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t address_count = 65536;
 constexpr char magic[8] = {'K', 'E', 'L', 'P', 'O', 'P', 'L', 'C'};
-constexpr std::uint32_t layout_version = 4;
+constexpr std::uint32_t layout_version = 5;
 
 struct Slot {
     std::atomic<std::uint8_t> coils[address_count];
@@ -37,21 +37,21 @@ struct LogEntry {
 };
 
 struct FaultEntry {
-    std::atomic<std::uint32_t> fitted;
-    std::atomic<std::uint32_t> happened;
+    std::atomic<std::uint64_t> fitted;
+    std::atomic<std::uint64_t> happened;
 };
 
 struct RequestEntry {
-    std::atomic<std::uint32_t> ends_at;
-    std::atomic<std::uint32_t> first_write;
+    std::atomic<std::uint64_t> ends_at;
+    std::atomic<std::uint64_t> first_write;
     std::atomic<std::uint32_t> writes;
     std::atomic<std::uint32_t> fault;
 };
 
 struct PieceEntry {
-    std::atomic<std::uint32_t> request;
-    std::atomic<std::uint32_t> ends_at;
-    std::atomic<std::uint32_t> microseconds;
+    std::atomic<std::uint64_t> request;
+    std::atomic<std::uint64_t> ends_at;
+    std::atomic<std::uint64_t> microseconds;
 };
 
 struct StationHistory {
@@ -70,18 +70,18 @@ struct MemoryLayout {
     std::uint32_t slot_count;
     std::atomic<std::uint32_t> sequence;
     std::atomic<std::uint32_t> moment;
-    std::atomic<std::uint32_t> requests_seen;
-    std::atomic<std::uint32_t> replies_sent;
-    std::atomic<std::uint32_t> frames_dropped;
-    std::uint8_t stations[256];
-    std::atomic<std::uint32_t> station_requests[256];
-    std::atomic<std::uint32_t> writes_logged;
-    LogEntry log[log_length];
     std::atomic<std::uint32_t> fault_count;
+    std::atomic<std::uint64_t> requests_seen;
+    std::atomic<std::uint64_t> replies_sent;
+    std::atomic<std::uint64_t> frames_dropped;
+    std::uint8_t stations[256];
+    std::atomic<std::uint64_t> station_requests[256];
+    std::atomic<std::uint64_t> writes_logged;
+    std::atomic<std::uint64_t> requests_logged;
+    std::atomic<std::uint64_t> pieces_logged;
+    LogEntry log[log_length];
     FaultEntry faults[max_faults];
-    std::atomic<std::uint32_t> requests_logged;
     RequestEntry requests[traffic_length];
-    std::atomic<std::uint32_t> pieces_logged;
     PieceEntry pieces[traffic_length];
 
     Slot &slot(std::size_t station, Moment of_moment) {
@@ -95,11 +95,11 @@ struct MemoryLayout {
 
 namespace {
 
-static_assert(sizeof(MemoryLayout) == 81208 && alignof(MemoryLayout) == 4);
+static_assert(sizeof(MemoryLayout) == 104784 && alignof(MemoryLayout) == 8);
 static_assert(sizeof(LogEntry) == 12);
 static_assert(sizeof(Slot) == address_count * 3);
-static_assert(std::atomic<std::uint32_t>::is_always_lock_free && std::atomic<std::uint16_t>::is_always_lock_free &&
-              std::atomic<std::uint8_t>::is_always_lock_free);
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free && std::atomic<std::uint32_t>::is_always_lock_free &&
+              std::atomic<std::uint16_t>::is_always_lock_free && std::atomic<std::uint8_t>::is_always_lock_free);
 
 std::size_t file_size(std::size_t station_count) {
     return sizeof(MemoryLayout) + station_count * sizeof(StationHistory);
@@ -112,7 +112,7 @@ void copy_values(std::atomic<Value> *to, const Value *from, std::size_t address,
 }
 
 // One thread writes, so a load and a store do.
-void count_one(std::atomic<std::uint32_t> &counter) {
+void count_one(std::atomic<std::uint64_t> &counter) {
     counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_release);
 }
 
@@ -277,14 +277,14 @@ void MemoryWriter::log(std::size_t station, LoggedWrite::Table table, unsigned a
     count_one(layout.writes_logged);
 }
 
-void MemoryWriter::log_request(std::uint32_t ends_at, std::uint32_t fault) {
+void MemoryWriter::log_request(std::uint64_t ends_at, std::uint32_t fault) {
     MemoryLayout &layout = published();
     const Update update(layout);
     RequestEntry &entry = layout.requests[layout.requests_logged.load(std::memory_order_relaxed) % traffic_length];
-    const std::uint32_t writes = layout.writes_logged.load(std::memory_order_relaxed);
+    const std::uint64_t writes = layout.writes_logged.load(std::memory_order_relaxed);
     entry.ends_at.store(ends_at, std::memory_order_release);
     entry.first_write.store(writes_of_requests_, std::memory_order_release);
-    entry.writes.store(writes - writes_of_requests_, std::memory_order_release);
+    entry.writes.store(static_cast<std::uint32_t>(writes - writes_of_requests_), std::memory_order_release);
     entry.fault.store(fault, std::memory_order_release);
     writes_of_requests_ = writes;
     count_one(layout.requests_logged);
@@ -404,40 +404,40 @@ std::optional<std::size_t> MemoryReader::place_of(unsigned station) const {
     return static_cast<std::size_t>(found - stations_.begin());
 }
 
-std::optional<std::uint32_t> MemoryReader::requests_to(unsigned station) const {
+std::optional<std::uint64_t> MemoryReader::requests_to(unsigned station) const {
     const std::optional<std::size_t> place = place_of(station);
     if (!place)
         return std::nullopt;
     return published().station_requests[*place].load(std::memory_order_acquire);
 }
 
-std::uint32_t MemoryReader::writes_logged() const {
+std::uint64_t MemoryReader::writes_logged() const {
     return published().writes_logged.load(std::memory_order_acquire);
 }
 
-std::optional<std::vector<LoggedWrite>> MemoryReader::writes_from(std::uint32_t first) const {
+std::optional<std::vector<LoggedWrite>> MemoryReader::writes_from(std::uint64_t first) const {
     return read_unchanged([&]() -> std::optional<std::vector<LoggedWrite>> {
-        const std::uint32_t end = writes_logged();
+        const std::uint64_t end = writes_logged();
         const bool in_log = first <= end && end - first <= log_length;
         return in_log ? std::optional(logged(first, end)) : std::nullopt;
     });
 }
 
-std::uint32_t MemoryReader::requests_logged() const {
+std::uint64_t MemoryReader::requests_logged() const {
     return published().requests_logged.load(std::memory_order_acquire);
 }
 
-std::uint32_t MemoryReader::pieces_logged() const {
+std::uint64_t MemoryReader::pieces_logged() const {
     return published().pieces_logged.load(std::memory_order_acquire);
 }
 
-std::optional<std::vector<LoggedRequest>> MemoryReader::requests_from(std::uint32_t first) const {
+std::optional<std::vector<LoggedRequest>> MemoryReader::requests_from(std::uint64_t first) const {
     return read_unchanged([&]() -> std::optional<std::vector<LoggedRequest>> {
-        const std::uint32_t end = requests_logged();
+        const std::uint64_t end = requests_logged();
         if (first > end || end - first > traffic_length)
             return std::nullopt;
         std::vector<LoggedRequest> requests;
-        for (std::uint32_t number = first; number != end; ++number) {
+        for (std::uint64_t number = first; number != end; ++number) {
             const RequestEntry &entry = published().requests[number % traffic_length];
             requests.push_back(
                 {entry.ends_at.load(std::memory_order_acquire), entry.first_write.load(std::memory_order_acquire),
@@ -447,13 +447,13 @@ std::optional<std::vector<LoggedRequest>> MemoryReader::requests_from(std::uint3
     });
 }
 
-std::optional<std::vector<LoggedPiece>> MemoryReader::pieces_from(std::uint32_t first) const {
+std::optional<std::vector<LoggedPiece>> MemoryReader::pieces_from(std::uint64_t first) const {
     return read_unchanged([&]() -> std::optional<std::vector<LoggedPiece>> {
-        const std::uint32_t end = pieces_logged();
+        const std::uint64_t end = pieces_logged();
         if (first > end || end - first > traffic_length)
             return std::nullopt;
         std::vector<LoggedPiece> pieces;
-        for (std::uint32_t number = first; number != end; ++number) {
+        for (std::uint64_t number = first; number != end; ++number) {
             const PieceEntry &entry = published().pieces[number % traffic_length];
             pieces.push_back({entry.request.load(std::memory_order_acquire),
                               entry.ends_at.load(std::memory_order_acquire),
@@ -463,9 +463,9 @@ std::optional<std::vector<LoggedPiece>> MemoryReader::pieces_from(std::uint32_t 
     });
 }
 
-std::vector<LoggedWrite> MemoryReader::logged(std::uint32_t first, std::uint32_t end) const {
+std::vector<LoggedWrite> MemoryReader::logged(std::uint64_t first, std::uint64_t end) const {
     std::vector<LoggedWrite> writes;
-    for (std::uint32_t number = first; number != end; ++number) {
+    for (std::uint64_t number = first; number != end; ++number) {
         const LogEntry &entry = published().log[number % log_length];
         const bool of_registers = entry.table.load(std::memory_order_acquire) != 0;
         writes.push_back({entry.station.load(std::memory_order_acquire),

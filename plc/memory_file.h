@@ -24,35 +24,34 @@ constexpr std::size_t traffic_length = 1024;
 /// Layout of the memory file, all numbers in host byte order:
 ///
 ///     0    8 bytes   "KELPOPLC"
-///     8    uint32    version of this layout, 4
+///     8    uint32    version of this layout, 5
 ///     12   uint32    number of stations
 ///     16   uint32    number of history slots, 4
 ///     20   uint32    sequence counter, odd while values are being changed
 ///     24   uint32    current moment
-///     28   uint32    requests seen
-///     32   uint32    replies sent
-///     36   uint32    frames dropped
-///     40   256 bytes station numbers, in the order of their values
-///     296  256 x uint32  requests to each station alone, in the same order
-///     1320 uint32    number of writes logged
-///     1324 the log of writes: 4096 entries of 12 bytes
+///     28   uint32    number of faults
+///     32   uint64    requests seen
+///     40   uint64    replies sent
+///     48   uint64    frames dropped
+///     56   256 bytes station numbers, in the order of their values
+///     312  256 x uint64  requests to each station alone, in the same order
+///     2360 uint64    number of writes logged
+///     2368 uint64    number of requests logged
+///     2376 uint64    number of pieces logged
+///     2384 the log of writes: 4096 entries of 12 bytes
 ///              uint32 moment, uint16 address, uint16 value before, uint16 value after,
 ///              uint8 station number, uint8 table: 0 coils, 1 registers
-///     50476 uint32    number of faults
-///     50480 256 x 2 uint32  for each fault: requests that fitted it, and those of them to which it happened
-///     52528 uint32    number of requests logged
-///     52532 the log of requests: 1024 entries of 16 bytes
-///              uint32 bytes that came from the line until the request's end, uint32 number of its first write,
+///     51536 256 x 2 uint64  for each fault: requests that fitted it, and those of them to which it happened
+///     55632 the log of requests: 1024 entries of 24 bytes
+///              uint64 bytes that came from the line until the request's end, uint64 number of its first write,
 ///              uint32 number of its writes, uint32 what went wrong: the fault's number from 1 on, or 0
-///     68916 uint32    number of pieces logged
-///     68920 the log of what was sent: 1024 entries of 12 bytes
-///              uint32 number of the request, uint32 bytes sent until the piece's end, uint32 time
-///     81208 the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
+///     80208 the log of what was sent: 1024 entries of 24 bytes
+///              uint64 number of the request, uint64 bytes sent until the piece's end, uint64 time
+///     104784 the values: for each station, for each slot 65536 coils of one byte and 65536 registers of uint16
 ///
 /// The values of a moment stand in slot moment % 4. The log has an entry for each address that a request from the line
 /// wrote, changed or not; the entry of write n, counted from 0, stands in place n % 4096. So it is with
-/// requests and pieces, modulo 1024. Requests to stations that are not there are not logged. Counts of bytes and times
-/// go on from 0 after 2^32.
+/// requests and pieces, modulo 1024. Requests to stations that are not there are not logged.
 struct MemoryLayout;
 
 /// Where one station's values are: 65536 coils, a byte each, and 65536 registers. Not owned.
@@ -75,23 +74,23 @@ struct LoggedWrite {
 
 /// One request to stations of this controller.
 struct LoggedRequest {
-    std::uint32_t ends_at;      // bytes that had come from the line until then, its own included
-    std::uint32_t first_write;  // number of the first of its writes in the log
+    std::uint64_t ends_at;      // bytes that had come from the line until then, its own included
+    std::uint64_t first_write;  // number of the first of its writes in the log
     std::uint32_t writes;       // addresses that it wrote
     std::uint32_t fault;        // number of the fault that happened to it, counted from 1; 0: none
 };
 
 /// A reply, or a piece of one, that was handed to the line.
 struct LoggedPiece {
-    std::uint32_t request;       // number of the request, counted from 0
-    std::uint32_t ends_at;       // bytes sent until then, its own included
-    std::uint32_t microseconds;  // of the system's monotonic clock, when the line had taken it
+    std::uint64_t request;       // number of the request, counted from 0
+    std::uint64_t ends_at;       // bytes sent until then, its own included
+    std::uint64_t microseconds;  // of the system's monotonic clock, when the line had taken it
 };
 
 struct LineCounters {
-    std::uint32_t requests_seen;
-    std::uint32_t replies_sent;
-    std::uint32_t frames_dropped;
+    std::uint64_t requests_seen;
+    std::uint64_t replies_sent;
+    std::uint64_t frames_dropped;
 };
 
 /// The controller's side of the memory file. For one thread of one process.
@@ -118,7 +117,7 @@ public:
 
     /// To be told of a request when it was carried out. Its `first_write` and `writes` are seen to here: they are what
     /// was published since the request before.
-    void log_request(std::uint32_t ends_at, std::uint32_t fault);
+    void log_request(std::uint64_t ends_at, std::uint32_t fault);
     void log_piece(const LoggedPiece &piece);
 
     /// `station` as above.
@@ -139,7 +138,7 @@ private:
              std::uint16_t after);
 
     MappedFile file_;
-    std::uint32_t writes_of_requests_ = 0;  // that belong to requests logged
+    std::uint64_t writes_of_requests_ = 0;  // that belong to requests logged
 };
 
 /// Another process's view of a controller's memory, while the controller runs and after. Only reads. Several threads
@@ -158,26 +157,26 @@ public:
     LineCounters counters() const;
 
     /// Number of requests to this station alone; empty when there is no such station.
-    std::optional<std::uint32_t> requests_to(unsigned station) const;
+    std::optional<std::uint64_t> requests_to(unsigned station) const;
 
     /// How often each fault came up, in the order in which the controller numbers them.
     std::vector<FaultCount> fault_counts() const;
 
     /// Number of writes logged so far.
-    std::uint32_t writes_logged() const;
+    std::uint64_t writes_logged() const;
 
     /// The writes from number `first` on, counted from 0, oldest first. Empty when some of them have left the log, or
     /// when the controller has died in the midst of a change.
-    std::optional<std::vector<LoggedWrite>> writes_from(std::uint32_t first) const;
+    std::optional<std::vector<LoggedWrite>> writes_from(std::uint64_t first) const;
 
     /// Number of requests, and of pieces of replies, logged so far.
-    std::uint32_t requests_logged() const;
-    std::uint32_t pieces_logged() const;
+    std::uint64_t requests_logged() const;
+    std::uint64_t pieces_logged() const;
 
     /// Those from number `first` on, as writes_from gives writes. A request is there before the first piece of its
     /// reply goes out, and what it wrote before the request.
-    std::optional<std::vector<LoggedRequest>> requests_from(std::uint32_t first) const;
-    std::optional<std::vector<LoggedPiece>> pieces_from(std::uint32_t first) const;
+    std::optional<std::vector<LoggedRequest>> requests_from(std::uint64_t first) const;
+    std::optional<std::vector<LoggedPiece>> pieces_from(std::uint64_t first) const;
 
     /// The value at the end of `moment`, or so far when `moment` is the current one. Empty when the moment has not come
     /// or has left the history, when there is no such station or address, or when the controller has died in the midst
@@ -190,7 +189,7 @@ private:
 
     const MemoryLayout &published() const;
     std::optional<std::size_t> place_of(unsigned station) const;
-    std::vector<LoggedWrite> logged(std::uint32_t first, std::uint32_t end) const;
+    std::vector<LoggedWrite> logged(std::uint64_t first, std::uint64_t end) const;
     template <typename Read> auto read_unchanged(Read read) const -> decltype(read());
     template <typename Read>
     auto value_at(unsigned station, unsigned address, Moment moment, Read read) const

@@ -8,8 +8,8 @@ namespace plc {
 class Random {
 public:
     /// Each of the three gives a row of numbers of its own.
-    Random(std::uint32_t seed, std::uint32_t row, std::uint32_t place)
-        : state_(scattered(scattered(seed + step) + (std::uint64_t(row) << 32 | place))) {}
+    Random(std::uint32_t seed, std::uint32_t row, std::uint64_t place)
+        : state_(scattered(scattered(seed + step) + (std::uint64_t(row) << 32 ^ place))) {}
 
     /// 0 to limit - 1, all about as often. `limit` is above 0.
     std::uint32_t below(std::uint32_t limit) {

@@ -28,13 +28,13 @@ public:
     virtual std::optional<std::uint16_t> holding_register(int station, int address, Moment moment) const = 0;
 
     /// Number of requests that the station has seen; nothing when there is no such station.
-    virtual std::optional<std::uint32_t> requests_to(int station) const = 0;
+    virtual std::optional<std::uint64_t> requests_to(int station) const = 0;
 
     /// Number of addresses that were written from the line so far.
-    virtual std::uint32_t writes_logged() const = 0;
+    virtual std::uint64_t writes_logged() const = 0;
 
     /// Those writes from number `first` on, oldest first; nothing when some of them are no longer on record.
-    virtual std::optional<std::vector<LoggedWrite>> writes_from(std::uint32_t first) const = 0;
+    virtual std::optional<std::vector<LoggedWrite>> writes_from(std::uint64_t first) const = 0;
 };
 
 /// The memory file that a simulated controller publishes.
@@ -52,13 +52,13 @@ public:
     std::optional<std::uint16_t> holding_register(int station, int address, Moment moment) const override {
         return reader_.holding_register(static_cast<unsigned>(station), static_cast<unsigned>(address), moment);
     }
-    std::optional<std::uint32_t> requests_to(int station) const override {
+    std::optional<std::uint64_t> requests_to(int station) const override {
         return reader_.requests_to(static_cast<unsigned>(station));
     }
-    std::uint32_t writes_logged() const override {
+    std::uint64_t writes_logged() const override {
         return reader_.writes_logged();
     }
-    std::optional<std::vector<LoggedWrite>> writes_from(std::uint32_t first) const override {
+    std::optional<std::vector<LoggedWrite>> writes_from(std::uint64_t first) const override {
         return reader_.writes_from(first);
     }
 

@@ -138,7 +138,7 @@ void Exerciser::write(const WriteExercise &exercise, int id, int round) {
 }
 
 std::string Exerciser::fault_of_plain_write(const WriteExercise &exercise, const Values &values, int id) {
-    const std::uint32_t first_in_log = memory_.writes_logged();
+    const std::uint64_t first_in_log = memory_.writes_logged();
     const Outcome outcome = send_write(exercise, values, {write_group, id});
     const auto log = memory_.writes_from(first_in_log);
     if (outcome.results.empty() || !all_are(outcome.results, done))
@@ -165,7 +165,7 @@ Exerciser::Outcome Exerciser::send_write(const WriteExercise &exercise, const Va
 
 void Exerciser::write_read_only(int round) {
     const WriteExercise &exercise = read_only_exercise();
-    const std::uint32_t first_in_log = memory_.writes_logged();
+    const std::uint64_t first_in_log = memory_.writes_logged();
     const Outcome outcome = send_write(exercise, exercise.values_in_round(round), {write_group, read_only_id});
     const bool untouched = memory_.writes_logged() == first_in_log && outcome.results.empty();
     record(Subject::read_only, "write " + name_of(exercise.target.variable) + ": type 0 is not writable",
@@ -213,7 +213,7 @@ void Exerciser::leave_unanswered(int round) {
     const WriteExercise &exercise = unanswered_exercise();
     const Values values = exercise.values_in_round(round);
     const Variable &target = exercise.target.variable;
-    const std::uint32_t first_in_log = memory_.writes_logged();
+    const std::uint64_t first_in_log = memory_.writes_logged();
     const Outcome outcome = send_write(exercise, values, {unanswered_group, unanswered_id});
     const auto log = memory_.writes_from(first_in_log);
 

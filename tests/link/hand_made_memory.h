@@ -25,13 +25,13 @@ public:
     std::optional<std::uint16_t> holding_register(int station, int address, Moment moment) const override {
         return found(registers, {station, address, moment});
     }
-    std::optional<std::uint32_t> requests_to(int) const override {
+    std::optional<std::uint64_t> requests_to(int) const override {
         return std::nullopt;
     }
-    std::uint32_t writes_logged() const override {
+    std::uint64_t writes_logged() const override {
         return 0;
     }
-    std::optional<std::vector<kelpo::LoggedWrite>> writes_from(std::uint32_t) const override {
+    std::optional<std::vector<kelpo::LoggedWrite>> writes_from(std::uint64_t) const override {
         return std::nullopt;
     }
 

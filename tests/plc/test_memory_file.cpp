@@ -61,6 +61,12 @@ std::uint32_t number_at(const std::string &bytes, std::size_t position) {
     return number;
 }
 
+std::uint64_t long_number_at(const std::string &bytes, std::size_t position) {
+    std::uint64_t number;
+    std::memcpy(&number, bytes.data() + position, sizeof number);
+    return number;
+}
+
 TEST_F(MemoryFile, ShowsTheFirstMomentAsSoonAsItExists) {
     values_.coils[1200] = 1;
     values_.registers[65535] = 0xABCD;
@@ -249,6 +255,28 @@ TEST_F(MemoryFile, LogsRequestsWithTheirWritesAndThePiecesOfTheirReplies) {
     EXPECT_EQ(pieces->at(0).microseconds, 77u);
 }
 
+TEST_F(MemoryFile, CountsBeyond32Bits) {
+    MemoryWriter writer = make_file({1});
+    const MemoryReader reader = MemoryReader::open(path_);
+    writer.log_request(0x100000008, 0);
+    writer.log_piece({0x200000001, 0x300000007, 0x400000003});
+    writer.publish_fault_counts({{0x500000002, 0x600000001}});
+    patch(2364, 1);  // 2^32 writes so far
+    patch(36, 1);    // and as many requests
+
+    EXPECT_EQ(reader.requests_from(0)->at(0).ends_at, 0x100000008u);
+    EXPECT_EQ(reader.pieces_from(0)->at(0).request, 0x200000001u);
+    EXPECT_EQ(reader.pieces_from(0)->at(0).ends_at, 0x300000007u);
+    EXPECT_EQ(reader.pieces_from(0)->at(0).microseconds, 0x400000003u);
+    EXPECT_EQ(reader.fault_counts().at(0).fitted, 0x500000002u);
+    EXPECT_EQ(reader.fault_counts().at(0).happened, 0x600000001u);
+    writer.publish_registers(0, values_.view(), 4, {1});
+    writer.count_request(0);
+    EXPECT_EQ(reader.writes_logged(), 0x100000001u);
+    EXPECT_EQ(reader.writes_from(0x100000000)->at(0).address, 4u);
+    EXPECT_EQ(reader.counters().requests_seen, 0x100000001u);
+}
+
 TEST_F(MemoryFile, ForgetsRequestsAndPiecesThatHaveLeftTheLog) {
     MemoryWriter writer = make_file({1});
     const MemoryReader reader = MemoryReader::open(path_);
@@ -278,41 +306,41 @@ TEST_F(MemoryFile, HasItsNumbersWhereTheLayoutSays) {
     writer.log_piece({0, 7, 123456});
 
     const std::string file = bytes();
-    ASSERT_EQ(file.size(), 81208u + 2 * 4 * 3 * 65536);
+    ASSERT_EQ(file.size(), 104784u + 2 * 4 * 3 * 65536);
     EXPECT_EQ(file.substr(0, 8), "KELPOPLC");
-    EXPECT_EQ(number_at(file, 8), 4u);
+    EXPECT_EQ(number_at(file, 8), 5u);
     EXPECT_EQ(number_at(file, 12), 2u);
     EXPECT_EQ(number_at(file, 16), 4u);
     EXPECT_EQ(number_at(file, 20), 8u);
     EXPECT_EQ(number_at(file, 24), 1u);
-    EXPECT_EQ(number_at(file, 28), 1u);
-    EXPECT_EQ(number_at(file, 32), 0u);
-    EXPECT_EQ(number_at(file, 36), 0u);
-    EXPECT_EQ(file[40], 5);
-    EXPECT_EQ(file[41], 9);
-    EXPECT_EQ(number_at(file, 296), 0u);
-    EXPECT_EQ(number_at(file, 300), 1u);
-    EXPECT_EQ(number_at(file, 1320), 1u);
-    EXPECT_EQ(number_at(file, 1324), 1u);           // moment
-    EXPECT_EQ(number_at(file, 1328), 0x01020004u);  // address, value before
-    EXPECT_EQ(number_at(file, 1332), 0x01095678u);  // value after, station, table
-    EXPECT_EQ(number_at(file, 50476), 2u);
-    EXPECT_EQ(number_at(file, 50480), 8u);
-    EXPECT_EQ(number_at(file, 50484), 7u);
-    EXPECT_EQ(number_at(file, 50488), 6u);
-    EXPECT_EQ(number_at(file, 50492), 5u);
+    EXPECT_EQ(number_at(file, 28), 2u);
+    EXPECT_EQ(long_number_at(file, 32), 1u);
+    EXPECT_EQ(long_number_at(file, 40), 0u);
+    EXPECT_EQ(long_number_at(file, 48), 0u);
+    EXPECT_EQ(file[56], 5);
+    EXPECT_EQ(file[57], 9);
+    EXPECT_EQ(long_number_at(file, 312), 0u);
+    EXPECT_EQ(long_number_at(file, 320), 1u);
+    EXPECT_EQ(long_number_at(file, 2360), 1u);
+    EXPECT_EQ(long_number_at(file, 2368), 1u);
+    EXPECT_EQ(long_number_at(file, 2376), 1u);
+    EXPECT_EQ(number_at(file, 2384), 1u);           // moment
+    EXPECT_EQ(number_at(file, 2388), 0x01020004u);  // address, value before
+    EXPECT_EQ(number_at(file, 2392), 0x01095678u);  // value after, station, table
+    EXPECT_EQ(long_number_at(file, 51536), 8u);
+    EXPECT_EQ(long_number_at(file, 51544), 7u);
+    EXPECT_EQ(long_number_at(file, 51552), 6u);
+    EXPECT_EQ(long_number_at(file, 51560), 5u);
 
-    EXPECT_EQ(number_at(file, 52528), 1u);
-    EXPECT_EQ(number_at(file, 52532), 41u);
-    EXPECT_EQ(number_at(file, 52536), 0u);
-    EXPECT_EQ(number_at(file, 52540), 1u);
-    EXPECT_EQ(number_at(file, 52544), 2u);
-    EXPECT_EQ(number_at(file, 68916), 1u);
-    EXPECT_EQ(number_at(file, 68920), 0u);
-    EXPECT_EQ(number_at(file, 68924), 7u);
-    EXPECT_EQ(number_at(file, 68928), 123456u);
+    EXPECT_EQ(long_number_at(file, 55632), 41u);
+    EXPECT_EQ(long_number_at(file, 55640), 0u);
+    EXPECT_EQ(number_at(file, 55648), 1u);
+    EXPECT_EQ(number_at(file, 55652), 2u);
+    EXPECT_EQ(long_number_at(file, 80208), 0u);
+    EXPECT_EQ(long_number_at(file, 80216), 7u);
+    EXPECT_EQ(long_number_at(file, 80224), 123456u);
 
-    const std::size_t second_station_slot_1 = 81208 + (1 * 4 + 1) * 3 * 65536;
+    const std::size_t second_station_slot_1 = 104784 + (1 * 4 + 1) * 3 * 65536;
     EXPECT_EQ(file[second_station_slot_1 + 2], 1);
     EXPECT_EQ(number_at(file, second_station_slot_1 + 65536 + 2 * 2), 0x12340000u);
 }
@@ -440,7 +468,7 @@ TEST_F(MemoryFile, IsNotReadWhenItsLayoutIsAnother) {
     make_file({1});
     patch(8, 2);
     EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);
-    patch(8, 4);
+    patch(8, 5);
     EXPECT_NO_THROW(MemoryReader::open(path_));
     patch(12, 2);
     EXPECT_THROW(MemoryReader::open(path_), std::runtime_error);

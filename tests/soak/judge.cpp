@@ -30,10 +30,6 @@ bool is_read(std::string_view request) {
     return request[1] == 1 || request[1] == 3;
 }
 
-bool not_behind(std::uint32_t place, std::uint32_t end) {
-    return static_cast<std::int32_t>(end - place) >= 0;
-}
-
 std::string hex(std::string_view bytes) {
     std::string text;
     for (const char byte : bytes) {
@@ -232,7 +228,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
 
     Traffic &traffic = *lives_[static_cast<std::size_t>(opened_ - 1)];
     Sent sent;
-    traffic.bytes_sent += static_cast<std::uint32_t>(exchange.request.size());
+    traffic.bytes_sent += exchange.request.size();
     sent.ends_at = traffic.bytes_sent;
     sent.flight = flight_;
     sent.type = exchange.type;
@@ -246,7 +242,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
     adopt(sent, exchange.request.size());
     for (Served &served : std::exchange(traffic.unmatched, {}))
         match(traffic, std::move(served));
-    pull_until(traffic, static_cast<std::uint32_t>(exchange.received));
+    pull_until(traffic, exchange.received);
 
     const Taken taken = take_reply(traffic, exchange, sent);
     const std::string note = follow_recovery(traffic, exchange, sent, taken);
@@ -321,11 +317,10 @@ void Judge::pull(Traffic &traffic) {
 }
 
 // The controller tells what it has sent when the line has taken it: the host may be quicker.
-void Judge::pull_until(Traffic &traffic, std::uint32_t received) {
+void Judge::pull_until(Traffic &traffic, std::uint64_t received) {
     const auto deadline = Clock::now() + std::chrono::minutes(2);
     pull(traffic);
-    while (traffic.memory != nullptr &&
-           !not_behind(received, traffic.pieces.empty() ? 0 : traffic.pieces.back().ends_at) &&
+    while (traffic.memory != nullptr && received > (traffic.pieces.empty() ? 0 : traffic.pieces.back().ends_at) &&
            Clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::microseconds(20));
         pull(traffic);
@@ -351,7 +346,7 @@ void Judge::adopt(const Sent &sent, std::size_t frame_size) {
         return;
     Traffic &before = *lives_[static_cast<std::size_t>(opened_ - 2)];
     for (Served &served : std::exchange(before.unmatched, {})) {
-        if (served.log.ends_at != before.bytes_sent + static_cast<std::uint32_t>(frame_size))
+        if (served.log.ends_at != before.bytes_sent + frame_size)
             complain_locked("the controller dealt with a request that nobody sent");
         else
             carry_out(served, sent);
@@ -385,15 +380,15 @@ void Judge::carry_out(Served &served, const Sent &sent) {
 Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent) {
     if (exchange.outcome != kelpo::Outcome::good)
         return {false, false};
-    const auto end = static_cast<std::uint32_t>(exchange.received);
-    const auto begin = end - static_cast<std::uint32_t>(exchange.reply.size());
+    const std::uint64_t end = exchange.received;
+    const std::uint64_t begin = end - exchange.reply.size();
     bool found = false;
     bool right = true;
-    std::uint32_t sent_at = 0;  // of its last bytes
-    for (std::size_t i = traffic.pieces.size(); i-- > 0 && !not_behind(traffic.pieces[i].ends_at, begin);) {
-        if (not_behind(end, traffic.pieces_begin[i]))
+    std::uint64_t sent_at = 0;  // of its last bytes
+    for (std::size_t i = traffic.pieces.size(); i-- > 0 && traffic.pieces[i].ends_at > begin;) {
+        if (end <= traffic.pieces_begin[i])
             continue;
-        const std::uint32_t number = traffic.pieces[i].request;
+        const std::uint64_t number = traffic.pieces[i].request;
         const auto served = std::find_if(traffic.served.rbegin(), traffic.served.rend(),
                                          [number](const Served &one) { return one.number == number; });
         right = right && served != traffic.served.rend() && served->flight == sent.flight;
@@ -419,12 +414,12 @@ Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange
 }
 
 // Whether what was sent then was there before the host had drained the line for the exchange under way.
-bool Judge::was_there(const Traffic &traffic, std::uint32_t microseconds) const {
+bool Judge::was_there(const Traffic &traffic, std::uint64_t microseconds) const {
     auto drained = ended_at_;
     if (failed_before_)
         drained += traffic.patience.settle;
     const auto until = std::chrono::duration_cast<std::chrono::microseconds>((drained - on_the_way).time_since_epoch());
-    return not_behind(microseconds, static_cast<std::uint32_t>(until.count()));
+    return microseconds <= static_cast<std::uint64_t>(until.count());
 }
 
 std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent,
@@ -457,8 +452,7 @@ std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange
     }
     const auto answered =
         std::find_if(traffic.pieces.rbegin(), traffic.pieces.rend(), [&](const plc::LoggedPiece &piece) {
-            return was_served && piece.request == served->number &&
-                   not_behind(piece.ends_at, static_cast<std::uint32_t>(exchange.received));
+            return was_served && piece.request == served->number && piece.ends_at <= exchange.received;
         });
     if (!taken.mistaken && answered == traffic.pieces.rend()) {
         ++scores_.slow;

@@ -132,7 +132,7 @@ private:
 
     // One request frame that the host sent.
     struct Sent {
-        std::uint32_t ends_at = 0;  // bytes that the host had sent on this line until then
+        std::uint64_t ends_at = 0;  // bytes that the host had sent on this line until then
         std::uint64_t flight = 0;   // the same for all tries of a frame
         int type = 0;
         int address = 0;
@@ -140,7 +140,7 @@ private:
     };
     // One that the controller dealt with.
     struct Served {
-        std::uint32_t number = 0;
+        std::uint64_t number = 0;
         plc::LoggedRequest log{};
         std::vector<plc::LoggedWrite> writes;
         std::uint64_t flight = 0;  // of the frame that it was; 0: not known yet
@@ -151,12 +151,12 @@ private:
         std::vector<std::string> faults;
         Patience patience{};
         bool ending = false;
-        std::uint32_t next_request = 0;
-        std::uint32_t next_piece = 0;
-        std::uint32_t bytes_sent = 0;
+        std::uint64_t next_request = 0;
+        std::uint64_t next_piece = 0;
+        std::uint64_t bytes_sent = 0;
         std::deque<Served> served;
         std::deque<plc::LoggedPiece> pieces;
-        std::deque<std::uint32_t> pieces_begin;
+        std::deque<std::uint64_t> pieces_begin;
         std::deque<Sent> sent;
         std::vector<Served> unmatched;
     };
@@ -182,12 +182,12 @@ private:
     };
 
     void pull(Traffic &traffic);
-    void pull_until(Traffic &traffic, std::uint32_t received);
+    void pull_until(Traffic &traffic, std::uint64_t received);
     void match(Traffic &traffic, Served served);
     void carry_out(Served &served, const Sent &sent);
     void adopt(const Sent &sent, std::size_t frame_size);
     Taken take_reply(Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent);
-    bool was_there(const Traffic &traffic, std::uint32_t microseconds) const;
+    bool was_there(const Traffic &traffic, std::uint64_t microseconds) const;
     std::string follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent, Taken taken);
     void end_request(Ended ended);
     bool is_early(const std::shared_ptr<Request> &request, const Ended &ended);
