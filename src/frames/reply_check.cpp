@@ -8,10 +8,12 @@ namespace {
 
 const int shortest_reply = 5;
 
-bool crc_is_right(QByteArray &reply) {
-    unsigned char *const bytes = writable_bytes(reply);
+// CalCRC only reads: a reply whose bytes the host shares keeps sharing them.
+bool crc_is_right(const QByteArray &reply) {
+    const unsigned char *const bytes = unsigned_bytes(reply);
     const int covered = static_cast<int>(reply.size()) - 2;
-    return CalCRC(bytes, static_cast<unsigned short>(covered)) == get_u16_low_first(bytes + covered);
+    const int crc = CalCRC(const_cast<unsigned char *>(bytes), static_cast<unsigned short>(covered));
+    return crc == get_u16_low_first(bytes + covered);
 }
 
 // An exception reply carries the request's function code with its top bit set, and so fails here like any other answer

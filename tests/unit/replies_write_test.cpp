@@ -107,6 +107,43 @@ const char *const bad_echo = "01 10 00 0A 00 01 FF FF";
 
 }  // namespace
 
+// A host that keeps the bytes it received, for a trace, hands them over without a copy.
+TEST_F(WriteReplies, NoExchangeCopiesAReply) {
+    const auto answer_shared = [](const QByteArray &kept) {
+        QByteArray reply = kept;
+        const int code = DataCom(&reply, static_cast<int>(reply.size()))->ret_value;
+        EXPECT_EQ(reply.constData(), kept.constData());
+        EXPECT_FALSE(reply.isDetached());
+        return code;
+    };
+    const RW_VAR reads[] = {make_var(0, 10, 20), make_var(7, 10, 20), make_var(13, 10, 20)};
+    for (RW_VAR var : reads) {
+        var.area_no = own_area;
+        queue_once(var);
+    }
+    const RW_VAR writes[] = {write_var(2, 10, 1, "01"), write_var(4, 10, 9, "01 01"), write_var(7, 10, 1, "34 12"),
+                             write_var(15, 0x23, 1, "01")};
+    for (int area : {own_area, other_area})
+        for (RW_VAR var : writes) {
+            var.area_no = area;
+            queue_write(var);
+        }
+    int answered = 0;
+    for (int turn = 0; turn < 20; ++turn) {
+        if (ComCommunication() == nullptr)
+            continue;  // after five writes and all once-reads
+        ++answered;
+        const Protocol &request = PLC_driver.frame_list.first();
+        const bool stored = request.var.area_no == own_area || request.var.store_mode == -1;
+        EXPECT_EQ(answer_shared(support::good_reply(request)), stored ? 1 : 100);
+    }
+    EXPECT_EQ(answered, 3 + 2 * 5);
+
+    queue_once(reads[1]);
+    ASSERT_NE(ComCommunication(), nullptr);
+    EXPECT_EQ(answer_shared(bytes("01 83 02 C0 F1")), 171);
+}
+
 // ---- codes
 
 TEST_F(WriteReplies, AFailedWriteGivesTheCodeOfItsAreaItsFaultAndItsVarGroup) {

@@ -203,6 +203,14 @@ TEST_F(ReplyCheck, ChangesNeitherTheReplyNorTheState) {
     EXPECT_TRUE(PLC_driver.word_cache.isEmpty());
 }
 
+TEST_F(ReplyCheck, AReplyThatTheHostSharesStaysShared) {
+    const QByteArray kept = bytes("01 03 04 12 34 AB CD 00 20");
+    QByteArray reply = kept;
+    EXPECT_EQ(CheckGetData(&reply, 9), 1);
+    EXPECT_EQ(reply.constData(), kept.constData());
+    EXPECT_FALSE(reply.isDetached());
+}
+
 TEST_F(ReplyCheck, TakesNoLock) {
     for (QMutex *mutex : {&PLC_driver.list_mutex, &PLC_driver.cache_mutex, &PLC_driver.station_mutex})
         EXPECT_TRUE(support::passes_by(*mutex, [] { EXPECT_EQ(check("01 03 00 20 F0"), 1); }));
