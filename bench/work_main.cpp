@@ -58,7 +58,7 @@ Work passes(int variables) {
         std::map<std::string, QByteArray> replies;
         const auto exchange = [&replies] {
             const QByteArray &request = ComCommunication()->frame;
-            QByteArray &reply = replies[request.toStdString()];
+            QByteArray &reply = replies[std::string(request.constData(), static_cast<std::size_t>(request.size()))];
             if (reply.isEmpty())
                 reply = bench::reply_to(request);
             require(DataCom(&reply, static_cast<int>(reply.size()))->ret_value == 1);

@@ -115,7 +115,8 @@ int GetRegisterData(QString text, int reg_type, QString address, int station_no,
 /// bytes 0x30. Type 0 is not writable; it, and a type outside 0 to 17, write nothing. A full queue drops what does not
 /// fit without a report. `text` is kept in the records' `aux_text`; `var_group` and `var_id` come back in the
 /// callbacks. Takes `list_mutex` and `cache_mutex`, one after the other; with a `write_mode` other than 2 only
-/// `cache_mutex`.
+/// `cache_mutex`. Where nothing was queued, the size is that of this moment, or, while another call holds `list_mutex`,
+/// that after the queue's last change: for it no call waits, so a callback may make this one with such a `write_mode`.
 int SetRegisterData(QString text, int reg_type, QString address, int station_no, QByteArray data, int count,
                     int var_group, int var_id);
 

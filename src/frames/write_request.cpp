@@ -5,6 +5,7 @@
 #include "frames/address_map.h"
 #include "frames/rtu_request.h"
 #include "register_types.h"
+#include "shared_words.h"
 #include "store/register_cache.h"
 #include "store/reply_storage.h"
 
@@ -125,7 +126,7 @@ void WriteRegister(const RW_VAR &var) {
         return;
     const auto frames_before = PLC_driver.frame_list.size();
     build(var, *known);
-    if (PLC_driver.frame_list.size() > frames_before && !PLC_driver.comm_failed)
+    if (PLC_driver.frame_list.size() > frames_before && !link_has_failed())
         WriteDataToLocal(var);
 }
 

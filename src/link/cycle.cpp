@@ -4,7 +4,7 @@
 #include "link/request_kind.h"
 #include "link/rotation.h"
 #include "ozna_kelpo_port.h"
-#include "qt_compat.h"
+#include "planning/queues.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ Builder write_builder() {
 // Requests for a disabled station are dropped, not postponed: they would come late and unasked when it returns.
 void drop_disabled_heads(QList<RW_VAR> &queue) {
     while (!queue.isEmpty() && Ethernetcontains(queue.first().station_no))
-        queue.removeFirst();
+        drop_head(queue);
 }
 
 // Moves entries of disabled stations to the end, each at most once. False when that is all of them; the list is then in
@@ -42,7 +42,8 @@ bool find_enabled_head(QList<RW_VAR> &list) {
 
 // An entry that no request exists for must not hold up the others: it leaves its queue and the host is told.
 void refuse_head(QList<RW_VAR> &queue) {
-    const RW_VAR refused = queue.takeFirst();
+    const RW_VAR refused = queue.first();
+    drop_head(queue);
     PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, refused.var_group, refused.var_id, request_failed);
 }
 
@@ -94,7 +95,7 @@ Protocol *ComCommunication() {
     if (!PLC_driver.frame_list.isEmpty())
         return &PLC_driver.frame_list.first();
 
-    const Locked locked(&PLC_driver.list_mutex);
+    const QMutexLocker locked(&PLC_driver.list_mutex);
     if (!serve_writes() && !serve_once_reads())
         serve_cyclic_list();
 

@@ -1,5 +1,4 @@
 #include "ozna_kelpo_port.h"
-#include "qt_compat.h"
 
 namespace {
 
@@ -32,7 +31,7 @@ int QueryFinishFlag() {
 }
 
 void EnableEthernet(int station, int mode) {
-    const Locked locked(&PLC_driver.station_mutex);
+    const QMutexLocker locked(&PLC_driver.station_mutex);
     if (station < 0)
         PLC_driver.disabled_stations.clear();
     else if (mode == 0)
@@ -46,6 +45,6 @@ void EnCommStation(int station, int mode) {
 }
 
 bool Ethernetcontains(int station) {
-    const Locked locked(&PLC_driver.station_mutex);
+    const QMutexLocker locked(&PLC_driver.station_mutex);
     return PLC_driver.disabled_stations.contains(station);
 }

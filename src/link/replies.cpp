@@ -5,7 +5,8 @@
 #include "link/request_kind.h"
 #include "link/rotation.h"
 #include "ozna_kelpo_port.h"
-#include "qt_compat.h"
+#include "planning/queues.h"
+#include "shared_words.h"
 #include "store/reply_storage.h"
 
 namespace {
@@ -63,7 +64,7 @@ void count_completed_read() {
 // Takes the answered frame out of flight. True when its request needs no further reply.
 bool retire_frame(bool remote) {
     ComInfo &com_info = *PLC_driver.com_info;
-    PLC_driver.comm_failed = false;
+    set_link_failed(false);
     const qint64 good_replies = qint64(com_info.success_count) + 1;
     com_info.success_count = low_32_bits(good_replies);
     const bool complete = good_replies >= com_info.success_limit;
@@ -81,7 +82,7 @@ bool give_up_frame() {
     com_info.retry_count = low_32_bits(failures);
     if (failures <= com_info.retry_times)
         return false;
-    PLC_driver.comm_failed = true;
+    set_link_failed(true);
     PLC_driver.read_pass_count = 0;
     com_info.finish_flag = 0;
     com_info.retry_count = 0;
@@ -106,9 +107,10 @@ bool later_request_waits(const QList<RW_VAR> &queue) {
 // A failure is always reported, success once for all queued requests of the variable.
 void report_head(const QList<RW_VAR> &queue) {
     const RW_VAR &head = queue.first();
-    if (PLC_driver.comm_failed || !later_request_waits(queue))
+    const bool failed = link_has_failed();
+    if (failed || !later_request_waits(queue))
         PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, head.var_group, head.var_id,
-                                   PLC_driver.comm_failed ? request_failed : request_done);
+                                   failed ? request_failed : request_done);
 }
 
 // After each exchange, and seldom another one than before: a text that is shared already is left alone.
@@ -129,7 +131,7 @@ void advance_queue(QList<RW_VAR> &queue, bool report) {
     if (report)
         report_head(queue);
     copy_fail_var();
-    queue.removeFirst();
+    drop_head(queue);
 }
 
 void advance_read_list() {
@@ -166,6 +168,7 @@ void purge(QList<RW_VAR> &queue) {
             kept.append(var);
     }
     queue = kept;
+    note_write_list_size();
 }
 
 void report_give_up() {
@@ -225,7 +228,7 @@ int DealDataOfLocalArea(QByteArray *reply, int length) {
     if (check == Rejected)
         return GetDriverReturnValue(LocalCheckFailed);
     if (check == ValidWithData) {
-        const Locked locked(&PLC_driver.cache_mutex);
+        const QMutexLocker locked(&PLC_driver.cache_mutex);
         SaveToLocalDataErea(reply);
     }
     return GetDriverReturnValue(GoodReply);
@@ -279,7 +282,7 @@ RW_VAR *DataCom(QByteArray *reply, int length) {
     const bool remote = PLC_driver.frame_list.at(0).var.area_no != PLC_driver.com_info->local_area_no;
     const int code = remote ? DealDataOfRemoteArea(reply, length) : DealDataOfLocalArea(reply, length);
 
-    const Locked locked(&PLC_driver.list_mutex);
+    const QMutexLocker locked(&PLC_driver.list_mutex);
     if (code == good_code || code == remote_good_code) {
         if (!retire_frame(remote)) {
             result.ret_value = code;
@@ -290,7 +293,7 @@ RW_VAR *DataCom(QByteArray *reply, int length) {
         return &result;
     }
     advance_served_queue(remote);
-    if (PLC_driver.comm_failed)
+    if (link_has_failed())
         report_give_up();
     result.ret_value = code;
     return &result;

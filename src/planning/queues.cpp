@@ -1,7 +1,9 @@
+#include "planning/queues.h"
+
 #include "arithmetic.h"
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
-#include "qt_compat.h"
+#include "shared_words.h"
 
 namespace {
 
@@ -25,7 +27,7 @@ bool contains_request(const QList<RW_VAR> &queue, const RW_VAR &var) {
 // Leaves `var` behind the last piece. Returns the size of the queue.
 int queue_once_read_pieces(RW_VAR &var) {
     const int limit = units_per_request();
-    const Locked locked(&PLC_driver.list_mutex);
+    const QMutexLocker locked(&PLC_driver.list_mutex);
     QList<RW_VAR> &queue = PLC_driver.once_read_list;
     for (int rest = var.reg_count; rest > 0; rest -= var.reg_count) {
         var.reg_count = qMin(rest, limit);
@@ -38,21 +40,26 @@ int queue_once_read_pieces(RW_VAR &var) {
 
 }  // namespace
 
+void drop_head(QList<RW_VAR> &queue) {
+    queue.removeFirst();
+    note_write_list_size();
+}
+
 int AddListReadVar(RW_VAR *var) {
     PLC_driver.read_list.append(*var);
     return static_cast<int>(PLC_driver.read_list.size());
 }
 
 int AddListWriteVar(RW_VAR *var) {
-    const Locked locked(&PLC_driver.list_mutex);
+    const QMutexLocker locked(&PLC_driver.list_mutex);
     if (PLC_driver.write_list.size() < most_queued)
         PLC_driver.write_list.append(*var);
-    return static_cast<int>(PLC_driver.write_list.size());
+    return note_write_list_size();
 }
 
 int AddListOnceReadVar(RW_VAR *var, int mode) {
     if (mode == 1) {
-        const Locked locked(&PLC_driver.list_mutex);
+        const QMutexLocker locked(&PLC_driver.list_mutex);
         PLC_driver.once_read_list.append(*var);
         return static_cast<int>(PLC_driver.once_read_list.size());
     }

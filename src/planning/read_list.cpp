@@ -3,7 +3,6 @@
 #include "arithmetic.h"
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
-#include "qt_compat.h"
 
 #include <algorithm>
 #include <vector>
@@ -188,7 +187,7 @@ void BitVarReCreat(QList<RW_VAR> *vars, int limit) {
 }
 
 int ReCreatReadVarList(QList<HOST_VAR> *vars) {
-    const Locked locked(&PLC_driver.list_mutex);
+    const QMutexLocker locked(&PLC_driver.list_mutex);
     PLC_driver.read_list = QList<RW_VAR>();
     if (vars->isEmpty())
         return 0;

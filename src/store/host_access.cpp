@@ -2,8 +2,8 @@
 #include "bytes.h"
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
-#include "qt_compat.h"
 #include "register_types.h"
+#include "shared_words.h"
 #include "store/register_cache.h"
 
 namespace {
@@ -105,31 +105,30 @@ private:
     qint64 m_left;
 };
 
-// These two are read without a lock, so that a screen's write never waits while the link thread builds a frame. What
-// they tell may be a moment old.
-bool link_has_failed() {
-    return PLC_driver.comm_failed;
-}
+const int nothing_queued = -1;
 
-int write_list_size() {
-    return static_cast<int>(PLC_driver.write_list.size());
-}
+// A write on its way to the queue or the cache, record after record.
+struct HostWrite {
+    RW_VAR record;
+    int queue_size;  // when the last record was queued
+};
 
 // Sends the record on its way and moves it on by `addresses`. While the link works, a queued write reaches the cache
 // when its frame is built; while it has failed, the host sees its value here.
-void submit(RW_VAR &record, int addresses) {
+void submit(HostWrite &write, int addresses) {
+    RW_VAR &record = write.record;
     const bool to_the_plc = PLC_driver.com_info->write_mode == writes_go_to_the_plc;
     if (to_the_plc)
-        AddListWriteVar(&record);
+        write.queue_size = AddListWriteVar(&record);
     if (!to_the_plc || link_has_failed())
         WriteDataToLocal(record);
     record.reg_addr = low_32_bits(qint64(record.reg_addr) + addresses);
 }
 
-void write_bits_one_by_one(RW_VAR &record, HostBytes bytes, int count) {
+void write_bits_one_by_one(HostWrite &write, HostBytes bytes, int count) {
     for (int i = 0; i < count; ++i) {
-        record.value_bytes = QByteArray(1, bytes.take() != 0 ? 1 : 0);
-        submit(record, 1);
+        write.record.value_bytes = QByteArray(1, bytes.take() != 0 ? 1 : 0);
+        submit(write, 1);
     }
 }
 
@@ -147,15 +146,15 @@ QByteArray packed_bits(HostBytes &bytes, int count) {
     return packed;
 }
 
-void write_bit_groups(RW_VAR &record, HostBytes bytes, int count, int limit) {
+void write_bit_groups(HostWrite &write, HostBytes bytes, int count, int limit) {
     if (count == 1) {
-        write_bits_one_by_one(record, bytes, 1);
+        write_bits_one_by_one(write, bytes, 1);
         return;
     }
-    for (int rest = count; rest > 0; rest -= record.reg_count) {
-        record.reg_count = qMin(rest, limit);
-        record.value_bytes = packed_bits(bytes, record.reg_count);
-        submit(record, record.reg_count);
+    for (int rest = count; rest > 0; rest -= write.record.reg_count) {
+        write.record.reg_count = qMin(rest, limit);
+        write.record.value_bytes = packed_bits(bytes, write.record.reg_count);
+        submit(write, write.record.reg_count);
     }
 }
 
@@ -169,19 +168,19 @@ QByteArray taken_in_order(HostBytes &bytes, int size) {
     return taken;
 }
 
-void write_words(RW_VAR &record, HostBytes bytes, int count, int limit) {
-    for (int rest = count; rest > 0; rest -= record.reg_count) {
-        record.reg_count = qMin(rest, limit);
-        record.value_bytes = taken_in_order(bytes, 2 * record.reg_count);
-        submit(record, record.reg_count);
+void write_words(HostWrite &write, HostBytes bytes, int count, int limit) {
+    for (int rest = count; rest > 0; rest -= write.record.reg_count) {
+        write.record.reg_count = qMin(rest, limit);
+        write.record.value_bytes = taken_in_order(bytes, 2 * write.record.reg_count);
+        submit(write, write.record.reg_count);
     }
 }
 
-void write_double_words(RW_VAR &record, HostBytes bytes, qint64 values, int limit) {
-    for (qint64 rest = values; rest > 0; rest -= record.reg_count) {
-        record.reg_count = static_cast<int>(qMin<qint64>(rest, limit));
-        record.value_bytes = taken_in_order(bytes, 4 * record.reg_count);
-        submit(record, record.reg_count);
+void write_double_words(HostWrite &write, HostBytes bytes, qint64 values, int limit) {
+    for (qint64 rest = values; rest > 0; rest -= write.record.reg_count) {
+        write.record.reg_count = static_cast<int>(qMin<qint64>(rest, limit));
+        write.record.value_bytes = taken_in_order(bytes, 4 * write.record.reg_count);
+        submit(write, write.record.reg_count);
     }
 }
 
@@ -203,12 +202,12 @@ QByteArray taken_high_first(HostBytes &bytes, int values) {
     return taken;
 }
 
-void write_word_pairs(RW_VAR &record, HostBytes bytes, qint64 values, int limit) {
-    for (qint64 rest = values; rest > 0; rest -= record.reg_count / 2) {
+void write_word_pairs(HostWrite &write, HostBytes bytes, qint64 values, int limit) {
+    for (qint64 rest = values; rest > 0; rest -= write.record.reg_count / 2) {
         const int taken = static_cast<int>(qMin<qint64>(rest, limit));
-        record.reg_count = 2 * taken;
-        record.value_bytes = taken_high_first(bytes, taken);
-        submit(record, record.reg_count);
+        write.record.reg_count = 2 * taken;
+        write.record.value_bytes = taken_high_first(bytes, taken);
+        submit(write, write.record.reg_count);
     }
 }
 
@@ -227,21 +226,21 @@ RW_VAR write_record(const QString &text, int reg_type, const QString &address, i
     return record;
 }
 
-void write_groups(RegisterUnit unit, RW_VAR &record, const HostBytes &bytes, int count) {
+void write_groups(RegisterUnit unit, HostWrite &write, const HostBytes &bytes, int count) {
     const int limit = qMin(units_per_request(), most_units_per_record);
     const qint64 values = (qint64(count) + 1) / 2;
     switch (unit) {
     case Bit:
-        write_bit_groups(record, bytes, count, qMin(8 * limit, most_units_per_record));
+        write_bit_groups(write, bytes, count, qMin(8 * limit, most_units_per_record));
         break;
     case Word:
-        write_words(record, bytes, count, limit);
+        write_words(write, bytes, count, limit);
         break;
     case WordPair:
-        write_word_pairs(record, bytes, values, qMin(limit, most_values_per_write));
+        write_word_pairs(write, bytes, values, qMin(limit, most_values_per_write));
         break;
     case DoubleWord:
-        write_double_words(record, bytes, values, qMin(limit, most_values_per_write));
+        write_double_words(write, bytes, values, qMin(limit, most_values_per_write));
         break;
     case BitOfWord:
         break;
@@ -261,7 +260,7 @@ int GetRegisterData(QString /*text*/, int reg_type, QString address, int station
     const unsigned int key = cache_key(station, register_class, reg_addr);
     const RegisterType *known = find_register_type(reg_type);
 
-    const Locked locked(&PLC_driver.cache_mutex);
+    const QMutexLocker locked(&PLC_driver.cache_mutex);
     if (known == 0) {
         out = zero_bytes(qint64(2) * count);
         return 1;
@@ -296,13 +295,13 @@ int SetRegisterData(QString text, int reg_type, QString address, int station_no,
     const int reg_addr = StringAddressToInt(reg_type, address);
     if (reg_addr < 0)
         return 0;
-    RW_VAR record = write_record(text, reg_type, address, station_no, reg_addr);
-    record.var_group = var_group;
-    record.var_id = var_id;
+    HostWrite write = {write_record(text, reg_type, address, station_no, reg_addr), nothing_queued};
+    write.record.var_group = var_group;
+    write.record.var_id = var_id;
     const RegisterType *known = find_register_type(reg_type);
     if (known != 0 && known->write_cut == OneByOne)
-        write_bits_one_by_one(record, HostBytes(data), count);
+        write_bits_one_by_one(write, HostBytes(data), count);
     else if (known != 0 && known->write_cut == InGroups)
-        write_groups(known->unit, record, HostBytes(data), count);
-    return write_list_size();
+        write_groups(known->unit, write, HostBytes(data), count);
+    return write.queue_size != nothing_queued ? write.queue_size : write_list_size_without_waiting();
 }

@@ -1,7 +1,6 @@
 #include "store/register_cache.h"
 
 #include "bytes.h"
-#include "qt_compat.h"
 #include "register_types.h"
 
 namespace {
@@ -50,7 +49,7 @@ void WriteDataToLocal(const RW_VAR &var) {
     if (known == 0)
         return;
     const unsigned int key = cache_key(var.station_no, known->register_class, var.reg_addr);
-    const Locked locked(&PLC_driver.cache_mutex);
+    const QMutexLocker locked(&PLC_driver.cache_mutex);
     switch (known->unit) {
     case Bit:
         store_bits(key, unsigned_bytes(var.value_bytes), var.value_bytes.size(), static_cast<quint32>(var.reg_count));

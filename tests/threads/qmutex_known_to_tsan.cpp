@@ -1,6 +1,9 @@
-// QMutex's own functions, wrapped: the sanitizer is told of each lock and unlock, and then finds races on what the
-// mutexes guard, also inside the driver. The wrappers stand in the test program, so the loader finds them first.
+// Qt's functions that order what threads do, in the test program, where the loader finds them first: Qt itself is not
+// built with the sanitizer. It is told of each lock and unlock, and then finds races on what the mutexes guard, also
+// inside the driver; and it sees each reference to shared bytes and texts go that an assignment drops.
+#include <QtCore/QByteArray>
 #include <QtCore/QMutex>
+#include <QtCore/QString>
 
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
@@ -25,9 +28,29 @@ void QMutex::lock() QT_MUTEX_LOCK_NOEXCEPT {
     __tsan_mutex_post_lock(this, 0, 0);
 }
 
+bool QMutex::tryLock(int timeout) QT_MUTEX_LOCK_NOEXCEPT {
+    static const auto original = next<bool (*)(QMutex *, int)>("_ZN6QMutex7tryLockEi");
+    __tsan_mutex_pre_lock(this, __tsan_mutex_try_lock);
+    const bool locked = original(this, timeout);
+    __tsan_mutex_post_lock(this, __tsan_mutex_try_lock | (locked ? 0U : __tsan_mutex_try_lock_failed), 0);
+    return locked;
+}
+
 void QMutex::unlock() noexcept {
     static const auto original = next<void (*)(QMutex *)>("_ZN6QMutex6unlockEv");
     __tsan_mutex_pre_unlock(this, 0);
     original(this);
     __tsan_mutex_post_unlock(this, 0);
+}
+
+QString &QString::operator=(const QString &other) noexcept {
+    QString copy(other);
+    swap(copy);
+    return *this;
+}
+
+QByteArray &QByteArray::operator=(const QByteArray &other) noexcept {
+    QByteArray copy(other);
+    swap(copy);
+    return *this;
 }

@@ -21,6 +21,12 @@ class HostAccess : public DriverTest {
 protected:
     HostAccess() {
         info.write_mode = 2;
+        look_at_write_list();
+    }
+
+    // The size of the write queue, by a write that is none: type 0 is not writable.
+    static int look_at_write_list() {
+        return SetRegisterData(QString(), 0, QLatin1String("0"), 1, QByteArray(), 1, 0, 0);
     }
 
     // Writes `data` for variable 3/4. The driver sees exactly those bytes.
@@ -649,6 +655,86 @@ TEST_F(HostAccess, WhileItWaitsForTheCacheTheQueueIsFree) {
     PLC_driver.cache_mutex.unlock();
     writer.join();
     EXPECT_EQ(entries(PLC_driver.word_cache), "0107001E=1234");
+}
+
+// A panel's screen asks for the size to see whether there is room; it gets one although the link thread builds a frame.
+TEST_F(HostAccess, WhileTheQueueIsLockedTheSizeIsThatOfTheLastChange) {
+    set(7, "30", "34 12 78 56", 2);
+    set(7, "40", "34 12", 1);
+    int result = -1;
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
+    EXPECT_EQ(result, 2);
+
+    info.write_mode = 0;
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [&result] { result = set(7, "50", "34 12", 1); }));
+    EXPECT_EQ(result, 2);
+    EXPECT_EQ(get(7, "50", 1), "34 12");
+}
+
+TEST_F(HostAccess, WhatWasQueuedIsCountedBeforeAnybodyElseTakesIt) {
+    PLC_driver.cache_mutex.lock();
+    PLC_driver.comm_failed = true;  // the write waits for the cache, between the queue and its result
+    int result = -1;
+    std::thread writer(
+        [&result] { result = SetRegisterData(QString(), 7, QLatin1String("30"), 1, QByteArray(2, '\0'), 1, 3, 4); });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    bool taken = false;
+    while (!taken && std::chrono::steady_clock::now() < deadline) {
+        if (PLC_driver.list_mutex.tryLock(100)) {
+            taken = PLC_driver.write_list.size() == 1;
+            PLC_driver.write_list.clear();
+            PLC_driver.list_mutex.unlock();
+        }
+        std::this_thread::yield();
+    }
+    PLC_driver.cache_mutex.unlock();
+    writer.join();
+    EXPECT_TRUE(taken);
+    EXPECT_EQ(result, 1);
+}
+
+// ---- from a callback, which runs with list_mutex held
+
+namespace {
+
+std::vector<int> sizes_seen;
+
+// As a panel does that mirrors what was written: with write_mode other than 2 this waits for nothing.
+void mirror_result(int, int, int, int) {
+    PLC_driver.com_info->write_mode = 0;
+    sizes_seen.push_back(SetRegisterData(QString(), 7, QLatin1String("900"), 1, QByteArray("\x01\x00", 2), 1, 0, 0));
+    PLC_driver.com_info->write_mode = 2;
+}
+
+void mirror_error(QList<RW_VAR> *, int, int) {
+    mirror_result(0, 0, 0, 0);
+}
+
+}  // namespace
+
+TEST_F(HostAccess, ACallbackMayWriteToTheCacheAndIsToldTheSize) {
+    RegistCallBackFuncIntf(mirror_result, mirror_error);
+    info.retry_times = 0;
+    info.multi_station = 1;
+    sizes_seen.clear();
+    set(7, "30", "34 12", 1, 2);  // of a station that is disabled: dropped without a report
+    EnableEthernet(2, 0);
+    RW_VAR unknown = support::write_var(18, 0, 1, "01");
+    AddListWriteVar(&unknown);
+    EXPECT_EQ(set(7, "31", "34 12", 1), 3);
+    EXPECT_EQ(set(7, "32", "34 12", 1), 4);
+
+    EXPECT_EQ(ComCommunication(), nullptr);  // refuses the unknown type
+    EXPECT_EQ(sizes_seen, std::vector<int>({2})) << "without the dropped and the refused one";
+
+    ASSERT_NE(ComCommunication(), nullptr);
+    EXPECT_EQ(support::answer_nothing(), 44);
+    EXPECT_EQ(sizes_seen, std::vector<int>({2, 2, 1})) << "when it is reported, and when it has left the queue";
+
+    int result = -1;
+    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
+    EXPECT_EQ(result, 0) << "the other write of the variable went with it";
+    EXPECT_EQ(get(7, "900", 1, 1), "01 00");
 }
 
 TEST_F(HostAccess, WhatWritesNothingTakesNoLock) {

@@ -1,0 +1,27 @@
+/// \file
+/// Words that one thread changes while others look at them without a lock. Each is loaded and stored whole; what it
+/// says may be a moment old.
+#ifndef SHARED_WORDS_H
+#define SHARED_WORDS_H
+
+#include "Communication_Protocol.h"
+
+/// PLC_driver.comm_failed: true from a give-up to the next good reply. From any thread.
+inline bool link_has_failed() {
+    return __atomic_load_n(&PLC_driver.comm_failed, __ATOMIC_RELAXED);
+}
+
+/// Sets PLC_driver.comm_failed. For the link thread.
+inline void set_link_failed(bool failed) {
+    __atomic_store_n(&PLC_driver.comm_failed, failed, __ATOMIC_RELAXED);
+}
+
+/// Notes and returns the size of PLC_driver.write_list; called wherever that has changed. The caller holds
+/// `list_mutex`.
+int note_write_list_size();
+
+/// The size of PLC_driver.write_list: as it is, if `list_mutex` is free, otherwise as it was noted last. Never waits.
+/// From any thread, also from one that holds `list_mutex`.
+int write_list_size_without_waiting();
+
+#endif
