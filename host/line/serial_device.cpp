@@ -105,6 +105,12 @@ void switch_transmitter_by_kernel(const Descriptor &tty, const LineSettings &set
         refuse("the mode stays off");
 }
 
+bool is_pseudo_terminal(const struct stat &status) {
+    constexpr unsigned first_major = 136, last_major = 143;
+    const unsigned device = major(status.st_rdev);
+    return S_ISCHR(status.st_mode) && device >= first_major && device <= last_major;
+}
+
 }  // namespace
 
 Descriptor open_serial_device(const LineSettings &settings) {
@@ -126,12 +132,13 @@ Descriptor open_serial_device(const LineSettings &settings) {
 }
 
 bool is_pseudo_terminal(const Descriptor &tty) {
-    constexpr unsigned first_major = 136, last_major = 143;
     struct stat status {};
-    if (fstat(tty.number(), &status) != 0)
-        return false;
-    const unsigned device = major(status.st_rdev);
-    return S_ISCHR(status.st_mode) && device >= first_major && device <= last_major;
+    return fstat(tty.number(), &status) == 0 && is_pseudo_terminal(status);
+}
+
+bool is_pseudo_terminal(const std::string &path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && is_pseudo_terminal(status);
 }
 
 }  // namespace kelpo

@@ -3,6 +3,8 @@
 #include "host/line/descriptor.h"
 #include "host/line/line_settings.h"
 
+#include <string>
+
 namespace kelpo {
 
 /// Opens and sets up the tty `settings.path`, not blocking, for this program alone. Throws LineError, whose text names
@@ -12,5 +14,8 @@ Descriptor open_serial_device(const LineSettings &settings);
 
 /// True when the open tty is a pseudo-terminal.
 bool is_pseudo_terminal(const Descriptor &tty);
+
+/// True when the file of that name is there, and is a pseudo-terminal.
+bool is_pseudo_terminal(const std::string &path);
 
 }  // namespace kelpo

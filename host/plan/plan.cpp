@@ -1,5 +1,7 @@
 #include "host/plan/plan.h"
 
+#include "host/line/serial_device.h"
+
 #include <algorithm>
 #include <map>
 #include <tuple>
@@ -47,6 +49,14 @@ void fill(PlannedBlock &planned, const std::vector<Wanted> &group) {
     note_gap(end);
 }
 
+// A pseudo-terminal has no wire that must fall silent: unless it is told to, no line keeps a gap there.
+PollList with_kept_gap(PollList list) {
+    LineSettings &line = list.link.line;
+    if (!line.gap && is_pseudo_terminal(line.path))
+        line.gap = std::chrono::nanoseconds::zero();
+    return list;
+}
+
 }  // namespace
 
 Traffic &Traffic::operator+=(const Traffic &more) {
@@ -78,7 +88,8 @@ Traffic traffic_of(const PollList &list, const std::vector<PlannedRequest> &requ
     return traffic;
 }
 
-Plan make_plan(const PollList &list, DryRun &driver) {
+Plan make_plan(const PollList &list_as_given, DryRun &driver) {
+    const PollList list = with_kept_gap(list_as_given);
     Plan plan;
     plan.list = list;
     WantedByGroup groups = wanted_by_group(list, driver);

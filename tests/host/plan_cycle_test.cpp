@@ -1,6 +1,7 @@
 #include "host/plan/plan.h"
 #include "host/plan/plan_advice.h"
 #include "host/plan/plan_text.h"
+#include "pseudo_terminal.h"
 
 #include <gmock/gmock.h>
 
@@ -96,6 +97,21 @@ TEST(Plan, SumsUpStationsAndTheCycleOfThoseThatAreOn) {
     EXPECT_EQ(plan.cycle.bytes_out, 32);
     EXPECT_EQ(plan.cycle.bytes_in, 50);
     EXPECT_EQ(plan.cycle.time, microseconds(116000));
+}
+
+// There is no wire that must fall silent between two frames.
+TEST(Plan, HasNoSilenceOnAPseudoTerminal) {
+    const PseudoTerminal terminal;
+    PollList list = plant();
+    list.link.line.path = terminal.path();
+    EXPECT_EQ(plan_of(list).list.link.line.frame_gap(), microseconds(0));
+    const auto without = plan_of(list).cycle.time;
+    list.link.line.gap = microseconds(1000);
+    const Plan with_gap = plan_of(list);
+    EXPECT_EQ(with_gap.cycle.time, without + microseconds(1000) * with_gap.cycle.requests);
+    list.link.line.gap.reset();
+    list.link.line.path = "/nowhere/line";
+    EXPECT_EQ(plan_of(list).list.link.line.frame_gap(), microseconds(3500));
 }
 
 TEST(Plan, TakesParityStopBitsAndGapIntoAccount) {
