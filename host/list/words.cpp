@@ -4,6 +4,8 @@
 #include <charconv>
 #include <numeric>
 
+#include <wchar.h>
+
 namespace kelpo {
 namespace {
 
@@ -72,6 +74,27 @@ bool second_byte_fits(unsigned char first, unsigned char second) {
     default:
         return true;
     }
+}
+
+// The character that begins at `at`; of what is no UTF-8, a byte.
+std::string_view character_at(std::string_view text, std::size_t at) {
+    std::size_t end = at + 1;
+    if (character_length(static_cast<unsigned char>(text[at])) > 1)
+        while (end < text.size() && continues_character(text[end]))
+            ++end;
+    return text.substr(at, end - at);
+}
+
+std::size_t columns_of(std::string_view character) {
+    const auto first = static_cast<unsigned char>(character[0]);
+    const std::size_t length = character_length(first);
+    if (length <= 1 || length != character.size())
+        return 1;
+    wchar_t code = static_cast<wchar_t>(first & (0x7FU >> length));
+    for (const char byte : character.substr(1))
+        code = static_cast<wchar_t>(code << 6 | (static_cast<unsigned char>(byte) & 0x3F));
+    const int columns = wcwidth(code);
+    return columns < 0 ? 1 : static_cast<std::size_t>(columns);
 }
 
 }  // namespace
@@ -186,16 +209,21 @@ bool has_control_characters(std::string_view text) {
 }
 
 std::size_t width_of(std::string_view text) {
-    return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), continues_character));
+    std::size_t columns = 0;
+    for (std::size_t at = 0; at < text.size(); at += character_at(text, at).size())
+        columns += columns_of(character_at(text, at));
+    return columns;
 }
 
 std::string cut_to(std::string_view text, std::size_t width) {
     if (width_of(text) <= width)
         return std::string(text);
+    if (width == 0)
+        return {};
     std::size_t end = 0;
-    for (std::size_t characters = 0; characters + 1 < width; ++characters)
-        for (++end; end < text.size() && continues_character(text[end]);)
-            ++end;
+    for (std::size_t columns = columns_of(character_at(text, 0)); columns < width;
+         columns += columns_of(character_at(text, end)))
+        end += character_at(text, end).size();
     return std::string(text.substr(0, end)) + "~";
 }
 

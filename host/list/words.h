@@ -34,10 +34,11 @@ bool is_utf8(std::string_view text);
 /// True when a character of `text` is one that a terminal might obey.
 bool has_control_characters(std::string_view text);
 
-/// Columns that UTF-8 text takes on a terminal, one for each character.
+/// Columns that UTF-8 text takes on a terminal: by the locale's table two for wide characters and none for those that
+/// combine with the one before. Where the locale does not know a character, one: it is shown as a question mark.
 std::size_t width_of(std::string_view text);
 
-/// The first characters of UTF-8 text, at most `width`; the last is "~" when more follow.
+/// The first characters of UTF-8 text, in at most `width` columns; the last is "~" when more follow.
 std::string cut_to(std::string_view text, std::size_t width);
 
 }  // namespace kelpo

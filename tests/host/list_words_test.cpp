@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <clocale>
+
 namespace {
 
 using namespace kelpo;
@@ -73,6 +75,26 @@ TEST(ListWords, MeasureAndCutInCharacters) {
     EXPECT_EQ(cut_to("K\xC3\xBChler", 6), "K\xC3\xBChler");
     EXPECT_EQ(cut_to("K\xC3\xBChler", 3), "K\xC3\xBC~");
     EXPECT_EQ(cut_to("level", 1), "~");
+    EXPECT_EQ(cut_to("level", 0), "");
+    EXPECT_EQ(width_of("a\xFC\xE6\xB0"), 3U);
+}
+
+// Water tank, in Chinese; an e with an accent of its own.
+TEST(ListWords, TakeTheColumnsThatATerminalTakes) {
+    const std::string tank = "\xE6\xB0\xB4\xE7\xAE\xB1", accent = "e\xCC\x81";
+    const std::string before = std::setlocale(LC_CTYPE, nullptr);
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+    EXPECT_EQ(width_of(tank + "1"), 5U);
+    EXPECT_EQ(width_of(accent + "1"), 2U);
+    EXPECT_EQ(cut_to(tank + "1", 5), tank + "1");
+    EXPECT_EQ(cut_to(tank + "1", 4), "\xE6\xB0\xB4~");
+    EXPECT_EQ(cut_to(tank + "1", 3), "\xE6\xB0\xB4~");
+    EXPECT_EQ(cut_to(tank + "1", 2), "~");
+    EXPECT_EQ(cut_to(accent + "12", 2), accent + "~");
+    // A terminal that does not know them shows a question mark for each.
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C"), nullptr);
+    EXPECT_EQ(width_of(tank), 2U);
+    std::setlocale(LC_CTYPE, before.c_str());
 }
 
 }  // namespace
