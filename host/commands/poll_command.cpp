@@ -1,6 +1,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
 #include "host/commands/stop_on_signals.h"
+#include "host/commands/within_option.h"
 
 #include "host/list/list_file.h"
 #include "host/poll/poll.h"
@@ -16,9 +17,10 @@ namespace {
 
 /// What the command line gave.
 struct Chosen {
-    explicit Chosen(common::Command command) : line(command, LinkSettings()) {}
+    explicit Chosen(common::Command command) : line(command, LinkSettings()), within(command) {}
 
     LineOptions line;
+    WithinOption within;
     std::string list;
     std::optional<RecordFormat> format;
     std::optional<int> seconds;
@@ -50,6 +52,7 @@ ExitCode run(const Chosen &chosen) {
         options.every = std::chrono::milliseconds(*chosen.every);
     options.writes = chosen.writes;
     options.trace_file = chosen.trace_file;
+    options.within = chosen.within.value();
 
     StopSignal stop;
     const StopOnSignals on_signals(stop);
@@ -89,8 +92,8 @@ void add_poll_command(common::Command app, int &exit_code) {
         "  kelpo poll boiler.toml --format json | jq -r 'select(.kind == \"value\") | [.name, .text] | @tsv'\n"
         "  kelpo poll boiler.toml --format csv --every 1000 --seconds 3600 > hour.csv\n"
         "  echo 'set point=350' | kelpo poll boiler.toml --format plain --writes --seconds 5\n"
-        "Ends with 0 when all was well at the end; 1 when a write failed or still waited; 4 while the line was lost;\n"
-        "8, 9 or 10 while something was not read: no reply, refused, a bad reply.");
+        "Ends with 0 when all was well at the end; 1 when a write failed or expired, or a variable was never read;\n"
+        "4 while the line was lost; 8, 9 or 10 while something was not read: no reply, refused, a bad reply.");
     poll.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 

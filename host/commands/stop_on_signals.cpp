@@ -19,12 +19,19 @@ extern "C" void raise_stop(int) {
     errno = error;
 }
 
+// Whoever started the program with the signal ignored, as nohup does, wants it to outlive the terminal.
+bool stays_ignored(int number) {
+    struct sigaction before {};
+    return number == SIGHUP && sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
+}
+
 void handle_all(void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
     for (const int number : signals)
-        sigaction(number, &action, nullptr);
+        if (!stays_ignored(number))
+            sigaction(number, &action, nullptr);
 }
 
 }  // namespace

@@ -126,4 +126,16 @@ bool DriverLibrary::is_waiting(int group, int id) const {
            std::any_of(driver.once_read_list.cbegin(), driver.once_read_list.cend(), is_part);
 }
 
+bool DriverLibrary::serves_a_write_next() const {
+    constexpr int most_in_a_row = 5;
+    return entry_.PLC_driver->frame_list.isEmpty() && entry_.PLC_driver->write_tries < most_in_a_row;
+}
+
+void DriverLibrary::give_up(int group) const {
+    const QList<Protocol> &in_flight = entry_.PLC_driver->frame_list;
+    QByteArray no_reply;
+    while (!in_flight.isEmpty() && in_flight.at(0).var.var_group == group)
+        entry_.DataCom(&no_reply, 0);
+}
+
 }  // namespace kelpo

@@ -58,6 +58,15 @@ public:
     /// far: the end is a report after which nothing waits. Takes `list_mutex`, as above.
     bool is_waiting(int group, int id) const;
 
+    /// True when a write that is queued now, behind no other, is what the driver asks for next, unless its station is
+    /// switched off: nothing is in flight, and no cyclic read has its turn. For the thread that runs the link, which
+    /// alone changes what this looks at.
+    bool serves_a_write_next() const;
+
+    /// Gives up what is in flight if it is a request of this group, as when no reply comes however often it is sent.
+    /// For the same thread, while no link loop runs.
+    void give_up(int group) const;
+
 private:
     void *handle_;
     DriverEntryPoints entry_;

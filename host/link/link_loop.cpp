@@ -71,6 +71,7 @@ void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const 
     std::string stale;
 
     while (!line.stop_requested()) {
+        watcher.about_to_ask();
         // The request belongs to the driver and is valid until DataCom. The same one comes back until it is answered or
         // given up: sending it again needs nothing special here.
         const Protocol *request = driver.ComCommunication();

@@ -16,6 +16,11 @@ Outcome outcome_of(int code) {
     }
 }
 
+void WatcherList::about_to_ask() {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->about_to_ask();
+}
+
 void WatcherList::exchanged(const Exchange &exchange) {
     for (LinkWatcher *watcher : watchers_)
         watcher->exchanged(exchange);

@@ -46,6 +46,9 @@ class LinkWatcher {
 public:
     virtual ~LinkWatcher() = default;
 
+    /// The driver is asked for the next request right behind this call, so what is queued here can be that request.
+    virtual void about_to_ask() {}
+
     virtual void exchanged(const Exchange &) {}
 
     /// A pass over the cyclic read list is complete.
@@ -73,6 +76,7 @@ public:
         watchers_.push_back(&watcher);
     }
 
+    void about_to_ask() override;
     void exchanged(const Exchange &exchange) override;
     void pass_ended() override;
     void request_ended(int group, int id, int status) override;

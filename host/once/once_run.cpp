@@ -7,34 +7,29 @@ namespace {
 
 constexpr auto look_time = std::chrono::milliseconds(2);
 
-QString text_of(const std::string &text) {
-    return QString::fromLatin1(text.c_str());
-}
-
 }  // namespace
 
 OnceRun::OnceRun(const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher)
     : max_count_(settings.max_count), stop_(stop), watch_(stop),
-      session_(settings, stop, {&watch_, &watcher}, OnLoss::end) {}
+      session_(settings, stop, {&watch_, &writer_, &watcher}, OnLoss::end) {
+    writer_.use(session_.driver());
+}
 
 void OnceRun::start() {
     session_.start();
 }
 
 void OnceRun::queue_read(const Variable &place, int group, int id) {
-    const Variable to_read = place_to_read(place).value_or(place);
+    const Variable to_read = place_to_read(session_.driver().entry(), place).value_or(place);
     if (!wait_for_room(requests_of_read(to_read, max_count_)))
         return;
     RW_VAR record = once_read_record(to_read, group, id);
     session_.driver().entry().AddListOnceReadVar(&record, 0);
 }
 
-void OnceRun::queue_write(const Reference &reference, int group, int id) {
-    const Variable &place = reference.place;
-    if (!wait_for_room(requests_of_write(place, max_count_)))
-        return;
-    session_.driver().entry().SetRegisterData(QString(), place.type, text_of(place.address), place.station,
-                                              bytes_of(place.view, reference.values), place.count, group, id);
+int OnceRun::queue_write(const Reference &reference, WriteQueue::Time asked, std::chrono::milliseconds within) {
+    return writer_.write(parts_of_write(session_.driver().entry(), reference.place, reference.values, max_count_),
+                         asked, within);
 }
 
 // The driver drops what does not fit into its queue, and tells nobody. False when the run is stopped.
@@ -44,15 +39,37 @@ bool OnceRun::wait_for_room(int requests) const {
     return !stop_.raised();
 }
 
-void OnceRun::wait_until_served(const std::function<void()> &meanwhile) const {
-    while (!stop_.raised() && session_.driver().requests_waiting() > 0) {
+void OnceRun::wait_until_served(const std::function<void()> &meanwhile) {
+    while (!stop_.raised() && (session_.driver().requests_waiting() > 0 || writer_.size() > 0)) {
+        take_write_results();
         meanwhile();
         stop_.wait_for(look_time);
     }
+    take_write_results();
 }
 
 void OnceRun::finish() {
     session_.finish();
+    const Ending end = unserved();
+    writer_.end(end.problem, end.code);
+    take_write_results();
+}
+
+void OnceRun::take_write_results() {
+    for (const WriteResult &result : writer_.take_results())
+        writes_[result.id] = {result.kind == WriteResult::Kind::done, result.text, result.code};
+}
+
+// What is not through when the run ends.
+Ending OnceRun::unserved() const {
+    if (!line_error().empty())
+        return {false, "the line failed before it was through", ExitCode::no_line};
+    return {false, "was ended before it was through", ExitCode::not_right};
+}
+
+Ending OnceRun::write_ending(int id) const {
+    const auto found = writes_.find(id);
+    return found == writes_.end() ? unserved() : found->second;
 }
 
 bool OnceRun::done(int group, int id) const {
@@ -69,9 +86,7 @@ Ending OnceRun::ending(int group, int id) const {
         return {false, course.failure->text, exit_code_of(course.failure->kind)};
     if (course.failed)
         return {false, "the driver could not make a request of it", ExitCode::not_right};
-    if (!line_error().empty())
-        return {false, "the line failed before it was through", ExitCode::no_line};
-    return {false, "was ended before it was through", ExitCode::not_right};
+    return unserved();
 }
 
 Values OnceRun::values(const Variable &place) const {

@@ -4,8 +4,11 @@
 #include "host/once/ending.h"
 #include "host/once/reference.h"
 #include "host/once/request_watch.h"
+#include "host/write/writer.h"
 
+#include <chrono>
 #include <functional>
+#include <map>
 #include <string>
 
 namespace kelpo {
@@ -23,16 +26,22 @@ public:
     /// Queues a request, which is known by its group and id from then on. When the driver's queue is full, waits for
     /// room in it. Does nothing once the run is stopped. Only what PlaceCheck lets pass.
     void queue_read(const Variable &place, int group, int id);
-    void queue_write(const Reference &reference, int group, int id);
+
+    /// Queues a write, which was `asked` for and is to be begun `within` that time. It is known by the id that comes
+    /// back. Only what PlaceCheck lets pass.
+    int queue_write(const Reference &reference, WriteQueue::Time asked, std::chrono::milliseconds within);
 
     /// Waits until all that was queued has ended, or the run is stopped. Calls `meanwhile` now and then.
-    void wait_until_served(const std::function<void()> &meanwhile) const;
+    void wait_until_served(const std::function<void()> &meanwhile);
 
     /// Closes the line. What was not served by now will not be.
     void finish();
 
     /// How a request has ended. After finish().
     Ending ending(int group, int id) const;
+
+    /// Likewise of a write, also before finish() once it was served.
+    Ending write_ending(int id) const;
 
     /// What the driver holds for the place: what was read, once its reading has ended well.
     Values values(const Variable &place) const;
@@ -47,11 +56,15 @@ public:
 
 private:
     bool wait_for_room(int requests) const;
+    void take_write_results();
+    Ending unserved() const;
 
     int max_count_;
     StopSignal &stop_;
     RequestWatch watch_;
+    Writer writer_;
     Session session_;
+    std::map<int, Ending> writes_;  // that have ended, by id
 };
 
 }  // namespace kelpo

@@ -27,7 +27,7 @@ Ending PlaceCheck::of_read(const Variable &place) {
     Ending address = of_address(place);
     if (!address.done)
         return address;
-    const int requests = requests_of_read(place_to_read(place).value_or(place), max_count_);
+    const int requests = requests_of_read(place_to_read(library_.entry(), place).value_or(place), max_count_);
     return requests > most_queued ? too_many(requests) : all_well;
 }
 
@@ -45,7 +45,7 @@ Ending PlaceCheck::of_write(const Variable &place, bool read_back) {
 Ending PlaceCheck::of_address(const Variable &place) {
     constexpr std::int64_t last_modbus_address = 65535;
     const int number = library_.entry().PLCAddressChangeIntef(place.type, QString::fromLatin1(place.address.c_str()));
-    const auto to_read = place_to_read(place);
+    const auto to_read = place_to_read(library_.entry(), place);
     if (number < 0 || !to_read)
         return no_address(place);
     const Span span = driver_.span_of(*to_read);

@@ -11,7 +11,7 @@ namespace kelpo {
 namespace {
 
 // The host's names for its requests.
-constexpr int read_group = 1, write_group = 2, check_group = 3;
+constexpr int read_group = 1, check_group = 3;
 
 enum class Purpose { read, write };
 
@@ -84,9 +84,7 @@ OnceResult read_result(const OnceRun &run, const Reference &reference, int id) {
 }
 
 OnceResult write_result(const OnceRun &run, const Reference &reference, int id, bool read_back) {
-    OnceResult result{reference, run.ending(write_group, id), std::nullopt};
-    if (!result.ending.done && result.ending.code != ExitCode::refused)
-        result.ending.problem += "; it may have been written all the same";
+    OnceResult result{reference, run.write_ending(id), std::nullopt};
     if (!result.ending.done || !read_back)
         return result;
     const Ending reading = run.ending(check_group, id);
@@ -103,27 +101,29 @@ OnceResult write_result(const OnceRun &run, const Reference &reference, int id, 
     return result;
 }
 
-void ask(OnceRun &run, const std::vector<Reference> &references, Purpose purpose, bool read_back) {
-    const int count = static_cast<int>(references.size());
-    const auto reference = [&](int id) -> const Reference & {
-        return references[static_cast<std::size_t>(id)];
-    };
-    for (int id = 0; id < count; ++id) {
-        if (purpose == Purpose::read)
-            run.queue_read(reference(id).place, read_group, id);
-        else
-            run.queue_write(reference(id), write_group, id);
-    }
+void ask(OnceRun &run, const std::vector<Reference> &references) {
+    for (std::size_t i = 0; i < references.size(); ++i)
+        run.queue_read(references[i].place, read_group, static_cast<int>(i));
     run.wait_until_served([] {});
-    if (!read_back)
+}
+
+// The ids count from 0 on, in the order of the references.
+void write(OnceRun &run, const std::vector<Reference> &references, const OnceOptions &options,
+           std::chrono::steady_clock::time_point asked) {
+    for (const Reference &reference : references)
+        run.queue_write(reference, asked, options.within);
+    run.wait_until_served([] {});
+    if (!options.check)
         return;
+    const int count = static_cast<int>(references.size());
     for (int id = 0; id < count; ++id)
-        if (run.done(write_group, id))
-            run.queue_read(reference(id).place, check_group, id);
+        if (run.write_ending(id).done)
+            run.queue_read(references[static_cast<std::size_t>(id)].place, check_group, id);
     run.wait_until_served([] {});
 }
 
 ExitCode run_once(const OnceOptions &options, Purpose purpose, StopSignal &stop, Teller &teller) {
+    const auto asked = std::chrono::steady_clock::now();
     std::vector<Reference> references;
     ExitCode code = take_references(options, purpose, references, teller);
     if (code != ExitCode::all_well)
@@ -136,7 +136,10 @@ ExitCode run_once(const OnceOptions &options, Purpose purpose, StopSignal &stop,
     LinkWatcher nobody_else;
     OnceRun run(options.link, stop, nobody_else);
     run.start();
-    ask(run, references, purpose, read_back);
+    if (purpose == Purpose::read)
+        ask(run, references);
+    else
+        write(run, references, options, asked);
     run.finish();
 
     for (std::size_t i = 0; i < references.size(); ++i) {

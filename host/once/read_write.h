@@ -3,7 +3,9 @@
 #include "host/exit_code.h"
 #include "host/line/stop_signal.h"
 #include "host/link/link_settings.h"
+#include "host/write/write_queue.h"
 
+#include <chrono>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -13,10 +15,11 @@ namespace kelpo {
 
 struct OnceOptions {
     LinkSettings link;
-    std::optional<int> station;           ///< of references that name none
-    std::vector<std::string> references;  ///< as reference_from takes them
-    bool json = false;                    ///< one JSON object for each reference instead of lines
-    bool check = false;                   ///< of a write: read back and compare
+    std::optional<int> station;                                 ///< of references that name none
+    std::vector<std::string> references;                        ///< as reference_from takes them
+    bool json = false;                                          ///< one JSON object for each reference instead of lines
+    bool check = false;                                         ///< of a write: read back and compare
+    std::chrono::milliseconds within = default_write_deadline;  ///< of a write: what is not begun by then is not sent
 };
 
 /// Reads each reference once and tells the values on `out`, what went wrong on `error`. All references are looked at

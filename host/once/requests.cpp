@@ -1,7 +1,5 @@
 #include "host/once/requests.h"
 
-#include "host/list/words.h"
-
 #include <algorithm>
 
 namespace kelpo {
@@ -25,28 +23,20 @@ std::optional<int> type_of_registers(int type) {
     }
 }
 
-// The bit that "word.bit" names, counted from register 0.
-std::optional<long long> bit_number(const std::string &address) {
-    const std::size_t point = address.find('.');
-    if (point == std::string::npos)
-        return std::nullopt;
-    const auto word = whole_number(address.substr(0, point)), bit = whole_number(address.substr(point + 1));
-    return word && bit ? std::optional<long long>(*word * 16 + *bit) : std::nullopt;
-}
-
 }  // namespace
 
-std::optional<Variable> place_to_read(const Variable &place) {
+std::optional<Variable> place_to_read(const DriverEntryPoints &driver, const Variable &place) {
+    constexpr int bits = 16;
     const auto type = type_of_registers(place.type);
     if (!type)
         return place;
-    const auto bit = bit_number(place.address);
-    if (!bit || *bit < 0)
+    const int bit = driver.PLCAddressChangeIntef(place.type, QString::fromLatin1(place.address.c_str()));
+    if (bit < 0)
         return std::nullopt;
     Variable registers = place;
     registers.type = *type;
-    registers.address = std::to_string(*bit / 16);
-    registers.count = static_cast<int>((*bit % 16 + place.count + 15) / 16);
+    registers.address = std::to_string(bit / bits);
+    registers.count = rounded_up(bit % bits + place.count, bits);
     registers.view = View::unsigned_words;
     return registers;
 }

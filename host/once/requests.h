@@ -10,9 +10,9 @@ namespace kelpo {
 constexpr int most_queued = 1024;
 
 /// The place as it is to be read: a bit in a register (types 15 to 17) through the registers that hold it, since the
-/// driver reads other registers for such a type; every other place as it is. Nothing when the address of such a bit is
-/// none.
-std::optional<Variable> place_to_read(const Variable &place);
+/// driver reads other registers for such a type; every other place as it is. Nothing when the driver takes no such
+/// address for such a bit.
+std::optional<Variable> place_to_read(const DriverEntryPoints &driver, const Variable &place);
 
 /// How many requests the driver makes of reading `place` once, in one that place_to_read gave.
 int requests_of_read(const Variable &place, int max_count);

@@ -61,12 +61,11 @@ void LinkGauge::exchanged(const Exchange &exchange) {
     const std::lock_guard<std::mutex> locked(mutex_);
     const Time now = clock_();
     count(exchange, now);
-    report_failed_request(exchange, failure);
     judge_station(exchange, failure, now);
     if (exchange.id != polled)
         return;
     time_cycle(exchange, now - std::chrono::duration_cast<Time::duration>(exchange.ended_at - exchange.sent_at));
-    judge_block(exchange, failure, now);
+    judge_block(exchange, failure);
 }
 
 void LinkGauge::count(const Exchange &exchange, Time now) {
@@ -119,48 +118,28 @@ void LinkGauge::judge_station(const Exchange &exchange, const std::optional<Fail
     }
     if (!failure || !is_silence(*failure)) {
         if (station.down_since)
-            tell({Kind::station_back, {}, place_of(exchange), 0, polled, {}, {}});
+            tell({Kind::station_back, {}, place_of(exchange), 0, {}, {}, {}});
         station.down_since.reset();
     } else if (exchange.outcome == Outcome::given_up && !station.down_since) {
         station.down_since = now;
-        tell({Kind::station_down, {}, place_of(exchange), 0, polled, {}, failure->text});
+        tell({Kind::station_down, {}, place_of(exchange), 0, {}, failure->text, failure->kind});
     }
 }
 
-void LinkGauge::judge_block(const Exchange &exchange, const std::optional<Failure> &failure, Time now) {
+void LinkGauge::judge_block(const Exchange &exchange, const std::optional<Failure> &failure) {
     LinkReading::Block &block = reading_.blocks[place_of(exchange)];
     if (!failure) {
-        ++block.readings;
-        block.read_at = now;
         block.failure.reset();
     } else if (exchange.outcome == Outcome::given_up) {
         block.failure = failure;
-        tell({Kind::given_up, {}, place_of(exchange), exchange.count, polled, {}, failure->text});
+        tell({Kind::given_up, {}, place_of(exchange), exchange.count, {}, failure->text, failure->kind});
     }
-}
-
-// The driver reports a failed request before the exchange that tells why; one that it cannot build has no exchange.
-void LinkGauge::report_failed_request(const Exchange &exchange, const std::optional<Failure> &failure) {
-    const std::optional<int> id = std::exchange(reading_.request_failing, std::nullopt);
-    if (!id)
-        return;
-    const bool sent = *id == exchange.id && failure;
-    tell({Kind::request_failed, {}, {}, 0, *id, {}, sent ? failure->text : "the driver can make no request of it"});
-}
-
-void LinkGauge::request_ended(int /*group*/, int id, int status) {
-    constexpr int done = 1;
-    const std::lock_guard<std::mutex> locked(mutex_);
-    if (status == done)
-        tell({Kind::request_done, {}, {}, 0, id, {}, {}});
-    else
-        reading_.request_failing = id;
 }
 
 void LinkGauge::line_opened() {
     const std::lock_guard<std::mutex> locked(mutex_);
     if (lost_)
-        tell({Kind::line_back, {}, {}, 0, polled, {}, {}});
+        tell({Kind::line_back, {}, {}, 0, {}, {}, {}});
     lost_ = false;
     reading_.line_open = true;
     reading_.line_error.clear();
@@ -174,7 +153,7 @@ void LinkGauge::line_lost(const std::string &why, std::chrono::milliseconds paus
     reading_.line_error = why;
     reading_.next_try = clock_() + pause;
     forget_cycle();
-    tell({Kind::line_lost, {}, {}, 0, polled, pause, why});
+    tell({Kind::line_lost, {}, {}, 0, pause, why, {}});
 }
 
 void LinkGauge::forget_cycle() {

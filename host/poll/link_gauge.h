@@ -34,8 +34,6 @@ struct LinkReading {
     using Time = std::chrono::steady_clock::time_point;
 
     struct Block {
-        std::uint64_t readings = 0;      ///< good replies
-        Time read_at{};                  ///< when the last of them came
         std::optional<Failure> failure;  ///< of the last request, when it was given up
     };
 
@@ -68,7 +66,6 @@ struct LinkReading {
     Cycles cycles;
     std::map<BlockPlace, Block> blocks;
     std::map<int, Station> stations;
-    std::optional<int> request_failing;  ///< id of a request that has failed; the event follows within moments
     bool line_open = false;
     std::string line_error;  ///< why the line was lost; empty while it is open
     Time next_try{};         ///< when the line is to be opened again
@@ -81,18 +78,16 @@ struct LinkEvent {
         station_down,  ///< a station does not answer any more
         station_back,  ///< it does again
         line_lost,
-        line_back,
-        request_done,   ///< by the driver's write-result callback
-        request_failed  ///< likewise
+        line_back
     };
 
     Kind kind;
     std::chrono::system_clock::time_point time;
-    BlockPlace place{};                  ///< of given_up, station_down, station_back
-    int count = 0;                       ///< units of the block; of given_up
-    int id = -1;                         ///< of request_done, request_failed
-    std::chrono::milliseconds pause{0};  ///< until the next try; of line_lost
-    std::string text;                    ///< why
+    BlockPlace place{};                             ///< of given_up, station_down, station_back
+    int count = 0;                                  ///< units of the block; of given_up
+    std::chrono::milliseconds pause{0};             ///< until the next try; of line_lost
+    std::string text;                               ///< why
+    Failure::Kind cause = Failure::Kind::no_reply;  ///< of given_up, station_down
 };
 
 /// Measures a link. Any thread may look while the link runs.
@@ -112,7 +107,6 @@ public:
     void forget_station(int station);
 
     void exchanged(const Exchange &exchange) override;
-    void request_ended(int group, int id, int status) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
@@ -122,8 +116,7 @@ private:
     void count(const Exchange &exchange, LinkReading::Time now);
     void time_cycle(const Exchange &exchange, LinkReading::Time sent_at);
     void judge_station(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
-    void judge_block(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
-    void report_failed_request(const Exchange &exchange, const std::optional<Failure> &failure);
+    void judge_block(const Exchange &exchange, const std::optional<Failure> &failure);
     void forget_cycle();
     void tell(LinkEvent event);
 

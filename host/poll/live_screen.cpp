@@ -5,6 +5,7 @@
 #include "host/poll/value_input.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 namespace kelpo {
@@ -52,10 +53,14 @@ std::size_t widest_value(const Variable &variable) {
 PollRow::State state_of(const PollEngine &engine, int station, const VariableState &state) {
     if (engine.is_off(station))
         return PollRow::State::off;
+    if (!engine.link().line_open)
+        return PollRow::State::lost;
     const auto known = engine.link().stations.find(station);
     if (known != engine.link().stations.end() && known->second.down_since)
         return PollRow::State::down;
-    return state.failure ? PollRow::State::failing : PollRow::State::asked;
+    if (state.failure)
+        return PollRow::State::failing;
+    return state.quality == Quality::stale ? PollRow::State::stale : PollRow::State::asked;
 }
 
 PollRow row_of(const PollEngine &engine, std::size_t index, steady_clock::time_point now) {
@@ -77,16 +82,21 @@ PollRow row_of(const PollEngine &engine, std::size_t index, steady_clock::time_p
     return row;
 }
 
-PollStation station_of(const PollEngine &engine, const Station &station, steady_clock::time_point now) {
+PollStation station_of(const PollEngine &engine, const std::map<int, RefusingStation> &refusing, const Station &station,
+                       steady_clock::time_point now) {
     using State = PollStation::State;
     PollStation shown{station.number, State::unknown, {}, {}};
     const auto known = engine.link().stations.find(station.number);
+    const auto refuses = refusing.find(station.number);
     if (engine.is_off(station.number)) {
         shown.state = State::off;
     } else if (known != engine.link().stations.end() && known->second.down_since) {
         shown.state = State::down;
         shown.down_for = now - *known->second.down_since;
         shown.failure = known->second.failure->text;
+    } else if (refuses != refusing.end()) {
+        shown.state = State::refusing;
+        shown.failure = refuses->second.words();
     } else if (known != engine.link().stations.end() && known->second.answered > 0) {
         shown.state = State::answers;
     }
@@ -162,13 +172,14 @@ PollModel LiveScreen::model() {
     model.top = shown_.top;
     model.link = engine_.link();
     model.until_next_try = engine_.link().next_try - now;
+    const std::map<int, RefusingStation> refusing = engine_.refusing();
     for (const Station &station : engine_.list().stations)
-        model.stations.push_back(station_of(engine_, station, now));
+        model.stations.push_back(station_of(engine_, refusing, station, now));
     model.paused = paused_;
     model.help = help_;
     if (trace_)
         model.trace = trace_lines_;
-    if (now - message_at_ < message_time)
+    if (!message_.empty() && now - message_at_ < message_time)
         model.message = message_;
     else if (const std::size_t *variable = selected_variable())
         if (const auto &failure = engine_.watch().states()[*variable].failure)
@@ -241,6 +252,7 @@ bool LiveScreen::command(char key) {
 void LiveScreen::move(const KeyPress &press) {
     if (matching_.empty())
         return;
+    message_.clear();  // what there is to say of the variable chosen now counts more
     const std::size_t last = matching_.size() - 1;
     const auto back = [this](std::size_t rows) {
         selected_ -= std::min(selected_, rows);

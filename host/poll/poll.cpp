@@ -52,13 +52,15 @@ bool poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop
 }  // namespace
 
 ExitCode run_poll(const PollOptions &options, StopSignal &stop, std::ostream &error) {
-    PollEngine engine(options.list, stop, options.trace_file);
+    PollEngine engine(options.list, stop, options.trace_file, options.within);
     engine.start();
     const bool heard = poll(engine, options, stop);
     engine.finish();
     if (!heard)
         return ExitCode::all_well;
-    engine.refresh();
+    for (const PollEvent &event : engine.refresh().events)
+        if (event.is_write())
+            error << "kelpo: " << words_of(event, options.list.variables) << "\n";
     error << engine.summary();
     return engine.exit_code();
 }

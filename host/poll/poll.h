@@ -4,6 +4,7 @@
 #include "host/line/stop_signal.h"
 #include "host/list/poll_list.h"
 #include "host/poll/records.h"
+#include "host/write/write_queue.h"
 
 #include <chrono>
 #include <iosfwd>
@@ -19,6 +20,7 @@ struct PollOptions {
     std::optional<std::chrono::seconds> duration;
     std::optional<std::chrono::milliseconds> every;  ///< all values so often, instead of those that changed; of records
     bool writes = false;  ///< records: take lines NAME=VALUE from standard input and write them
+    std::chrono::milliseconds within = default_write_deadline;  ///< a write that is not begun by then is not sent
     std::string trace_file;
 };
 

@@ -4,6 +4,7 @@
 #include "host/poll/quantity_text.h"
 #include "host/poll/value_input.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace kelpo {
@@ -12,7 +13,7 @@ namespace {
 using Kind = PollEvent::Kind;
 
 constexpr std::size_t frames_kept = 400;  // for the screen's trace
-constexpr int write_group = 12;           // outside of those that shift the driver's return codes
+constexpr std::size_t names_told = 20;    // of variables that were never read
 
 bool ends_with(const std::string &text, const std::string &end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
@@ -41,17 +42,25 @@ Kind kind_of(LinkEvent::Kind kind) {
     case LinkEvent::Kind::line_lost:
         return Kind::line_lost;
     case LinkEvent::Kind::line_back:
-        return Kind::line_back;
-    case LinkEvent::Kind::request_done:
+        break;
+    }
+    return Kind::line_back;
+}
+
+Kind kind_of(WriteResult::Kind kind) {
+    switch (kind) {
+    case WriteResult::Kind::done:
         return Kind::write_done;
-    case LinkEvent::Kind::request_failed:
+    case WriteResult::Kind::expired:
+        return Kind::write_expired;
+    case WriteResult::Kind::failed:
         break;
     }
     return Kind::write_failed;
 }
 
-bool is_write(const PollEvent &event) {
-    return event.kind == Kind::write_done || event.kind == Kind::write_failed;
+PollEvent event_of(const LinkEvent &event) {
+    return {kind_of(event.kind), event.time, event.place, event.count, {}, event.pause, event.text, event.cause};
 }
 
 std::string station_words(const PollEvent &event) {
@@ -68,7 +77,7 @@ std::string words_of(const PollEvent &event, const std::vector<Variable> &variab
                std::to_string(event.place.type) + " from no. " + std::to_string(event.place.address) +
                " given up: " + event.text;
     case Kind::station_down:
-        return station_words(event) + " does not answer: " + event.text;
+        return station_words(event) + " " + down_words(event.cause, event.text);
     case Kind::station_back:
         return station_words(event) + " answers again";
     case Kind::line_lost:
@@ -77,17 +86,34 @@ std::string words_of(const PollEvent &event, const std::vector<Variable> &variab
         return "line is back";
     case Kind::write_done:
         return "write " + name + " = " + event.text + ": done";
+    case Kind::write_expired:
+        return "write " + name + " expired: " + event.text;
     case Kind::write_failed:
         break;
     }
     return "write " + name + " failed: " + event.text;
 }
 
-PollEngine::PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file)
+// What comes and is no good reply may be anybody's.
+std::string down_words(Failure::Kind cause, const std::string &reason) {
+    return (cause == Failure::Kind::no_reply ? "does not answer: " : "is not understood: ") + reason;
+}
+
+std::string RefusingStation::words() const {
+    return "refusing, " + std::to_string(refused) + " of " + std::to_string(blocks) +
+           (blocks == 1 ? " block " : " blocks ") + reason;
+}
+
+PollEngine::PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file,
+                       std::chrono::milliseconds within)
     : list_(list), ring_(frames_kept), output_(opened(trace_file)), tracer_(sinks(ring_, queue_, output_.has_value())),
-      session_(list.link, stop, {&gauge_, &tracer_}, OnLoss::open_again),
-      blocks_(session_.poll(places_to_poll(list.variables))),
-      watch_(session_.driver().entry(), list.variables, session_.driver().read_blocks()) {
+      session_(list.link, stop, {&gauge_, &values_, &writer_, &tracer_}, OnLoss::open_again), within_(within),
+      blocks_(session_.poll(places_to_poll(session_.driver().entry(), list.variables))), watch_(list.variables) {
+    const std::vector<RW_VAR> blocks = session_.driver().read_blocks();
+    for (const RW_VAR &block : blocks)
+        ++blocks_of_[block.station_no];
+    values_.use(session_.driver().entry(), list.variables, blocks);
+    writer_.use(session_.driver());
     for (const Station &station : list.stations)
         if (!station.enabled)
             switch_station(station.number);
@@ -100,53 +126,33 @@ void PollEngine::start() {
 
 PollEngine::News PollEngine::refresh() {
     News news;
-    // In this order: when nothing waits any more, the end of every write is in the reading or among the events.
-    const bool idle = session_.driver().requests_waiting() == 0;
     link_ = gauge_.reading();
-    for (const LinkEvent &event : gauge_.take_events()) {
-        const PollEvent told = event_from(event);
-        if (!is_write(told) || told.variable)
-            news.events.push_back(told);
-    }
-    if (idle && !link_.request_failing)
-        report_dropped_writes(news.events);
-    news.changed = watch_.refresh(link_);
+    for (const LinkEvent &event : gauge_.take_events())
+        news.events.push_back(kelpo::event_of(event));
+    for (const WriteResult &result : writer_.take_results())
+        news.events.push_back(event_of(result));
+    news.changed = watch_.refresh(values_.take(), link_, off_, std::chrono::steady_clock::now());
     write_trace();
     return news;
 }
 
 void PollEngine::finish() {
     session_.finish();
+    if (session_.line_error().empty())
+        writer_.end("polling ended before it was through", ExitCode::not_right);
+    else
+        writer_.end("the line was lost when polling ended", ExitCode::no_line);
 }
 
-PollEvent PollEngine::event_from(const LinkEvent &event) {
-    PollEvent told{kind_of(event.kind), event.time, event.place, event.count, std::nullopt, event.pause, event.text};
-    if (is_write(told))
-        end_write(event.id, told);
-    return told;
-}
-
-void PollEngine::end_write(int id, PollEvent &event) {
-    const auto found = writes_.find(id);
-    if (found == writes_.end())
-        return;
-    if (event.kind == Kind::write_done && session_.driver().is_waiting(write_group, id))
-        return;
-    event.variable = found->second.variable;
-    if (event.kind == Kind::write_done)
-        event.text = found->second.text;
-    ++(event.kind == Kind::write_done ? writes_done_ : writes_failed_);
+PollEvent PollEngine::event_of(const WriteResult &result) {
+    const auto found = writes_.find(result.id);
+    const Write write = found->second;
     writes_.erase(found);
-}
-
-// The driver drops requests to a station that is switched off, and tells nobody.
-void PollEngine::report_dropped_writes(std::vector<PollEvent> &events) {
-    for (const auto &[id, write] : writes_) {
-        events.push_back(
-            {Kind::write_failed, std::chrono::system_clock::now(), {}, 0, write.variable, {}, "dropped by the driver"});
-        ++writes_failed_;
-    }
-    writes_.clear();
+    const bool done = result.kind == WriteResult::Kind::done;
+    ++(done ? writes_done_ : result.kind == WriteResult::Kind::expired ? writes_expired_ : writes_failed_);
+    PollEvent event{kind_of(result.kind), std::chrono::system_clock::now(), {}, 0, write.variable, {}, {}};
+    event.text = done ? write.text : result.text;
+    return event;
 }
 
 void PollEngine::write_trace() {
@@ -168,19 +174,18 @@ WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
     if (is_off(variable.station))
         return {false, variable.name + ": not written, station " + std::to_string(variable.station) +
                            " is switched off; switch it on first"};
-    const int waiting = session_.driver().requests_waiting();
-    if (waiting + requests > most_queued)
-        return {false, variable.name + ": not written, the driver's queue is full: " + std::to_string(waiting) +
-                           " of " + std::to_string(most_queued) + " requests wait"};
+    const std::size_t waiting = writer_.requests();
+    if (waiting + static_cast<std::size_t>(requests) > most_queued)
+        return {false, variable.name + ": not written, too much waits to be written: " + std::to_string(waiting) +
+                           " of " + std::to_string(most_queued) + " requests"};
 
-    const int id = next_id_++;
     const std::string text = text_of(variable.view, input.values);
+    const int id =
+        writer_.write(parts_of_write(session_.driver().entry(), variable, input.values, list_.link.max_count),
+                      std::chrono::steady_clock::now(), within_);
     writes_[id] = {index, text};
-    session_.driver().entry().SetRegisterData(QString(), variable.type, QString::fromLatin1(variable.address.c_str()),
-                                              variable.station, bytes_of(variable.view, input.values), variable.count,
-                                              write_group, id);
     return {true, "write " + variable.name + " = " + text + ": queued" +
-                      (link_.line_open ? "" : ", waits until the line is back")};
+                      (link_.line_open ? "" : ", waits for the line at most " + duration_text(within_))};
 }
 
 bool PollEngine::write_waits(std::size_t variable) const {
@@ -193,11 +198,35 @@ bool PollEngine::write_waits(std::size_t variable) const {
 std::string PollEngine::switch_station(int station) {
     constexpr int off = 0, on = 1;
     const bool switched_on = off_.erase(station) > 0;
-    if (!switched_on)
+    if (!switched_on) {
         off_.insert(station);
+        writer_.withdraw(station, "station " + std::to_string(station) + " was switched off before it was sent");
+    }
     session_.driver().entry().EnableEthernet(station, switched_on ? on : off);
     gauge_.forget_station(station);
+    values_.forget_failures(station);
     return "station " + std::to_string(station) + (switched_on ? " switched on" : " switched off: it is not asked");
+}
+
+std::map<int, RefusingStation> PollEngine::refusing() const {
+    std::map<int, RefusingStation> stations;
+    for (const auto &[place, block] : link_.blocks)
+        if (block.failure && block.failure->kind == Failure::Kind::refused && !is_off(place.station)) {
+            RefusingStation &station = stations[place.station];
+            station.blocks = blocks_of_.at(place.station);
+            // Some blocks take two requests.
+            station.refused = std::min(station.refused + 1, station.blocks);
+            station.reason = block.failure->text;
+        }
+    return stations;
+}
+
+std::vector<std::size_t> PollEngine::never_read() const {
+    std::vector<std::size_t> indexes;
+    for (std::size_t i = 0; i < list_.variables.size(); ++i)
+        if (!watch_.states()[i].known() && !is_off(list_.variables[i].station))
+            indexes.push_back(i);
+    return indexes;
 }
 
 std::string PollEngine::summary() const {
@@ -211,12 +240,22 @@ std::string PollEngine::summary() const {
         text << ": mean " << duration_text(link_.cycles.mean) << ", worst " << duration_text(link_.cycles.worst);
     text << "\nbytes      " << link_.bytes_sent << " sent, " << link_.bytes_received << " received, "
          << link_.bytes_discarded << " thrown away\n";
-    if (writes_done_ + writes_failed_ + static_cast<int>(writes_.size()) > 0)
-        text << "writes     " << writes_done_ << " done, " << writes_failed_ << " failed, " << writes_.size()
-             << " not sent any more\n";
+    if (writes_done_ + writes_failed_ + writes_expired_ > 0)
+        text << "writes     " << writes_done_ << " done, " << writes_failed_ << " failed, " << writes_expired_
+             << " expired\n";
     for (const auto &[number, station] : link_.stations)
         if (station.down_since && !is_off(number))
-            text << "station    " << number << " does not answer: " << station.failure->text << "\n";
+            text << "station    " << number << " " << down_words(station.failure->kind, station.failure->text) << "\n";
+    for (const auto &[number, station] : refusing())
+        text << "station    " << number << " " << station.words() << "\n";
+    const std::vector<std::size_t> unread = never_read();
+    for (std::size_t i = 0; i < std::min(unread.size(), names_told); ++i) {
+        const auto &failure = watch_.states()[unread[i]].failure;
+        text << "never read " << list_.variables[unread[i]].name << ": "
+             << (failure ? failure->text : std::string("polling ended before")) << "\n";
+    }
+    if (unread.size() > names_told)
+        text << "never read " << unread.size() - names_told << " more\n";
     if (!link_.line_error.empty())
         text << "line       lost: " << link_.line_error << "\n";
     return text.str();
@@ -225,7 +264,8 @@ std::string PollEngine::summary() const {
 ExitCode PollEngine::exit_code() const {
     if (!link_.line_error.empty())
         return ExitCode::no_line;
-    ExitCode code = writes_failed_ > 0 || !writes_.empty() ? ExitCode::not_right : ExitCode::all_well;
+    const bool unwritten = writes_failed_ + writes_expired_ > 0;
+    ExitCode code = unwritten || !never_read().empty() ? ExitCode::not_right : ExitCode::all_well;
     for (const auto &[place, block] : link_.blocks)
         if (block.failure && !is_off(place.station))
             code = worse(code, exit_code_of(block.failure->kind));

@@ -4,10 +4,13 @@
 #include "host/link/session.h"
 #include "host/list/poll_list.h"
 #include "host/poll/link_gauge.h"
+#include "host/poll/read_values.h"
 #include "host/poll/variable_watch.h"
 #include "host/trace/trace_output.h"
 #include "host/trace/tracer.h"
+#include "host/write/writer.h"
 
+#include <chrono>
 #include <cstddef>
 #include <map>
 #include <optional>
@@ -19,19 +22,47 @@ namespace kelpo {
 
 /// Something that happened while a list was polled, to be told once.
 struct PollEvent {
-    enum class Kind { given_up, station_down, station_back, line_lost, line_back, write_done, write_failed };
+    enum class Kind {
+        given_up,
+        station_down,
+        station_back,
+        line_lost,
+        line_back,
+        write_done,
+        write_failed,
+        write_expired
+    };
 
     Kind kind;
     std::chrono::system_clock::time_point time;
-    BlockPlace place{};                   ///< of given_up; of the stations' events the station
-    int count = 0;                        ///< units of the block; of given_up
-    std::optional<std::size_t> variable;  ///< of a write
-    std::chrono::milliseconds pause{0};   ///< until the next try; of line_lost
-    std::string text;                     ///< why; of write_done what was written
+    BlockPlace place{};                             ///< of given_up; of the stations' events the station
+    int count = 0;                                  ///< units of the block; of given_up
+    std::optional<std::size_t> variable;            ///< of a write
+    std::chrono::milliseconds pause{0};             ///< until the next try; of line_lost
+    std::string text;                               ///< why; of write_done what was written
+    Failure::Kind cause = Failure::Kind::no_reply;  ///< of given_up and station_down
+
+    bool is_write() const {
+        return kind == Kind::write_done || kind == Kind::write_failed || kind == Kind::write_expired;
+    }
 };
 
 /// The event in words, in one line.
 std::string words_of(const PollEvent &event, const std::vector<Variable> &variables);
+
+/// Why a station is down, in words that go on from its number: "does not answer: no reply". `reason` is as a failure
+/// tells it.
+std::string down_words(Failure::Kind cause, const std::string &reason);
+
+/// A station that answers, and refuses some of what is polled.
+struct RefusingStation {
+    int refused = 0;     ///< blocks
+    int blocks = 0;      ///< of the station, in all
+    std::string reason;  ///< of one of those refused
+
+    /// In words that go on from its number: "refusing, 1 of 3 blocks refused: illegal data address (exception 2)".
+    std::string words() const;
+};
 
 /// Whether a write was queued, or why not.
 struct WriteAnswer {
@@ -44,22 +75,22 @@ struct WriteAnswer {
 class PollEngine {
 public:
     /// Loads the driver and gives it the list. All that goes over the line goes to `trace_file` too, unless that is
-    /// empty: as a capture when the name ends in .pcap. `stop` must outlive the engine. Throws DriverLibraryError and
-    /// TraceOutputError.
-    PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file);
+    /// empty: as a capture when the name ends in .pcap. A write that is not begun `within` that time is given up.
+    /// `stop` must outlive the engine. Throws DriverLibraryError and TraceOutputError.
+    PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file, std::chrono::milliseconds within);
 
     /// Opens the line and begins to poll. Throws LineError.
     void start();
 
     struct News {
-        std::vector<std::size_t> changed;  ///< variables that changed or were read for the first time
+        std::vector<std::size_t> changed;  ///< variables that changed, in value or quality, or were read the first time
         std::vector<PollEvent> events;     ///< oldest first
     };
 
     /// Takes in what has happened since the last call. Throws TraceOutputError.
     News refresh();
 
-    /// Stops polling. What still waits in the driver's queue is lost then.
+    /// Stops polling. Writes that are not through fail: refresh() tells of them.
     void finish();
 
     const PollList &list() const {
@@ -77,8 +108,8 @@ public:
         return blocks_;
     }
 
-    /// Queues what the user typed for the variable at `index` of the list. It waits while the line is lost. Refuses
-    /// what would be dropped by the driver without a report.
+    /// Queues what the user typed for the variable at `index` of the list, or refuses it. What is queued waits while
+    /// the line is lost, for so long as the engine was told. Each write that is taken ends with one event.
     WriteAnswer write(std::size_t index, const std::string &typed);
 
     /// True while a write to the variable waits or is under way.
@@ -88,7 +119,10 @@ public:
         return off_.count(station) > 0;
     }
 
-    /// Switches the station off or on again. Returns what was done, for the user.
+    /// The stations that refuse something, by their numbers. As of the last refresh().
+    std::map<int, RefusingStation> refusing() const;
+
+    /// Switches the station off or on again. What waits to be written to it fails. Returns what was done, for the user.
     std::string switch_station(int station);
 
     /// The last frames and notes on the line.
@@ -99,8 +133,8 @@ public:
     /// What was done in all, in lines for the user.
     std::string summary() const;
 
-    /// What is wrong with the line or with blocks at the time of the last refresh(), or not_right when a write failed
-    /// or still waits then; otherwise all_well.
+    /// What is wrong with the line or with blocks at the time of the last refresh(), or not_right when a write was not
+    /// done or a variable was never read; otherwise all_well. Stations that are switched off do not count.
     ExitCode exit_code() const;
 
 private:
@@ -109,9 +143,8 @@ private:
         std::string text;
     };
 
-    PollEvent event_from(const LinkEvent &event);
-    void end_write(int id, PollEvent &event);
-    void report_dropped_writes(std::vector<PollEvent> &events);
+    PollEvent event_of(const WriteResult &result);
+    std::vector<std::size_t> never_read() const;
     void write_trace();
 
     const PollList list_;
@@ -119,15 +152,18 @@ private:
     TraceQueue queue_;
     std::optional<TraceOutput> output_;
     LinkGauge gauge_;
+    ReadValues values_;
+    Writer writer_;
     Tracer tracer_;
     Session session_;
+    const std::chrono::milliseconds within_;
+    std::map<int, int> blocks_of_;  // by station
     int blocks_;
     VariableWatch watch_;
     LinkReading link_;
     std::set<int> off_;
-    std::map<int, Write> writes_;  // that wait or are under way, by id
-    int next_id_ = 0;
-    int writes_done_ = 0, writes_failed_ = 0;
+    std::map<int, Write> writes_;  // that have no result yet, by id
+    int writes_done_ = 0, writes_failed_ = 0, writes_expired_ = 0;
     std::chrono::steady_clock::time_point started_;
 };
 

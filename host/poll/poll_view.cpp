@@ -65,19 +65,38 @@ ScreenLine with_right_end(ScreenLine line, const ScreenLine &right, size_t width
     return line;
 }
 
-/// The widths of the table, and how many variables stand beside each other.
+/// The columns of the table, and how many variables stand beside each other. A column that is left out has no width.
 struct Layout {
-    size_t name, place, value;
+    size_t name, place, value, age, steady, changes;
     size_t table_columns;
     size_t rows;  // in each
+    size_t width;
 
     size_t shown() const {
         return table_columns * rows;
     }
+
+    // What the columns besides name and value take, with the blanks between all.
+    size_t taken() const {
+        size_t columns = marks_and_station + 2;
+        for (const size_t optional : {place, age, steady, changes})
+            columns += optional > 0 ? optional + 1 : 0;
+        return columns;
+    }
+
+    // So much that `wanted` columns are there for name and value; as much as there are, for these two.
+    size_t make_room(size_t wanted) {
+        for (size_t *const optional : {&changes, &steady, &place, &age})
+            if (taken() + wanted > width)
+                *optional = 0;
+        return width > taken() ? width - taken() : 2;
+    }
+
+    static constexpr size_t marks_and_station = 6;
 };
 
-constexpr size_t other_columns = 29;  // marks, station, age, steady, changes, and the blanks between all
-constexpr size_t narrow_name = 24, narrow_value = 20, least_value = 12;
+constexpr size_t age_width = 5, steady_width = 6, changes_width = 6;
+constexpr size_t narrow_name = 24, narrow_value = 20, least_name = 8, shortest_name = 4;
 const std::string column_gap = " | ";
 
 Layout layout_for(const std::vector<PollRow> &rows, size_t columns, size_t lines) {
@@ -88,19 +107,29 @@ Layout layout_for(const std::vector<PollRow> &rows, size_t columns, size_t lines
         value = std::max(value, row.widest_value);
     }
     constexpr size_t widest_place = 14;
-    Layout layout{name, std::min(place, widest_place), value, 1, lines};
-    const size_t narrow = other_columns + std::min(name, narrow_name) + layout.place + std::min(value, narrow_value);
+    Layout layout{name,   std::min(place, widest_place), value, age_width, steady_width, changes_width, 1, lines,
+                  columns};
+    const size_t narrow = layout.taken() + std::min(name, narrow_name) + std::min(value, narrow_value);
     if (lines > 0 && rows.size() > lines) {
         const size_t fitting = (columns + column_gap.size()) / (narrow + column_gap.size());
         layout.table_columns = std::max<size_t>(1, std::min(fitting, (rows.size() + lines - 1) / lines));
     }
-    const size_t each = (columns + column_gap.size()) / layout.table_columns - column_gap.size();
-    const size_t room = each > other_columns + layout.place ? each - other_columns - layout.place : 2;
+    layout.width = (columns + column_gap.size()) / layout.table_columns - column_gap.size();
+    // The value is cut last, the name before it. Single values that are longer take their room from their own row.
+    const size_t wanted = std::min(value, narrow_value);
+    const size_t room = layout.make_room(std::min(name, least_name) + wanted);
     if (name + value > room) {
-        const size_t least = std::min({value, least_value, room - 1});
-        layout.value = std::clamp(room > name ? room - name : 0, least, value);
-        layout.name = room - layout.value;
+        layout.name = std::min(name, std::max(room - std::min(room, wanted), std::min(name, shortest_name)));
+        layout.value = std::min(value, room - std::min(room, layout.name));
     }
+    return layout;
+}
+
+// For one row, whose value takes more columns than there are for values.
+Layout with_room_for(size_t value, Layout layout) {
+    const size_t room = layout.make_room(layout.name + value);
+    layout.name = std::max(room - std::min(room, value), std::min(layout.name, shortest_name));
+    layout.value = room - std::min(room, layout.name);
     return layout;
 }
 
@@ -110,6 +139,10 @@ char mark_of(const PollRow &row) {
         return 'D';
     case PollRow::State::failing:
         return 'E';
+    case PollRow::State::lost:
+        return 'L';
+    case PollRow::State::stale:
+        return 'S';
     case PollRow::State::off:
         return 'O';
     case PollRow::State::asked:
@@ -121,8 +154,10 @@ char mark_of(const PollRow &row) {
 TextStyle style_of(const PollRow &row) {
     switch (row.state) {
     case PollRow::State::down:
+    case PollRow::State::lost:
         return alarm;
     case PollRow::State::failing:
+    case PollRow::State::stale:
         return warning;
     case PollRow::State::off:
         return dim;
@@ -135,18 +170,27 @@ TextStyle style_of(const PollRow &row) {
 std::string table_line(const Layout &layout, const std::string &marks, const std::string &station,
                        const std::string &name, const std::string &place, const std::string &value,
                        const std::string &age, const std::string &steady, const std::string &changes) {
-    return marks + right_aligned(station, 3) + " " + padded(name, layout.name) + " " + padded(place, layout.place) +
-           " " + right_aligned(value, layout.value) + " " + right_aligned(age, 5) + " " + right_aligned(steady, 6) +
-           " " + right_aligned(changes, 6);
+    std::string line = marks + right_aligned(station, 3) + " " + padded(name, layout.name) + " ";
+    if (layout.place > 0)
+        line += padded(place, layout.place) + " ";
+    line += right_aligned(value, layout.value);
+    if (layout.age > 0)
+        line += " " + right_aligned(age, layout.age);
+    if (layout.steady > 0)
+        line += " " + right_aligned(steady, layout.steady);
+    if (layout.changes > 0)
+        line += " " + right_aligned(changes, layout.changes);
+    return line;
 }
 
 std::string age_of(const std::optional<std::chrono::nanoseconds> &age) {
     return age ? age_text(*age) : "-";
 }
 
-TextSpan cell(const Layout &layout, const PollRow &row, bool selected) {
+TextSpan cell(const Layout &common, const PollRow &row, bool selected) {
     const std::string marks{selected ? '>' : ' ', row.write_waits ? 'w' : mark_of(row), ' '};
     const std::string value = row.value.empty() ? "-" : row.value;
+    const Layout layout = width_of(value) > common.value ? with_room_for(width_of(value), common) : common;
     TextStyle style = style_of(row);
     style.reverse = selected;
     return {table_line(layout, marks, std::to_string(row.station), row.name, row.place, value, age_of(row.age),
@@ -259,6 +303,9 @@ ScreenLine station_line(const PollModel &model) {
             line.push_back(
                 {"  " + std::to_string(station.number) + " DOWN " + age_text(station.down_for) + ": " + station.failure,
                  alarm});
+    for (const PollStation &station : stations)
+        if (station.state == State::refusing)
+            line.push_back({"  " + std::to_string(station.number) + " " + station.failure, warning});
     for (const Group &group : groups) {
         const std::string numbers = numbers_of(stations, group.state);
         if (!numbers.empty())
@@ -324,6 +371,7 @@ PollScreen help_screen() {
         "",
         "Marks in front",
         "  D  the station does not answer   E  it answers, but this was not read",
+        "  L  the line is lost              S  not read for three cycles",
         "  O  the station is switched off   w  a write waits or is under way",
         "  *  changed within the last second",
         "",

@@ -56,8 +56,10 @@ struct PollScreen {
 struct PollRow {
     enum class State {
         asked,
+        stale,    ///< it has not been read for longer than it should take
         down,     ///< its station does not answer
         failing,  ///< its station answers, but what was asked for last was not read
+        lost,     ///< the line is lost
         off       ///< its station is switched off
     };
 
@@ -75,12 +77,12 @@ struct PollRow {
 
 /// One station as the screen shows it.
 struct PollStation {
-    enum class State { unknown, answers, down, off };
+    enum class State { unknown, answers, refusing, down, off };
 
     int number;
     State state;
     std::chrono::nanoseconds down_for{0};
-    std::string failure;  ///< why it is down
+    std::string failure;  ///< why it is down; of refusing what it refuses, in words
 };
 
 /// All that the screen shows.

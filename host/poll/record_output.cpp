@@ -15,23 +15,29 @@ namespace kelpo {
 RecordOutput::RecordOutput(int descriptor, const StopSignal &stop) : descriptor_(descriptor), stop_(stop) {}
 
 // A pipe that is ready takes so much without holding the writer up, so a stop never waits for the reader.
+std::size_t RecordOutput::put(const char *bytes, std::size_t size) {
+    const ssize_t put = ::write(descriptor_, bytes, std::min<std::size_t>(size, PIPE_BUF));
+    if (put >= 0)
+        return static_cast<std::size_t>(put);
+    if (errno == EPIPE)
+        gone_ = true;
+    else if (errno != EINTR && errno != EAGAIN)
+        throw std::system_error(errno, std::generic_category(), "cannot write the records");
+    return 0;
+}
+
 void RecordOutput::write(const std::string &text) {
-    const char *next = text.data();
-    std::size_t left = text.size();
-    while (left > 0 && !gone_ && !stop_.raised()) {
+    for (std::size_t done = 0; done < text.size() && !gone_ && !stop_.raised();) {
         const auto deadline = StopSignal::Clock::now() + std::chrono::hours(1);
-        if (stop_.wait_for_descriptor(descriptor_, POLLOUT, deadline) != StopSignal::Wait::ready)
-            continue;
-        const ssize_t put = ::write(descriptor_, next, std::min<std::size_t>(left, PIPE_BUF));
-        if (put >= 0) {
-            next += put;
-            left -= static_cast<std::size_t>(put);
-        } else if (errno == EPIPE) {
-            gone_ = true;
-        } else if (errno != EINTR && errno != EAGAIN) {
-            throw std::system_error(errno, std::generic_category(), "cannot write the records");
-        }
+        if (stop_.wait_for_descriptor(descriptor_, POLLOUT, deadline) == StopSignal::Wait::ready)
+            done += put(text.data() + done, text.size() - done);
     }
+}
+
+void RecordOutput::write_at_once(const std::string &text) {
+    pollfd reader{descriptor_, POLLOUT, 0};
+    for (std::size_t done = 0; done < text.size() && !gone_ && poll(&reader, 1, 0) > 0;)
+        done += put(text.data() + done, text.size() - done);
 }
 
 bool RecordOutput::reader_gone() {

@@ -16,10 +16,15 @@ public:
     /// std::system_error when the system refuses it for another reason.
     void write(const std::string &text);
 
+    /// Likewise, also after a stop, but only what the reader takes without being waited for.
+    void write_at_once(const std::string &text);
+
     /// True when nobody can read what is written any more.
     bool reader_gone();
 
 private:
+    std::size_t put(const char *bytes, std::size_t size);
+
     const int descriptor_;
     const StopSignal &stop_;
     bool gone_ = false;

@@ -4,6 +4,7 @@
 #include "host/poll/record_output.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -23,9 +24,14 @@ constexpr std::size_t longest_line = 4096;
 /// Lines from standard input, as they come.
 class InputLines {
 public:
-    /// What has come in full since the last call; waits until `deadline` or a stop for the first. The rest of an
-    /// over-long line is dropped.
-    std::vector<std::string> take(steady_clock::time_point deadline, const StopSignal &stop) {
+    struct Line {
+        std::string text;  ///< of one that is too long, its beginning
+        bool too_long;
+    };
+
+    /// What has come in full since the last call; waits until `deadline` or a stop for the first. What comes before the
+    /// end of the input is a line too.
+    std::vector<Line> take(steady_clock::time_point deadline, const StopSignal &stop) {
         if (ended_) {
             stop.wait_for(deadline - steady_clock::now());
             return {};
@@ -34,20 +40,26 @@ public:
             return {};
         char bytes[longest_line];
         const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
+        if (count < 0 && (errno == EINTR || errno == EAGAIN))
+            return {};
         ended_ = count <= 0;
-        std::vector<std::string> lines;
+        std::vector<Line> lines;
         for (ssize_t i = 0; i < count; ++i) {
             if (bytes[i] == '\n')
                 lines.push_back(std::exchange(line_, {}));
-            else if (line_.size() < longest_line)
-                line_ += bytes[i];
+            else if (line_.text.size() < longest_line)
+                line_.text += bytes[i];
+            else
+                line_.too_long = true;
         }
+        if (ended_ && !line_.text.empty())
+            lines.push_back(std::exchange(line_, {}));
         return lines;
     }
 
 private:
     bool ended_ = false;
-    std::string line_;
+    Line line_{};
 };
 
 class RecordRun {
@@ -63,7 +75,7 @@ public:
             const bool all_are_due = options_.every && now >= next_all;
             if (all_are_due)
                 next_all = std::max(next_all + *options_.every, now);
-            tell_news(all_are_due);
+            output_.write(news(all_are_due));
             if (end && now >= *end)
                 break;
             steady_clock::time_point wake = now + refresh_time;
@@ -73,11 +85,16 @@ public:
                 wake = std::min(wake, *end);
             wait_until(wake);
         }
-        return !output_.reader_gone();
+        if (output_.reader_gone())
+            return false;
+        // What was not through is told last.
+        engine_.finish();
+        output_.write_at_once(news(false));
+        return true;
     }
 
 private:
-    void tell_news(bool all_values) {
+    std::string news(bool all_values) {
         const PollEngine::News news = engine_.refresh();
         const auto time = system_clock::now();
         std::string text;
@@ -91,7 +108,7 @@ private:
             for (const std::size_t i : news.changed)
                 text += value_of(i, time);
         }
-        output_.write(text);
+        return text;
     }
 
     std::string value_of(std::size_t index, RecordTime time) const {
@@ -103,9 +120,12 @@ private:
             stop_.wait_for(time - steady_clock::now());
             return;
         }
-        for (const std::string &line : input_.take(time, stop_))
-            if (!trimmed(line).empty())
-                write(line);
+        for (const InputLines::Line &line : input_.take(time, stop_))
+            if (line.too_long)
+                refuse(nullptr, in_quotes(line.text) + " is longer than " + std::to_string(longest_line) +
+                                    " bytes, and nothing of it is written");
+            else if (!trimmed(line.text).empty())
+                write(line.text);
     }
 
     void write(const std::string &line) {

@@ -15,7 +15,8 @@ struct RecordOptions {
 };
 
 /// Writes to the open file `output` what an engine polls, one record after the other. Ends when `stop` is raised, when
-/// `end` has come, or when nobody reads the output any more: then, and only then, it returns false. Throws
+/// `end` has come, or when nobody reads the output any more: then, and only then, it returns false. Otherwise the
+/// engine is finished, and what it has to tell of that is written too, as far as the reader takes it at once. Throws
 /// TraceOutputError, and std::system_error when the output cannot be written.
 bool run_records(PollEngine &engine, const RecordOptions &options, int output, const StopSignal &stop,
                  std::optional<std::chrono::steady_clock::time_point> end);

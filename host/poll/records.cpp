@@ -1,14 +1,12 @@
 #include "host/poll/records.h"
 
+#include "host/once/json_values.h"
 #include "host/trace/trace_time.h"
 
 #include <nlohmann/json.hpp>
 
-#include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <optional>
-#include <system_error>
 
 namespace kelpo {
 namespace {
@@ -26,10 +24,12 @@ struct Record {
     std::string text;
     Json values = nullptr;
     std::optional<std::int64_t> pause;  // milliseconds
-    std::string words;                  // of the plain form
+    std::string quality;
+    std::optional<RecordTime> read_at;
+    std::string words;  // of the plain form
 };
 
-constexpr const char *csv_head = "time,kind,name,station,type,address,count,text\n";
+constexpr const char *csv_head = "time,kind,name,station,type,address,count,text,quality,read_at\n";
 
 TraceTime in_microseconds(RecordTime time) {
     return std::chrono::time_point_cast<std::chrono::microseconds>(time);
@@ -42,22 +42,6 @@ std::string clock_in_milliseconds(RecordTime time, TimeZone zone) {
 
 std::string utc_text(RecordTime time) {
     return date_text(in_microseconds(time), TimeZone::utc) + "T" + clock_in_milliseconds(time, TimeZone::utc) + "Z";
-}
-
-// The decimal text, not the float as a double: 0.1 stays 0.1. JSON has no number for infinity and for what is no
-// number.
-Json real_number(const View &view, std::int64_t value) {
-    const std::string text = text_of(view, {value});
-    double number = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-    return parsed.ec == std::errc() && std::isfinite(number) ? Json(number) : Json(nullptr);
-}
-
-Json json_values(const View &view, const Values &values) {
-    Json list = Json::array();
-    for (const std::int64_t value : values)
-        list.push_back(view.reading == View::Reading::real ? real_number(view, value) : Json(value));
-    return list;
 }
 
 std::string json_line(const Record &record) {
@@ -79,6 +63,10 @@ std::string json_line(const Record &record) {
     line["text"] = record.text;
     if (record.pause)
         line["pause_ms"] = *record.pause;
+    if (!record.quality.empty())
+        line["quality"] = record.quality;
+    if (record.read_at)
+        line["read_at"] = utc_text(*record.read_at);
     return line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
@@ -98,7 +86,8 @@ std::string csv_number(const std::optional<int> &number) {
 std::string csv_line(const Record &record) {
     return utc_text(record.time) + "," + record.kind + "," + csv_field(record.name) + "," + csv_number(record.station) +
            "," + csv_number(record.type) + "," + csv_field(record.address) + "," + csv_number(record.count) + "," +
-           csv_field(record.text) + "\n";
+           csv_field(record.text) + "," + record.quality + "," + (record.read_at ? utc_text(*record.read_at) : "") +
+           "\n";
 }
 
 std::string line_of(RecordFormat format, const Record &record) {
@@ -135,10 +124,24 @@ const char *kind_of(PollEvent::Kind kind) {
         return "line-back";
     case PollEvent::Kind::write_done:
         return "write-done";
+    case PollEvent::Kind::write_expired:
+        return "write-expired";
     case PollEvent::Kind::write_failed:
         break;
     }
     return "write-failed";
+}
+
+const char *word_of(Quality quality) {
+    switch (quality) {
+    case Quality::good:
+        return "good";
+    case Quality::stale:
+        return "stale";
+    case Quality::bad:
+        break;
+    }
+    return "bad";
 }
 
 }  // namespace
@@ -154,7 +157,12 @@ std::string value_record(RecordFormat format, RecordTime time, const Variable &v
     name_variable(record, variable);
     record.text = state.text;
     record.values = json_values(variable.view, state.values);
+    record.quality = word_of(state.quality);
+    record.read_at = state.wall_time;
     record.words = variable.name + " = " + state.text;
+    if (state.quality != Quality::good)
+        record.words +=
+            " (" + record.quality + ", read at " + clock_in_milliseconds(state.wall_time, TimeZone::local) + ")";
     return line_of(format, record);
 }
 
@@ -182,6 +190,7 @@ std::string event_record(RecordFormat format, const PollEvent &event, const std:
         break;
     case PollEvent::Kind::write_done:
     case PollEvent::Kind::write_failed:
+    case PollEvent::Kind::write_expired:
         if (event.variable)
             name_variable(record, variables[*event.variable]);
         break;

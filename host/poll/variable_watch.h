@@ -1,18 +1,28 @@
 #pragma once
 
-#include "host/driver/driver_library.h"
 #include "host/driver/variables.h"
 #include "host/poll/link_gauge.h"
+#include "host/poll/read_values.h"
 
 #include <QtCore/QByteArray>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelpo {
+
+/// How far the value that is held of a variable can be relied on. docs/poll.md tells what each means.
+enum class Quality {
+    good,   ///< read as lately as it is polled, and nothing speaks against it
+    stale,  ///< not read for longer than it takes to poll all, and nobody knows why
+    bad     ///< it cannot be read at present
+};
 
 /// What is known of one variable.
 struct VariableState {
@@ -22,7 +32,9 @@ struct VariableState {
     Values values;     ///< the same as numbers
     Time read_at{};    ///< when the oldest part of the value was read
     Time changed_at{};
-    std::uint64_t changes = 0;       ///< how often it was seen to change
+    ReadValue::WallTime wall_time{};  ///< read_at on the clock on the wall
+    std::uint64_t changes = 0;        ///< how often it was seen to change
+    Quality quality = Quality::bad;
     std::optional<Failure> failure;  ///< why it was not read when it was last asked for
 
     bool known() const {
@@ -32,18 +44,21 @@ struct VariableState {
 
 /// The variables as they are to be polled: a bit in a register through the register that holds it, since the driver
 /// reads other registers for such a type; all others as they are.
-std::vector<Variable> places_to_poll(const std::vector<Variable> &variables);
+std::vector<Variable> places_to_poll(const DriverEntryPoints &driver, const std::vector<Variable> &variables);
 
-/// Takes the values of a list of variables out of the driver. For one thread.
+/// For how long after its reading a value is good: three cycles as long as the last one, and at least two seconds. Half
+/// a minute before a first cycle is through.
+std::chrono::nanoseconds good_for(const LinkReading::Cycles &cycles);
+
+/// Makes of what was read of a list of variables what is shown of them. For one thread.
 class VariableWatch {
 public:
-    /// `blocks` are the driver's block reads for `variables`, by which it is known when a value was read. `driver` must
-    /// outlive the watch.
-    VariableWatch(const DriverEntryPoints &driver, std::vector<Variable> variables, const std::vector<RW_VAR> &blocks);
+    explicit VariableWatch(std::vector<Variable> variables);
 
-    /// Takes the values that were read since the last call. Returns which variables have changed or were read for the
-    /// first time, by their place in the list.
-    std::vector<std::size_t> refresh(const LinkReading &link);
+    /// Takes what has come since the last call. Stations that are switched `off` are not asked. Returns which variables
+    /// have changed, in value or quality, or were read for the first time, by their place in the list.
+    std::vector<std::size_t> refresh(const std::vector<std::pair<std::size_t, ReadValue>> &news,
+                                     const LinkReading &link, const std::set<int> &off, VariableState::Time now);
 
     const std::vector<Variable> &variables() const {
         return variables_;
@@ -53,21 +68,11 @@ public:
     }
 
 private:
-    struct Source {
-        std::vector<std::size_t> blocks;  // that the value is read with
-        QString address;
-        QByteArray bytes;
-        std::uint64_t readings = 0;  // of all its blocks
-    };
+    bool take(std::size_t index, const ReadValue &value);
 
-    bool take(std::size_t index, const std::vector<LinkReading::Block> &blocks);
-    bool fetch(std::size_t index, VariableState::Time now);
-
-    const DriverEntryPoints &driver_;
     const std::vector<Variable> variables_;
     std::vector<VariableState> states_;
-    std::vector<Source> sources_;
-    std::vector<BlockPlace> blocks_;
+    std::vector<QByteArray> bytes_;
 };
 
 }  // namespace kelpo

@@ -211,6 +211,13 @@ TEST_F(OnceCommandsWithController, SpeakJson) {
               "kelpo: 9:7:1: no reply\n");
 }
 
+// As in the records of poll: numbers, and null for what JSON has no number for.
+TEST_F(OnceCommandsWithController, TellInfinityInJsonAsPollDoes) {
+    const Ended written = write({"--json", "--check", "1:12:100/float=inf,1.5,nan"});
+    EXPECT_THAT(written.output, HasSubstr("\"written\":[null,1.5,null],\"values\":[null,1.5,null],"
+                                          "\"text\":\"inf 1.5 nan\""));
+}
+
 TEST_F(OnceCommandsWithController, AskNothingWhenAReferenceIsWrong) {
     const Ended written = write({"1:7:100=5", "1:7:abc=5", "1:1:8=1"});
     EXPECT_EQ(written.exit_code, 7);
@@ -305,6 +312,22 @@ TEST_F(OnceCommandsWithFaults, EndWithTheCodeOfEachFailureOfAWrite) {
     EXPECT_EQ(write({"4:1:17=1"}).exit_code, 10);
 }
 
+// Station 2 keeps the writes behind it waiting for 200 ms at least.
+TEST_F(OnceCommandsWithFaults, DoNotWriteWhatIsLate) {
+    const Ended written = write({"2:7:100=1", "1:7:100=5", "1:7:101=5"},
+                                {"--reply-timeout", "200", "--retries", "0", "--within", "150ms"});
+    EXPECT_EQ(written.exit_code, 8);
+    EXPECT_EQ(written.output, "kelpo: 2:7:100: no reply; it may have been written all the same\n"
+                              "kelpo: 1:7:100: not sent within 150 ms, and not sent any more\n"
+                              "kelpo: 1:7:101: not sent within 150 ms, and not sent any more\n");
+    EXPECT_EQ(held(100), 0);
+    EXPECT_EQ(held(101), 0);
+    EXPECT_EQ(write({"1:7:100=5"}, {"--within", "1"}).exit_code, 2);
+    EXPECT_EQ(write({"1:7:100=5"}, {"--within", "0s"}).exit_code, 2);
+    EXPECT_EQ(write({"1:7:100=5"}, {"--reply-timeout", "5000", "--within", "1min"}).exit_code, 0);
+    EXPECT_EQ(held(100), 5);
+}
+
 TEST_F(OnceCommandsWithFaults, EndWithTheHighestCodeAndServeTheOthers) {
     const Ended mixed = read({"3:7:100", "1:7:3", "4:7:100", "1:7:4"});
     EXPECT_EQ(mixed.exit_code, 10);
@@ -352,7 +375,7 @@ TEST_F(OnceCommandsWithFaults, SayWhatWasNotDoneWhenTheyAreInterrupted) {
     EXPECT_THAT(output, HasSubstr("1:7:100 = 5\n"));
     EXPECT_THAT(output, HasSubstr("kelpo: 2:7:100: was ended before it was through; it may have been written all the "
                                   "same\n"));
-    EXPECT_THAT(output, HasSubstr("kelpo: 1:7:101: was ended before it was through"));
+    EXPECT_THAT(output, HasSubstr("kelpo: 1:7:101: was ended before it was through; it was not sent\n"));
     EXPECT_EQ(held(101), 0);
 }
 

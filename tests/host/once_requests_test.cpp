@@ -18,6 +18,7 @@ Variable place(const char *reference) {
 }
 
 TEST(PlacesToRead, OfBitsInRegistersAreTheRegistersThatHoldThem) {
+    const kelpo::DriverLibrary driver(DRIVER_FILE);
     struct Case {
         const char *bits;
         int type;
@@ -25,11 +26,11 @@ TEST(PlacesToRead, OfBitsInRegistersAreTheRegistersThatHoldThem) {
         int registers;
     };
     const std::initializer_list<Case> cases = {
-        {"1:15:5.3", 7, "5", 1},    {"1:15:5.0x16", 7, "5", 1}, {"1:15:5.0x17", 7, "5", 2},
-        {"1:16:5.15x2", 8, "5", 2}, {"1:17:0.8x9", 11, "0", 2}, {"1:16:1.20", 8, "2", 1},
+        {"1:15:5.3", 7, "5", 1},    {"1:15:5.0x16", 7, "5", 1}, {"1:15:5.0x17", 7, "5", 2}, {"1:16:5.15x2", 8, "5", 2},
+        {"1:17:0.8x9", 11, "0", 2}, {"1:16:1.20", 8, "2", 1},   {"1:15:+6.4", 7, "6", 1},
     };
     for (const Case &expected : cases) {
-        const auto found = kelpo::place_to_read(place(expected.bits));
+        const auto found = kelpo::place_to_read(driver.entry(), place(expected.bits));
         ASSERT_TRUE(found) << expected.bits;
         EXPECT_EQ(found->type, expected.type) << expected.bits;
         EXPECT_EQ(found->address, expected.address) << expected.bits;
@@ -39,8 +40,9 @@ TEST(PlacesToRead, OfBitsInRegistersAreTheRegistersThatHoldThem) {
 }
 
 TEST(PlacesToRead, AreAllOthersAsTheyAre) {
+    const kelpo::DriverLibrary driver(DRIVER_FILE);
     for (const char *reference : {"3:0:17", "3:7:100x5", "3:13:200x2", "3:14:4"}) {
-        const auto found = kelpo::place_to_read(place(reference));
+        const auto found = kelpo::place_to_read(driver.entry(), place(reference));
         ASSERT_TRUE(found);
         EXPECT_EQ(found->type, place(reference).type);
         EXPECT_EQ(found->address, place(reference).address);
@@ -49,8 +51,9 @@ TEST(PlacesToRead, AreAllOthersAsTheyAre) {
 }
 
 TEST(PlacesToRead, AreNoneForABitWithoutAnAddress) {
+    const kelpo::DriverLibrary driver(DRIVER_FILE);
     for (const char *reference : {"1:15:5", "1:15:a.1", "1:15:5.", "1:15:-1.3"})
-        EXPECT_FALSE(kelpo::place_to_read(place(reference))) << reference;
+        EXPECT_FALSE(kelpo::place_to_read(driver.entry(), place(reference))) << reference;
 }
 
 // The driver, configured but without a link loop: what it is given stays in its queues.
@@ -98,7 +101,8 @@ TEST_P(RequestCounts, OfWritesAreWhatTheDriverQueues) {
 
 TEST_P(RequestCounts, OfReadsAreWhatTheDriverQueues) {
     for (const char *reference : places) {
-        const Variable to_read = kelpo::place_to_read(place(reference)).value();
+        const Variable to_read =
+            kelpo::place_to_read(kelpo::DriverLibrary(DRIVER_FILE).entry(), place(reference)).value();
         EXPECT_EQ(kelpo::requests_of_read(to_read, GetParam()), IdleDriver(GetParam()).queued_by_read(to_read))
             << reference;
     }

@@ -1,5 +1,6 @@
 // kelpo poll as a user has it: in a terminal, and in a pipe, with a controller on the other end of the line.
 #include "process.h"
+#include "pseudo_terminal.h"
 
 #include "plc/memory_file.h"
 
@@ -59,11 +60,11 @@ protected:
     const std::string list = directory.file("plant.toml");
     std::unique_ptr<Process> controller;
 
-    void start_controller() {
-        controller =
-            std::make_unique<Process>(std::vector<std::string>{KELPO_PLC_PROGRAM, "--stations", "1,2", "--link", line,
-                                                               "--memory", memory, "--moment", "500"},
-                                      directory.file("controller.txt"));
+    void start_controller(const std::vector<std::string> &more = {}) {
+        std::vector<std::string> command{KELPO_PLC_PROGRAM, "--stations", "1,2",      "--link", line,
+                                         "--memory",        memory,       "--moment", "500"};
+        command.insert(command.end(), more.begin(), more.end());
+        controller = std::make_unique<Process>(command, directory.file("controller.txt"));
         ASSERT_TRUE(comes_true([this] { return std::filesystem::exists(line) && std::filesystem::exists(memory); }))
             << controller->output();
     }
@@ -196,6 +197,22 @@ TEST_F(PollScreenTest, ShowsValuesAndAStationThatIsDownAndWritesByKeys) {
     EXPECT_TRUE(window->comes_to_show("\n echo")) << window->shown();
 }
 
+TEST_F(PollScreenTest, TellsWhyARefusedVariableIsNotReadAndThatItsStationRefuses) {
+    start_controller({"--fault", "exception station=2 code=2"});
+    write_list(variables, 10000);
+    open({});
+    ASSERT_TRUE(window->comes_to_show("stations  2 refusing, 1 of 1 block refused: illegal data address (exception 2)"))
+        << window->shown();
+    ASSERT_TRUE(window->comes_to_show(" E   2 boiler counter")) << window->shown();
+    window->press({"Down"});
+    ASSERT_TRUE(window->comes_to_show("boiler counter: refused: illegal data address (exception 2)"))
+        << window->shown();
+    window->type("q");
+    ASSERT_TRUE(window->comes_to_show("ended with 9")) << window->shown();
+    EXPECT_THAT(window->shown(), HasSubstr("station    2 refusing, 1 of 1 block refused: illegal data address"));
+    EXPECT_THAT(window->shown(), HasSubstr("never read boiler counter: refused"));
+}
+
 TEST_F(PollScreenTest, SearchesPausesShowsTheTraceAndHelp) {
     start_controller();
     write_list(variables, 10000);
@@ -291,11 +308,12 @@ TEST_F(PollRecordsTest, TellAllValuesAgainAndAgainWhenAskedTo) {
     Process host(poll({"--format", "csv", "--every", "10"}), output_file());
     ASSERT_TRUE(comes_true([&] {
         const std::string text = host.output();
-        const std::size_t first = text.find(",value,tank level,1,7,200,1,0\n");
+        const std::size_t first = text.find(",value,tank level,1,7,200,1,0,good,");
         return first != std::string::npos &&
-               text.find(",value,tank level,1,7,200,1,0\n", first + 1) != std::string::npos;
+               text.find(",value,tank level,1,7,200,1,0,good,", first + 1) != std::string::npos;
     })) << host.output();
-    EXPECT_EQ(host.output().rfind("time,kind,name,station,type,address,count,text\n", 0), 0U) << host.output();
+    EXPECT_EQ(host.output().rfind("time,kind,name,station,type,address,count,text,quality,read_at\n", 0), 0U)
+        << host.output();
     host.signal(SIGINT);
     EXPECT_EQ(host.exit_code(), 0) << host.output();
 }
@@ -307,7 +325,7 @@ TEST_F(PollRecordsTest, TellThatTheLineIsLostAndKeepWritesUntilItIsBack) {
     // Open for both, so that neither side waits for the other.
     const int input = open(directory.file("input").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_GE(input, 0);
-    Process host(with_input(poll({"--format", "json", "--writes"})), output_file());
+    Process host(with_input(poll({"--format", "json", "--writes", "--within", "10min"})), output_file());
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"name\":\"tank level\""); })) << host.output();
 
     kill_controller();
@@ -326,9 +344,210 @@ TEST_F(PollRecordsTest, TellThatTheLineIsLostAndKeepWritesUntilItIsBack) {
                                        R"("address":"200","count":1,"text":"77")");
     })) << host.output();
     EXPECT_EQ(level_held(), 77U);
+    EXPECT_EQ(plc::MemoryReader::open(memory).writes_logged(), 1U);
     host.signal(SIGTERM);
     EXPECT_EQ(host.exit_code(), 0) << host.output();
     close(input);
+}
+
+TEST_F(PollRecordsTest, NeverSendAWriteThatIsLate) {
+    start_controller();
+    write_list(variables, 10000);
+    ASSERT_EQ(mkfifo(directory.file("input").c_str(), 0600), 0);
+    const int input = open(directory.file("input").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(input, 0);
+    Process host(with_input(poll({"--format", "json", "--writes", "--within", "50ms"})), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"name\":\"tank level\""); })) << host.output();
+    kill_controller();
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"kind\":\"line-lost\""); })) << host.output();
+    const std::string write = "tank level = 77\n";
+    ASSERT_EQ(::write(input, write.data(), write.size()), static_cast<ssize_t>(write.size()));
+    ASSERT_TRUE(comes_true([&] {
+        return contains(host.output(), R"("kind":"write-expired","name":"tank level","station":1,"type":7,)"
+                                       R"("address":"200","count":1,)"
+                                       R"("text":"not sent within 50 ms, and not sent any more")");
+    })) << host.output();
+
+    start_controller();
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"kind\":\"line-back\""); })) << host.output();
+    // The controller is asked as before; whatever waited would have gone out first.
+    const std::size_t back = host.output().find("\"kind\":\"line-back\"");
+    ASSERT_TRUE(comes_true([&] { return contains(host.output().substr(back), R"("quality":"good")"); }))
+        << host.output();
+    EXPECT_EQ(plc::MemoryReader::open(memory).writes_logged(), 0U);
+    EXPECT_EQ(level_held(), 0U);
+    host.signal(SIGTERM);
+    constexpr int not_right = 1;
+    EXPECT_EQ(host.exit_code(), not_right) << host.output();
+    EXPECT_THAT(host.output(), HasSubstr("\nwrites     0 done, 0 failed, 1 expired\n"));
+    EXPECT_FALSE(contains(host.output(), "write-done"));
+    EXPECT_FALSE(contains(host.output(), "write-failed"));
+    close(input);
+}
+
+// The test plays the controller: it takes the write, and goes away.
+TEST_F(PollRecordsTest, DoNotSendAWriteAgainWhoseLineWasLost) {
+    const std::string value("\x01\x03\x02\x00\x00\xB8\x44", 7);
+    constexpr char reading = 3;
+    auto terminal = std::make_unique<PseudoTerminal>();
+    std::filesystem::create_symlink(terminal->path(), line);
+    write_list("[[variable]]\nname = \"tank level\"\nstation = 1\ntype = 7\naddress = \"200\"\n", 2000);
+    ASSERT_EQ(mkfifo(directory.file("input").c_str(), 0600), 0);
+    const int input = open(directory.file("input").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(input, 0);
+    Process host(with_input(poll({"--format", "json", "--writes"})), output_file());
+    ASSERT_EQ(terminal->take(8)[1], reading);
+    const std::string write = "tank level = 77\n";
+    ASSERT_EQ(::write(input, write.data(), write.size()), static_cast<ssize_t>(write.size()));
+    do
+        terminal->put(value);
+    while (terminal->take(8)[1] == reading);
+    std::filesystem::remove(line);
+    terminal->hang_up();
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"write-failed\""); })) << host.output();
+    EXPECT_THAT(host.output(), HasSubstr(R"("text":"the line was lost: )"));
+    EXPECT_THAT(host.output(), HasSubstr(R"(; it may have been written all the same"})"));
+
+    PseudoTerminal again;
+    std::filesystem::create_symlink(again.path(), line);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(again.take(8)[1], reading);
+        again.put(value);
+    }
+    host.signal(SIGTERM);
+    host.exit_code();
+    EXPECT_FALSE(contains(host.output(), "write-done"));
+    close(input);
+}
+
+TEST_F(PollRecordsTest, MarkValuesOfALostLineAndOfADeadStationAsBad) {
+    start_controller();
+    write_list(variables, 10000);
+    Process host(poll({"--format", "json", "--every", "10"}), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), R"("quality":"good")"); })) << host.output();
+    kill_controller();
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"kind\":\"line-lost\""); })) << host.output();
+    const std::size_t lost = host.output().find("\"kind\":\"line-lost\"");
+    ASSERT_TRUE(comes_true([&] { return contains(host.output().substr(lost), R"("name":"boiler counter")"); }))
+        << host.output();
+    const std::string after = host.output().substr(lost);
+    EXPECT_FALSE(contains(after, R"("quality":"good")")) << after;
+    EXPECT_TRUE(contains(after, R"("quality":"bad","read_at":"20)")) << after;
+    host.signal(SIGTERM);
+    host.exit_code();
+}
+
+TEST_F(PollRecordsTest, TellThatAValueIsBadAlsoWhenItDoesNotChange) {
+    start_controller();
+    write_list(variables, 10000);
+    Process host(poll({"--format", "csv"}), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), ",value,tank level,1,7,200,1,0,good,"); }))
+        << host.output();
+    kill_controller();
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), ",value,tank level,1,7,200,1,0,bad,"); }))
+        << host.output();
+    start_controller();
+    ASSERT_TRUE(comes_true([&] {
+        const std::string text = host.output();
+        const std::size_t bad = text.find(",value,tank level,1,7,200,1,0,bad,");
+        return text.find(",value,tank level,1,7,200,1,0,good,", bad) != std::string::npos;
+    })) << host.output();
+    host.signal(SIGTERM);
+    host.exit_code();
+}
+
+TEST_F(PollRecordsTest, NeverShowAValueThatWasWrittenAndNotRead) {
+    start_controller(
+        {"--fault", "exception station=1 function=6 code=2", "--fault", "exception station=1 function=16 code=2"});
+    write_list(variables, 10000);
+    ASSERT_EQ(mkfifo(directory.file("input").c_str(), 0600), 0);
+    const int input = open(directory.file("input").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(input, 0);
+    Process host(with_input(poll({"--format", "json", "--writes"})), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"name\":\"tank level\""); })) << host.output();
+    constexpr int writes = 20;
+    for (int i = 1; i <= writes; ++i) {
+        const std::string write = "tank level = " + std::to_string(5000 + i) + "\n";
+        ASSERT_EQ(::write(input, write.data(), write.size()), static_cast<ssize_t>(write.size()));
+        ASSERT_TRUE(comes_true([&] {
+            const std::string text = host.output();
+            int failed = 0;
+            for (std::size_t at = text.find("\"write-failed\""); at != std::string::npos;
+                 at = text.find("\"write-failed\"", at + 1))
+                ++failed;
+            return failed == i;
+        })) << host.output();
+    }
+    host.signal(SIGTERM);
+    host.exit_code();
+    EXPECT_FALSE(contains(host.output(), R"("values":[50)")) << host.output();
+    close(input);
+}
+
+TEST_F(PollRecordsTest, NameWhatWasNeverRead) {
+    start_controller();
+    write_list(std::string(variables) + mixer, 2000);
+    Process host(poll({"--format", "json"}), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), R"("kind":"station-down","station":3)"); }))
+        << host.output();
+    host.signal(SIGTERM);
+    host.exit_code();
+    EXPECT_THAT(host.output(), HasSubstr("\nnever read mixer speed: no reply\n"));
+    EXPECT_FALSE(contains(host.output(), "never read tank level"));
+}
+
+TEST_F(PollRecordsTest, ReadABitWhoseAddressTheDriverTakes) {
+    start_controller();
+    write_list("[[variable]]\nname = \"valve\"\nstation = 1\ntype = 15\naddress = \"+200.4\"\n", 10000);
+    Process host(poll({"--format", "csv"}), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), ",value,valve,1,15,+200.4,1,0,good,"); }))
+        << host.output();
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.exit_code(), 0) << host.output();
+}
+
+TEST_F(PollRecordsTest, TakeALastLineThatHasNoEnd) {
+    start_controller();
+    write_list(variables, 10000);
+    std::ofstream(directory.file("input")) << "tank level = 76\ntank level = 77";
+    Process host(with_input(poll({"--format", "json", "--writes"})), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), R"("count":1,"text":"77"})"); })) << host.output();
+    EXPECT_EQ(level_held(), 77U);
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.exit_code(), 0) << host.output();
+}
+
+TEST_F(PollRecordsTest, WriteNothingOfALineThatIsTooLong) {
+    start_controller();
+    write_list(variables, 10000);
+    // What would be left of it when it was cut is a write.
+    std::ofstream(directory.file("input")) << "tank level = 7" << std::string(5000, ' ') << "7\ntank level = 5\n";
+    Process host(with_input(poll({"--format", "json", "--writes"})), output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), R"("count":1,"text":"5"})"); })) << host.output();
+    EXPECT_THAT(host.output(), HasSubstr(R"("kind":"write-refused","text":"\"tank level = 7 )"));
+    EXPECT_THAT(host.output(), HasSubstr(" is longer than 4096 bytes, and nothing of it is written"));
+    EXPECT_EQ(plc::MemoryReader::open(memory).writes_logged(), 1U);
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.exit_code(), 0) << host.output();
+}
+
+TEST_F(PollRecordsTest, GoOnWithoutATerminalWhenStartedSo) {
+    start_controller();
+    write_list(variables, 10000);
+    Process host({"/bin/sh", "-c", "trap '' HUP; exec " + in_shell_quotes(poll({"--format", "json"}))}, output_file());
+    ASSERT_TRUE(comes_true([&] { return contains(host.output(), "boiler counter"); })) << host.output();
+    host.signal(SIGHUP);
+    // What follows is more than it could have had to tell at its end.
+    const std::size_t before = host.output().size();
+    ASSERT_TRUE(comes_true([&] {
+        const std::string text = host.output();
+        std::size_t at = before;
+        for (int values = 0; values < 3 && at != std::string::npos; ++values)
+            at = text.find("boiler counter", at + 1);
+        return at != std::string::npos;
+    })) << host.output();
+    host.signal(SIGTERM);
+    EXPECT_EQ(host.exit_code(), 0) << host.output();
 }
 
 TEST_F(PollRecordsTest, EndQuietlyWhenNobodyReadsThemAnyMore) {

@@ -33,6 +33,8 @@ VariableState state(const Variable &variable, const Values &values) {
     VariableState state;
     state.values = values;
     state.text = text_of(variable.view, values);
+    state.quality = Quality::good;
+    state.wall_time = time_of_record - 100ms;
     return state;
 }
 
@@ -43,22 +45,43 @@ TEST_F(RecordsTest, TellValuesInPlainLines) {
 }
 
 TEST_F(RecordsTest, TellValuesInCsv) {
-    EXPECT_EQ(record_head(RecordFormat::csv), "time,kind,name,station,type,address,count,text\n");
+    EXPECT_EQ(record_head(RecordFormat::csv), "time,kind,name,station,type,address,count,text,quality,read_at\n");
     EXPECT_EQ(value_record(RecordFormat::csv, time_of_record, level, state(level, {-42})),
-              "2026-11-21T05:31:26.123Z,value,tank level,3,7,100,1,-42\n");
+              "2026-11-21T05:31:26.123Z,value,tank level,3,7,100,1,-42,good,2026-11-21T05:31:26.023Z\n");
     EXPECT_EQ(value_record(RecordFormat::csv, time_of_record, gates, state(gates, {0, 1, 1, 0})),
-              "2026-11-21T05:31:26.123Z,value,\"inlet gates, \"\"north\"\"\",1,1,17,4,0110\n");
+              "2026-11-21T05:31:26.123Z,value,\"inlet gates, \"\"north\"\"\",1,1,17,4,0110,good,"
+              "2026-11-21T05:31:26.023Z\n");
 }
 
 TEST_F(RecordsTest, TellValuesInJson) {
-    EXPECT_EQ(value_record(RecordFormat::json, time_of_record, level, state(level, {-42})),
-              R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"tank level","station":3,"type":7,)"
-              R"("address":"100","count":1,"values":[-42],"text":"-42"})"
-              "\n");
+    EXPECT_EQ(
+        value_record(RecordFormat::json, time_of_record, level, state(level, {-42})),
+        R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"tank level","station":3,"type":7,)"
+        R"("address":"100","count":1,"values":[-42],"text":"-42","quality":"good","read_at":"2026-11-21T05:31:26.023Z"})"
+        "\n");
     // 0.1 as a float, and what is no number.
-    EXPECT_EQ(value_record(RecordFormat::json, time_of_record, heat, state(heat, {0x3DCCCCCD, 0x7FC00000})),
-              R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"heat","station":2,"type":12,)"
-              R"("address":"8","count":4,"values":[0.1,null],"text":"0.1 nan"})"
+    EXPECT_EQ(
+        value_record(RecordFormat::json, time_of_record, heat, state(heat, {0x3DCCCCCD, 0x7FC00000})),
+        R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"heat","station":2,"type":12,)"
+        R"("address":"8","count":4,"values":[0.1,null],"text":"0.1 nan","quality":"good","read_at":"2026-11-21T05:31:26.023Z"})"
+        "\n");
+}
+
+TEST_F(RecordsTest, MarkAValueThatIsNotGoodAndTellWhenItWasRead) {
+    VariableState old = state(level, {-42});
+    old.quality = Quality::stale;
+    old.wall_time = time_of_record - 1min;
+    EXPECT_EQ(value_record(RecordFormat::plain, time_of_record, level, old),
+              "05:31:26.123 tank level = -42 (stale, read at 05:30:26.123)\n");
+    EXPECT_EQ(value_record(RecordFormat::csv, time_of_record, level, old),
+              "2026-11-21T05:31:26.123Z,value,tank level,3,7,100,1,-42,stale,2026-11-21T05:30:26.123Z\n");
+    old.quality = Quality::bad;
+    EXPECT_EQ(value_record(RecordFormat::plain, time_of_record, level, old),
+              "05:31:26.123 tank level = -42 (bad, read at 05:30:26.123)\n");
+    EXPECT_EQ(value_record(RecordFormat::json, time_of_record, level, old),
+              R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"tank level","station":3,"type":7,)"
+              R"("address":"100","count":1,"values":[-42],"text":"-42","quality":"bad",)"
+              R"("read_at":"2026-11-21T05:30:26.123Z"})"
               "\n");
 }
 
@@ -76,6 +99,10 @@ TEST_F(RecordsTest, TellEventsWithWhatIsKnownOfThem) {
          "* station 3 does not answer: no reply",
          "station-down,,3,,,,no reply",
          R"("kind":"station-down","station":3,"text":"no reply"})"},
+        {{Kind::station_down, time_of_record, {3, 7, 100}, 0, {}, {}, "bad reply: noise", Failure::Kind::bad_reply},
+         "* station 3 is not understood: bad reply: noise",
+         "station-down,,3,,,,bad reply: noise",
+         R"("kind":"station-down","station":3,"text":"bad reply: noise"})"},
         {{Kind::station_back, time_of_record, {3, 7, 100}, 0, {}, {}, ""},
          "* station 3 answers again",
          "station-back,,3,,,,",
@@ -97,12 +124,17 @@ TEST_F(RecordsTest, TellEventsWithWhatIsKnownOfThem) {
          "write-failed,tank level,3,7,100,1,no reply",
          R"("kind":"write-failed","name":"tank level","station":3,"type":7,"address":"100","count":1,)"
          R"("text":"no reply"})"},
+        {{Kind::write_expired, time_of_record, {}, 0, 0, {}, "not sent within 5 s"},
+         "* write tank level expired: not sent within 5 s",
+         "write-expired,tank level,3,7,100,1,not sent within 5 s",
+         R"("kind":"write-expired","name":"tank level","station":3,"type":7,"address":"100","count":1,)"
+         R"("text":"not sent within 5 s"})"},
     };
     for (const Case &one : cases) {
         EXPECT_EQ(event_record(RecordFormat::plain, one.event, variables),
                   std::string("05:31:26.123 ") + one.plain + "\n");
         EXPECT_EQ(event_record(RecordFormat::csv, one.event, variables),
-                  std::string("2026-11-21T05:31:26.123Z,") + one.csv + "\n");
+                  std::string("2026-11-21T05:31:26.123Z,") + one.csv + ",,\n");
         EXPECT_EQ(event_record(RecordFormat::json, one.event, variables),
                   std::string(R"({"time":"2026-11-21T05:31:26.123Z",)") + one.json + "\n");
     }
@@ -112,7 +144,7 @@ TEST_F(RecordsTest, TellOfAWriteThatIsRefused) {
     EXPECT_EQ(refusal_record(RecordFormat::plain, time_of_record, nullptr, "no variable \"x\" in the list"),
               "05:31:26.123 * no variable \"x\" in the list\n");
     EXPECT_EQ(refusal_record(RecordFormat::csv, time_of_record, &level, "not now"),
-              "2026-11-21T05:31:26.123Z,write-refused,tank level,3,7,100,1,not now\n");
+              "2026-11-21T05:31:26.123Z,write-refused,tank level,3,7,100,1,not now,,\n");
 }
 
 }  // namespace

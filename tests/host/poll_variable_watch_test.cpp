@@ -2,9 +2,10 @@
 
 #include <gmock/gmock.h>
 
-#include <map>
+#include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace kelpo {
 namespace {
@@ -13,154 +14,131 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What the driver's cache would answer, by type and address text.
-std::map<std::pair<int, std::string>, QByteArray> cached;
-int times_asked = 0;
-
-int get_register_data(QString, int type, QString address, int, QByteArray &out, int) {
-    ++times_asked;
-    out = cached[{type, address.toStdString()}];
-    return 1;
-}
-
-int address_of(int type, QString text) {
-    const int number = text.toInt();
-    return type == 13 ? number - 200 : number;
-}
-
-RW_VAR block(int station, int register_class, int address, int count) {
-    RW_VAR block;
-    block.station_no = station;
-    block.reg_type = register_class;
-    block.reg_addr = address;
-    block.reg_count = count;
-    return block;
-}
-
 class VariableWatchTest : public testing::Test {
 protected:
-    DriverEntryPoints driver{};
+    VariableWatch watch{{{"a", 1, 7, "100", 1, View::unsigned_words}, {"b", 2, 7, "100", 1, View::unsigned_words}}};
     LinkReading link;
-    LinkReading::Time now{1h};
+    std::set<int> off;
+    VariableState::Time now{1h};
 
     VariableWatchTest() {
-        driver.GetRegisterData = get_register_data;
-        driver.PLCAddressChangeIntef = address_of;
-        cached.clear();
-        times_asked = 0;
+        link.line_open = true;
+        link.cycles.count = 1;
+        link.cycles.last = 1s;
     }
 
-    void read(const BlockPlace &place, LinkReading::Time at) {
-        LinkReading::Block &block = link.blocks[place];
-        ++block.readings;
-        block.read_at = at;
+    std::vector<std::size_t> refresh(const std::vector<std::pair<std::size_t, ReadValue>> &news = {}) {
+        return watch.refresh(news, link, off, now);
+    }
+    // Of the first variable.
+    std::vector<std::size_t> read(char value) {
+        ReadValue brought;
+        brought.bytes = QByteArray(1, value) + QByteArray(1, '\0');
+        brought.read_at = brought.newest_at = now;
+        brought.wall_time = ReadValue::WallTime(2h);
+        return refresh({{0, brought}});
+    }
+    const VariableState &state() const {
+        return watch.states()[0];
     }
 };
 
-TEST_F(VariableWatchTest, KnowsNoValueBeforeItsBlockWasRead) {
-    VariableWatch watch(driver, {{"a", 1, 7, "100", 1, View::unsigned_words}}, {block(1, 7, 100, 1)});
-    EXPECT_THAT(watch.refresh(link), IsEmpty());
-    EXPECT_FALSE(watch.states()[0].known());
-
-    cached[{7, "100"}] = QByteArray("\x05\x00", 2);
-    read({1, 7, 100}, now);
-    EXPECT_THAT(watch.refresh(link), ElementsAre(0));
-    EXPECT_EQ(watch.states()[0].text, "5");
-    EXPECT_THAT(watch.states()[0].values, ElementsAre(5));
-    EXPECT_EQ(watch.states()[0].changes, 0U);
-    EXPECT_EQ(watch.states()[0].read_at, now);
+TEST_F(VariableWatchTest, KnowsNoValueBeforeItWasRead) {
+    EXPECT_THAT(refresh(), IsEmpty());
+    EXPECT_FALSE(state().known());
+    EXPECT_EQ(state().quality, Quality::bad);
+    EXPECT_THAT(read(5), ElementsAre(0));
+    EXPECT_EQ(state().text, "5");
+    EXPECT_THAT(state().values, ElementsAre(5));
+    EXPECT_EQ(state().changes, 0U);
+    EXPECT_EQ(state().read_at, now);
+    EXPECT_EQ(state().wall_time, ReadValue::WallTime(2h));
+    EXPECT_EQ(state().quality, Quality::good);
+    EXPECT_FALSE(watch.states()[1].known());
 }
 
 TEST_F(VariableWatchTest, CountsChangesAndKnowsWhenTheLastWas) {
-    VariableWatch watch(driver, {{"a", 1, 7, "100", 1, View::unsigned_words}}, {block(1, 7, 90, 20)});
-    const std::pair<const char *, std::uint64_t> steps[] = {
-        {"\x05", 0}, {"\x05", 0}, {"\x06", 1}, {"\x06", 1}, {"\x05", 2}};
-    LinkReading::Time changed = now;
+    const std::pair<char, std::uint64_t> steps[] = {{5, 0}, {5, 0}, {6, 1}, {6, 1}, {5, 2}};
+    auto changed = now + 1s;
     std::uint64_t changes = 0;
     for (const auto &[value, expected] : steps) {
         now += 1s;
-        if (expected != changes || now == LinkReading::Time(1h + 1s))
+        if (expected != changes)
             changed = now;
         changes = expected;
-        cached[{7, "100"}] = QByteArray(value, 1) + QByteArray(1, '\0');
-        read({1, 7, 90}, now);
-        watch.refresh(link);
-        EXPECT_EQ(watch.states()[0].changes, expected);
-        EXPECT_EQ(watch.states()[0].changed_at, changed);
-        EXPECT_EQ(watch.states()[0].read_at, now);
+        read(value);
+        EXPECT_EQ(state().changes, expected);
+        EXPECT_EQ(state().changed_at, changed);
+        EXPECT_EQ(state().read_at, now);
     }
-}
-
-TEST_F(VariableWatchTest, AsksTheDriverOnlyForWhatWasReadAnew) {
-    VariableWatch watch(driver,
-                        {{"a", 1, 7, "100", 1, View::unsigned_words}, {"b", 2, 7, "100", 1, View::unsigned_words}},
-                        {block(1, 7, 100, 1), block(2, 7, 100, 1)});
-    cached[{7, "100"}] = QByteArray("\x05\x00", 2);
-    read({1, 7, 100}, now);
-    EXPECT_THAT(watch.refresh(link), ElementsAre(0));
-    EXPECT_THAT(watch.refresh(link), IsEmpty());
-    EXPECT_EQ(times_asked, 1);
-}
-
-TEST_F(VariableWatchTest, WaitsForAllBlocksOfALongValueAndIsAsOldAsTheOldest) {
-    VariableWatch watch(driver, {{"a", 1, 7, "95", 10, View::unsigned_words}},
-                        {block(1, 7, 0, 100), block(1, 7, 100, 5)});
-    cached[{7, "95"}] = QByteArray(20, '\0');
-    read({1, 7, 0}, now);
-    EXPECT_THAT(watch.refresh(link), IsEmpty());
-    read({1, 7, 100}, now + 1s);
-    EXPECT_THAT(watch.refresh(link), ElementsAre(0));
-    EXPECT_EQ(watch.states()[0].read_at, now);
-}
-
-TEST_F(VariableWatchTest, FindsTheBlockOfEveryType) {
-    struct Case {
-        int type;
-        const char *address;
-        int count;
-        BlockPlace block;
-        int units;
-    };
-    const Case cases[] = {
-        {1, "16", 8, {1, 1, 16}, 8},   {9, "3", 2, {1, 9, 3}, 2},    {12, "10", 2, {1, 7, 10}, 2},
-        {13, "203", 2, {1, 13, 3}, 1}, {14, "20", 4, {1, 8, 20}, 4},
-    };
-    for (const Case &one : cases) {
-        const Variable variable{"a", 1, one.type, one.address, one.count, default_view(one.type)};
-        VariableWatch watch(driver, {variable},
-                            {block(one.block.station, one.block.type, one.block.address, one.units)});
-        cached[{one.type, one.address}] = QByteArray(4, '\x01');
-        link = LinkReading();
-        read(one.block, now);
-        EXPECT_THAT(watch.refresh(link), ElementsAre(0)) << one.type;
-    }
-}
-
-TEST_F(VariableWatchTest, PollsTheRegisterOfABit) {
-    const Variable bit{"bit", 1, 15, "5.3", 1, View::bits};
-    const std::vector<Variable> places = places_to_poll({bit});
-    ASSERT_EQ(places.size(), 1U);
-    EXPECT_EQ(places[0].type, 7);
-    EXPECT_EQ(places[0].address, "5");
-    EXPECT_EQ(places[0].count, 1);
-
-    VariableWatch watch(driver, {bit}, {block(1, 7, 5, 1)});
-    cached[{15, "5.3"}] = QByteArray(1, '\x01');
-    read({1, 7, 5}, now);
-    EXPECT_THAT(watch.refresh(link), ElementsAre(0));
-    EXPECT_EQ(watch.states()[0].text, "1");
 }
 
 TEST_F(VariableWatchTest, KeepsTheLastValueAndTellsWhyItIsNotReadAnyMore) {
-    VariableWatch watch(driver, {{"a", 1, 7, "100", 1, View::unsigned_words}}, {block(1, 7, 100, 1)});
-    cached[{7, "100"}] = QByteArray("\x05\x00", 2);
-    read({1, 7, 100}, now);
-    watch.refresh(link);
-    link.blocks[{1, 7, 100}].failure = Failure{Failure::Kind::no_reply, "no reply"};
-    EXPECT_THAT(watch.refresh(link), IsEmpty());
-    EXPECT_EQ(watch.states()[0].text, "5");
-    ASSERT_TRUE(watch.states()[0].failure);
-    EXPECT_EQ(watch.states()[0].failure->text, "no reply");
+    read(5);
+    ReadValue failed;
+    failed.bytes = QByteArray("\x05\x00", 2);
+    failed.read_at = now;
+    failed.failure = Failure{Failure::Kind::refused, "refused"};
+    EXPECT_THAT(refresh({{0, failed}}), ElementsAre(0));
+    EXPECT_EQ(state().text, "5");
+    EXPECT_EQ(state().quality, Quality::bad);
+    ASSERT_TRUE(state().failure);
+    EXPECT_EQ(state().failure->text, "refused");
+    EXPECT_THAT(read(5), ElementsAre(0));
+    EXPECT_FALSE(state().failure);
+}
+
+TEST_F(VariableWatchTest, CallsAValueStaleThatIsOlderThanThreeCycles) {
+    read(5);
+    now += 3s;
+    EXPECT_THAT(refresh(), IsEmpty());
+    EXPECT_EQ(state().quality, Quality::good);
+    now += 1ms;
+    EXPECT_THAT(refresh(), ElementsAre(0));
+    EXPECT_EQ(state().quality, Quality::stale);
+    EXPECT_THAT(refresh(), IsEmpty());
+    EXPECT_THAT(read(5), ElementsAre(0));
+    EXPECT_EQ(state().quality, Quality::good);
+}
+
+TEST_F(VariableWatchTest, CallsAValueBadThatCannotBeRead) {
+    read(5);
+    link.stations[1].down_since = now;
+    EXPECT_THAT(refresh(), ElementsAre(0));
+    EXPECT_EQ(state().quality, Quality::bad);
+    link.stations[1].down_since.reset();
+    EXPECT_THAT(refresh(), ElementsAre(0));
+    EXPECT_EQ(state().quality, Quality::good);
+    off = {1};
+    EXPECT_THAT(refresh(), ElementsAre(0));
+    EXPECT_EQ(state().quality, Quality::bad);
+    off = {2};
+    EXPECT_THAT(refresh(), ElementsAre(0));
+    link.line_open = false;
+    EXPECT_THAT(refresh(), ElementsAre(0));
+    EXPECT_EQ(state().quality, Quality::bad);
+}
+
+TEST(GoodFor, IsThreeCyclesAndAtLeastTwoSeconds) {
+    LinkReading::Cycles cycles;
+    EXPECT_EQ(good_for(cycles), 30s);
+    cycles.count = 1;
+    cycles.last = 100ms;
+    EXPECT_EQ(good_for(cycles), 2s);
+    cycles.last = 10s;
+    EXPECT_EQ(good_for(cycles), 30s);
+}
+
+TEST(PlacesToPoll, HaveTheRegistersOfBits) {
+    const DriverLibrary driver(DRIVER_FILE);
+    const std::vector<Variable> places = places_to_poll(
+        driver.entry(), {{"bit", 1, 15, "+5.3", 1, View::bits}, {"word", 1, 7, "8", 1, View::unsigned_words}});
+    ASSERT_EQ(places.size(), 2U);
+    EXPECT_EQ(places[0].type, 7);
+    EXPECT_EQ(places[0].address, "5");
+    EXPECT_EQ(places[0].count, 1);
+    EXPECT_EQ(places[1].type, 7);
+    EXPECT_EQ(places[1].address, "8");
 }
 
 }  // namespace

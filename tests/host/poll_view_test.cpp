@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <clocale>
+
 #include <string>
 #include <vector>
 
@@ -151,20 +153,68 @@ TEST(PollViewTest, TellsOfACycleThatTakesLongerThanAnyBefore) {
               "line open  52.2 exchanges/s  cycle 0.0 ms  mean 0.0 ms  worst 12.00 s");
 }
 
-TEST(PollViewTest, CutsNamesAndLongValuesWhereTheyDoNotFit) {
+TEST(PollViewTest, CutsTheValueLast) {
+    struct Case {
+        const char *value;
+        std::size_t widest;
+        int columns;
+        const char *head, *row;
+    };
+    const char *const bits = "0b01010101010101010101010101010101";
+    const char *const levels = "1 22 333 4444 55555 6 77 888 1 22 333 4444 55555 6 77 888";
+    const Case cases[] = {
+        {"4294967295", 10, 80, "    st name                              place         value   age steady change",
+         ">    1 a very long name of a variable t~ 7:100 x8 4294967295  0.1s    12s      0"},
+        {"4294967295", 10, 40, "    st name                  value   age", ">    1 a very long nam~ 4294967295  0.1s"},
+        {"4294967295", 10, 26, "    st name          value", ">    1 a very ~ 4294967295"},
+        {"4294967295", 10, 22, "    st name      value", ">    1 a v~ 4294967295"},
+        {bits, 34, 80, "    st name                    place                   value   age steady change",
+         ">    1 a very long name of a ~ 7:100 x8 0b01010101010101010101010101010101  0.1s"},
+        {bits, 34, 46, "    st name                        value   age",
+         ">    1 a v~ 0b01010101010101010101010101010101"},
+        {bits, 34, 40, "    st name                        value", ">    1 a v~ 0b0101010101010101010101010~"},
+        {levels, 60, 80, "    st name                    place                   value   age steady change",
+         ">    1 a very long na~ 1 22 333 4444 55555 6 77 888 1 22 333 4444 55555 6 77 888"},
+    };
+    for (const Case &one : cases) {
+        PollModel model = many_rows(0);
+        model.rows = {row("a very long name of a variable that nobody can read", 1, "7:100 x8", one.value, one.widest)};
+        const PollScreen screen = poll_screen(model, {one.columns, 9});
+        EXPECT_EQ(text_of(screen.lines[4]), one.head) << one.columns;
+        EXPECT_EQ(text_of(screen.lines[5]), one.row) << one.columns;
+    }
+}
+
+// A wide character takes two columns.
+TEST(PollViewTest, AlignsWideNames) {
+    const std::string before = std::setlocale(LC_CTYPE, nullptr);
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
     PollModel model = many_rows(0);
-    model.rows = {
-        row("a very long name of a variable that nobody can read", 1, "7:100 x8", "1 22 333 4444 55555 6 77 888", 47)};
-    model.link.line_open = true;
-    EXPECT_EQ(text_of(poll_screen(model, {60, 9})), "kelpo poll many.csv                                 1-1 of 1\n"
-                                                    "line open  0.0 exchanges/s  cycle -\n"
-                                                    "0 exchanges  0 retries  0 give-ups  0 B out  0 B in\n"
-                                                    "stations\n"
-                                                    "    st name        place           value   age steady change\n"
-                                                    ">    1 a very lon~ 7:100 x8 1 22 333 44~  0.1s    12s      0\n"
-                                                    "\n"
-                                                    "\n"
-                                                    "q quit  space pause  w write  s station off/on  t trace  / ~\n");
+    model.rows = {row("\xE6\xB0\xB4\xE7\xAE\xB1", 1, "7:1", "1", 6), row("pump", 1, "7:2", "2", 6)};
+    const PollScreen screen = poll_screen(model, {80, 9});
+    EXPECT_EQ(text_of(screen.lines[5]), ">    1 \xE6\xB0\xB4\xE7\xAE\xB1 7:1        1  0.1s    12s      0");
+    EXPECT_EQ(text_of(screen.lines[6]), "     1 pump 7:2        2  0.1s    12s      0");
+    std::setlocale(LC_CTYPE, before.c_str());
+}
+
+TEST(PollViewTest, MarksWhatIsStaleAndWhatHasNoLine) {
+    PollModel model = plant();
+    model.rows = {row("old", 1, "7:9", "1", 5, State::stale), row("lost", 1, "7:9", "1", 5, State::lost)};
+    model.selected = 0;
+    const PollScreen screen = poll_screen(model, {80, 14});
+    EXPECT_EQ(text_of(screen.lines[5]).substr(0, 6), ">S   1");
+    EXPECT_EQ(screen.lines[5][0].style.colour, Colour::yellow);
+    EXPECT_EQ(text_of(screen.lines[6]).substr(0, 6), " L   1");
+    EXPECT_EQ(screen.lines[6][0].style.colour, Colour::red);
+}
+
+TEST(PollViewTest, TellsWhichStationsRefuse) {
+    PollModel model = plant();
+    model.stations[1] = {2, PollStation::State::refusing, {}, "refusing, 1 of 3 blocks refused: illegal data address"};
+    const ScreenLine stations = poll_screen(model, {120, 14}).lines[3];
+    EXPECT_EQ(text_of(stations), "stations  3 DOWN 1m23: no reply  2 refusing, 1 of 3 blocks refused: illegal data "
+                                 "address  4 off  1 ok");
+    EXPECT_EQ(stations[2].style.colour, Colour::yellow);
 }
 
 TEST(PollViewTest, GivesLongValuesTheRoomOfAWideScreen) {

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -119,6 +120,25 @@ TEST_F(LinkLoop, SendsTheRequestAndHandsOverTheReply) {
     EXPECT_EQ(statistics.good, 1U);
     EXPECT_EQ(statistics.bytes_sent, 7U);
     EXPECT_EQ(statistics.bytes_received, 5U);
+}
+
+TEST_F(LinkLoop, TellsEachTimeBeforeItAsksTheDriver) {
+    struct : kelpo::LinkWatcher {
+        int times = 0;
+        void about_to_ask() override {
+            ++times;
+        }
+    } asking;
+    watchers.add(asking);
+    std::vector<int> told_before;
+    driver.has_request = [&] {
+        told_before.push_back(asking.times);
+        if (told_before.size() == 3)
+            stop.raise();
+        return false;
+    };
+    run(soon);
+    EXPECT_EQ(told_before, (std::vector<int>{1, 2, 3}));
 }
 
 TEST_F(LinkLoop, HandsOverAMissingReplyAsOneOfLengthZero) {

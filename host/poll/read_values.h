@@ -1,0 +1,108 @@
+#pragma once
+
+#include "host/driver/driver_library.h"
+#include "host/driver/variables.h"
+#include "host/link/link_watcher.h"
+#include "host/once/verdict.h"
+
+#include <QtCore/QByteArray>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace kelpo {
+
+/// What replies have brought of one variable.
+struct ReadValue {
+    using Time = std::chrono::steady_clock::time_point;
+    using WallTime = std::chrono::system_clock::time_point;
+
+    QByteArray bytes;                ///< as the driver hands them out; empty until all of the value was read
+    Time read_at{};                  ///< when the oldest part of the value was read
+    Time newest_at{};                ///< when the newest part was
+    WallTime wall_time{};            ///< read_at on the clock on the wall
+    std::optional<Failure> failure;  ///< why it, or a part, was not read when it was last asked for
+};
+
+/// Keeps the values of variables as replies to polls have brought them, and nothing else: the driver's own cache holds
+/// a written value from the moment its request is built, long before a controller has it. So the values are taken out
+/// of the driver by the link's own thread, right behind each good reply, and of each variable only what lies in that
+/// reply. For this no other thread may write (see Writer): the driver puts a write into its cache at once while the
+/// link is failing. Any thread may look.
+class ReadValues : public LinkWatcher {
+public:
+    using Clock = std::function<ReadValue::Time()>;
+
+    explicit ReadValues(Clock clock = std::chrono::steady_clock::now) : clock_(std::move(clock)) {}
+
+    /// To be called before the link starts: the variables, and the driver's block reads for them. `driver` must outlive
+    /// the link.
+    void use(const DriverEntryPoints &driver, const std::vector<Variable> &variables,
+             const std::vector<RW_VAR> &blocks);
+
+    /// The variables that replies or failures have touched since the last call, by their place in the list.
+    std::vector<std::pair<std::size_t, ReadValue>> take();
+
+    /// To be told when a station was switched off or on: why it was not read does not hold any more.
+    void forget_failures(int station);
+
+    void exchanged(const Exchange &exchange) override;
+
+private:
+    /// Numbers of one register class of one station.
+    struct Place {
+        int station, register_class;
+
+        bool operator<(const Place &other) const {
+            return std::tie(station, register_class) < std::tie(other.station, other.register_class);
+        }
+    };
+    /// What one request asks for of a variable.
+    struct Part {
+        int first;  // number that the request begins with
+        int count;
+        ReadValue::Time read_at{};
+        ReadValue::WallTime wall_time{};
+        bool read = false;
+        std::optional<Failure> failure{};
+    };
+    struct Source {
+        Variable variable;
+        QString address;
+        int number;          // of the address
+        int first, last;     // numbers in the register class
+        QByteArray bytes{};  // as far as they were read
+        std::vector<Part> parts{};
+        std::optional<Failure> not_sent{};  // why the request for it did not follow another
+        bool complete = false, touched = false;
+    };
+    struct Area {
+        std::vector<std::size_t> sources{};  // in the order of their first numbers
+        int longest = 0;
+    };
+
+    template <typename Action> void for_each_in(const Place &place, int first, int count, const Action &action);
+    void take_bytes(Source &source, const Exchange &exchange);
+    void touch(std::size_t index);
+    static Part &part_of(Source &source, int first, int count);
+    static bool is_complete(const Source &source);
+    static ReadValue value_of(const Source &source);
+
+    const Clock clock_;
+    const DriverEntryPoints *driver_ = nullptr;
+    std::map<Place, Area> areas_;
+    std::map<std::pair<Place, int>, int> blocks_;  // counts, by where a block begins
+
+    std::mutex mutex_;  // guards the sources' content and what is below
+    std::vector<Source> sources_;
+    std::vector<std::size_t> touched_;
+};
+
+}  // namespace kelpo

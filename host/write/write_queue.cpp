@@ -1,0 +1,139 @@
+#include "host/write/write_queue.h"
+
+#include <algorithm>
+
+namespace kelpo {
+namespace {
+
+const std::string nobody_knows = "; it may have been written all the same";
+
+std::string duration_text(std::chrono::milliseconds time) {
+    const std::int64_t milliseconds = time.count();
+    return milliseconds % 1000 == 0 ? std::to_string(milliseconds / 1000) + " s" : std::to_string(milliseconds) + " ms";
+}
+
+}  // namespace
+
+int WriteQueue::add(std::vector<WritePart> parts, Time asked, std::chrono::milliseconds within) {
+    const int id = next_id_++;
+    Write write{};
+    write.id = id;
+    write.parts = std::move(parts);
+    write.asked = asked;
+    write.within = within;
+    waiting_.push_back(std::move(write));
+    return id;
+}
+
+std::optional<WriteQueue::Request> WriteQueue::next(Time now) {
+    expire(now);
+    if (!current_ && !waiting_.empty()) {
+        current_ = std::move(waiting_.front());
+        waiting_.pop_front();
+    }
+    if (!current_ || current_->under_way)
+        return std::nullopt;
+    current_->under_way = next_number_++;
+    current_->ended_well.reset();
+    return Request{*current_->under_way, current_->parts[current_->begun++]};
+}
+
+std::optional<int> WriteQueue::under_way() const {
+    return current_ ? current_->under_way : std::nullopt;
+}
+
+void WriteQueue::ended(int number, bool well) {
+    if (under_way() == number)
+        current_->ended_well = well;
+}
+
+void WriteQueue::exchanged(int number, bool comes_again, const std::optional<Failure> &failure) {
+    if (under_way() != number)
+        return;
+    current_->failure = failure;
+    if (comes_again)
+        return;
+    if (failure)
+        fail(exit_code_of(failure->kind),
+             failure->text + (failure->kind == Failure::Kind::refused ? std::string() : nobody_knows));
+    else if (current_->ended_well == true)
+        part_is_through();
+}
+
+void WriteQueue::part_is_through() {
+    current_->under_way.reset();
+    if (current_->begun < current_->parts.size())
+        return;
+    results_.push_back({current_->id, WriteResult::Kind::done, ExitCode::all_well, {}});
+    current_.reset();
+}
+
+void WriteQueue::dropped(const std::string &why) {
+    if (under_way())
+        fail(ExitCode::not_right, why);
+}
+
+void WriteQueue::line_lost(const std::string &why) {
+    if (current_)
+        fail(ExitCode::no_line, "the line was lost: " + why + (current_->under_way ? nobody_knows : std::string()));
+}
+
+// Of the write that was begun.
+void WriteQueue::fail(ExitCode code, const std::string &why) {
+    const std::size_t through = current_->begun - (current_->under_way ? 1 : 0);
+    std::string text = why;
+    if (through > 0)
+        text += "; " + std::to_string(through) + " of its " + std::to_string(current_->parts.size()) +
+                " requests were carried out before";
+    results_.push_back({current_->id, WriteResult::Kind::failed, code, std::move(text)});
+    current_.reset();
+}
+
+void WriteQueue::expire(Time now) {
+    const auto is_late = [this, now](const Write &write) {
+        const bool late = now - write.asked >= write.within;
+        if (late)
+            results_.push_back({write.id, WriteResult::Kind::expired, ExitCode::not_right,
+                                "not sent within " + duration_text(write.within) + ", and not sent any more"});
+        return late;
+    };
+    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), is_late), waiting_.end());
+}
+
+void WriteQueue::withdraw(int station, const std::string &why) {
+    const auto is_of_station = [this, station, &why](const Write &write) {
+        const bool withdrawn = write.parts.front().station == station;
+        if (withdrawn)
+            results_.push_back({write.id, WriteResult::Kind::failed, ExitCode::not_right, why});
+        return withdrawn;
+    };
+    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), is_of_station), waiting_.end());
+}
+
+void WriteQueue::end(const std::string &why, ExitCode code) {
+    if (current_ && current_->under_way && current_->failure && current_->failure->kind == Failure::Kind::not_now)
+        fail(exit_code_of(current_->failure->kind), current_->failure->text + nobody_knows);
+    else if (current_)
+        fail(code, why + (current_->under_way ? nobody_knows : std::string()));
+    for (const Write &write : waiting_)
+        results_.push_back({write.id, WriteResult::Kind::failed, code, why + "; it was not sent"});
+    waiting_.clear();
+}
+
+bool WriteQueue::has(int id) const {
+    return (current_ && current_->id == id) ||
+           std::any_of(waiting_.begin(), waiting_.end(), [id](const Write &write) { return write.id == id; });
+}
+
+std::size_t WriteQueue::size() const {
+    return waiting_.size() + (current_ ? 1 : 0);
+}
+
+std::size_t WriteQueue::requests() const {
+    std::size_t requests = current_ ? current_->parts.size() : 0;
+    for (const Write &write : waiting_)
+        requests += write.parts.size();
+    return requests;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "host/exit_code.h"
+#include "host/once/verdict.h"
+#include "host/write/write_parts.h"
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kelpo {
+
+/// How long a write waits for its turn when the user has not said so.
+constexpr std::chrono::milliseconds default_write_deadline{5000};
+
+/// What has become of a write that was asked for.
+struct WriteResult {
+    enum class Kind {
+        done,
+        failed,  ///< or nobody knows: the text says whether it may have been carried out
+        expired  ///< was not sent before its deadline, and is not sent any more
+    };
+
+    int id;
+    Kind kind;
+    ExitCode code;     ///< all_well when it is done
+    std::string text;  ///< why it is not done, for the user
+};
+
+/// The writes that a user has asked for and that are not through. Each waits until the link is free for it, or until
+/// its deadline: from then on it is not begun any more. One request at a time is handed to the link, so none waits
+/// where it cannot be called back. Each write gets one result.
+///
+/// Knows the time only as it is told, and has no lock.
+class WriteQueue {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    /// A request, with the number by which the link tells of it.
+    struct Request {
+        int number;
+        WritePart part;
+    };
+
+    /// Adds a write of at least one part, which was `asked` for and is to be begun `within` that time, behind all
+    /// others. Returns its id.
+    int add(std::vector<WritePart> parts, Time asked, std::chrono::milliseconds within);
+
+    /// The request that is to be sent at once: the next part of a write that was begun, or the first of the next write
+    /// that is in time. Nothing while one is under way. Only to be asked for while the line is open.
+    std::optional<Request> next(Time now);
+
+    /// The number of the request that is under way.
+    std::optional<int> under_way() const;
+
+    /// The driver has said that the request is through. How that came about, exchanged() tells.
+    void ended(int number, bool well);
+
+    /// A request was given up, or is through when ended() has said so: `failure` is why not.
+    void exchanged(int number, bool comes_again, const std::optional<Failure> &failure);
+
+    /// The driver has the request under way no longer, and has sent nothing.
+    void dropped(const std::string &why);
+
+    /// The write that was begun fails: nobody knows whether the request under way was carried out. The others wait on.
+    void line_lost(const std::string &why);
+
+    /// Ends what is too late. A write that was begun is carried through.
+    void expire(Time now);
+
+    /// Fails what waits for the station. A write that was begun goes on.
+    void withdraw(int station, const std::string &why);
+
+    /// Fails all there is.
+    void end(const std::string &why, ExitCode code);
+
+    /// True until the write has its result.
+    bool has(int id) const;
+
+    /// Writes that have no result yet.
+    std::size_t size() const;
+
+    /// Requests of these.
+    std::size_t requests() const;
+
+    /// Results since the last call, oldest first.
+    std::vector<WriteResult> take_results() {
+        return std::exchange(results_, {});
+    }
+
+private:
+    struct Write {
+        int id;
+        std::vector<WritePart> parts;
+        Time asked;
+        std::chrono::milliseconds within;
+        std::size_t begun = 0;           // parts that were handed over, the one under way counted in
+        std::optional<int> under_way;    // number of the last of them, until it is through
+        std::optional<bool> ended_well;  // of the same, as the driver said
+        std::optional<Failure> failure;  // of the same, of the last exchange
+    };
+
+    void part_is_through();
+    void fail(ExitCode code, const std::string &why);
+
+    std::deque<Write> waiting_;
+    std::optional<Write> current_;
+    std::vector<WriteResult> results_;
+    int next_id_ = 0;
+    int next_number_ = 0;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "host/link/link_watcher.h"
+#include "host/write/write_queue.h"
+
+#include <functional>
+#include <mutex>
+
+namespace kelpo {
+
+/// Writes to controllers over a link: hands one request at a time to the driver, from the link's own thread and right
+/// before the driver is asked for its next one, so that it goes out at once or not at all. Any thread may ask for
+/// writes and look. Nothing else may queue writes in the driver, which would come between.
+class Writer : public LinkWatcher {
+public:
+    using Clock = std::function<WriteQueue::Time()>;
+
+    /// The group by which the writer knows its requests in the driver: outside of those that shift the return codes.
+    static constexpr int group = 12;
+
+    explicit Writer(Clock clock = std::chrono::steady_clock::now) : clock_(std::move(clock)) {}
+
+    /// To be called before the link starts. `driver` must outlive the link.
+    void use(const DriverLibrary &driver) {
+        driver_ = &driver;
+    }
+
+    /// As WriteQueue::add.
+    int write(std::vector<WritePart> parts, WriteQueue::Time asked, std::chrono::milliseconds within);
+
+    /// The results since the last call, oldest first. Those of writes that are late by now are among them.
+    std::vector<WriteResult> take_results();
+
+    /// As the functions of WriteQueue.
+    bool has(int id) const;
+    std::size_t size() const;
+    std::size_t requests() const;
+    void withdraw(int station, const std::string &why);
+    void end(const std::string &why, ExitCode code);
+
+    void about_to_ask() override;
+    void exchanged(const Exchange &exchange) override;
+    void request_ended(int group, int id, int status) override;
+    void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
+
+private:
+    const Clock clock_;
+    const DriverLibrary *driver_ = nullptr;
+    mutable std::mutex mutex_;  // guards the queue; the driver's list lock may be held when it is taken, never after
+    WriteQueue queue_;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,214 @@
+#include "host/poll/read_values.h"
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <string>
+#include <utility>
+
+namespace kelpo {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// What the driver's cache would answer, by type and address text.
+std::map<std::pair<int, std::string>, QByteArray> cached;
+
+int get_register_data(QString, int type, QString address, int, QByteArray &out, int) {
+    out = cached[{type, address.toStdString()}];
+    return 1;
+}
+
+// Numbers as the driver takes them, but for octal ones.
+int address_of(int type, QString text) {
+    const std::string address = text.toStdString();
+    const std::size_t point = address.find('.');
+    if (type >= 15)
+        return std::stoi(address.substr(0, point)) * 16 + std::stoi(address.substr(point + 1));
+    return std::stoi(address) - (type == 13 ? 200 : 0);
+}
+
+RW_VAR block(int station, int register_class, int address, int count) {
+    RW_VAR block;
+    block.station_no = station;
+    block.reg_type = register_class;
+    block.reg_addr = address;
+    block.reg_count = count;
+    return block;
+}
+
+Variable word(const char *address, int count = 1, int station = 1) {
+    return {"a", station, 7, address, count, View::unsigned_words};
+}
+
+QByteArray bytes(const std::string &text) {
+    return QByteArray(text.data(), static_cast<int>(text.size()));
+}
+
+class ReadValuesTest : public testing::Test {
+protected:
+    DriverEntryPoints driver{};
+    ReadValue::Time now{1h};
+    ReadValues values{[this] {
+        return now;
+    }};
+
+    ReadValuesTest() {
+        driver.GetRegisterData = get_register_data;
+        driver.PLCAddressChangeIntef = address_of;
+        cached.clear();
+    }
+
+    void exchange(int station, int register_class, int address, int count, int code, int id = -1) {
+        Exchange told{};
+        told.ended_at = Exchange::Time(now.time_since_epoch() + 1h);
+        told.request = std::string_view("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
+        told.station = station;
+        told.type = register_class;
+        told.address = address;
+        told.count = count;
+        told.id = id;
+        told.code = code;
+        told.outcome = outcome_of(code);
+        values.exchanged(told);
+    }
+    void read(int station, int register_class, int address, int count) {
+        exchange(station, register_class, address, count, 1);
+    }
+    void give_up(int station, int register_class, int address, int count) {
+        exchange(station, register_class, address, count, 41);
+    }
+
+    // The only one that was touched.
+    ReadValue value() {
+        const auto touched = values.take();
+        EXPECT_EQ(touched.size(), 1U);
+        return touched.empty() ? ReadValue() : touched[0].second;
+    }
+};
+
+TEST_F(ReadValuesTest, AreWhatARepliedToPollBrought) {
+    values.use(driver, {word("100"), word("101")}, {block(1, 7, 100, 1)});
+    EXPECT_THAT(values.take(), IsEmpty());
+    cached[{7, "100"}] = bytes({5, 0});
+    read(1, 7, 100, 1);
+    const ReadValue held = value();
+    EXPECT_EQ(held.bytes, bytes({5, 0}));
+    EXPECT_EQ(held.read_at, now);
+    EXPECT_EQ(held.wall_time, ReadValue::WallTime(2h));
+    EXPECT_FALSE(held.failure);
+    EXPECT_THAT(values.take(), IsEmpty());
+}
+
+// The driver's cache has a written value as soon as its request is built.
+TEST_F(ReadValuesTest, AreNotWhatWasWritten) {
+    values.use(driver, {word("100")}, {block(1, 7, 100, 1)});
+    cached[{7, "100"}] = bytes({5, 0});
+    read(1, 7, 100, 1);
+    cached[{7, "100"}] = bytes({42, 0});
+    EXPECT_EQ(value().bytes, bytes({5, 0}));
+    exchange(1, 7, 100, 1, 1, 3);   // the write is answered
+    exchange(1, 7, 100, 1, 71, 4);  // another is refused
+    EXPECT_THAT(values.take(), IsEmpty());
+}
+
+TEST_F(ReadValuesTest, TakeOfALongValueOnlyWhatTheReplyBrought) {
+    values.use(driver, {word("98", 4)}, {block(1, 7, 0, 100), block(1, 7, 100, 5)});
+    cached[{7, "98"}] = bytes({1, 0, 2, 0, 3, 0, 4, 0});
+    read(1, 7, 0, 100);
+    EXPECT_EQ(value().bytes, QByteArray());
+    // The first half is written meanwhile.
+    cached[{7, "98"}] = bytes({9, 9, 9, 9, 7, 0, 8, 0});
+    now += 1s;
+    read(1, 7, 100, 5);
+    const ReadValue held = value();
+    EXPECT_EQ(held.bytes, bytes({1, 0, 2, 0, 7, 0, 8, 0}));
+    EXPECT_EQ(held.read_at, now - 1s);
+    EXPECT_EQ(held.newest_at, now);
+    EXPECT_EQ(held.wall_time, ReadValue::WallTime(2h));
+}
+
+// The second request of a block has its own first number.
+TEST_F(ReadValuesTest, KnowTheTwoRequestsOfABlockApart) {
+    values.use(driver, {word("8005")}, {block(1, 7, 7990, 20)});
+    cached[{7, "8005"}] = bytes({5, 0});
+    read(1, 7, 7990, 10);
+    EXPECT_THAT(values.take(), IsEmpty());
+    read(1, 7, 8000, 10);
+    EXPECT_EQ(value().bytes, bytes({5, 0}));
+    // The second is not sent when the first is given up.
+    give_up(1, 7, 7990, 10);
+    ASSERT_TRUE(value().failure);
+    read(1, 7, 8000, 10);
+    EXPECT_FALSE(value().failure);
+}
+
+TEST_F(ReadValuesTest, FindTheRegistersOfEveryType) {
+    struct Case {
+        int type;
+        const char *address;
+        int count, register_class, first, last;  // numbers
+        std::string first_brings;                // X: bytes that the first number holds
+    };
+    const Case cases[] = {
+        {1, "16", 8, 1, 16, 23, "X......."},  {9, "3", 2, 9, 3, 4, "XX.."},
+        {12, "10", 4, 7, 10, 13, "..XX...."}, {13, "203", 3, 13, 3, 4, "XXXX...."},
+        {14, "20", 3, 8, 20, 23, "..XX...."}, {15, "5.14", 4, 7, 5, 6, "XX.."},
+        {16, "1.20", 1, 8, 2, 2, "X"},        {17, "3.0", 17, 11, 3, 4, "XXXXXXXXXXXXXXXX."},
+    };
+    for (const Case &one : cases) {
+        const Variable variable{"a", 1, one.type, one.address, one.count, default_view(one.type)};
+        const auto size = one.first_brings.size();
+        const int numbers = one.last - one.first + 1;
+        const auto begin = [&](ReadValues &fresh) {
+            fresh.use(driver, {variable}, {block(1, one.register_class, one.first, numbers)});
+        };
+        const auto reads = [&](ReadValues &fresh, int first, int count) {
+            Exchange told{};
+            told.station = 1;
+            told.type = one.register_class;
+            told.address = first;
+            told.count = count;
+            told.id = -1;
+            told.outcome = Outcome::good;
+            fresh.exchanged(told);
+        };
+        ReadValues around;
+        begin(around);
+        cached[{one.type, one.address}] = bytes(std::string(size, 'X'));
+        reads(around, one.first - 1, 1);
+        reads(around, one.last + 1, 1);
+        EXPECT_THAT(around.take(), IsEmpty()) << one.type;
+
+        ReadValues in_two;
+        begin(in_two);
+        reads(in_two, one.first, 1);
+        EXPECT_EQ(in_two.take().size(), 1U) << one.type;
+        cached[{one.type, one.address}] = bytes(std::string(size, '.'));
+        if (one.last > one.first)
+            reads(in_two, one.first + 1, numbers - 1);
+        else
+            in_two.forget_failures(1);
+        const auto taken = in_two.take();
+        ASSERT_EQ(taken.size(), 1U) << one.type;
+        EXPECT_EQ(taken[0].second.bytes, bytes(one.first_brings)) << one.type;
+    }
+}
+
+TEST_F(ReadValuesTest, TellOfFailuresAndForgetThemWhenAStationIsSwitched) {
+    values.use(driver, {word("100"), word("100", 1, 2)}, {block(1, 7, 100, 1), block(2, 7, 100, 1)});
+    exchange(1, 7, 100, 1, 0);  // comes again
+    EXPECT_THAT(values.take(), IsEmpty());
+    give_up(1, 7, 100, 1);
+    const ReadValue failed = value();
+    ASSERT_TRUE(failed.failure);
+    EXPECT_EQ(failed.failure->text, "no reply");
+    EXPECT_EQ(failed.bytes, QByteArray());
+    values.forget_failures(1);
+    EXPECT_FALSE(value().failure);
+}
+
+}  // namespace
+}  // namespace kelpo
