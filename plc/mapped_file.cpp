@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -17,7 +16,7 @@ namespace {
 
 // A mapping, for the signal handler. Its size is there before its start is.
 struct Place {
-    std::atomic<std::uintptr_t> start;
+    std::atomic<char *> start;
     std::atomic<std::size_t> size;
 };
 
@@ -25,18 +24,19 @@ constexpr std::size_t most_mappings = 64;
 std::array<Place, most_mappings> places;
 std::mutex places_mutex;  // for who makes and removes mappings
 
-static_assert(std::atomic<std::uintptr_t>::is_always_lock_free && std::atomic<std::size_t>::is_always_lock_free);
+static_assert(std::atomic<char *>::is_always_lock_free);
+static_assert(std::atomic<std::size_t>::is_always_lock_free);
 
 void replace_lost_pages(int, siginfo_t *info, void *) {
     const int before = errno;
-    const auto touched = reinterpret_cast<std::uintptr_t>(info->si_addr);
+    const char *const touched = static_cast<const char *>(info->si_addr);
     bool replaced = false;
     for (const Place &place : places) {
-        const std::uintptr_t start = place.start.load();
+        char *const start = place.start.load();
         const std::size_t size = place.size.load();
-        if (start != 0 && touched >= start && touched - start < size)
-            replaced = ::mmap(reinterpret_cast<void *>(start), size, PROT_READ | PROT_WRITE,
-                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED;
+        if (start != nullptr && touched >= start && touched < start + size)
+            replaced = ::mmap(start, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) !=
+                       MAP_FAILED;
     }
     if (!replaced)
         std::signal(SIGBUS, SIG_DFL);  // the same access comes again, and ends the process
@@ -50,15 +50,15 @@ void install_handler() {
     ::sigaction(SIGBUS, &action, nullptr);
 }
 
-bool note(const void *start, std::size_t size) {
+bool note(void *start, std::size_t size) {
     static std::once_flag installed;
     std::call_once(installed, install_handler);
     const std::lock_guard<std::mutex> lock(places_mutex);
     for (Place &place : places) {
-        if (place.start.load() != 0)
+        if (place.start.load() != nullptr)
             continue;
         place.size.store(size);
-        place.start.store(reinterpret_cast<std::uintptr_t>(start));
+        place.start.store(static_cast<char *>(start));
         return true;
     }
     return false;
@@ -67,8 +67,8 @@ bool note(const void *start, std::size_t size) {
 void forget(const void *start) {
     const std::lock_guard<std::mutex> lock(places_mutex);
     for (Place &place : places)
-        if (place.start.load() == reinterpret_cast<std::uintptr_t>(start))
-            place.start.store(0);
+        if (place.start.load() == start)
+            place.start.store(nullptr);
 }
 
 }  // namespace

@@ -210,8 +210,8 @@ std::variant<Options, int> read_options(const std::vector<std::string> &argument
     add_value_options(app, options, read);
     add_fault_options(app, options, read);
     app.add_option("--while", options.companion, "End with this process: --while $$ in a shell's script")
-        ->check(CLI::Range(1, std::numeric_limits<pid_t>::max()))
-        ->type_name("PID");
+        .range(1, std::numeric_limits<pid_t>::max())
+        .type_name("PID");
 
     if (const auto exit_status = line.parse(arguments, out, error))
         return *exit_status;
