@@ -106,7 +106,7 @@ void run_host(const std::string &path, const std::string &driver_file, int regis
     kelpo::LineSettings settings;
     settings.path = path;
     kelpo::Line line(settings, stop);
-    kelpo::run_link(driver.entry(), line, info, kelpo::ReplyTimeouts(), counter);
+    kelpo::LinkLoop(driver.entry(), info, {}, counter).run(line);
     counter.print();
 }
 

@@ -14,8 +14,9 @@ std::atomic<StopSignal *> to_raise{nullptr};
 
 extern "C" void raise_stop(int) {
     const int error = errno;
+    // The first signal ends the command, which waits for the reply that is on its way; another ends that too.
     if (StopSignal *stop = to_raise)
-        stop->raise();
+        stop->raised() ? stop->hurry() : stop->raise();
     errno = error;
 }
 

@@ -49,9 +49,10 @@ bool try_again(int error) {
 
 Line::Line(const LineSettings &settings, const StopSignal &stop)
     : stop_(stop), path_(settings.path), is_tcp_(is_tcp_path(settings.path)), port_(open_port(settings, stop)),
-      character_time_(settings.character_time()), frame_gap_(kept_gap(settings, port_)), quiet_since_(Clock::now()) {}
+      note_(settings.path, port_), character_time_(settings.character_time()), frame_gap_(kept_gap(settings, port_)),
+      quiet_since_(Clock::now()), request_end_(quiet_since_), has_wire_(!is_tcp_ && is_wired(port_)) {}
 
-std::string Line::discard_input() {
+std::string Line::discard_input(const Heard &heard) {
     constexpr int most_reads = 128;  // of a kilobyte: more than a tty holds back
     char waste[1024];
     std::string discarded;
@@ -60,16 +61,18 @@ std::string Line::discard_input() {
         if (got == 0)
             break;
         keep_some(discarded, waste, got);
+        if (heard)
+            heard({waste, got});
     }
     return discarded;
 }
 
-std::string Line::settle(nanoseconds duration) {
+std::string Line::settle(nanoseconds duration, const Heard &heard) {
     const auto from = Clock::now();
     auto until = from + duration;
     std::string discarded;
     while (Clock::now() < until && wait_for(POLLIN, until)) {
-        const std::string waste = discard_input();
+        const std::string waste = discard_input(heard);
         keep_some(discarded, waste.data(), waste.size());
         quiet_since_ = Clock::now();
         until = std::min(from + 2 * duration, std::max(from + duration, quiet_since_ + frame_gap_));
@@ -77,15 +80,15 @@ std::string Line::settle(nanoseconds duration) {
     return discarded;
 }
 
-std::string Line::await_silence() {
-    std::string discarded = discard_input();
+std::string Line::await_silence(const Heard &heard) {
+    std::string discarded = discard_input(heard);
     if (frame_gap_ == nanoseconds::zero())
         return discarded;
     if (!discarded.empty())
         quiet_since_ = Clock::now();
     const auto latest = std::max(Clock::now(), quiet_since_ + frame_gap_) + frame_gap_;
     for (auto until = quiet_since_ + frame_gap_; Clock::now() < until && wait_for(POLLIN, until);) {
-        const std::string waste = discard_input();
+        const std::string waste = discard_input(heard);
         keep_some(discarded, waste.data(), waste.size());
         quiet_since_ = Clock::now();
         until = std::min(latest, quiet_since_ + frame_gap_);
@@ -93,7 +96,17 @@ std::string Line::await_silence() {
     return discarded;
 }
 
-void Line::send(const char *bytes, std::size_t size) {
+std::string Line::listen(Time until) {
+    if (!wait_for(POLLIN, until))
+        return {};
+    char bytes[1024];
+    const std::size_t got = read_some(bytes, sizeof bytes);
+    if (got > 0)
+        quiet_since_ = Clock::now();
+    return {bytes, got};
+}
+
+bool Line::send(const char *bytes, std::size_t size) {
     if (frame_gap_ > nanoseconds::zero())
         pause(quiet_since_ + frame_gap_ - Clock::now());
     std::optional<Clock::time_point> deadline;  // once the line takes no more at first
@@ -111,23 +124,30 @@ void Line::send(const char *bytes, std::size_t size) {
         if (!wait_for(POLLOUT, *deadline) && !stop_requested())
             fail("takes no bytes");
     }
-    quiet_since_ = Clock::now() + character_time_ * static_cast<std::int64_t>(total);
+    request_end_ = Clock::now() + character_time_ * static_cast<std::int64_t>(total);
+    quiet_since_ = request_end_;
+    return size == 0;
 }
 
-std::size_t Line::receive(char *buffer, std::size_t capacity, int expected_length, const ReplyTimeouts &timeouts) {
-    const auto wanted = expected_length < 0 ? capacity : std::min(capacity, static_cast<std::size_t>(expected_length));
-    std::size_t received = 0;
-    // The request may still be on its way out of the port's buffer: its last byte leaves at quiet_since_.
-    auto deadline = quiet_since_ + timeouts.reply;
-    while (received < wanted && wait_for(POLLIN, deadline)) {
+std::size_t Line::receive(char *buffer, std::size_t already, const WholeSize &whole, const ReplyTimeouts &timeouts) {
+    std::size_t received = already;
+    std::size_t wanted = whole({buffer, received});
+    // The request may still be on its way out of the port's buffer: its last byte leaves at request_end_.
+    auto deadline = received > 0 ? quiet_since_ + timeouts.inter_character : request_end_ + timeouts.reply;
+    while (received < wanted && wait_patiently_for_input(deadline)) {
         const std::size_t got = read_some(buffer + received, wanted - received);
         if (got > 0) {
             received += got;
             quiet_since_ = Clock::now();
             deadline = quiet_since_ + timeouts.inter_character;
+            wanted = whole({buffer, received});
         }
     }
     return received;
+}
+
+nanoseconds Line::shortest_time(std::size_t size) const {
+    return has_wire_ ? character_time_ * static_cast<std::int64_t>(size) : nanoseconds(0);
 }
 
 void Line::pause(nanoseconds duration) {
@@ -136,8 +156,12 @@ void Line::pause(nanoseconds duration) {
 
 // True when one of `events` can be served, or the next read or write tells what is wrong; false at the deadline or on a
 // stop request.
-bool Line::wait_for(short events, Clock::time_point deadline) {
+bool Line::wait_for(short events, Time deadline) {
     return stop_.wait_for_descriptor(port_.number(), events, deadline) == StopSignal::Wait::ready;
+}
+
+bool Line::wait_patiently_for_input(Time deadline) {
+    return stop_.wait_patiently_for_descriptor(port_.number(), POLLIN, deadline) == StopSignal::Wait::ready;
 }
 
 // 0 when nothing is there.

@@ -1,51 +1,62 @@
 #pragma once
 
+#include "host/line/channel.h"
 #include "host/line/descriptor.h"
 #include "host/line/line_error.h"
+#include "host/line/line_note.h"
 #include "host/line/line_settings.h"
 #include "host/line/stop_signal.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace kelpo {
 
-/// One line, used by one thread. A stop that another thread raises ends all waiting, now and later.
-class Line {
+/// One line, used by one thread. A stop that another thread raises ends all waiting, now and later, but for that of a
+/// reply.
+class Line : public Channel {
 public:
     /// Opens the line: a tty, for this program alone, or a TCP connection, within some three seconds. Throws LineError,
     /// also when a stop was requested before a connection stood. `stop` must outlive the line.
     Line(const LineSettings &settings, const StopSignal &stop);
-    ~Line() = default;
-    Line(const Line &) = delete;
-    Line &operator=(const Line &) = delete;
 
     /// Takes out what has come in so far, so that a late reply is not taken for the answer to the next request. Returns
     /// the bytes taken out, of many only the first few hundred. From a line that babbles without end it takes what a
     /// line can hold, and returns. Throws LineError when the line is gone.
-    std::string discard_input();
+    std::string discard_input(const Heard &heard = nullptr);
 
-    /// Listens for `duration`, and then until the line has been silent for the gap between two frames, but no longer
-    /// than `duration` once more, and takes out what comes. Returns it as discard_input does. Throws LineError when the
-    /// line is gone.
-    std::string settle(std::chrono::nanoseconds duration);
+    std::string settle(std::chrono::nanoseconds duration, const Heard &heard = nullptr) override;
+    std::string await_silence(const Heard &heard = nullptr) override;
+    std::string listen(Time until) override;
 
-    /// Takes out what has come in so far, and what comes until the line has been silent for the gap between two frames,
-    /// at most for the gap once more than that takes without a byte. Returns it as discard_input does. Throws LineError
-    /// when the line is gone.
-    std::string await_silence();
+    /// Throws LineError also when the line takes nothing for a second.
+    bool send(const char *bytes, std::size_t size) override;
 
-    /// Sends `size` bytes, after the silence that must stand between two frames. Throws LineError when the line is gone
-    /// or takes nothing for a second. Returns early when a stop was requested.
-    void send(const char *bytes, std::size_t size);
+    Time request_end() const override {
+        return request_end_;
+    }
 
-    /// Collects a reply into `buffer`, which holds `capacity` bytes, and returns the number of bytes received: up to
-    /// `expected_length`, or with -1 until the line falls silent, or nothing with 0. Fewer bytes, perhaps none, mean
-    /// that a time-out or a stop request came first; that of the reply runs from the end of the request on the line.
-    /// Bytes beyond `expected_length` stay in the input. Throws LineError when the line is gone.
-    std::size_t receive(char *buffer, std::size_t capacity, int expected_length, const ReplyTimeouts &timeouts);
+    std::size_t receive(char *buffer, std::size_t already, const WholeSize &whole,
+                        const ReplyTimeouts &timeouts) override;
+
+    /// Of a port with a wire. The system knows no speed of what is behind a pseudo-terminal or a connection, and an
+    /// adapter that is the controller itself keeps to none.
+    std::chrono::nanoseconds shortest_time(std::size_t size) const override;
+
+    void expect_replies_until(Time time) override {
+        note_.expect_replies_until(time);
+    }
+    void expect_no_reply_after(std::optional<Time> time) override {
+        note_.settle(time);
+    }
+
+    /// How long from now on replies to what others asked on this line can still come.
+    std::chrono::nanoseconds left_by_others() const {
+        return note_.left_by_others();
+    }
 
     /// Silence that is kept before a request: what the settings ask for, and on a pseudo-terminal, which has no wire,
     /// none unless they set it.
@@ -53,22 +64,28 @@ public:
         return frame_gap_;
     }
 
-    /// How many bytes have come in, thrown away or not.
-    std::uint64_t received() const {
+    std::uint64_t received() const override {
         return received_;
+    }
+
+    Time now() const override {
+        return Clock::now();
     }
 
     /// Waits for `duration` or a stop request.
     void pause(std::chrono::nanoseconds duration);
 
-    bool stop_requested() const noexcept {
+    bool stop_requested() const noexcept override {
         return stop_.raised();
     }
 
-private:
-    using Clock = StopSignal::Clock;
+    bool broken_off() const noexcept override {
+        return stop_.hurried();
+    }
 
-    bool wait_for(short events, Clock::time_point deadline);
+private:
+    bool wait_for(short events, Time deadline);
+    bool wait_patiently_for_input(Time deadline);
     std::size_t read_some(char *buffer, std::size_t capacity);
     std::size_t write_some(const char *bytes, std::size_t size);
     [[noreturn]] void fail(const std::string &what) const;
@@ -78,9 +95,12 @@ private:
     std::string path_;
     bool is_tcp_;
     Descriptor port_;
+    LineNote note_;
     std::chrono::nanoseconds character_time_;
     std::chrono::nanoseconds frame_gap_;
-    Clock::time_point quiet_since_;
+    Time quiet_since_;
+    Time request_end_;
+    bool has_wire_;
     std::uint64_t received_ = 0;
 };
 

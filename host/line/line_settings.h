@@ -36,6 +36,9 @@ struct ReplyTimeouts {
     /// After an exchange that failed: how long the line is listened to, and what comes thrown away, before the next
     /// request. A reply that is late by less than this is never taken for the answer to another request.
     std::chrono::milliseconds settle{100};
+    /// How late a reply may be, from its request or from the station's reply before it: until then nothing else is
+    /// taken for it. Nothing: 4.5 times the reply time-out.
+    std::optional<std::chrono::milliseconds> patience{};
 };
 
 }  // namespace kelpo

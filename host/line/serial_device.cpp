@@ -141,4 +141,14 @@ bool is_pseudo_terminal(const std::string &path) {
     return stat(path.c_str(), &status) == 0 && is_pseudo_terminal(status);
 }
 
+bool is_wired(const Descriptor &tty) {
+    constexpr unsigned terminals = 4, first_serial_port = 64, on_chip_ports = 204, usb_adapters = 188;
+    struct stat status {};
+    if (fstat(tty.number(), &status) != 0 || !S_ISCHR(status.st_mode))
+        return false;
+    const unsigned device = major(status.st_rdev);
+    return (device == terminals && minor(status.st_rdev) >= first_serial_port) || device == on_chip_ports ||
+           device == usb_adapters;
+}
+
 }  // namespace kelpo

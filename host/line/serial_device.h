@@ -18,4 +18,8 @@ bool is_pseudo_terminal(const Descriptor &tty);
 /// True when the file of that name is there, and is a pseudo-terminal.
 bool is_pseudo_terminal(const std::string &path);
 
+/// True when the open tty is a port that keeps to its speed: a built-in one or an adapter with a wire behind it,
+/// neither a pseudo-terminal nor a controller's own USB port.
+bool is_wired(const Descriptor &tty);
+
 }  // namespace kelpo

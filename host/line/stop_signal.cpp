@@ -24,30 +24,57 @@ timespec time_left(StopSignal::Clock::time_point deadline) {
     return result;
 }
 
+Descriptor new_event() {
+    Descriptor event(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+    if (event.number() < 0)
+        throw std::system_error(errno, std::generic_category(), "cannot make an event");
+    return event;
+}
+
+// The event stays raised: nobody reads it, so every later wait sees it too.
+void raise_event(int event) {
+    const int errno_of_the_interrupted = errno;
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(event, &one, sizeof one);
+    errno = errno_of_the_interrupted;
+}
+
+StopSignal::Wait wait_for_either(int event, const std::atomic<bool> &raised, int descriptor, short events,
+                                 StopSignal::Clock::time_point deadline) {
+    for (;;) {
+        pollfd watched[] = {{event, POLLIN, 0}, {descriptor, events, 0}};
+        const timespec left = time_left(deadline);
+        const int ready = ppoll(watched, 2, &left, nullptr);
+        if (ready < 0 && errno != EINTR)
+            throw std::system_error(errno, std::generic_category(), "cannot wait for a descriptor");
+        if (raised)
+            return StopSignal::Wait::stopped;
+        if (ready == 0)
+            return StopSignal::Wait::timed_out;
+        if (ready > 0)
+            return StopSignal::Wait::ready;
+    }
+}
+
 }  // namespace
 
-StopSignal::StopSignal() : event_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-    if (event_ < 0)
-        throw std::system_error(errno, std::generic_category(), "cannot make an event");
-}
-
-StopSignal::~StopSignal() {
-    close(event_);
-}
+StopSignal::StopSignal() : event_(new_event()), hurry_event_(new_event()) {}
 
 void StopSignal::raise() noexcept {
-    const int errno_of_the_interrupted = errno;
     raised_ = true;
-    // The event stays raised: nobody reads it, so every later wait sees it too.
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(event_, &one, sizeof one);
-    errno = errno_of_the_interrupted;
+    raise_event(event_.number());
+}
+
+void StopSignal::hurry() noexcept {
+    raise();
+    hurried_ = true;
+    raise_event(hurry_event_.number());
 }
 
 bool StopSignal::wait_for(nanoseconds time) const {
     const auto deadline = Clock::now() + time;
     while (!raised() && Clock::now() < deadline) {
-        pollfd event{event_, POLLIN, 0};
+        pollfd event{event_.number(), POLLIN, 0};
         const timespec left = time_left(deadline);
         ppoll(&event, 1, &left, nullptr);
     }
@@ -55,19 +82,12 @@ bool StopSignal::wait_for(nanoseconds time) const {
 }
 
 StopSignal::Wait StopSignal::wait_for_descriptor(int descriptor, short events, Clock::time_point deadline) const {
-    for (;;) {
-        pollfd watched[] = {{event_, POLLIN, 0}, {descriptor, events, 0}};
-        const timespec left = time_left(deadline);
-        const int ready = ppoll(watched, 2, &left, nullptr);
-        if (ready < 0 && errno != EINTR)
-            throw std::system_error(errno, std::generic_category(), "cannot wait for a descriptor");
-        if (raised())
-            return Wait::stopped;
-        if (ready == 0)
-            return Wait::timed_out;
-        if (ready > 0)
-            return Wait::ready;
-    }
+    return wait_for_either(event_.number(), raised_, descriptor, events, deadline);
+}
+
+StopSignal::Wait StopSignal::wait_patiently_for_descriptor(int descriptor, short events,
+                                                           Clock::time_point deadline) const {
+    return wait_for_either(hurry_event_.number(), hurried_, descriptor, events, deadline);
 }
 
 }  // namespace kelpo

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "host/line/descriptor.h"
+
 #include <atomic>
 #include <chrono>
 
 namespace kelpo {
 
 /// Raised once, by any thread or a signal handler, and never lowered: everything that waits with it, in however many
-/// threads, ends at once.
+/// threads, ends at once. What is worth waiting for all the same, such as a reply that is on its way, ends when the
+/// signal is hurried.
 class StopSignal {
 public:
     using Clock = std::chrono::steady_clock;
@@ -16,11 +19,18 @@ public:
 
     /// Throws std::system_error when the system has no descriptor left.
     StopSignal();
-    ~StopSignal();
+    ~StopSignal() = default;
     StopSignal(const StopSignal &) = delete;
     StopSignal &operator=(const StopSignal &) = delete;
 
     void raise() noexcept;
+
+    /// Raises the signal and ends also the waits that go on when it is raised.
+    void hurry() noexcept;
+
+    bool hurried() const noexcept {
+        return hurried_;
+    }
 
     bool raised() const noexcept {
         return raised_;
@@ -33,14 +43,18 @@ public:
     /// wait. Looks at least once, whatever the deadline. A raised signal comes first.
     Wait wait_for_descriptor(int descriptor, short events, Clock::time_point deadline) const;
 
+    /// The same, ended by hurry() alone.
+    Wait wait_patiently_for_descriptor(int descriptor, short events, Clock::time_point deadline) const;
+
     /// To be polled: readable from the moment the signal is raised.
     int descriptor() const {
-        return event_;
+        return event_.number();
     }
 
 private:
-    int event_;
+    Descriptor event_, hurry_event_;
     std::atomic<bool> raised_{false};
+    std::atomic<bool> hurried_{false};
 };
 
 }  // namespace kelpo

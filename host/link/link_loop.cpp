@@ -1,8 +1,11 @@
 #include "host/link/link_loop.h"
 
-#include <QtCore/QByteArray>
+#include "host/link/rtu_shape.h"
+
 #include <QtCore/QMutexLocker>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <utility>
 
@@ -10,8 +13,9 @@ namespace kelpo {
 namespace {
 
 using WallClock = std::chrono::system_clock;
+using Whose = ReplyLedger::Whose;
 
-constexpr int longest_reply = 512;  // twice the longest Modbus RTU frame: an over-long reply is seen as one
+constexpr std::size_t most_bytes = 512;  // twice the longest Modbus RTU frame: an over-long reply is seen as one
 constexpr auto idle_time = std::chrono::milliseconds(5);
 
 // The driver's callbacks carry no pointer of the host's.
@@ -26,21 +30,32 @@ void on_comm_error(QList<RW_VAR> *, int group, int flag) {
     told.load()->communication_failed(group, flag);
 }
 
-// The driver raises finish_flag at the end of a pass and when it has nothing to send. Another thread that makes the
-// list anew lowers it, with the list lock held.
-bool take_finish_flag(const DriverEntryPoints &driver, ComInfo &info) {
-    const QMutexLocker locked(&driver.PLC_driver->list_mutex);
-    return std::exchange(info.finish_flag, 0) != 0;
-}
-
 std::string_view view_of(const QByteArray &bytes, int length) {
     return {bytes.constData(), static_cast<std::size_t>(length)};
 }
 
 // Of noise that does not end, the first is enough.
-void keep(std::string &stale, const std::string &more) {
-    if (stale.size() < static_cast<std::size_t>(longest_reply))
-        stale += more;
+void keep(std::string &kept, std::string_view more) {
+    if (kept.size() < most_bytes)
+        kept += more;
+}
+
+bool is_rtu(std::string_view request) {
+    const unsigned function = request.size() < 2 ? 0 : rtu::byte_at(request, 1);
+    return rtu::is_read(function) || rtu::is_write(function);
+}
+
+// The one that the reply comes from.
+int station_of(const Protocol &request) {
+    const std::string_view frame = view_of(request.frame, request.send_len);
+    return is_rtu(frame) ? static_cast<int>(rtu::byte_at(frame, 0)) : request.var.station_no;
+}
+
+// Of the two requests that write a bit in a register. It carries the word that the first one has read.
+bool is_write_half(const RW_VAR &var) {
+    constexpr int first_bit_type = 15, last_bit_type = 17, read_half = -1;
+    return var.reg_type >= first_bit_type && var.reg_type <= last_bit_type && var.host_ref2 != 0 &&
+           var.store_mode != read_half;
 }
 
 Exchange exchange_of(const Protocol &request) {
@@ -64,55 +79,319 @@ void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher
     driver.RegistCallBackFuncIntf(on_write_result, on_comm_error);
 }
 
-void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const ReplyTimeouts &timeouts,
-              LinkWatcher &watcher) {
-    QByteArray reply;
-    reply.reserve(longest_reply);
-    std::string stale;
+LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher)
+    : driver_(driver), info_(info), settings_(settings), watcher_(watcher),
+      ledger_(settings.timeouts.reply, settings.timeouts.patience) {
+    reply_.reserve(static_cast<int>(most_bytes));
+}
 
+void LinkLoop::run(Channel &line) {
+    line_ = &line;
+    echo_ = Echo::unknown;
+    speed_is_kept_ = true;
+    unjudged_.clear();
     while (!line.stop_requested()) {
-        watcher.about_to_ask();
+        watcher_.about_to_ask();
         // The request belongs to the driver and is valid until DataCom. The same one comes back until it is answered or
         // given up: sending it again needs nothing special here.
-        const Protocol *request = driver.ComCommunication();
-        if (request == nullptr) {
-            // Listening, not only waiting: a line that is lost is noticed also when there is nothing to ask.
-            take_finish_flag(driver, info);
-            keep(stale, line.settle(idle_time));
+        const Protocol *request = driver_.ComCommunication();
+        if (request == nullptr)
+            idle();
+        else if (listen_before(station_of(*request)))
+            exchange(*request);
+    }
+    line.expect_no_reply_after(ledger_.last_reply_until(line.now()));
+}
+
+void LinkLoop::line_was_lost() {
+    // The link thread alone changes the list of frames in flight.
+    const QList<Protocol> &in_flight = driver_.PLC_driver->frame_list;
+    if (in_flight.isEmpty() || !is_write_half(in_flight.first().var))
+        return;
+    Exchange exchange = exchange_of(in_flight.first());
+    const QByteArray frame = in_flight.first().frame;
+    exchange.request = view_of(frame, in_flight.first().send_len);
+    exchange.sent_at = exchange.ended_at = WallClock::now();
+    QByteArray none;
+    do {
+        exchange.code = driver_.DataCom(&none, 0)->ret_value;
+        exchange.outcome = outcome_of(exchange.code);
+    } while (exchange.outcome == Outcome::sent_again);
+    watcher_.exchanged(exchange);
+}
+
+// Listening, not only waiting: a line that is lost is noticed also when there is nothing to ask.
+void LinkLoop::idle() {
+    take_finish_flag();
+    keep(stale_, line_->settle(idle_time, heard_));
+}
+
+// Until what the station may still answer to earlier requests has come or cannot come any more. False when a stop came
+// first.
+bool LinkLoop::listen_before(int station) {
+    while (const auto until = ledger_.listen_until(station, line_->now())) {
+        const std::string bytes = line_->listen(*until);
+        if (line_->stop_requested())
+            return false;
+        hear(bytes);
+        keep(stale_, bytes);
+    }
+    return true;
+}
+
+void LinkLoop::exchange(const Protocol &request) {
+    Exchange exchange = exchange_of(request);
+    const QByteArray frame = request.frame;
+    exchange.request = view_of(frame, request.send_len);
+    const int station = station_of(request), reply_size = request.reply_len;
+
+    // A reply that came too late for its own request must not answer this one.
+    keep(stale_, line_->await_silence(heard_));
+    if (line_->stop_requested() || !ask(exchange.request, station, reply_size))
+        return;
+    exchange.sent_at = WallClock::now();
+
+    const Reply reply = await_reply(exchange.request, station, reply_size);
+    if (line_->broken_off())
+        return;
+    end_exchange(exchange, reply);
+    if (exchange.outcome == Outcome::good && !reply.is_known)
+        ledger_.answered(station, exchange.request);
+
+    // What was late for this request must be in, and thrown away, before the next one is asked.
+    stale_.clear();
+    if (exchange.outcome != Outcome::good)
+        stale_ = line_->settle(settings_.timeouts.settle, heard_);
+}
+
+void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
+    exchange.ended_at = reply.ended_at;
+    exchange.received = reply.received;
+    // No reply is handed over as one of length 0: the driver, not the host, decides how often to try.
+    QByteArray none;
+    reply_.resize(reply.size);
+    exchange.code = driver_.DataCom(reply.is_held ? &none : &reply_, reply.is_held ? 0 : reply.size)->ret_value;
+    exchange.outcome = outcome_of(exchange.code);
+    exchange.reply = view_of(reply_, reply.size);
+    exchange.stale = stale_;
+    exchange.late = late_;
+    if (settings_.retries_per_request && exchange.outcome != Outcome::sent_again)
+        info_.retry_count = 0;
+    watcher_.exchanged(exchange);
+    tell_probe();
+    tell_lateness();
+    if (take_finish_flag())
+        watcher_.pass_ended();
+}
+
+// False when a stop came before all of it was out.
+bool LinkLoop::ask(std::string_view request, int station, int reply_size) {
+    unjudged_.clear();
+    if (reply_size != 0)
+        line_->expect_replies_until(line_->now() + ledger_.patience());
+    const bool sent = line_->send(request.data(), request.size());
+    ledger_.sent(station, request, reply_size, line_->request_end());
+    return sent;
+}
+
+LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int reply_size) {
+    late_.clear();
+    // resize() within the reserved size moves no bytes; the driver looks at both the array's size and the length.
+    reply_.resize(static_cast<int>(most_bytes));
+    char *const buffer = reply_.data();
+    const std::size_t due = reply_size < 0 ? most_bytes : std::min(most_bytes, static_cast<std::size_t>(reply_size));
+    const auto whole_size = [&](std::string_view so_far) {
+        const std::size_t size = ledger_.reply_size(so_far);
+        return size == 0 ? due : std::min(size, most_bytes);
+    };
+    bool too_soon = false;
+    for (std::size_t size = 0;;) {
+        size = line_->receive(buffer, size, whole_size, settings_.timeouts);
+        const auto now = line_->now();
+        const std::string_view bytes(buffer, size);
+        const std::size_t first = whole_reply_size(bytes);
+        Reply reply{static_cast<int>(size), false, false, WallClock::now(), line_->received()};
+        if (is_echo(bytes, first, request, due)) {
+            reply.is_held = true;
+            return reply;
+        }
+        std::size_t late = 0;
+        if (size > 0 && is_too_soon(size)) {
+            // It began before the request had left, and answers another one.
+            too_soon = true;
+            late = size;
+            ledger_.heard_damaged(station, bytes, {}, now);
+        } else if (first > 0) {
+            const Whose whose = ledger_.heard(bytes.substr(0, first), request, now);
+            late = whose == Whose::late ? first : 0;
+            reply.is_known = whose == Whose::awaited;
+        }
+        if (late > 0) {
+            keep(late_, bytes.substr(0, late));
+            size = static_cast<std::size_t>(std::copy(buffer + late, buffer + size, buffer) - buffer);
             continue;
         }
-        Exchange exchange = exchange_of(*request);
-        const QByteArray frame = request->frame;
-
-        // A reply that came too late for its own request must not answer this one.
-        keep(stale, line.await_silence());
-        line.send(frame.constData(), static_cast<std::size_t>(request->send_len));
-        exchange.sent_at = WallClock::now();
-        exchange.request = view_of(frame, request->send_len);
-
-        // resize() within the reserved size moves no bytes; the driver looks at both the array's size and the length.
-        reply.resize(longest_reply);
-        const auto length = static_cast<int>(line.receive(reply.data(), longest_reply, request->reply_len, timeouts));
-        if (line.stop_requested())
-            return;
-        reply.resize(length);
-        exchange.ended_at = WallClock::now();
-
-        // No reply is handed over as one of length 0: the driver, not the host, decides how often to try.
-        exchange.code = driver.DataCom(&reply, length)->ret_value;
-        exchange.outcome = outcome_of(exchange.code);
-        exchange.reply = view_of(reply, length);
-        exchange.stale = stale;
-        exchange.received = line.received();
-        watcher.exchanged(exchange);
-        if (take_finish_flag(driver, info))
-            watcher.pass_ended();
-
-        // What was late for this request must be in, and thrown away, before the next one is asked.
-        stale.clear();
-        if (exchange.outcome != Outcome::good)
-            stale = line.settle(timeouts.settle);
+        note_speed(too_soon, size > 0);
+        if (reply.is_known) {
+            keep(late_, bytes.substr(first));
+            reply.size = static_cast<int>(first);
+            reply.is_held = !may_wait_on(station, bytes.substr(0, first));
+        } else {
+            ledger_.heard_damaged(station, bytes, request, now);
+            reply.is_held = would_be_taken(bytes, request, reply_size);
+        }
+        return reply;
     }
+}
+
+// Of the reply at the beginning of `bytes`, which can belong to something that was asked. 0: there is none, or it is
+// not whole, or damaged.
+std::size_t LinkLoop::whole_reply_size(std::string_view bytes) const {
+    const std::size_t size = ledger_.reply_size(bytes);
+    return size != 0 && size <= bytes.size() && rtu::crc_is_right(bytes.substr(0, size)) ? size : 0;
+}
+
+// A line that echoes returns each request byte for byte, before any reply. Acknowledgements of functions 5 and 6 look
+// the same: there, another request tells, once for each line.
+bool LinkLoop::is_echo(std::string_view bytes, std::size_t first, std::string_view request, std::size_t due) {
+    if (!is_rtu(request) || due == 0 || line_->broken_off())
+        return false;
+    const std::size_t compared = std::min(bytes.size(), request.size());
+    if (bytes.size() < std::min(due, request.size()) || first > request.size() ||
+        bytes.substr(0, compared) != request.substr(0, compared)) {
+        note_echo(false);
+        return false;
+    }
+    if (first == 0 || rtu::is_read(rtu::byte_at(request, 1)))
+        note_echo(true);
+    else if (echo_ == Echo::unknown)
+        probe_for_echo(request);
+    return echo_ != Echo::none;
+}
+
+// Whatever comes back but its own bytes, also nothing, shows that the line does not echo.
+void LinkLoop::probe_for_echo(std::string_view request) {
+    constexpr std::size_t address_end = 4;
+    constexpr int coil_reply = 6, register_reply = 7;
+    const unsigned function = rtu::byte_at(request, 1);
+    const bool of_coils = function == 5 || function == 15;
+    std::string probe(request.substr(0, address_end));
+    probe[1] = of_coils ? '\1' : '\3';
+    probe = rtu::with_crc(probe + std::string("\0\1", 2));
+
+    const int station = static_cast<int>(rtu::byte_at(probe, 0));
+    Probe told;
+    told.stale = line_->await_silence(nullptr);
+    if (!ask(probe, station, of_coils ? coil_reply : register_reply))
+        return;
+    told.exchange.sent_at = WallClock::now();
+    std::array<char, most_bytes> buffer{};
+    const auto whole_size = [&](std::string_view so_far) {
+        const std::size_t size = ledger_.reply_size(so_far);
+        return size == 0 || probe.compare(0, so_far.size(), so_far) == 0 ? probe.size() : size;
+    };
+    const std::size_t size = line_->receive(buffer.data(), 0, whole_size, settings_.timeouts);
+    const std::string_view bytes(buffer.data(), size);
+    const std::size_t first = whole_reply_size(bytes);
+    if (bytes == probe)
+        note_echo(true);
+    else if (!line_->broken_off())
+        note_echo(false);
+    if (first > 0)
+        ledger_.heard(bytes.substr(0, first), probe, line_->now());
+    told.exchange.ended_at = WallClock::now();
+    told.exchange.station = station;
+    told.exchange.received = line_->received();
+    told.request = probe;
+    told.reply = bytes;
+    probe_ = std::move(told);
+}
+
+// After the request that called for it, as on the line.
+void LinkLoop::tell_probe() {
+    if (!probe_)
+        return;
+    probe_->exchange.request = probe_->request;
+    probe_->exchange.reply = probe_->reply;
+    probe_->exchange.stale = probe_->stale;
+    watcher_.line_probed(probe_->exchange);
+    probe_.reset();
+}
+
+void LinkLoop::note_echo(bool heard) {
+    const Echo before = std::exchange(echo_, heard ? Echo::heard : Echo::none);
+    if (heard && before != Echo::heard)
+        watcher_.line_echoes();
+}
+
+bool LinkLoop::is_too_soon(std::size_t size) const {
+    constexpr auto tolerance = std::chrono::milliseconds(1);  // and a tenth
+    const auto shortest = line_->shortest_time(size);
+    return speed_is_kept_ && line_->now() + tolerance < line_->request_end() + shortest - shortest / 10;
+}
+
+// What is the controller itself at the end of a cable answers sooner than any speed allows, and nothing comes behind
+// it.
+void LinkLoop::note_speed(bool came_too_soon, bool came) {
+    constexpr int most_in_vain = 2;
+    if (!came_too_soon || came)
+        too_soon_in_vain_ = came ? 0 : too_soon_in_vain_;
+    else if (++too_soon_in_vain_ >= most_in_vain)
+        speed_is_kept_ = false;
+}
+
+// The driver asks for ever as long as a station asks to wait.
+bool LinkLoop::may_wait_on(int station, std::string_view reply) {
+    constexpr int most_waits = 16;
+    int &waits = waits_[station];
+    waits = rtu::asks_to_wait(reply) ? std::min(waits + 1, most_waits + 2) : 0;
+    if (waits == most_waits + 1)
+        watcher_.wait_refused(station);
+    return waits <= most_waits;
+}
+
+// The driver would take them, though they are no reply to the request.
+bool LinkLoop::would_be_taken(std::string_view bytes, std::string_view request, int reply_size) {
+    if (rtu::asks_to_wait(bytes))
+        return true;
+    return is_rtu(request) && static_cast<int>(bytes.size()) == reply_size && rtu::crc_is_right(bytes) &&
+           bytes.substr(0, 2) == request.substr(0, 2);
+}
+
+// Looks for late replies in what came when nothing was awaited.
+void LinkLoop::hear(std::string_view bytes) {
+    keep(unjudged_, bytes);
+    std::string_view left = unjudged_;
+    while (!left.empty()) {
+        const std::size_t size = ledger_.reply_size(left);
+        if (size == 0 || size > left.size()) {
+            // The rest of a reply may follow; what cannot be the beginning of one is passed over.
+            if (size == 0 && left.size() > rtu::exception_size)
+                left.remove_prefix(1);
+            else
+                break;
+            continue;
+        }
+        const std::string_view reply = left.substr(0, size);
+        const bool whole = rtu::crc_is_right(reply);
+        if (whole)
+            ledger_.heard(reply, {}, line_->now());
+        left.remove_prefix(whole ? size : 1);
+    }
+    unjudged_.erase(0, unjudged_.size() - left.size());
+    tell_lateness();
+}
+
+void LinkLoop::tell_lateness() {
+    if (const auto lateness = ledger_.take_lateness())
+        watcher_.reply_late(lateness->station, std::chrono::ceil<std::chrono::milliseconds>(lateness->time));
+}
+
+// The driver raises finish_flag at the end of a pass and when it has nothing to send. Another thread that makes the
+// list anew lowers it, with the list lock held.
+bool LinkLoop::take_finish_flag() {
+    const QMutexLocker locked(&driver_.PLC_driver->list_mutex);
+    return std::exchange(info_.finish_flag, 0) != 0;
 }
 
 }  // namespace kelpo

@@ -1,8 +1,19 @@
 #pragma once
 
 #include "host/driver/driver_library.h"
-#include "host/line/line.h"
+#include "host/line/channel.h"
 #include "host/link/link_watcher.h"
+#include "host/link/reply_ledger.h"
+
+#include <QtCore/QByteArray>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace kelpo {
 
@@ -10,17 +21,97 @@ namespace kelpo {
 /// is used. There is one driver per process, so a second call replaces the first.
 void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher);
 
-/// Runs the link until a stop of `line` is requested: asks the driver for the next request, sends it, hands back the
-/// reply, tells `watcher`. Only one thread may run it, and it needs `attach` first. Throws LineError when the line is
-/// gone: the request then stays in flight in the driver, and is sent again when the loop runs once more, on another
-/// line.
+/// How a LinkLoop goes about its work.
+struct LoopSettings {
+    ReplyTimeouts timeouts;
+    /// The driver adds up the failed replies of different requests. With this, each request begins at 0.
+    bool retries_per_request = false;
+};
+
+/// Asks the driver for the next request, sends it, hands back the reply, tells `watcher`. For one thread.
 ///
-/// After a reply that the driver does not take, the loop listens for `timeouts.settle` before it goes on, so that what
-/// is late does not answer the next request.
+/// The driver takes any reply that has the right station, function, length and check. That is not enough to know that a
+/// reply is for the request in flight. So the loop keeps a ledger of what was asked and has no reply (ReplyLedger), and
+/// hands over only replies that can be for nothing else. What it holds back, the driver gets as a reply of length 0: no
+/// reply. Before a station that answers is asked for more, the line is listened to until it has nothing left to answer.
 ///
-/// The loop lowers ComInfo::finish_flag whenever it has told of a pass, so that the driver raises it again for the next
-/// one.
-void run_link(const DriverEntryPoints &driver, Line &line, ComInfo &info, const ReplyTimeouts &timeouts,
-              LinkWatcher &watcher);
+/// It remembers what is without a reply from one line to the next.
+class LinkLoop {
+public:
+    /// `driver`, `info` and `watcher` must outlive the loop. Needs `attach` first.
+    LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher);
+
+    /// Runs until a stop of `line` is requested, and then until the reply in flight has come, or not in time. Throws
+    /// LineError when the line is gone: the request then stays in flight in the driver, and is sent again when the loop
+    /// runs once more, on another line.
+    ///
+    /// After a reply that the driver does not take, the loop listens for `timeouts.settle` before it goes on, so that
+    /// what is late does not answer the next request.
+    ///
+    /// The loop lowers ComInfo::finish_flag whenever it has told of a pass, so that the driver raises it again for the
+    /// next one.
+    void run(Channel &line);
+
+    /// To be called when the line was lost, before the loop runs on another. What is in flight is sent again then, but
+    /// for the second half of the write of a bit in a register: the word that it would write back was read before the
+    /// line was lost. The driver gets no reply to it until it gives it up.
+    void line_was_lost();
+
+private:
+    enum class Echo { unknown, none, heard };
+
+    // What came of waiting for a reply. Its bytes are the first of reply_.
+    struct Reply {
+        int size;       // bytes that came and are no late reply's
+        bool is_known;  // they are the reply to the request, by the ledger
+        bool is_held;   // the driver gets none of them
+        std::chrono::system_clock::time_point ended_at;
+        std::uint64_t received;  // by the line until then
+    };
+
+    // A request of the loop's own, to be told.
+    struct Probe {
+        Exchange exchange{};
+        std::string request, reply, stale;
+    };
+
+    void idle();
+    bool listen_before(int station);
+    void exchange(const Protocol &request);
+    void end_exchange(Exchange &exchange, const Reply &reply);
+    bool ask(std::string_view request, int station, int reply_size);
+    Reply await_reply(std::string_view request, int station, int reply_size);
+    std::size_t whole_reply_size(std::string_view bytes) const;
+    bool is_echo(std::string_view bytes, std::size_t first, std::string_view request, std::size_t due);
+    void probe_for_echo(std::string_view request);
+    void tell_probe();
+    void note_echo(bool heard);
+    bool is_too_soon(std::size_t size) const;
+    void note_speed(bool came_too_soon, bool came);
+    bool may_wait_on(int station, std::string_view reply);
+    static bool would_be_taken(std::string_view bytes, std::string_view request, int reply_size);
+    void hear(std::string_view bytes);
+    void tell_lateness();
+    bool take_finish_flag();
+
+    const DriverEntryPoints &driver_;
+    ComInfo &info_;
+    const LoopSettings settings_;
+    LinkWatcher &watcher_;
+    ReplyLedger ledger_;
+    Channel *line_ = nullptr;
+    const Channel::Heard heard_ = [this](std::string_view bytes) {
+        hear(bytes);
+    };
+    Echo echo_ = Echo::unknown;
+    std::optional<Probe> probe_;
+    std::map<int, int> waits_;   // how often in a row a station has asked the host to wait
+    bool speed_is_kept_ = true;  // no reply comes sooner than the line's speed allows
+    int too_soon_in_vain_ = 0;   // such replies in a row, behind which nothing came
+    QByteArray reply_;
+    std::string stale_;     // came in before the request
+    std::string late_;      // came in while its reply was awaited, and is another's
+    std::string unjudged_;  // came in when nothing was awaited, and may yet become a reply
+};
 
 }  // namespace kelpo

@@ -19,7 +19,9 @@ struct LinkSettings {
     std::string driver = "libozna_kelpo_port_2.so.1";  ///< file name of the driver
     LineSettings line;
     ReplyTimeouts timeouts;
-    int retries = 2;      ///< failed replies that are tolerated before a request is given up; 0 or more
+    int retries = 2;  ///< failed replies that are tolerated before a request is given up; 0 or more
+    /// The driver adds up the failed replies of different requests. With this, each request begins at 0.
+    bool retries_per_request = false;
     int max_count = 100;  ///< most units in one request, 1 to 100
     ReopenPauses pauses;
 };

@@ -6,7 +6,7 @@ void LinkStatistics::exchanged(const Exchange &exchange) {
     ++exchanges;
     bytes_sent += exchange.request.size();
     bytes_received += exchange.reply.size();
-    bytes_discarded += exchange.stale.size();
+    bytes_discarded += exchange.stale.size() + exchange.late.size();
     switch (exchange.outcome) {
     case Outcome::good:
         ++good;
@@ -31,6 +31,11 @@ void LinkStatistics::request_ended(int, int, int status) {
 
 void LinkStatistics::communication_failed(int, int) {
     ++error_calls;
+}
+
+void LinkStatistics::line_probed(const Exchange &exchange) {
+    bytes_sent += exchange.request.size();
+    bytes_received += exchange.reply.size();
 }
 
 void LinkStatistics::line_lost(const std::string &, std::chrono::milliseconds) {

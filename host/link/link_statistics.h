@@ -26,6 +26,7 @@ struct LinkStatistics : LinkWatcher {
     void pass_ended() override;
     void request_ended(int group, int id, int status) override;
     void communication_failed(int group, int flag) override;
+    void line_probed(const Exchange &exchange) override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 };
 

@@ -41,6 +41,26 @@ void WatcherList::communication_failed(int group, int flag) {
         watcher->communication_failed(group, flag);
 }
 
+void WatcherList::reply_late(int station, std::chrono::milliseconds time) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->reply_late(station, time);
+}
+
+void WatcherList::line_probed(const Exchange &exchange) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->line_probed(exchange);
+}
+
+void WatcherList::line_echoes() {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->line_echoes();
+}
+
+void WatcherList::wait_refused(int station) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->wait_refused(station);
+}
+
 void WatcherList::line_opened() {
     for (LinkWatcher *watcher : watchers_)
         watcher->line_opened();

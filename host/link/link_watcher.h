@@ -28,6 +28,7 @@ struct Exchange {
     std::string_view request;  ///< the bytes that went out
     std::string_view reply;    ///< the bytes that came back; empty: none
     std::string_view stale;    ///< what came in before the request was sent, and was thrown away
+    std::string_view late;     ///< what came in after it and was for another request, and was thrown away
     int expected_length;       ///< bytes that a good reply has; -1: any number, 0: no reply is awaited
     int station;               ///< the request's station
     int type;                  ///< the register class that it serves (a type from 0 to 17)
@@ -61,6 +62,21 @@ public:
     /// A request was given up. Comes before exchanged() of its last reply. With the driver's list lock held.
     virtual void communication_failed(int /*group*/, int /*flag*/) {}
 
+    /// A station answers later than the reply time-out: it took at least `time`, longer than told of it before.
+    virtual void reply_late(int /*station*/, std::chrono::milliseconds /*time*/) {}
+
+    /// The host has asked a station for one unit, of its own accord, to learn whether the line returns what is sent: an
+    /// acknowledgement looked the same as its request. Not counted as an exchange. Comes after exchanged() of that
+    /// request. Of `exchange` only times, bytes and station are filled in.
+    virtual void line_probed(const Exchange & /*exchange*/) {}
+
+    /// The line returns what is sent: it is a loop, or an adapter hears itself. Told once for each time that it is
+    /// opened.
+    virtual void line_echoes() {}
+
+    /// A station has asked the host to wait so many times in a row that this counts as no reply from now on.
+    virtual void wait_refused(int /*station*/) {}
+
     /// The line is open, for the first time or again.
     virtual void line_opened() {}
 
@@ -81,6 +97,10 @@ public:
     void pass_ended() override;
     void request_ended(int group, int id, int status) override;
     void communication_failed(int group, int flag) override;
+    void reply_late(int station, std::chrono::milliseconds time) override;
+    void line_probed(const Exchange &exchange) override;
+    void line_echoes() override;
+    void wait_refused(int station) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 

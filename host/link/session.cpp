@@ -1,7 +1,5 @@
 #include "host/link/session.h"
 
-#include "host/link/link_loop.h"
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -34,7 +32,8 @@ void wait_no_longer_than_asked() {
 
 Session::Session(const LinkSettings &settings, StopSignal &stop, const std::vector<LinkWatcher *> &watchers,
                  OnLoss on_loss)
-    : settings_(settings), stop_(stop), on_loss_(on_loss), driver_(settings.driver), info_(configuration(settings)) {
+    : settings_(settings), stop_(stop), on_loss_(on_loss), driver_(settings.driver), info_(configuration(settings)),
+      loop_(driver_.entry(), info_, {settings.timeouts, settings.retries_per_request}, watchers_) {
     watchers_.add(statistics_);
     for (LinkWatcher *watcher : watchers)
         watchers_.add(*watcher);
@@ -74,12 +73,18 @@ void Session::set_line_error(const std::string &text) {
 void Session::run() {
     wait_no_longer_than_asked();
     watchers_.line_opened();
+    // Replies to what others asked on this line before, also when they were killed.
+    try {
+        line_->settle(std::max<std::chrono::nanoseconds>(settings_.timeouts.settle, line_->left_by_others()));
+    } catch (const std::runtime_error &error) {
+        lose_line(error.what(), false);
+    }
     while (!stop_.raised()) {
         const std::uint64_t good_before = statistics_.good;
         try {
             if (!line_ && !open_again())
                 return;
-            run_link(driver_.entry(), *line_, info_, settings_.timeouts, watchers_);
+            loop_.run(*line_);
         } catch (const std::runtime_error &error) {  // a LineError, or the system is short of something
             if (!stop_.raised())
                 lose_line(error.what(), statistics_.good > good_before);
@@ -94,6 +99,7 @@ void Session::lose_line(const std::string &why, bool carried_something) {
         stop_.raise();
         return;
     }
+    loop_.line_was_lost();
     // A line that breaks again before it carried anything is no better than one that does not open.
     const bool first_loss = carried_something || next_pause_ == milliseconds(0);
     next_pause_ = first_loss ? settings_.pauses.first : std::min(2 * next_pause_, settings_.pauses.longest);

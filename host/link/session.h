@@ -2,6 +2,7 @@
 
 #include "host/driver/driver_library.h"
 #include "host/driver/variables.h"
+#include "host/link/link_loop.h"
 #include "host/link/link_settings.h"
 #include "host/link/link_statistics.h"
 #include "host/link/link_watcher.h"
@@ -24,7 +25,8 @@ enum class OnLoss {
 /// A driver with a line and the thread that runs it. There is one driver per process, so one session at a time.
 ///
 /// While the line is lost, nothing that waits in the driver is given up: it goes out when the line is back. What was on
-/// its way when the line broke is sent again then, so a controller may carry out the same write twice.
+/// its way when the line broke is sent again then, so a controller may carry out the same write twice. Only the write
+/// of a bit in a register fails when its register had been read before the line broke.
 class Session {
 public:
     /// Loads the driver and configures it: every variable has its own station, writes go to the controllers. `stop`
@@ -36,10 +38,12 @@ public:
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
 
-    /// Opens the line and starts the link thread. Throws LineError when the line cannot be opened. Once only.
+    /// Opens the line and starts the link thread, which first listens: for the settle time, and for as long as replies
+    /// to what others asked on this line can still come. Throws LineError when the line cannot be opened. Once only.
     void start();
 
-    /// Raises the stop signal and waits for the link thread. The driver stays loaded.
+    /// Raises the stop signal and waits for the link thread, which waits for the reply that is on its way. The driver
+    /// stays loaded.
     void finish();
 
     const DriverLibrary &driver() const {
@@ -68,6 +72,7 @@ private:
     ComInfo info_;
     LinkStatistics statistics_;
     WatcherList watchers_;
+    LinkLoop loop_;
     std::unique_ptr<Line> line_;
     std::chrono::milliseconds next_pause_{0};
     mutable std::mutex mutex_;  // guards the text

@@ -7,11 +7,16 @@ namespace {
 
 constexpr auto look_time = std::chrono::milliseconds(2);
 
+LinkSettings each_request_for_itself(LinkSettings settings) {
+    settings.retries_per_request = true;
+    return settings;
+}
+
 }  // namespace
 
 OnceRun::OnceRun(const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher)
-    : max_count_(settings.max_count), stop_(stop), watch_(stop),
-      session_(settings, stop, {&watch_, &writer_, &watcher}, OnLoss::end) {
+    : max_count_(settings.max_count), stop_(stop), remarks_(settings.timeouts.reply),
+      session_(each_request_for_itself(settings), stop, {&watch_, &writer_, &remarks_, &watcher}, OnLoss::end) {
     writer_.use(session_.driver());
 }
 

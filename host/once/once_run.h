@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/link/link_remarks.h"
 #include "host/link/session.h"
 #include "host/once/ending.h"
 #include "host/once/reference.h"
@@ -10,10 +11,12 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace kelpo {
 
-/// A driver that serves what it is asked once, over a line that is not opened again when it fails.
+/// A driver that serves what it is asked once, over a line that is not opened again when it fails. The failed replies
+/// of one request do not count for the next.
 class OnceRun {
 public:
     /// Loads the driver. `stop` ends the run early; it and `watcher`, which is told what happens on the link, must
@@ -49,6 +52,11 @@ public:
     /// True while the request is done as far as is known, and has no part that still waits.
     bool done(int group, int id) const;
 
+    /// What the user should know of the line besides. After finish().
+    std::vector<std::string> remarks() const {
+        return remarks_.sentences();
+    }
+
     /// Why the line failed; empty if it did not.
     std::string line_error() const {
         return session_.line_error();
@@ -63,6 +71,7 @@ private:
     StopSignal &stop_;
     RequestWatch watch_;
     Writer writer_;
+    LinkRemarks remarks_;
     Session session_;
     std::map<int, Ending> writes_;  // that have ended, by id
 };

@@ -141,6 +141,8 @@ ExitCode run_once(const OnceOptions &options, Purpose purpose, StopSignal &stop,
     else
         write(run, references, options, asked);
     run.finish();
+    for (const std::string &remark : run.remarks())
+        teller.wrong(remark, code);
 
     for (std::size_t i = 0; i < references.size(); ++i) {
         const int id = static_cast<int>(i);

@@ -3,19 +3,11 @@
 namespace kelpo {
 
 void RequestWatch::exchanged(const Exchange &exchange) {
-    constexpr int most_waits = 20;
-    if (exchange.outcome == Outcome::good) {
-        waits_ = 0;
+    if (exchange.outcome == Outcome::good)
         return;
-    }
     const Failure failure = failure_of(exchange);
-    waits_ = failure.kind == Failure::Kind::not_now ? waits_ + 1 : 0;
-    {
-        const std::lock_guard<std::mutex> locked(mutex_);
-        courses_[{exchange.group, exchange.id}].failure = failure;
-    }
-    if (waits_ > most_waits)
-        stop_.raise();
+    const std::lock_guard<std::mutex> locked(mutex_);
+    courses_[{exchange.group, exchange.id}].failure = failure;
 }
 
 void RequestWatch::request_ended(int group, int id, int status) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "host/line/stop_signal.h"
 #include "host/link/link_watcher.h"
 #include "host/once/verdict.h"
 
@@ -18,13 +17,9 @@ struct Course {
     std::optional<Failure> failure;  ///< of the last exchange that failed
 };
 
-/// Notes what becomes of requests, each known by its group and id. Raises the stop signal when a controller asks to
-/// wait again and again: the driver would ask it for ever. Any thread may look.
+/// Notes what becomes of requests, each known by its group and id. Any thread may look.
 class RequestWatch : public LinkWatcher {
 public:
-    /// `stop` must outlive the watch.
-    explicit RequestWatch(StopSignal &stop) : stop_(stop) {}
-
     void exchanged(const Exchange &exchange) override;
     void request_ended(int group, int id, int status) override;
 
@@ -32,10 +27,8 @@ public:
     Course course(int group, int id) const;
 
 private:
-    StopSignal &stop_;
     mutable std::mutex mutex_;
     std::map<std::pair<int, int>, Course> courses_;
-    int waits_ = 0;  // in a row
 };
 
 }  // namespace kelpo

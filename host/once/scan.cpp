@@ -54,8 +54,9 @@ void StationWatch::exchanged(const Exchange &exchange) {
     if (exchange.outcome != Outcome::sent_again)
         ++asked_;
     const StationAnswer late{Kind::late, "answers late", microseconds(0)};
-    if (const auto station = discarded_meaning(bytes_of(exchange.stale)).station)
-        heard(*station, late);
+    for (const std::string_view bytes : {exchange.stale, exchange.late})
+        if (const auto station = discarded_meaning(bytes_of(bytes)).station)
+            heard(*station, late);
 
     if (exchange.outcome == Outcome::good) {
         heard(exchange.station, {Kind::value, "", time});
@@ -68,6 +69,8 @@ void StationWatch::exchanged(const Exchange &exchange) {
         heard(exchange.station, {Kind::refused, failure.text, time});
         return;
     }
+    if (echoes_)
+        return;
     const auto station = discarded_meaning(bytes_of(exchange.reply)).station;
     if (!station)
         noises_[exchange.station] = failure.text;
@@ -75,6 +78,11 @@ void StationWatch::exchanged(const Exchange &exchange) {
         heard(*station, {Kind::other, failure.text, time});
     else
         heard(*station, late);
+}
+
+void StationWatch::line_echoes() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    echoes_ = true;
 }
 
 // A late reply says less than one in time.
@@ -220,6 +228,8 @@ ExitCode run_scan(const ScanOptions &options, StopSignal &stop, std::ostream &ou
     run.wait_until_served([&] { bar.draw(watch.asked(), watch.answers().size()); });
     run.finish();
     bar.clear();
+    for (const std::string &remark : run.remarks())
+        error << "kelpo: " << remark << "\n";
     tell(options, run, watch, out, error);
     if (!run.line_error().empty()) {
         error << "kelpo: " << run.line_error() << "\n";

@@ -34,6 +34,7 @@ struct StationAnswer {
 class StationWatch : public LinkWatcher {
 public:
     void exchanged(const Exchange &exchange) override;
+    void line_echoes() override;
 
     /// How many stations were asked and will not be asked again.
     int asked() const;
@@ -48,6 +49,7 @@ private:
 
     mutable std::mutex mutex_;
     int asked_ = 0;
+    bool echoes_ = false;  // what comes back is no noise, and nobody's answer
     std::map<int, StationAnswer> answers_;
     std::map<int, std::string> noises_;
 };

@@ -20,6 +20,13 @@ bool is_exception(const FrameBytes &reply, const FrameBytes &request) {
            reply[1] == (request[1] | modbus::exception_bit) && crc_right(reply);
 }
 
+// Also when that was held back from the driver, since it asked too often.
+bool asks_to_wait(const FrameBytes &reply, const FrameBytes &request) {
+    constexpr int wait_function = 0x6A, wait_code = 0x8B;
+    return reply.size() == modbus::exception_size && !request.empty() && reply[0] == request[0] &&
+           reply[1] == wait_function && reply[2] == wait_code && crc_right(reply);
+}
+
 // What an adapter sends back that hears itself: the receiver stops at the length that is due.
 bool is_echo(const FrameBytes &reply, const FrameBytes &request) {
     return reply.size() >= modbus::shortest_frame && reply.size() <= request.size() &&
@@ -31,7 +38,7 @@ bool is_echo(const FrameBytes &reply, const FrameBytes &request) {
 Failure failure_of(const Exchange &exchange) {
     using Kind = Failure::Kind;
     const FrameBytes reply = bytes_of(exchange.reply), request = bytes_of(exchange.request);
-    if (exchange.code == not_now_code)
+    if (exchange.code == not_now_code || asks_to_wait(reply, request))
         return {Kind::not_now, "the controller asks to wait (6A 8B)"};
     if (reply.empty())
         return {Kind::no_reply, "no reply"};

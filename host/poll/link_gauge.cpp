@@ -72,7 +72,7 @@ void LinkGauge::count(const Exchange &exchange, Time now) {
     ++reading_.exchanges;
     reading_.bytes_sent += exchange.request.size();
     reading_.bytes_received += exchange.reply.size();
-    reading_.bytes_discarded += exchange.stale.size();
+    reading_.bytes_discarded += exchange.stale.size() + exchange.late.size();
     lately_.push_back(now);
     while (now - lately_.front() >= looked_back)
         lately_.pop_front();

@@ -1,5 +1,6 @@
 #include "host/trace/tracer.h"
 
+#include "host/link/link_remarks.h"
 #include "host/trace/frame_words.h"
 #include "host/trace/return_codes.h"
 
@@ -34,12 +35,34 @@ void Tracer::exchanged(const Exchange &exchange) {
     if (!exchange.stale.empty())
         hand_on({sent, Direction::discarded, bytes_of(exchange.stale), {}, {}});
     hand_on({sent, Direction::sent, request, context, {}});
+    if (!exchange.late.empty())
+        hand_on({ended, Direction::discarded, bytes_of(exchange.late), {}, {}});
     hand_on({ended, Direction::received, reply, context, {}});
     // A reply that looks bad says so itself.
     if (exchange.outcome == Outcome::given_up)
         note(ended, with_code(return_code_words(exchange.code), exchange.code));
     else if (exchange.outcome == Outcome::sent_again && !reply_meaning(reply, request, context).failed)
         note(ended, with_code("the driver does not take this reply", exchange.code));
+}
+
+void Tracer::line_probed(const Exchange &exchange) {
+    note(in_microseconds(exchange.sent_at), "does the line return what is sent? a request of the host's own:");
+    hand_on({in_microseconds(exchange.sent_at), Direction::sent, bytes_of(exchange.request), {}, {}});
+    hand_on({in_microseconds(exchange.ended_at), Direction::received, bytes_of(exchange.reply), {}, {}});
+}
+
+void Tracer::reply_late(int station, std::chrono::milliseconds time) {
+    note(in_microseconds(std::chrono::system_clock::now()), "station " + std::to_string(station) +
+                                                                " answers after up to " + std::to_string(time.count()) +
+                                                                " ms: the reply time-out is too short");
+}
+
+void Tracer::line_echoes() {
+    note(in_microseconds(std::chrono::system_clock::now()), echo_words);
+}
+
+void Tracer::wait_refused(int station) {
+    note(in_microseconds(std::chrono::system_clock::now()), waiting_words(station));
 }
 
 void Tracer::line_opened() {

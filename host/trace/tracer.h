@@ -25,6 +25,10 @@ public:
     explicit Tracer(std::vector<TraceSink *> sinks);
 
     void exchanged(const Exchange &exchange) override;
+    void line_probed(const Exchange &exchange) override;
+    void reply_late(int station, std::chrono::milliseconds time) override;
+    void line_echoes() override;
+    void wait_refused(int station) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 

@@ -411,14 +411,18 @@ TEST_F(OnceCommandsOnATerminal, AskTheWordOfABitInARegister) {
 }
 
 TEST_F(OnceCommandsOnATerminal, DoNotWaitForEverForAControllerThatAsksThemTo) {
-    Process reading(command({"read", "1:7:100", "--settle", "0", "--character-timeout", "1"}),
+    Process reading(command({"read", "1:7:100", "2:7:100", "--settle", "0", "--retries", "2"}),
                     directory.file("output"));
-    for (int i = 0; i < 21; ++i) {
-        terminal.take(8);
-        terminal.put(std::string("\x01\x6A\x8B\x00\x00", 5));
+    // 16 times it is asked again, and then as often as one that does not answer.
+    for (int i = 0; i < 16 + 3; ++i) {
+        ASSERT_EQ(terminal.take(8)[0], 1);
+        terminal.put(std::string("\x01\x6A\x8B\x2F\x87", 5));
     }
+    EXPECT_EQ(terminal.take(8)[0], 2);
+    terminal.put(std::string("\x02\x03\x02\x00\x6F\xBC\x68", 7));
     EXPECT_EQ(reading.exit_code(), 10);
-    EXPECT_EQ(reading.output(), "kelpo: 1:7:100: the controller asks to wait (6A 8B)\n");
+    EXPECT_EQ(reading.output(), "kelpo: station 1 asks to wait again and again (6A 8B): that is taken for no reply\n"
+                                "kelpo: 1:7:100: the controller asks to wait (6A 8B)\n2:7:100 = 111\n");
 }
 
 }  // namespace

@@ -37,16 +37,14 @@ const std::string value_of_3("\x03\x03\x02\x00\x07\x80\x46", 7);
 const std::string input_of_4("\x04\x04\x02\x00\x01\xB4\xF0", 7);
 
 TEST(RequestWatch, KnowsNothingOfARequestThatWasNotServed) {
-    kelpo::StopSignal stop;
-    const kelpo::RequestWatch watch(stop);
+    const kelpo::RequestWatch watch;
     EXPECT_FALSE(watch.course(1, 5).done);
     EXPECT_FALSE(watch.course(1, 5).failed);
     EXPECT_FALSE(watch.course(1, 5).failure);
 }
 
 TEST(RequestWatch, TellsRequestsApartByGroupAndId) {
-    kelpo::StopSignal stop;
-    kelpo::RequestWatch watch(stop);
+    kelpo::RequestWatch watch;
     const std::string request = request_to(2);
     watch.request_ended(1, 5, 1);
     watch.request_ended(1, 2, 2);
@@ -57,22 +55,6 @@ TEST(RequestWatch, TellsRequestsApartByGroupAndId) {
     EXPECT_TRUE(watch.course(1, 2).failed);
     ASSERT_TRUE(watch.course(1, 2).failure);
     EXPECT_EQ(watch.course(1, 2).failure->kind, Failure::Kind::refused);
-}
-
-TEST(RequestWatch, EndsTheRunWhenAControllerAsksToWaitForEver) {
-    kelpo::StopSignal stop;
-    kelpo::RequestWatch watch(stop);
-    const std::string request = request_to(2), wait("\x02\x6A\x8B\x00\x00", 5);
-    for (int i = 0; i < 20; ++i)
-        watch.exchanged(exchange_with(request, wait, 1000));
-    EXPECT_FALSE(stop.raised());
-    watch.exchanged(exchange_with(request, wait, 1));
-    for (int i = 0; i < 20; ++i)
-        watch.exchanged(exchange_with(request, wait, 1000));
-    EXPECT_FALSE(stop.raised());
-    watch.exchanged(exchange_with(request, wait, 1000));
-    EXPECT_TRUE(stop.raised());
-    EXPECT_EQ(watch.course(1, 2).failure->kind, Failure::Kind::not_now);
 }
 
 TEST(StationWatch, HearsValuesRefusalsAndOtherAnswers) {

@@ -34,7 +34,10 @@ LineSettings settings(const std::string &path) {
 
 std::string received(Line &line, int expected_length, const ReplyTimeouts &timeouts, std::size_t capacity = 512) {
     std::string buffer(capacity, '\0');
-    buffer.resize(line.receive(buffer.data(), capacity, expected_length, timeouts));
+    const std::size_t whole =
+        expected_length < 0 ? capacity : std::min(capacity, static_cast<std::size_t>(expected_length));
+    buffer.resize(line.receive(
+        buffer.data(), 0, [whole](std::string_view) { return whole; }, timeouts));
     return buffer;
 }
 
@@ -190,32 +193,46 @@ TEST_F(LineTest, ReportsAHangUpWhenItDiscardsOrSends) {
     EXPECT_NE(message_of([&] { line.send("x", 1); }), "no LineError");
 }
 
-TEST_F(LineTest, StopsWaitingForAReplyWhenAnotherThreadAsks) {
+TEST_F(LineTest, WaitsForAReplyThoughAnotherThreadAsksToStop) {
     terminal.put("01");
     std::thread other([&] {
         terminal.wait_until_read();
         stop.raise();
+        terminal.put("23456");
+    });
+    EXPECT_EQ(received(line, 7, never), "0123456");
+    EXPECT_TRUE(line.stop_requested());
+    EXPECT_FALSE(line.broken_off());
+    other.join();
+}
+
+TEST_F(LineTest, StopsWaitingForAReplyWhenAnotherThreadIsInAHurry) {
+    terminal.put("01");
+    std::thread other([&] {
+        terminal.wait_until_read();
+        stop.hurry();
     });
     EXPECT_LE(received(line, 7, never).size(), 2U);
     EXPECT_TRUE(line.stop_requested());
+    EXPECT_TRUE(line.broken_off());
     other.join();
 }
 
 TEST_F(LineTest, DoesNotWaitAnyMoreOnceStopped) {
     stop.raise();
     line.pause(std::chrono::hours(1));
-    EXPECT_EQ(received(line, 7, never), "");
-    line.send("x", 1);
+    EXPECT_EQ(line.listen(kelpo::Channel::Clock::now() + std::chrono::hours(1)), "");
+    EXPECT_FALSE(line.send("x", 1));
     EXPECT_EQ(terminal.take_all(), "");
 }
 
 StopSignal *signalled = nullptr;
 
-TEST_F(LineTest, StopsWaitingWhenASignalHandlerAsks) {
+TEST_F(LineTest, StopsWaitingWhenASignalHandlerIsInAHurry) {
     signalled = &stop;
     struct sigaction action {};
     action.sa_handler = [](int) {
-        signalled->raise();
+        signalled->hurry();
     };
     struct sigaction before {};
     sigaction(SIGUSR1, &action, &before);

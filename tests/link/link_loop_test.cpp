@@ -1,4 +1,5 @@
 #include "host/driver/driver_library.h"
+#include "host/line/line.h"
 #include "host/link/link_loop.h"
 
 #include "host/demo/link_notes.h"
@@ -81,7 +82,7 @@ protected:
     void run(const ReplyTimeouts &timeouts) {
         DriverEntryPoints with_lock = entry;
         with_lock.PLC_driver = lock_keeper.entry().PLC_driver;
-        kelpo::run_link(with_lock, line, info, timeouts, watchers);
+        kelpo::LinkLoop(with_lock, info, {timeouts}, watchers).run(line);
     }
 
     const kelpo::DriverLibrary lock_keeper{DRIVER_FILE};  // the loop takes the list lock, and does nothing else with it
@@ -248,14 +249,29 @@ TEST_F(LinkLoop, DoesNotCountAPassWhenThereIsNothingToSend) {
     EXPECT_EQ(statistics.exchanges, 0U);
 }
 
-TEST_F(LinkLoop, LeavesTheRequestInFlightWhenItIsStopped) {
+TEST_F(LinkLoop, WaitsForTheReplyInFlightWhenItIsStopped) {
+    driver.judge = [](const QByteArray &reply, int) {
+        EXPECT_EQ(reply, QByteArray("reply"));
+        return 1;
+    };
+    std::thread other([&] {
+        terminal.take(7);
+        stop.raise();
+        terminal.put("reply");
+    });
+    run(never);
+    other.join();
+    EXPECT_EQ(statistics.good, 1U);
+}
+
+TEST_F(LinkLoop, LeavesTheRequestInFlightWhenItIsBrokenOff) {
     driver.judge = [](const QByteArray &, int) {
         ADD_FAILURE() << "an exchange that was broken off was judged";
         return 1;
     };
     std::thread other([&] {
         terminal.take(7);
-        stop.raise();
+        stop.hurry();
     });
     run(never);
     other.join();

@@ -209,9 +209,14 @@ protected:
         kelpo::LinkSettings result;
         result.driver = DRIVER_FILE;
         result.line.path = terminal.path();
-        result.timeouts = {hours(1), hours(1), milliseconds(0)};
+        result.timeouts = {hours(1), hours(1), milliseconds(0), milliseconds(0)};
         result.pauses = {hours(1), hours(1)};
         return result;
+    }
+
+    // Both tests end while a reply is awaited.
+    void TearDown() override {
+        stop.hurry();
     }
 
     // Returns when all calls have.

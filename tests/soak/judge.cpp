@@ -262,6 +262,16 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
     ended_at_ = ended_at;
 }
 
+// A read that fills no cache.
+void Judge::line_probed(const kelpo::Exchange &exchange) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    Traffic &traffic = *lives_[static_cast<std::size_t>(opened_ - 1)];
+    traffic.bytes_sent += static_cast<std::uint32_t>(exchange.request.size());
+    Sent sent;
+    sent.ends_at = traffic.bytes_sent;
+    traffic.sent.push_back(sent);
+}
+
 void Judge::request_ended(int, int id, int status) {
     const std::lock_guard<std::mutex> locked(mutex_);
     const auto found = open_.find(id);

@@ -120,6 +120,7 @@ public:
     void finish();
 
     void exchanged(const kelpo::Exchange &exchange) override;
+    void line_probed(const kelpo::Exchange &exchange) override;
     void request_ended(int group, int id, int status) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;

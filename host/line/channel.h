@@ -1,0 +1,77 @@
+#pragma once
+
+#include "host/line/line_settings.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kelpo {
+
+/// What the link loop needs of a line. Any call but the last few may throw LineError when the line is gone.
+class Channel {
+public:
+    using Clock = std::chrono::steady_clock;
+    using Time = Clock::time_point;
+
+    /// Is told of bytes that came in while nothing was awaited, as they come.
+    using Heard = std::function<void(std::string_view)>;
+
+    /// How many bytes a reply has in all, asked with what has come of it so far: at first nothing.
+    using WholeSize = std::function<std::size_t(std::string_view)>;
+
+    Channel() = default;
+    virtual ~Channel() = default;
+    Channel(const Channel &) = delete;
+    Channel &operator=(const Channel &) = delete;
+
+    /// Listens for `duration`, and then until the line has been silent for the gap between two frames, but no longer
+    /// than `duration` once more, and takes out what comes. Returns of it the first few hundred bytes.
+    virtual std::string settle(std::chrono::nanoseconds duration, const Heard &heard) = 0;
+
+    /// Takes out what has come in so far, and what comes until the line has been silent for the gap between two frames,
+    /// at most for the gap once more than that takes without a byte. Returns it as settle does.
+    virtual std::string await_silence(const Heard &heard) = 0;
+
+    /// Waits until something comes in, and takes it out; of much the rest comes with the next call. Nothing when
+    /// `until` or a stop request comes first.
+    virtual std::string listen(Time until) = 0;
+
+    /// Sends `size` bytes, after the silence that must stand between two frames. False when a stop was requested before
+    /// all of them were out.
+    virtual bool send(const char *bytes, std::size_t size) = 0;
+
+    /// When the last byte of the request sent last has left, or will have left.
+    virtual Time request_end() const = 0;
+
+    /// Collects a reply into `buffer` until it has as many bytes as `whole` says, and returns how many there are. The
+    /// buffer holds the first `already` bytes at the start. Fewer than the whole mean that a time-out came first: that
+    /// of the reply runs from the end of the request on the line. A stop request does not end it, a second one does.
+    virtual std::size_t receive(char *buffer, std::size_t already, const WholeSize &whole,
+                                const ReplyTimeouts &timeouts) = 0;
+
+    /// The shortest time in which `size` bytes can come over this line. 0 where nothing is known of it.
+    virtual std::chrono::nanoseconds shortest_time(std::size_t size) const = 0;
+
+    /// A reply may still come until then: to be known to whoever opens the line next, also when this program is killed.
+    virtual void expect_replies_until(Time time) = 0;
+
+    /// All that was asked is answered, or no reply can come after `time`: to be known likewise.
+    virtual void expect_no_reply_after(std::optional<Time> time) = 0;
+
+    /// How many bytes have come in, thrown away or not.
+    virtual std::uint64_t received() const = 0;
+
+    virtual Time now() const = 0;
+
+    virtual bool stop_requested() const = 0;
+
+    /// A second stop was requested: nothing is waited for any more.
+    virtual bool broken_off() const = 0;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,43 @@
+#include "host/link/link_remarks.h"
+
+namespace kelpo {
+
+const char *const echo_words = "the line returns what is sent: it is a loop, or the adapter hears itself";
+
+std::string late_words(int station, std::chrono::milliseconds time, std::chrono::milliseconds reply_timeout) {
+    return "station " + std::to_string(station) + " answers after up to " + std::to_string(time.count()) +
+           " ms: reply-ms " + std::to_string(reply_timeout.count()) + " is too short";
+}
+
+std::string waiting_words(int station) {
+    return "station " + std::to_string(station) + " asks to wait again and again (6A 8B): that is taken for no reply";
+}
+
+std::vector<std::string> LinkRemarks::sentences() const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    std::vector<std::string> all;
+    if (echoes_)
+        all.emplace_back(echo_words);
+    for (const auto &[station, time] : latest_)
+        all.push_back(late_words(station, time, reply_timeout_));
+    for (const int station : waiting_)
+        all.push_back(waiting_words(station));
+    return all;
+}
+
+void LinkRemarks::reply_late(int station, std::chrono::milliseconds time) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    latest_[station] = time;
+}
+
+void LinkRemarks::line_echoes() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    echoes_ = true;
+}
+
+void LinkRemarks::wait_refused(int station) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    waiting_.insert(station);
+}
+
+}  // namespace kelpo

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "host/link/link_watcher.h"
+
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace kelpo {
+
+/// In words for the user: a station answers later than the reply time-out allows.
+std::string late_words(int station, std::chrono::milliseconds time, std::chrono::milliseconds reply_timeout);
+
+/// In words for the user: a station asks to wait again and again.
+std::string waiting_words(int station);
+
+/// In words for the user: the line returns what is sent.
+extern const char *const echo_words;
+
+/// Keeps what the user should know of a line beyond the requests that were asked for. Any thread may look.
+class LinkRemarks : public LinkWatcher {
+public:
+    explicit LinkRemarks(std::chrono::milliseconds reply_timeout) : reply_timeout_(reply_timeout) {}
+
+    /// Each a sentence without a full stop, told once for each station.
+    std::vector<std::string> sentences() const;
+
+    void reply_late(int station, std::chrono::milliseconds time) override;
+    void line_echoes() override;
+    void wait_refused(int station) override;
+
+private:
+    const std::chrono::milliseconds reply_timeout_;
+    mutable std::mutex mutex_;  // guards all below
+    std::map<int, std::chrono::milliseconds> latest_;
+    std::set<int> waiting_;
+    bool echoes_ = false;
+};
+
+}  // namespace kelpo

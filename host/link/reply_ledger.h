@@ -1,0 +1,103 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelpo {
+
+/// Remembers what was asked of each station and has no reply yet, and tells whose a reply is.
+///
+/// A reply names its station and its function, but not the address that was read. So it is taken for the answer to the
+/// request that is awaited only when there is no other request that it could answer: all those without a reply that it
+/// could belong to must equal the awaited one byte for byte. Whatever order the replies come in, and however late, a
+/// value then is never another register's, and an acknowledgement never another write's.
+///
+/// A request is forgotten when it has had its reply, or when neither it was sent nor its station was heard for
+/// `patience`: so long a reply can be late. Has no clock of its own.
+class ReplyLedger {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+    using Duration = std::chrono::nanoseconds;
+
+    enum class Whose {
+        awaited,  ///< the awaited request's
+        late,     ///< another request's, or it cannot be told which one's
+        nobody    ///< no request's that is without a reply
+    };
+
+    /// A station that answers later than the reply time-out, and the longest time that it certainly took.
+    struct Lateness {
+        int station;
+        Duration time;
+    };
+
+    /// `patience` is how late a reply may be; nothing stands for 4.5 times the reply time-out.
+    explicit ReplyLedger(Duration reply_timeout, std::optional<Duration> patience = std::nullopt);
+
+    /// A request went out, whole at `end`. `reply_size` is the number of bytes of a good reply, -1 of any number; a
+    /// request with 0 awaits none and is not kept.
+    void sent(int station, std::string_view request, int reply_size, Time end);
+
+    /// How many bytes the reply has that begins with `bytes`, told by its header and what has no reply yet. 0 when it
+    /// cannot belong to any, or not enough of it is there.
+    std::size_t reply_size(std::string_view bytes) const;
+
+    /// A whole reply with a right check has come. `awaited` is the request that is waited for, empty for none.
+    Whose heard(std::string_view reply, std::string_view awaited, Time now);
+
+    /// What came while `awaited` was waited for is nobody's reply, or is damaged. It stands for the reply to the
+    /// awaited request when it looks like one, and no other is without one.
+    void heard_damaged(int station, std::string_view bytes, std::string_view awaited, Time now);
+
+    /// The driver has taken a reply to `awaited` that nothing is known of here.
+    void answered(int station, std::string_view awaited);
+
+    /// Until when the line must be listened to before `station` is asked again: requests without a reply are left
+    /// there, and it does answer. Nothing when it may be asked at once. A station that is silent is not waited for.
+    std::optional<Time> listen_until(int station, Time now);
+
+    /// When the last reply can come; nothing when all have come.
+    std::optional<Time> last_reply_until(Time now);
+
+    /// How long after a request or the last reply of the station a reply to it can come.
+    Duration patience() const {
+        return patience_;
+    }
+
+    /// A station whose longest time has grown beyond the reply time-out since the last call.
+    std::optional<Lateness> take_lateness();
+
+private:
+    struct Entry {
+        std::string request;
+        int reply_size = 0;
+        Time sent_at;
+    };
+    struct Station {
+        std::vector<Entry> entries;  // oldest first
+        // Replies that could belong to several requests that differ, by the function of these. When there were as many
+        // as there are requests, all have had theirs.
+        std::array<std::size_t, 256> unclear{};
+        Time heard_at{};
+        Duration perhaps_late{0};  // of a reply that may have been the first request's, or a later equal one's
+        Duration latest{0};
+    };
+
+    void forget_expired(Station &station, Time now, std::string_view awaited = {}) const;
+    void settle_unclear(int number, Station &station);
+    void note_time(int number, Station &station, Duration time);
+    void note_all_answered(int number, Station &station);
+
+    Duration reply_timeout_;
+    Duration patience_;
+    std::map<int, Station> stations_;
+    std::optional<Lateness> lateness_;
+};
+
+}  // namespace kelpo

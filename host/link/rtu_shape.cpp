@@ -1,0 +1,68 @@
+#include "host/link/rtu_shape.h"
+
+#include "host/line/rtu_crc.h"
+
+namespace kelpo::rtu {
+namespace {
+
+constexpr unsigned wait_function = 0x6A;
+constexpr unsigned wait_code = 0x8B;
+constexpr std::size_t read_overhead = 5;  // station, function, byte count, CRC
+constexpr std::size_t named_size = 6;     // station, function, address, value or quantity
+constexpr std::size_t shortest_frame = 4;
+constexpr std::size_t crc_size = 2;
+
+std::uint16_t crc_of(std::string_view bytes) {
+    return rtu_crc(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
+}
+
+}  // namespace
+
+unsigned byte_at(std::string_view frame, std::size_t at) {
+    return static_cast<unsigned char>(frame[at]);
+}
+
+bool crc_is_right(std::string_view frame) {
+    if (frame.size() < shortest_frame)
+        return false;
+    const std::size_t end = frame.size() - crc_size;
+    return (byte_at(frame, end) | byte_at(frame, end + 1) << 8U) == crc_of(frame.substr(0, end));
+}
+
+std::string with_crc(std::string bytes) {
+    const unsigned crc = crc_of(bytes);
+    bytes += static_cast<char>(crc & 0xFFU);
+    bytes += static_cast<char>(crc >> 8U);
+    return bytes;
+}
+
+bool is_read(unsigned function) {
+    return function >= 1 && function <= 4;
+}
+
+bool is_write(unsigned function) {
+    return function == 5 || function == 6 || function == 15 || function == 16;
+}
+
+bool asks_to_wait(std::string_view reply) {
+    return reply.size() == exception_size && byte_at(reply, 1) == wait_function && byte_at(reply, 2) == wait_code;
+}
+
+bool can_answer(std::string_view reply, std::string_view request, int reply_size) {
+    if (asks_to_wait(reply))
+        return true;
+    const bool due_size = reply_size < 0 || reply.size() == static_cast<std::size_t>(reply_size);
+    const unsigned asked = request.size() < named_size ? 0 : byte_at(request, 1);
+    if (!is_read(asked) && !is_write(asked))
+        return due_size;
+    const unsigned function = byte_at(reply, 1);
+    if (function == (asked | exception_bit))
+        return reply.size() == exception_size;
+    if (function != asked || !due_size)
+        return false;
+    if (is_read(asked))
+        return byte_at(reply, 2) + read_overhead == reply.size();
+    return reply.substr(0, named_size) == request.substr(0, named_size);
+}
+
+}  // namespace kelpo::rtu

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace kelpo {
+
+/// What can be told of the bytes of Modbus RTU frames without knowing what they are about.
+namespace rtu {
+
+constexpr std::size_t exception_size = 5;
+constexpr std::size_t acknowledgement_size = 8;
+constexpr std::size_t read_request_size = 8;
+constexpr unsigned exception_bit = 0x80;
+
+/// The byte at `at`, which must be there.
+unsigned byte_at(std::string_view frame, std::size_t at);
+
+/// At least four bytes, of which the last two are the CRC of the others.
+bool crc_is_right(std::string_view frame);
+
+/// The bytes with their CRC behind them.
+std::string with_crc(std::string bytes);
+
+bool is_read(unsigned function);   ///< 1 to 4
+bool is_write(unsigned function);  ///< 5, 6, 15 and 16
+
+/// The controller's own reply that asks the host to wait: five bytes, of which the second and third are 6A 8B.
+bool asks_to_wait(std::string_view reply);
+
+/// True when `reply`, which is whole and whose check is right, can answer `request`, a read or write, whose good reply
+/// has `reply_size` bytes: a good one that names what the request names, an exception, or one that asks to wait. Of
+/// another request only the size is compared.
+bool can_answer(std::string_view reply, std::string_view request, int reply_size);
+
+}  // namespace rtu
+}  // namespace kelpo

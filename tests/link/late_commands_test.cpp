@@ -1,0 +1,108 @@
+#include "process.h"
+#include "pseudo_terminal.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+// The program as users start it, on a line whose controller is late.
+namespace {
+
+using std::chrono::milliseconds;
+
+const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
+const std::string reply_111("\x01\x03\x02\x00\x6F\xF8\x68", 7);
+const std::string read_200("\x01\x03\x00\xC8\x00\x01\x05\xF4", 8);
+const std::string reply_222("\x01\x03\x02\x00\xDE\x38\x1C", 7);
+constexpr int no_reply = 8;
+
+class LateCommands : public testing::Test {
+protected:
+    std::vector<std::string> command(const std::vector<std::string> &words) const {
+        std::vector<std::string> all = {KELPO_PROGRAM, words.front(),   "--driver", DRIVER_FILE,
+                                        "--line",      terminal.path(), "--settle", "0"};
+        all.insert(all.end(), words.begin() + 1, words.end());
+        return all;
+    }
+
+    // Does something when the time has come, whatever the program does meanwhile.
+    void later(milliseconds time, const std::function<void()> &action) {
+        others.emplace_back([time, action] {
+            std::this_thread::sleep_for(time);
+            action();
+        });
+    }
+    void TearDown() override {
+        for (std::thread &other : others)
+            other.join();
+    }
+
+    PseudoTerminal terminal;
+    TemporaryDirectory directory;
+    std::vector<std::thread> others;
+};
+
+TEST_F(LateCommands, AReplyToACommandThatHasEndedIsNotTheNextOnes) {
+    Process first(command({"read", "1:7:100", "--reply-timeout", "1000", "--retries", "0"}), directory.file("first"));
+    ASSERT_EQ(terminal.take(8), read_100);
+    later(milliseconds(1500), [this] { terminal.put(reply_111); });
+    EXPECT_EQ(first.exit_code(), no_reply);
+
+    Process second(command({"read", "1:7:200", "--reply-timeout", "20000"}), directory.file("second"));
+    ASSERT_EQ(terminal.take(8), read_200);
+    terminal.put(reply_222);
+    EXPECT_EQ(second.exit_code(), 0);
+    EXPECT_EQ(second.output(), "1:7:200 = 222\n");
+}
+
+TEST_F(LateCommands, NorIsOneToACommandThatWasKilled) {
+    Process first(command({"read", "1:7:100", "--reply-timeout", "1000"}), directory.file("first"));
+    ASSERT_EQ(terminal.take(8), read_100);
+    later(milliseconds(1500), [this] { terminal.put(reply_111); });
+    first.signal(SIGKILL);
+    first.exit_code();
+
+    Process second(command({"read", "1:7:200", "--reply-timeout", "20000"}), directory.file("second"));
+    ASSERT_EQ(terminal.take(8), read_200);
+    terminal.put(reply_222);
+    EXPECT_EQ(second.exit_code(), 0);
+    EXPECT_EQ(second.output(), "1:7:200 = 222\n");
+}
+
+TEST_F(LateCommands, AnInterruptWaitsForTheReplyThatIsOnItsWay) {
+    Process reading(command({"read", "1:7:100", "--reply-timeout", "20000"}), directory.file("first"));
+    ASSERT_EQ(terminal.take(8), read_100);
+    reading.signal(SIGINT);
+    later(milliseconds(300), [this] { terminal.put(reply_111); });
+    EXPECT_EQ(reading.exit_code(), 0);
+    EXPECT_EQ(reading.output(), "1:7:100 = 111\n");
+}
+
+TEST_F(LateCommands, ASecondInterruptDoesNotWait) {
+    Process reading(command({"read", "1:7:100", "--reply-timeout", "3600000"}), directory.file("first"));
+    ASSERT_EQ(terminal.take(8), read_100);
+    // Two that come at once count as one.
+    for (int i = 0; i < 20; ++i) {
+        reading.signal(SIGINT);
+        std::this_thread::sleep_for(milliseconds(100));
+    }
+    EXPECT_EQ(reading.exit_code(), 1);
+}
+
+TEST_F(LateCommands, TellThatTheTimeOutIsTooShort) {
+    Process reading(command({"read", "1:7:100", "--reply-timeout", "1000", "--settle", "1000", "--retries", "0"}),
+                    directory.file("first"));
+    ASSERT_EQ(terminal.take(8), read_100);
+    later(milliseconds(1300), [this] { terminal.put(reply_111); });
+    EXPECT_EQ(reading.exit_code(), no_reply);
+    const std::string told = reading.output();
+    EXPECT_NE(told.find("kelpo: station 1 answers after up to 1"), std::string::npos) << told;
+    EXPECT_NE(told.find(" ms: reply-ms 1000 is too short\n"), std::string::npos) << told;
+}
+
+}  // namespace

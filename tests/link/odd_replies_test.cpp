@@ -1,0 +1,373 @@
+#include "host/link/link_loop.h"
+
+#include "host/line/line_error.h"
+#include "host/link/link_remarks.h"
+#include "host/link/rtu_shape.h"
+#include "simulated_line.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using kelpo::Exchange;
+using kelpo::Outcome;
+using kelpo::rtu::with_crc;
+using std::chrono::milliseconds;
+
+// Requests to station 1 and replies of it, as they stand on the line.
+const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
+const std::string read_200 = with_crc(std::string("\x01\x03\x00\xC8\x00\x01", 6));
+const std::string reply_111("\x01\x03\x02\x00\x6F\xF8\x68", 7);
+const std::string reply_222("\x01\x03\x02\x00\xDE\x38\x1C", 7);
+const std::string write_100 = with_crc(std::string("\x01\x10\x00\x64\x00\x01\x02\x00\x07", 9));
+const std::string write_200 = with_crc(std::string("\x01\x10\x00\xC8\x00\x01\x02\x00\x07", 9));
+const std::string written_100 = with_crc(std::string("\x01\x10\x00\x64\x00\x01", 6));
+const std::string written_200 = with_crc(std::string("\x01\x10\x00\xC8\x00\x01", 6));
+const std::string refusal("\x01\x83\x02\xC0\xF1", 5);
+const std::string wait_please("\x01\x6A\x8B\x4E\xC7", 5);
+
+struct Told {
+    std::string request, reply, late;
+    Outcome outcome;
+    int code;
+};
+
+/// Ends the loop after so many exchanges, and keeps what it was told.
+class Recorder : public kelpo::LinkRemarks {
+public:
+    explicit Recorder(SimulatedLine &line) : LinkRemarks(milliseconds(500)), line_(line) {}
+
+    void exchanged(const Exchange &exchange) override {
+        told.push_back({std::string(exchange.request), std::string(exchange.reply), std::string(exchange.late),
+                        exchange.outcome, exchange.code});
+        if (told.size() == most)
+            line_.stop();
+    }
+    void request_ended(int, int id, int status) override {
+        ended.emplace_back(id, status);
+    }
+    void line_probed(const Exchange &exchange) override {
+        probes.emplace_back(exchange.request);
+    }
+
+    std::size_t most = 1;
+    std::vector<Told> told;
+    std::vector<std::pair<int, int>> ended;
+    std::vector<std::string> probes;
+
+private:
+    SimulatedLine &line_;
+};
+
+class OddReplies : public testing::Test {
+protected:
+    OddReplies() {
+        info.max_count = 100;
+        info.retry_times = 0;
+        info.multi_station = 1;
+        info.write_mode = 2;
+        kelpo::attach(driver.entry(), info, recorder);
+        line.on_request = [this](const std::string &request) {
+            sent.push_back(request);
+            answer(request);
+        };
+    }
+
+    void read_once(const char *address, int type = 7, int count = 1, int station = 1) {
+        RW_VAR var;
+        var.var_group = 20;
+        var.var_id = next_id++;
+        var.reg_type = type;
+        var.addr_text = QLatin1String(address);
+        var.station_no = station;
+        var.reg_count = count;
+        driver.entry().AddListOnceReadVar(&var, 0);
+    }
+    void write(const char *address, int type = 7) {
+        const char value = type == 7 ? '\7' : '\1';
+        driver.entry().SetRegisterData(QString(), type, QLatin1String(address), 1, QByteArray(1, value) + '\0', 1, 20,
+                                       next_id++);
+    }
+    void run(std::size_t exchanges) {
+        recorder.most = exchanges;
+        loop().run(line);
+    }
+    kelpo::LinkLoop &loop() {
+        if (!loop_)
+            loop_.emplace(driver.entry(), info, settings, recorder);
+        return *loop_;
+    }
+
+    const kelpo::DriverLibrary driver{DRIVER_FILE};
+    ComInfo info{};
+    SimulatedLine line;
+    Recorder recorder{line};
+    kelpo::LoopSettings settings;
+    std::function<void(const std::string &)> answer = [](const std::string &) {
+    };
+    std::vector<std::string> sent;
+    int next_id = 1;
+
+private:
+    std::optional<kelpo::LinkLoop> loop_;
+};
+
+using Ends = std::vector<std::pair<int, int>>;
+constexpr int done = 1, failed = 2;
+
+// Late for 100, and 200 is never carried out.
+TEST_F(OddReplies, AnAcknowledgementOfAnotherWriteIsNone) {
+    write("100");
+    write("200");
+    answer = [&](const std::string &request) {
+        if (request == write_100)
+            line.comes(milliseconds(700), written_100);
+    };
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
+    EXPECT_EQ(recorder.told[1].late, written_100);
+    EXPECT_EQ(recorder.told[1].reply, "");
+    EXPECT_EQ(recorder.sentences(),
+              std::vector<std::string>{"station 1 answers after up to 700 ms: reply-ms 500 is too short"});
+}
+
+TEST_F(OddReplies, AnAcknowledgementOfWhatNobodyHasWrittenIsNone) {
+    write("200");
+    answer = [&](const std::string &) {
+        line.comes(milliseconds(10), written_100);
+    };
+    run(1);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
+    EXPECT_EQ(recorder.told[0].reply, written_100);
+}
+
+TEST_F(OddReplies, TheLateOneIsPassedOverForTheRightOneBehindIt) {
+    write("100");
+    write("200");
+    answer = [&](const std::string &request) {
+        line.comes(milliseconds(request == write_100 ? 700 : 200), request == write_100 ? written_100 : written_200);
+    };
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, done}}));
+    EXPECT_EQ(recorder.told[1].late, written_100);
+    EXPECT_EQ(recorder.told[1].reply, written_200);
+}
+
+TEST_F(OddReplies, AByteCountThatIsNotTheReplysIsNone) {
+    read_once("100", 1, 20);
+    answer = [&](const std::string &) {
+        line.comes(milliseconds(10), with_crc(std::string("\x01\x01\x02\x01\x02\x03", 6)));
+    };
+    run(1);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
+}
+
+// As long as its own reply, and with the same station, function and check.
+TEST_F(OddReplies, TheEchoOfAReadOf20BitsIsNone) {
+    read_once("100", 1, 20);
+    read_once("1400", 1, 20);  // octal: 768, whose high byte is the byte count
+    answer = [&](const std::string &request) {
+        line.comes(milliseconds(10), request);
+    };
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_EQ(sent[1].substr(0, 6), std::string("\x01\x01\x03\x00\x00\x14", 6));
+    EXPECT_EQ(recorder.sentences(),
+              std::vector<std::string>{"the line returns what is sent: it is a loop, or the adapter hears itself"});
+}
+
+TEST_F(OddReplies, TheEchoOfAWriteOfOneBitIsNoAcknowledgement) {
+    write("10", 2);
+    write("11", 2);
+    answer = [&](const std::string &request) {
+        line.comes(milliseconds(10), request);
+    };
+    run(2);
+    ASSERT_EQ(sent.size(), 3U);
+    ASSERT_EQ(sent[0][1], 5);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
+    EXPECT_EQ(recorder.told[0].reply, sent[0]);
+    EXPECT_EQ(recorder.probes, std::vector<std::string>{sent[1]});
+    EXPECT_EQ(sent[1], with_crc(sent[0].substr(0, 1) + '\1' + sent[0].substr(2, 2) + std::string("\0\1", 2)));
+    EXPECT_EQ(recorder.sentences().size(), 1U);
+}
+
+class ProbeAnswers : public OddReplies, public testing::WithParamInterface<std::string> {};
+
+// A refusal of a read, and silence: both show that the line is no loop.
+INSTANTIATE_TEST_SUITE_P(ThatAreNoEcho, ProbeAnswers,
+                         testing::Values(with_crc(std::string("\x01\x81\x02", 3)), std::string()),
+                         [](const auto &answer) { return answer.param.empty() ? "Silence" : "Refusal"; });
+
+TEST_P(ProbeAnswers, LetAnAcknowledgementBeTakenThatLooksLikeItsRequest) {
+    write("10", 2);
+    write("11", 2);
+    answer = [&](const std::string &request) {
+        line.comes(milliseconds(10), request[1] == 5 ? request : GetParam());
+    };
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}, {2, done}}));
+    EXPECT_EQ(recorder.probes.size(), 1U);
+    EXPECT_TRUE(recorder.sentences().empty());
+}
+
+TEST_F(OddReplies, NoProbeIsNeededWhereAValueWasRead) {
+    read_once("100");
+    answer = [&](const std::string &request) {
+        if (request == read_100)
+            write("10", 2);
+        line.comes(milliseconds(10), request[1] == 5 ? request : reply_111);
+    };
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}, {2, done}}));
+    EXPECT_TRUE(recorder.probes.empty());
+}
+
+TEST_F(OddReplies, AStationMayAskToWaitSoManyTimesInARow) {
+    read_once("100");
+    answer = [&](const std::string &) {
+        line.comes(milliseconds(10), wait_please);
+    };
+    run(17);
+    for (std::size_t i = 0; i < 16; ++i)
+        EXPECT_EQ(recorder.told[i].code, 1000) << i;
+    EXPECT_EQ(recorder.told[16].outcome, Outcome::given_up);
+    EXPECT_EQ(recorder.told[16].reply, wait_please);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
+    EXPECT_EQ(recorder.sentences(),
+              std::vector<std::string>{"station 1 asks to wait again and again (6A 8B): that is taken for no reply"});
+}
+
+TEST_F(OddReplies, OnlyTheStationItselfMayAskToWait) {
+    const std::string damaged("\x01\x6A\x8B\x00\x00", 5), of_2("\x02\x6A\x8B\xBE\xC7", 5);
+    read_once("100");
+    read_once("200");
+    answer = [&](const std::string &request) {
+        line.comes(milliseconds(10), request == read_100 ? damaged : of_2);
+    };
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
+}
+
+TEST_F(OddReplies, ARefusalIsKnownByItsLength) {
+    read_once("100");
+    answer = [&](const std::string &) {
+        line.comes(milliseconds(10), refusal);
+        line.comes(milliseconds(20), reply_111);
+    };
+    run(1);
+    EXPECT_EQ(recorder.told[0].reply, refusal);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
+}
+
+// 7 characters take 7 ms here: what is there after 3 began before the request had left.
+TEST_F(OddReplies, AReplySoonerThanTheSpeedAllowsIsAnothers) {
+    line.time_of_a_character = milliseconds(1);
+    read_once("100");
+    answer = [&](const std::string &) {
+        line.comes(milliseconds(3), reply_222);
+        line.comes(milliseconds(40), reply_111);
+    };
+    run(1);
+    EXPECT_EQ(recorder.told[0].late, reply_222);
+    EXPECT_EQ(recorder.told[0].reply, reply_111);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
+}
+
+// A controller's own USB port takes any speed, and keeps to none.
+TEST_F(OddReplies, TheSpeedTellsNothingWhereNothingComesBehindSuchReplies) {
+    line.time_of_a_character = milliseconds(1);
+    info.retry_times = 5;
+    read_once("100");
+    answer = [&](const std::string &) {
+        line.comes(milliseconds(3), reply_111);
+    };
+    run(3);
+    EXPECT_EQ(recorder.told[1].late, reply_111);
+    EXPECT_EQ(recorder.told[2].reply, reply_111);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
+}
+
+TEST_F(OddReplies, AStopWaitsForTheReplyInFlight) {
+    read_once("100");
+    answer = [&](const std::string &) {
+        line.stop();
+        line.comes(milliseconds(400), reply_111);
+    };
+    run(9);
+    ASSERT_EQ(recorder.told.size(), 1U);
+    EXPECT_EQ(recorder.told[0].reply, reply_111);
+    EXPECT_FALSE(line.replies_until);
+}
+
+TEST_F(OddReplies, ItIsKnownUntilWhenAReplyCanCome) {
+    read_once("100");
+    std::optional<kelpo::Channel::Time> during;
+    answer = [&](const std::string &) {
+        during = line.replies_until;
+    };
+    const auto begin = line.now();
+    run(1);
+    EXPECT_EQ(during, begin + milliseconds(2250));
+    EXPECT_EQ(line.replies_until, begin + milliseconds(2250));
+}
+
+TEST_F(OddReplies, FailedRepliesOfOneRequestDoNotCountForTheNextWhereSoIsSet) {
+    settings.retries_per_request = true;
+    info.retry_times = 1;
+    read_once("100");
+    read_once("200");
+    int asked = 0;
+    answer = [&](const std::string &) {
+        if (++asked % 2 == 0)
+            line.comes(milliseconds(10), reply_111);
+    };
+    // Each is answered at the second try.
+    run(4);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}, {2, done}}));
+}
+
+// The bit's register is read, and the line breaks before it is written back.
+TEST_F(OddReplies, AWordThatWasReadBeforeTheLineBrokeIsNotWrittenBack) {
+    info.retry_times = 3;
+    write("100.4", 15);
+    answer = [&](const std::string &request) {
+        if (request == read_100)
+            line.comes(milliseconds(10), reply_111);
+        else
+            throw kelpo::LineError("gone");
+    };
+    recorder.most = 9;
+    EXPECT_THROW(loop().run(line), kelpo::LineError);
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_EQ(sent[1][1], 6);
+    loop().line_was_lost();
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
+    EXPECT_EQ(recorder.told.back().request, sent[1]);
+    EXPECT_EQ(recorder.told.back().outcome, Outcome::given_up);
+    EXPECT_TRUE(driver.entry().PLC_driver->frame_list.isEmpty());
+}
+
+TEST_F(OddReplies, TheReadingOfABitsRegisterIsMadeAgainWhenTheLineBreaksBehindIt) {
+    write("100.4", 15);
+    bool broken = false;
+    answer = [&](const std::string &request) {
+        if (!std::exchange(broken, true))
+            throw kelpo::LineError("gone");
+        line.comes(milliseconds(10), request == read_100 ? reply_222 : request);
+    };
+    EXPECT_THROW(run(2), kelpo::LineError);
+    loop().line_was_lost();
+    EXPECT_TRUE(recorder.ended.empty());
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
+    ASSERT_EQ(sent.size(), 3U);
+    EXPECT_EQ(sent[2].substr(0, 6), std::string("\x01\x06\x00\x64\x00\xDE", 6));  // 222 has bit 4
+}
+
+}  // namespace
