@@ -128,8 +128,8 @@ bool Ethernetcontains(int station);
 
 /// Appends "yyyy.MM.dd.hh:mm:ss.z:msg" (local time, milliseconds without leading zeros) and a line end to
 /// /tmp/debug.log. `msg` is Latin-1 and zero-terminated, the file is UTF-8. The driver never calls it; a host may
-/// install it as, or call it from, its Qt message handler. Calls are not serialised. A file that cannot be opened is
-/// passed over in silence.
+/// install it as, or call it from, its Qt message handler. Calls are not serialised. A file that cannot be opened, and
+/// anything there that is no regular file (a link, a pipe), is passed over in silence.
 void customMessageHandler(QtMsgType type, const char *msg);
 
 /// The address that `text` names in register type `type`: octal for types 0 and 1; decimal less 200 (at least 200) for

@@ -3,10 +3,25 @@
 
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QTextStream>
 
+namespace {
+
+// Anybody may have put something else in the log's place: a pipe would hold up whoever logs, and a link would lead the
+// lines into a file of its maker's choice.
+bool is_regular_or_absent(const QString &path) {
+    const QFileInfo info(path);
+    return !info.isSymLink() && (info.isFile() || !info.exists());
+}
+
+}  // namespace
+
 void customMessageHandler(QtMsgType /*type*/, const char *msg) {
-    QFile file(QLatin1String("/tmp/debug.log"));
+    const QString path = QLatin1String("/tmp/debug.log");
+    if (!is_regular_or_absent(path))
+        return;
+    QFile file(path);
     // Writing to a file that is not open makes Qt utter a message, which would come back here.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
         return;

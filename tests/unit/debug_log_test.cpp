@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -221,6 +222,7 @@ TEST_F(DebugLog, TheLocalesCodecDoesNotMatter) {
 }
 #endif
 
+// A folder in its place is also how a panel turns the log off.
 TEST_F(DebugLog, AFileThatCannotBeOpenedIsPassedOver) {
     if (was_there)
         GTEST_SKIP() << log_path << " belongs to somebody else";
@@ -275,6 +277,31 @@ TEST_F(DebugLog, AFileThatCannotBeOpenedMakesQtUtterNoMessage) {
     customMessageHandler(QtDebugMsg, "into nothing");
     restore_handler();
     EXPECT_EQ(qt_messages, 0);
+}
+
+// Without a reader the pipe would hold up whoever logs for ever; with this one the line would be in it.
+TEST_F(DebugLog, APipeInItsPlaceGetsNothing) {
+    ASSERT_EQ(mkfifo(log_path, 0600), 0);
+    const int reader = open(log_path, O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    customMessageHandler(QtDebugMsg, "hello");
+    char byte = 0;
+    EXPECT_LE(read(reader, &byte, 1), 0);
+    close(reader);
+    customMessageHandler(QtDebugMsg, "hello");  // would wait for a reader
+}
+
+TEST_F(DebugLog, ALinkInItsPlaceIsNotFollowed) {
+    const std::string target = std::string(log_path) + ".target-" + std::to_string(getpid());
+    std::ofstream(target) << "as it was\n";
+    ASSERT_EQ(symlink(target.c_str(), log_path), 0);
+    customMessageHandler(QtDebugMsg, "hello");
+    EXPECT_EQ(log_content(), "as it was\n");
+
+    ASSERT_EQ(std::remove(target.c_str()), 0);
+    customMessageHandler(QtDebugMsg, "hello");
+    EXPECT_FALSE(std::ifstream(target).is_open()) << "a link to nothing made a file";
+    std::remove(target.c_str());
 }
 
 TEST_F(DebugLog, NeedsNoBlockAndTakesNoLock) {
