@@ -6,6 +6,9 @@
 #include <QtCore/QTextStream>
 #include <QtCore/QtGlobal>
 
+/// Whether a QList holds the places of its records instead of the records themselves.
+const bool lists_hold_places = QT_VERSION < QT_VERSION_CHECK(6, 0, 0);
+
 /// Makes `stream` write UTF-8, whatever the locale. Without it Qt 4 and 5 follow the locale, which on a panel is often
 /// none and loses every character outside ASCII.
 inline void write_utf8(QTextStream &stream) {

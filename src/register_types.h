@@ -37,6 +37,8 @@ struct RegisterType {
     CountRule count_rule;
     RegisterUnit unit;
     WriteCut write_cut;
+    int block_factor;  ///< most units in a polled block: max_count times this, but at most `block_limit`
+    int block_limit;   ///< no_block_limit where max_count alone counts
     int modbus_width;  ///< Modbus addresses per address of the type
     int low_base;      ///< Modbus address of address 0
     int high_start;    ///< first address of the high range, or no_high_range
@@ -45,6 +47,9 @@ struct RegisterType {
 
 /// `high_start` of a type whose addresses are one range.
 const int no_high_range = 0x7FFFFFFF;
+
+/// `block_limit` of a class whose blocks hold max_count units.
+const int no_block_limit = 0x7FFFFFFF;
 
 /// One row for each type, by its code.
 extern const RegisterType register_types[];

@@ -4,8 +4,8 @@
 
 namespace {
 
-// Not in the driver's object, whose layout is the host's too.
-std::atomic<int> noted_size(0);
+// Not in the driver's object, whose layout is the host's too. 0 when the library is loaded.
+std::atomic<int> noted_size;
 
 }  // namespace
 

@@ -2,15 +2,12 @@
 
 #include "arithmetic.h"
 #include "bytes.h"
+#include "frame_layout.h"
 #include "frames/address_map.h"
 #include "frames/rtu_request.h"
 #include "register_types.h"
 
 namespace {
-
-// Station, function and byte count before the data of a read reply; its CRC after them.
-const int reply_data_offset = 3;
-const int reply_overhead = 5;
 
 // How a class is read: null for the types that the planner folds into another class, and for unknown ones.
 const RegisterType *readable_class(int reg_type) {
@@ -24,8 +21,8 @@ void queue_read(const RegisterType &known, const RW_VAR &var) {
     const qint64 data_len = bits ? shifted_right(quantity + 7, 3) : quantity * 2;
 
     begin_rtu_request(var.station_no, bits ? ReadCoils : ReadHoldingRegisters, var.reg_type, var.reg_addr);
-    put_u16_high_first(PLC_driver.send_buf + rtu_header_length, low_32_bits(quantity));
-    queue_frame(end_rtu_request(rtu_header_length + 2), low_32_bits(data_len + reply_overhead), reply_data_offset,
+    put_u16_high_first(PLC_driver.send_buf + quantity_at, low_32_bits(quantity));
+    queue_frame(end_rtu_request(quantity_at + 2), low_32_bits(data_len + read_reply_overhead), reply_data_at,
                 low_32_bits(data_len), var);
 }
 

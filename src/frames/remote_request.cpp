@@ -3,6 +3,7 @@
 #include "arithmetic.h"
 #include "bytes.h"
 #include "checksums.h"
+#include "frame_layout.h"
 #include "frames/rtu_request.h"
 #include "register_types.h"
 #include "store/register_cache.h"
@@ -11,9 +12,6 @@ namespace {
 
 const int fields_length = 21;
 const int sum_length = 1;
-const int read_data_offset = 3;
-const int read_overhead = 5;
-const int write_reply_len = 8;
 const int no_reply_awaited = 0;
 
 // CalSUM counts bytes in 16 bits; longer requests are summed piece by piece.
@@ -59,13 +57,13 @@ qint64 reply_data_len(const RW_VAR &var) {
 
 void Remote_ReadVar(const RW_VAR &var) {
     const qint64 data_len = reply_data_len(var);
-    queue_frame(remote_frame(var, QByteArray()), low_32_bits(data_len + read_overhead), read_data_offset,
+    queue_frame(remote_frame(var, QByteArray()), low_32_bits(data_len + read_reply_overhead), reply_data_at,
                 low_32_bits(data_len), var);
     expect_good_replies(1);
 }
 
 void Remote_WriteVar(const RW_VAR &var) {
-    queue_frame(remote_frame(var, var.value_bytes), var.station_no != 0 ? write_reply_len : no_reply_awaited, 0, 0,
+    queue_frame(remote_frame(var, var.value_bytes), var.station_no != 0 ? write_reply_length : no_reply_awaited, 0, 0,
                 var);
     expect_good_replies(1);
     WriteDataToLocal(var);

@@ -2,18 +2,19 @@
 
 #include "bytes.h"
 #include "checksums.h"
+#include "frame_layout.h"
 
 void begin_rtu_request(int station_no, RtuFunction function, int type, int address) {
     PLC_driver.get_offset_address(type, address);
-    put_u8(PLC_driver.send_buf, station_no);
-    put_u8(PLC_driver.send_buf + 1, function);
-    put_u16_high_first(PLC_driver.send_buf + 2, address);
+    put_u8(PLC_driver.send_buf + station_at, station_no);
+    put_u8(PLC_driver.send_buf + function_at, function);
+    put_u16_high_first(PLC_driver.send_buf + address_at, address);
 }
 
 QByteArray end_rtu_request(int length) {
     unsigned char *const buffer = PLC_driver.send_buf;
     put_u16_low_first(buffer + length, CalCRC(buffer, static_cast<unsigned short>(length)));
-    return QByteArray(reinterpret_cast<const char *>(buffer), length + 2);
+    return QByteArray(reinterpret_cast<const char *>(buffer), length + crc_length);
 }
 
 // Filled in its place in the list: a record made outside would be copied into it, texts, bytes and all.

@@ -17,9 +17,6 @@ enum RtuFunction {
     WriteMultipleRegisters = 16
 };
 
-/// Bytes of a request before its quantity or value: station, function, mapped start address.
-const int rtu_header_length = 4;
-
 /// Writes the header: the low 8 bits of `station_no`, `function`, and the Modbus address of `address` in `type`, high
 /// byte first.
 void begin_rtu_request(int station_no, RtuFunction function, int type, int address);

@@ -2,6 +2,7 @@
 
 #include "arithmetic.h"
 #include "bytes.h"
+#include "frame_layout.h"
 #include "frames/address_map.h"
 #include "frames/rtu_request.h"
 #include "register_types.h"
@@ -11,15 +12,7 @@
 
 namespace {
 
-// A write is answered by its own first bytes and a CRC, a one-register read by two data bytes.
-const int write_reply_len = 8;
-const int register_reply_len = 7;
-
-const int crc_length = 2;
-const int quantity_at = rtu_header_length;
-const int byte_count_at = quantity_at + 2;
-const int multiple_data_at = byte_count_at + 1;
-const int longest_data = static_cast<int>(sizeof PLC_driver.send_buf) - multiple_data_at - crc_length;
+const int longest_data = static_cast<int>(sizeof PLC_driver.send_buf) - write_data_at - crc_length;
 
 // How value bytes become line order: in groups of this many, each reversed.
 int reversed_group(RegisterUnit unit) {
@@ -52,20 +45,20 @@ unsigned char value_byte(const QByteArray &value, qint64 index) {
 
 // Puts `length` bytes of `value`, from `first` on, behind a header, each group of `group` bytes reversed.
 void put_data(const QByteArray &value, int first, int length, int group) {
-    unsigned char *const to = PLC_driver.send_buf + multiple_data_at;
+    unsigned char *const to = PLC_driver.send_buf + write_data_at;
     for (int i = 0; i < length; ++i)
         to[i] = value_byte(value, first + i - i % group + (group - 1 - i % group));
 }
 
 void queue_write(const QByteArray &frame, const RW_VAR &var) {
-    queue_frame(frame, write_reply_len, 0, 0, var);
+    queue_frame(frame, write_reply_length, 0, 0, var);
 }
 
 void queue_single_coil(const RW_VAR &var) {
     begin_rtu_request(var.station_no, WriteSingleCoil, var.reg_type, var.reg_addr);
-    PLC_driver.send_buf[quantity_at] = value_byte(var.value_bytes, 0) != 0 ? 0xFF : 0x00;
-    PLC_driver.send_buf[quantity_at + 1] = 0x00;
-    queue_write(end_rtu_request(quantity_at + 2), var);
+    PLC_driver.send_buf[single_value_at] = value_byte(var.value_bytes, 0) != 0 ? 0xFF : 0x00;
+    PLC_driver.send_buf[single_value_at + 1] = 0x00;
+    queue_write(end_rtu_request(single_write_crc_at), var);
 }
 
 // False, and nothing queued, when the data do not fit. The byte count is taken from the value, not from the quantity:
@@ -81,7 +74,7 @@ bool queue_multiple(const RW_VAR &var, const RegisterType &known) {
     put_u16_high_first(PLC_driver.send_buf + quantity_at, low_32_bits(qint64(var.reg_count) * known.modbus_width));
     put_u8(PLC_driver.send_buf + byte_count_at, static_cast<int>(size));
     put_data(var.value_bytes, 0, static_cast<int>(length), reversed_group(known.unit));
-    queue_write(end_rtu_request(multiple_data_at + static_cast<int>(length)), var);
+    queue_write(end_rtu_request(write_data_at + static_cast<int>(length)), var);
     return true;
 }
 
@@ -92,7 +85,7 @@ void queue_part(const RW_VAR &var, int address, qint64 registers, int first, int
     put_u16_high_first(PLC_driver.send_buf + quantity_at, low_32_bits(registers));
     put_u8(PLC_driver.send_buf + byte_count_at, low_32_bits(2 * registers));
     put_data(var.value_bytes, first, data_length, group);
-    queue_write(end_rtu_request(multiple_data_at + data_length), var);
+    queue_write(end_rtu_request(write_data_at + data_length), var);
 }
 
 void queue_split_write(const RW_VAR &var, int split, int group) {
@@ -156,12 +149,12 @@ void WriteAnalog_bit(const RW_VAR &var) {
     half.store_mode = read_half_of_bit_write;
     begin_rtu_request(var.station_no, ReadHoldingRegisters, var.reg_type, word);
     put_u16_high_first(PLC_driver.send_buf + quantity_at, 1);
-    queue_frame(end_rtu_request(quantity_at + 2), register_reply_len, 0, 0, half);
+    queue_frame(end_rtu_request(quantity_at + 2), read_reply_overhead + 2, 0, 0, half);
 
     half.host_ref2 = 1;
     half.store_mode = 0;
     begin_rtu_request(var.station_no, WriteSingleRegister, var.reg_type, word);
-    const QByteArray incomplete(reinterpret_cast<const char *>(PLC_driver.send_buf), rtu_header_length);
-    queue_write(incomplete + QByteArray(4, '\0'), half);
+    const QByteArray incomplete(reinterpret_cast<const char *>(PLC_driver.send_buf), single_value_at);
+    queue_write(incomplete + QByteArray(single_write_length - single_value_at, '\0'), half);
     expect_good_replies(2);
 }

@@ -10,11 +10,6 @@ namespace {
 
 typedef void (*Builder)(const RW_VAR &);
 
-// After so many requests of one queue in a row the cyclic list gets its turn.
-const int most_in_a_row = 5;
-
-const int request_failed = 2;
-
 Builder read_builder() {
     return PLC_driver.com_info->remote_mode != 0 ? Remote_ReadVar : ReadRegister;
 }
@@ -44,12 +39,14 @@ bool find_enabled_head(QList<RW_VAR> &list) {
 void refuse_head(QList<RW_VAR> &queue) {
     const RW_VAR refused = queue.first();
     drop_head(queue);
-    PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, refused.var_group, refused.var_id, request_failed);
+    PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, refused.var_group, refused.var_id,
+                               ozna_kelpo::request_failed);
 }
 
-// Most often nothing waits, so this is asked before serve_queue is called at all.
+// Most often nothing waits, so this is asked before serve_queue is called at all. After some requests of one queue in a
+// row the cyclic list gets its turn.
 bool has_its_turn(const QList<RW_VAR> &queue, int built_in_a_row) {
-    return !queue.isEmpty() && built_in_a_row < most_in_a_row;
+    return !queue.isEmpty() && built_in_a_row < ozna_kelpo::most_in_a_row;
 }
 
 // False when nothing is left to serve. The head stays in place until its reply has been dealt with.

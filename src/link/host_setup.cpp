@@ -1,18 +1,12 @@
 #include "ozna_kelpo_port.h"
 
-namespace {
-
-const int most_units_per_request = 100;
-
-}  // namespace
-
 void SetComInfo(ComInfo *info) {
     const int max_count = info->max_count;
     info->state_b = 0;
     info->state_a = 0;
     PLC_driver.com_info = info;
-    if (max_count > most_units_per_request)
-        info->max_count = most_units_per_request;
+    if (max_count > ozna_kelpo::most_units_per_request)
+        info->max_count = ozna_kelpo::most_units_per_request;
 }
 
 void RegistCallBackFuncIntf(write_result_fn write_result, comm_error_fn comm_error) {

@@ -1,6 +1,7 @@
 #include "link/replies.h"
 
 #include "arithmetic.h"
+#include "frame_layout.h"
 #include "frames/reply_check.h"
 #include "link/request_kind.h"
 #include "link/rotation.h"
@@ -42,11 +43,9 @@ LengthJudgement judge_length(int length) {
 
 // The controller's own word for "not now": the host decides what to do, the driver counts nothing.
 bool is_special_short_reply(const QByteArray *reply) {
-    return reply != 0 && reply->size() == 5 && reply->at(1) == '\x6A' && reply->at(2) == '\x8B';
+    return reply != 0 && reply->size() == shortest_reply && reply->at(function_at) == '\x6A' &&
+           reply->at(function_at + 1) == '\x8B';
 }
-
-const int request_done = 1;
-const int request_failed = 2;
 
 // Ends the pass one read after its last entry's, so that every entry has certainly been served.
 void count_completed_read() {
@@ -110,7 +109,7 @@ void report_head(const QList<RW_VAR> &queue) {
     const bool failed = link_has_failed();
     if (failed || !later_request_waits(queue))
         PLC_driver.write_result_cb(PLC_driver.com_info->channel_id, head.var_group, head.var_id,
-                                   failed ? request_failed : request_done);
+                                   failed ? ozna_kelpo::request_failed : ozna_kelpo::request_done);
 }
 
 // After each exchange, and seldom another one than before: a text that is shared already is left alone.

@@ -1,14 +1,12 @@
 #include "link/rotation.h"
 
+#include "qt_compat.h"
+
 namespace {
 
 // Up to this length it costs less to move the places of all entries by one than to make the first entry anew at the
 // end.
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-const int longest_moved = 256;
-#else
-const int longest_moved = 1;  // the list holds the entries themselves, not their places
-#endif
+const int longest_moved = lists_hold_places ? 256 : 1;
 
 }  // namespace
 

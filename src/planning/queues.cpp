@@ -7,8 +7,6 @@
 
 namespace {
 
-const int most_queued = 1024;
-
 // The texts and the value are left out on purpose: two requests for the same place are one.
 bool same_request(const RW_VAR &left, const RW_VAR &right) {
     return left.var_group == right.var_group && left.var_id == right.var_id && left.station_no == right.station_no &&
@@ -31,7 +29,7 @@ int queue_once_read_pieces(RW_VAR &var) {
     QList<RW_VAR> &queue = PLC_driver.once_read_list;
     for (int rest = var.reg_count; rest > 0; rest -= var.reg_count) {
         var.reg_count = qMin(rest, limit);
-        if (queue.size() < most_queued && !contains_request(queue, var))
+        if (queue.size() < ozna_kelpo::most_queued && !contains_request(queue, var))
             queue.append(var);
         var.reg_addr = low_32_bits(qint64(var.reg_addr) + var.reg_count);
     }
@@ -52,7 +50,7 @@ int AddListReadVar(RW_VAR *var) {
 
 int AddListWriteVar(RW_VAR *var) {
     const QMutexLocker locked(&PLC_driver.list_mutex);
-    if (PLC_driver.write_list.size() < most_queued)
+    if (PLC_driver.write_list.size() < ozna_kelpo::most_queued)
         PLC_driver.write_list.append(*var);
     return note_write_list_size();
 }

@@ -3,6 +3,7 @@
 #include "arithmetic.h"
 #include "ozna_kelpo_port.h"
 #include "planning/request_limits.h"
+#include "register_types.h"
 
 #include <algorithm>
 #include <vector>
@@ -49,13 +50,12 @@ Spans spans_of(const QList<RW_VAR> &vars) {
     return spans;
 }
 
-// Block limits in the units of the class, for a max_count of at least 1.
+// Most units in a block, for a max_count of at least 1. A class outside the table has no limit of its own.
 int block_limit(int register_class, int max_count) {
-    if (register_class >= 0 && register_class <= 6)
-        return 8 * std::min(max_count, 20);
-    if (register_class == 13)
-        return std::min(max_count, 50);
-    return max_count;
+    const RegisterType *known = find_register_type(register_class);
+    if (known == 0)
+        return max_count;
+    return static_cast<int>(std::min<qint64>(qint64(max_count) * known->block_factor, known->block_limit));
 }
 
 // Cuts `rest` units from `address` on into entries of at most `limit`, each otherwise a copy of `model`.

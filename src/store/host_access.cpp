@@ -71,17 +71,12 @@ int station_in_use(int station_no) {
     return com_info.multi_station != 0 ? station_no : com_info.default_station;
 }
 
-const int writes_go_to_the_plc = 2;
-
 // What stands in place of value bytes that the host did not supply: the character "0", not zero, so that a short write
 // shows on the screen and in the controller instead of looking like a cleared value.
-const char missing_value_byte = '0';
+const char missing_value_byte = ozna_kelpo::missing_byte;
 
 // A frame counts units in 16 bits; more than that in one record could never be sent.
 const int most_units_per_record = 0xFFFF;
-
-// Most 32-bit values in one write.
-const int most_values_per_write = 50;
 
 // The host's bytes, taken from the front.
 class HostBytes {
@@ -117,7 +112,7 @@ struct HostWrite {
 // when its frame is built; while it has failed, the host sees its value here.
 void submit(HostWrite &write, int addresses) {
     RW_VAR &record = write.record;
-    const bool to_the_plc = PLC_driver.com_info->write_mode == writes_go_to_the_plc;
+    const bool to_the_plc = PLC_driver.com_info->write_mode == ozna_kelpo::write_to_controller;
     if (to_the_plc)
         write.queue_size = AddListWriteVar(&record);
     if (!to_the_plc || link_has_failed())
@@ -237,10 +232,10 @@ void write_groups(RegisterUnit unit, HostWrite &write, const HostBytes &bytes, i
         write_words(write, bytes, count, limit);
         break;
     case WordPair:
-        write_word_pairs(write, bytes, values, qMin(limit, most_values_per_write));
+        write_word_pairs(write, bytes, values, qMin(limit, int(ozna_kelpo::most_double_words)));
         break;
     case DoubleWord:
-        write_double_words(write, bytes, values, qMin(limit, most_values_per_write));
+        write_double_words(write, bytes, values, qMin(limit, int(ozna_kelpo::most_double_words)));
         break;
     case BitOfWord:
         break;

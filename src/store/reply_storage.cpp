@@ -3,16 +3,11 @@
 #include "Communication_Protocol.h"
 #include "bytes.h"
 #include "checksums.h"
+#include "frame_layout.h"
 #include "register_types.h"
 #include "store/register_cache.h"
 
 namespace {
-
-// Offsets in the reply to a one-register read, and in the write that follows it.
-const int register_in_reply = 3;
-const int value_in_write = 4;
-const int crc_in_write = 6;
-const int write_length = 8;
 
 void store_words(unsigned int key, const unsigned char *payload, qint64 size) {
     for (qint64 i = 0; i < size / 2; ++i)
@@ -60,18 +55,18 @@ void SaveToLocalDataErea(QByteArray *reply) {
 }
 
 void SpecialRegisterSave(const QByteArray *reply) {
-    if (reply == 0 || reply->size() < register_in_reply + 2 || PLC_driver.frame_list.size() < 2)
+    if (reply == 0 || reply->size() < reply_data_at + 2 || PLC_driver.frame_list.size() < 2)
         return;
     const RW_VAR &var = PLC_driver.frame_list.at(0).var;
     const unsigned int mask = 1U << (static_cast<unsigned int>(var.reg_addr) & 15U);
     const bool set = !var.value_bytes.isEmpty() && var.value_bytes.at(0) != 0;
-    const unsigned int present = get_u16_high_first(unsigned_bytes(*reply) + register_in_reply);
+    const unsigned int present = get_u16_high_first(unsigned_bytes(*reply) + reply_data_at);
     const unsigned int merged = set ? present | mask : present & ~mask;
 
     QByteArray &write = PLC_driver.frame_list[1].frame;
-    if (write.size() < write_length)
-        write.append(QByteArray(write_length - static_cast<int>(write.size()), '\0'));
+    if (write.size() < single_write_length)
+        write.append(QByteArray(single_write_length - static_cast<int>(write.size()), '\0'));
     unsigned char *const bytes = writable_bytes(write);
-    put_u16_high_first(bytes + value_in_write, static_cast<int>(merged));
-    put_u16_low_first(bytes + crc_in_write, CalCRC(bytes, crc_in_write));
+    put_u16_high_first(bytes + single_value_at, static_cast<int>(merged));
+    put_u16_low_first(bytes + single_write_crc_at, CalCRC(bytes, single_write_crc_at));
 }
