@@ -25,11 +25,14 @@ void OnceRun::start() {
 }
 
 void OnceRun::queue_read(const Variable &place, int group, int id) {
-    const Variable to_read = place_to_read(session_.driver().entry(), place).value_or(place);
+    const DriverEntryPoints &driver = session_.driver().entry();
+    const Variable to_read = place_to_read(driver, place).value_or(place);
     if (!wait_for_room(requests_of_read(to_read, max_count_)))
         return;
-    RW_VAR record = once_read_record(to_read, group, id);
-    session_.driver().entry().AddListOnceReadVar(&record, 0);
+    for (const Variable &part : parts_to_read(driver, to_read, max_count_)) {
+        RW_VAR record = once_read_record(part, group, id);
+        driver.AddListOnceReadVar(&record, ozna_kelpo::parse_and_cut);
+    }
 }
 
 int OnceRun::queue_write(const Reference &reference, WriteQueue::Time asked, std::chrono::milliseconds within) {

@@ -9,6 +9,11 @@ int rounded_up(int units, int per_request) {
     return (units + per_request - 1) / per_request;
 }
 
+// Modbus has 125 registers in one request.
+int double_words_per_read(int max_count) {
+    return std::clamp(max_count, 1, static_cast<int>(ozna_kelpo::most_double_words_modbus));
+}
+
 // The type whose registers hold the bits of type `type`; nothing for other types.
 std::optional<int> type_of_registers(int type) {
     switch (type) {
@@ -41,6 +46,22 @@ std::optional<Variable> place_to_read(const DriverEntryPoints &driver, const Var
     return registers;
 }
 
+std::vector<Variable> parts_to_read(const DriverEntryPoints &driver, const Variable &place, int max_count) {
+    constexpr int first_text = 200;
+    const int address = driver.PLCAddressChangeIntef(place.type, QString::fromLatin1(place.address.c_str()));
+    const int registers = 2 * double_words_per_read(max_count);
+    if (place.type != ozna_kelpo::double_words_13 || place.count <= registers || address < 0)
+        return {place};
+    std::vector<Variable> parts;
+    for (int done = 0; done < place.count; done += registers) {
+        Variable part = place;
+        part.address = std::to_string(first_text + address + done / 2);
+        part.count = std::min(registers, place.count - done);
+        parts.push_back(part);
+    }
+    return parts;
+}
+
 int requests_of_read(const Variable &place, int max_count) {
     const int limit = std::max(1, max_count);
     const int even = rounded_up(place.count, 2) * 2;
@@ -49,7 +70,7 @@ int requests_of_read(const Variable &place, int max_count) {
     case 14:
         return rounded_up(even, limit);
     case 13:
-        return rounded_up(even / 2, limit);
+        return rounded_up(even / 2, double_words_per_read(max_count));
     default:
         return rounded_up(place.count, limit);
     }

@@ -3,6 +3,7 @@
 #include "host/driver/variables.h"
 
 #include <optional>
+#include <vector>
 
 namespace kelpo {
 
@@ -14,7 +15,11 @@ constexpr int most_queued = 1024;
 /// address for such a bit.
 std::optional<Variable> place_to_read(const DriverEntryPoints &driver, const Variable &place);
 
-/// How many requests the driver makes of reading `place` once, in one that place_to_read gave.
+/// `place`, one that place_to_read gave, in parts that can be queued as they are: the driver cuts what it reads once at
+/// `max_count` units, and of 32-bit registers (type 13) that is more than Modbus lets one request read.
+std::vector<Variable> parts_to_read(const DriverEntryPoints &driver, const Variable &place, int max_count);
+
+/// How many requests the driver makes of reading the parts of `place` once.
 int requests_of_read(const Variable &place, int max_count);
 
 /// How many requests the driver makes of writing the whole of `place`. 0 for a place that it does not write.

@@ -125,6 +125,14 @@ TEST_F(OnceCommandsWithController, WriteEveryRegisterTypeToItsPlace) {
     EXPECT_EQ(held(100, 2), 0);
 }
 
+// A request for 63 of them would ask for 126 registers, which a controller refuses.
+TEST_F(OnceCommandsWithController, ReadMore32BitRegistersThanOneRequestMayAskFor) {
+    ASSERT_EQ(write({"1:13:262=4711"}).exit_code, 0);
+    const Ended seen = read({"1:13:200x63"});
+    EXPECT_EQ(seen.exit_code, 0) << seen.output;
+    EXPECT_THAT(seen.output, testing::EndsWith(" 4711\n"));
+}
+
 TEST_F(OnceCommandsWithController, ReadEveryRegisterTypeFromItsPlace) {
     // Types 0, and 15 to 17, lie where other types can write.
     const Ended written =

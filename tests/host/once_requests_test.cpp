@@ -73,8 +73,10 @@ public:
     }
 
     int queued_by_read(const Variable &variable) {
-        RW_VAR record = kelpo::once_read_record(variable, 1, 1);
-        library_.entry().AddListOnceReadVar(&record, 0);
+        for (const Variable &part : kelpo::parts_to_read(library_.entry(), variable, info_.max_count)) {
+            RW_VAR record = kelpo::once_read_record(part, 1, 1);
+            library_.entry().AddListOnceReadVar(&record, 0);
+        }
         return library_.requests_waiting();
     }
 
@@ -82,6 +84,22 @@ private:
     ComInfo info_{};
     const kelpo::DriverLibrary library_{DRIVER_FILE};
 };
+
+TEST(PartsToRead, AreOfSoMany32BitRegistersAsModbusLetsOneRequestRead) {
+    const kelpo::DriverLibrary library(DRIVER_FILE);
+    const auto parts = kelpo::parts_to_read(library.entry(), place("3:13:210x130"), 100);
+    ASSERT_EQ(parts.size(), 3U);
+    EXPECT_EQ(parts[0].address, "210");
+    EXPECT_EQ(parts[0].count, 124);
+    EXPECT_EQ(parts[1].address, "272");
+    EXPECT_EQ(parts[1].count, 124);
+    EXPECT_EQ(parts[2].address, "334");
+    EXPECT_EQ(parts[2].count, 12);
+    EXPECT_EQ(parts[2].station, 3);
+    EXPECT_EQ(kelpo::parts_to_read(library.entry(), place("3:13:210x62"), 100).size(), 1U);
+    EXPECT_EQ(kelpo::parts_to_read(library.entry(), place("3:13:210x130"), 50).size(), 3U);
+    EXPECT_EQ(kelpo::parts_to_read(library.entry(), place("3:7:210x250"), 100).size(), 1U);
+}
 
 class RequestCounts : public testing::TestWithParam<int> {};
 
