@@ -6,6 +6,7 @@
 #include "host/list/list_file.h"
 #include "host/plan/plan_advice.h"
 #include "host/plan/plan_text.h"
+#include "host/plan/surprises.h"
 
 #include <cmath>
 #include <iostream>
@@ -40,6 +41,8 @@ ExitCode run(const Chosen &chosen) {
         list.turnaround = std::chrono::microseconds(std::llround(*chosen.turnaround * 1000));
 
     DryRun driver(library);
+    for (const Remark &remark : torn_values(list, driver))
+        std::cerr << text_of(remark) << "\n";
     const Plan plan = advised(make_plan(list, driver), driver);
     if (chosen.json)
         print_plan_json(plan, chosen.list, std::cout);

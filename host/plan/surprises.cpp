@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -12,6 +13,28 @@ namespace kelpo {
 namespace {
 
 constexpr int bits_in_a_word = 16;
+constexpr int double_words = 13;
+
+bool reads_both(const PlannedRequest &request, std::int64_t high) {
+    return request.first <= high && high + 1 < std::int64_t{request.first} + request.count;
+}
+
+// The register that holds the first half of the variable's first value whose halves no request reads together; nothing
+// when there is none. `span` is what the driver polls for the variable.
+std::optional<int> torn_value(const Variable &variable, const Span &span, const std::vector<DryBlock> &blocks) {
+    if (units_per_value(variable.view) != 2 || variable.type == double_words)
+        return std::nullopt;
+    for (int high = span.first; high < span.first + variable.count; high += 2) {
+        const bool whole = std::any_of(blocks.begin(), blocks.end(), [&](const DryBlock &block) {
+            return block.station == variable.station && block.register_class == span.register_class &&
+                   std::any_of(block.requests.begin(), block.requests.end(),
+                               [high](const PlannedRequest &request) { return reads_both(request, high); });
+        });
+        if (!whole)
+            return high;
+    }
+    return std::nullopt;
+}
 
 bool is_bit_of_word(const Variable &variable) {
     return variable.type >= 15 && variable.type <= 17;
@@ -160,7 +183,52 @@ private:
 }  // namespace
 
 Remarks surprises(const PollList &list, DryRun &driver) {
-    return Inspector(list, driver).inspect();
+    Remarks remarks = Inspector(list, driver).inspect();
+    for (const Remark &torn : torn_values(list, driver))
+        remarks.push_back(torn);
+    return remarks;
+}
+
+Remarks torn_values(const PollList &list, DryRun &driver) {
+    std::vector<Span> spans;
+    for (const Variable &variable : list.variables)
+        spans.push_back(driver.span_of(variable));
+    const auto torn_at = [&](std::size_t index, const std::vector<DryBlock> &blocks) {
+        return torn_value(list.variables[index], spans[index], blocks);
+    };
+    const auto blocks = driver.cycle(list.variables, list.link.max_count);
+    std::vector<std::size_t> torn;
+    for (std::size_t i = 0; i < spans.size(); ++i)
+        if (torn_at(i, blocks))
+            torn.push_back(i);
+
+    // What no number of units cures is parted by the address map.
+    std::vector<std::size_t> incurable = torn;
+    std::optional<int> cure;
+    for (int max_count = list.link.max_count - 1; max_count > 1 && !torn.empty() && !cure; --max_count) {
+        const auto other_blocks = driver.cycle(list.variables, max_count);
+        std::vector<std::size_t> left;
+        for (std::size_t i = 0; i < spans.size(); ++i)
+            if (torn_at(i, other_blocks))
+                left.push_back(i);
+        if (left.size() < incurable.size()) {
+            incurable = left;
+            cure = max_count;
+        }
+    }
+
+    Remarks remarks;
+    for (const std::size_t index : torn) {
+        const bool curable = cure && std::find(incurable.begin(), incurable.end(), index) == incurable.end();
+        const int high = *torn_at(index, blocks);
+        remarks.push_back({Remark::Kind::warning, list.places[index],
+                           in_quotes(list.variables[index].name) + " has a 32-bit value in registers " +
+                               std::to_string(high) + " and " + std::to_string(high + 1) +
+                               ", which two requests read: while it changes, it can be half old and half new; " +
+                               (curable ? "max-count = " + std::to_string(*cure) + " reads it in one"
+                                        : "give it an address one higher or lower in the controller")});
+    }
+    return remarks;
 }
 
 }  // namespace kelpo

@@ -47,6 +47,28 @@ TEST(Surprises, AreNotTwoViewsOrTypesOfOnePlace) {
     EXPECT_THAT(surprises_of("name,station,type,address\na,1,7,0\nb,2,7,0\n"), IsEmpty());
 }
 
+TEST(Surprises, Are32BitValuesAcrossABlocksEnd) {
+    EXPECT_THAT(
+        surprises_of("name,type,address,count\nfirst,7,0,1\nflow,12,99,2\n"),
+        ElementsAre("tags.csv:3: warning: \"flow\" has a 32-bit value in registers 99 and 100, which two requests "
+                    "read: while it changes, it can be half old and half new; max-count = 99 reads it in one"));
+    EXPECT_THAT(
+        surprises_of("name,type,address,count,view\nfirst,9,0,1,\nflow,9,97,4,unsigned32\n"),
+        ElementsAre("tags.csv:3: warning: \"flow\" has a 32-bit value in registers 99 and 100, which two requests "
+                    "read: while it changes, it can be half old and half new; max-count = 99 reads it in one"));
+}
+
+TEST(Surprises, Are32BitValuesThatTheAddressMapParts) {
+    EXPECT_THAT(surprises_of("name,type,address\nflow,12,7999\n"),
+                ElementsAre("tags.csv:2: warning: \"flow\" has a 32-bit value in registers 7999 and 8000, which two "
+                            "requests read: while it changes, it can be half old and half new; give it an address one "
+                            "higher or lower in the controller"));
+}
+
+TEST(Surprises, AreNot32BitValuesInOneRequest) {
+    EXPECT_THAT(surprises_of("name,type,address\nfirst,7,0\nflow,12,98\nhours,13,255\nlast,14,256\n"), IsEmpty());
+}
+
 TEST(Surprises, AreTypesThatCannotBeWritten) {
     EXPECT_THAT(surprises_of("name,type,address\na,7,0\nb,0,0\nc,0,1\n"),
                 ElementsAre("tags.csv:3: warning: type 0 can be read but not written (2 variables)"));
