@@ -9,6 +9,8 @@
 
 #include "ozna_kelpo_port.h"
 
+#include <QtCore/QFile>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -552,6 +554,8 @@ private:
 
     // Into handle_; reads what the file says of itself.
     bool open_library(const QByteArray &file, int flags) {
+        if (!names_qt_of_host(file))
+            return false;
         handle_ = dlopen(file.constData(), RTLD_NOW | RTLD_LOCAL | flags);
         if (handle_ == 0)
             return give_up("cannot load the driver: " + text(dlerror()));
@@ -590,9 +594,51 @@ private:
         return end < 0 ? QByteArray() : file.mid(end + 4);
     }
 
+    // Loading a driver of another Qt can be the end of the process, where the two Qts have symbols of the same names.
+    // So the library's own list of what it needs is looked at before, if the file is found.
+    bool names_qt_of_host(const QByteArray &file) {
+        static const char *const names[] = {"libQtCore.so.4", "libQt5Core.so.5", "libQt6Core.so.6"};
+        const int first = 4, majors = 3;
+        const QByteArray path = path_of(file);
+        QFile library(QFile::decodeName(path));
+        if (path.isEmpty() || !library.open(QIODevice::ReadOnly))
+            return true;
+        const QByteArray content = library.readAll();
+        const QByteArray of_host = qVersion();
+        for (int i = 0; i < majors; ++i)
+            if (content.contains(names[i]) && of_host.at(0) != '0' + first + i)
+                return give_up(path + ": was built for Qt " + QByteArray::number(first + i) + ", this host uses Qt " +
+                               of_host);
+        return true;
+    }
+
+    // Where the dynamic loader finds `file`. Empty when it is in none of the folders that the loader tells of.
+    static QByteArray path_of(const QByteArray &file) {
+        if (file.contains('/'))
+            return file;
+        QByteArray path;
+#if defined __GLIBC__ && !defined __UCLIBC__
+        Dl_serinfo size;
+        void *const program = dlopen(0, RTLD_LAZY);
+        if (program == 0 || dlinfo(program, RTLD_DI_SERINFOSIZE, &size) != 0)
+            return path;
+        Dl_serinfo *const folders = static_cast<Dl_serinfo *>(std::malloc(size.dls_size));
+        if (folders != 0 && dlinfo(program, RTLD_DI_SERINFOSIZE, folders) == 0 &&
+            dlinfo(program, RTLD_DI_SERINFO, folders) == 0)
+            for (unsigned int i = 0; i < folders->dls_cnt && path.isEmpty(); ++i) {
+                path = QByteArray(folders->dls_serpath[i].dls_name) + '/' + file;
+                if (access(path.constData(), R_OK) != 0)
+                    path.clear();
+            }
+        std::free(folders);
+        dlclose(program);
+#endif
+        return path;
+    }
+
     bool fits_qt() {
         const char *(*qt_of_library)() = 0;
-        if (!look_up("qVersion", qt_of_library))
+        if (!look_up("qVersion", qt_of_library) && !look_up("_Z8qVersionv", qt_of_library))  // of Qt 4
             return give_up(file_ + ": is no driver for this host: it does not use Qt's shared core library");
         qt_version_ = qt_of_library();
         const QByteArray of_host = qVersion();

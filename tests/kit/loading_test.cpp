@@ -134,6 +134,36 @@ TEST(Loading, AFileOfAnotherVersionIsRefused) {
     }
 }
 
+// It is refused before it is loaded: with two Qts in one process, what loading runs may be the end of it.
+TEST(Loading, ADriverOfAnotherQtIsRefused) {
+    const QByteArray of_host = qVersion();
+    if (of_host.at(0) == '4')
+        GTEST_SKIP() << "the names of this Qt's libraries are of another length";
+    const QByteArray other = of_host.at(0) == '5' ? "6" : "5";
+    Folder folder;
+    const std::string file = folder.copy_of_driver("driver.so");
+    QFile library(file.c_str());
+    ASSERT_TRUE(library.open(QIODevice::ReadWrite));
+    QByteArray content = library.readAll();
+    content.replace("libQt" + of_host.left(1) + "Core.so." + of_host.left(1), "libQt" + other + "Core.so." + other);
+    library.seek(0);
+    library.write(content);
+    library.close();
+    LoadedDriver driver;
+    for (const bool copy : {false, true}) {
+        EXPECT_FALSE(copy ? driver.load_copy(file.c_str()) : driver.load(file.c_str()));
+        EXPECT_EQ(driver.error(),
+                  QByteArray(file.c_str()) + ": was built for Qt " + other + ", this host uses Qt " + of_host);
+    }
+}
+
+TEST(Loading, TheStateAndTheLogAreFoundByName) {
+    void *handle = dlopen(driver_file, RTLD_NOW | RTLD_LOCAL);
+    for (const char *name : {"PLC_driver", "LB", "LW", "RWI", "_Z20customMessageHandler9QtMsgTypePKc"})
+        EXPECT_NE(dlsym(handle, name), nullptr) << name;
+    dlclose(handle);
+}
+
 TEST(Loading, StartOverGivesAnEmptyDriver) {
     for (const bool copy : {false, true}) {
         LoadedDriver driver;
