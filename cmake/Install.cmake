@@ -30,8 +30,10 @@ install(FILES
 
 file(RELATIVE_PATH kelpo_prefix_from_pkgconfig
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(cmake/ozna_kelpo_port.pc.in ${PROJECT_BINARY_DIR}/ozna_kelpo_port.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/ozna_kelpo_port.pc DESTINATION ${kelpo_pkgconfig_dir} COMPONENT dev)
+foreach(package ozna_kelpo_port ozna_kelpo_host)
+    configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${kelpo_pkgconfig_dir} COMPONENT dev)
+endforeach()
 
 # Pages and guides. A page that describes several functions is found under the name of each.
 install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT dev FILES_MATCHING PATTERN *.3)
