@@ -189,6 +189,15 @@ bool exchange(int line, const Protocol *request) {
     return await_silence(line, settle_time);
 }
 
+// The second half of the write of a bit in a register holds a word that was read before the line was lost.
+void let_go_of_half_a_bit() {
+    const Protocol *const request = plc.ComCommunication();
+    const bool writes_one_word = request != 0 && request->frame.size() > 1 && request->frame.at(1) == 6;
+    QByteArray nothing;
+    while (writes_one_word && classify(plc.DataCom(&nothing, 0)->ret_value) == sent_again) {
+    }
+}
+
 void *carry(void *) {
     for (int line = -1; stopping == 0;) {
         if (line < 0) {
@@ -204,6 +213,7 @@ void *carry(void *) {
             if (request != 0 ? exchange(line, request) : await_silence(line, 0.005))
                 continue;
             std::fprintf(stderr, "%s: the line is lost\n", line_path);
+            let_go_of_half_a_bit();
             close(line);
             line = -1;
         }
