@@ -3,7 +3,9 @@
 ///
 /// Those in the extern "C" block are exported under their bare names and meant for lookup by name (dlsym); the others
 /// are exported under C++ names. Value bytes are low byte first, 16-bit and 32-bit values alike, in every call here.
-/// Nothing throws. Pointers must be valid; SetComInfo and RegistCallBackFuncIntf come before everything else.
+/// Nothing throws: what finds no memory is not done, and the results say so (docs/decisions.md). docs/host-guide.md has
+/// what calls with extreme counts cost. Pointers must be valid; SetComInfo and RegistCallBackFuncIntf come before
+/// everything else.
 #ifndef OZNA_KELPO_PORT_H
 #define OZNA_KELPO_PORT_H
 

@@ -6,6 +6,8 @@
 #include "ozna_kelpo_port.h"
 #include "planning/queues.h"
 
+#include <new>
+
 namespace {
 
 typedef void (*Builder)(const RW_VAR &);
@@ -93,8 +95,13 @@ Protocol *ComCommunication() {
         return &PLC_driver.frame_list.first();
 
     const QMutexLocker locked(&PLC_driver.list_mutex);
-    if (!serve_writes() && !serve_once_reads())
-        serve_cyclic_list();
+    try {
+        if (!serve_writes() && !serve_once_reads())
+            serve_cyclic_list();
+    } catch (const std::bad_alloc &) {
+        // Half a request is none. Its queue still has it, for the next call.
+        PLC_driver.frame_list.clear();
+    }
 
     if (PLC_driver.frame_list.isEmpty()) {
         PLC_driver.write_tries = 0;

@@ -10,6 +10,8 @@
 #include "shared_words.h"
 #include "store/reply_storage.h"
 
+#include <new>
+
 namespace {
 
 enum ReplyKind {
@@ -90,6 +92,17 @@ bool give_up_frame() {
     return true;
 }
 
+// False when there is no memory for what the cache does not hold yet.
+bool stored_in_cache(QByteArray *reply) {
+    const QMutexLocker locked(&PLC_driver.cache_mutex);
+    try {
+        SaveToLocalDataErea(reply);
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    return true;
+}
+
 bool same_variable(const RW_VAR &left, const RW_VAR &right) {
     return left.var_group == right.var_group && left.var_id == right.var_id;
 }
@@ -160,13 +173,11 @@ void advance_served_queue(bool remote) {
 void purge(QList<RW_VAR> &queue) {
     const RW_VAR &failed = PLC_driver.ret_var;
     const bool any_station = PLC_driver.com_info->multi_station == 0;
-    QList<RW_VAR> kept;
-    for (int i = 0; i < queue.size(); ++i) {
+    for (int i = static_cast<int>(queue.size()) - 1; i >= 0; --i) {
         const RW_VAR &var = queue.at(i);
-        if (!same_variable(var, failed) || !(any_station || var.station_no == failed.station_no))
-            kept.append(var);
+        if (same_variable(var, failed) && (any_station || var.station_no == failed.station_no))
+            queue.removeAt(i);
     }
-    queue = kept;
     note_write_list_size();
 }
 
@@ -226,10 +237,8 @@ int DealDataOfLocalArea(QByteArray *reply, int length) {
     const int check = CheckGetData(reply, length);
     if (check == Rejected)
         return GetDriverReturnValue(LocalCheckFailed);
-    if (check == ValidWithData) {
-        const QMutexLocker locked(&PLC_driver.cache_mutex);
-        SaveToLocalDataErea(reply);
-    }
+    if (check == ValidWithData && !stored_in_cache(reply))
+        return GetDriverReturnValue(LocalCheckFailed);
     return GetDriverReturnValue(GoodReply);
 }
 

@@ -5,6 +5,8 @@
 #include "planning/request_limits.h"
 #include "shared_words.h"
 
+#include <new>
+
 namespace {
 
 // The texts and the value are left out on purpose: two requests for the same place are one.
@@ -21,6 +23,15 @@ bool contains_request(const QList<RW_VAR> &queue, const RW_VAR &var) {
     return false;
 }
 
+// A request that finds no memory is dropped like one that finds no place.
+void append_if_there_is_memory(QList<RW_VAR> &queue, const RW_VAR &var) {
+    try {
+        queue.append(var);
+    } catch (const std::bad_alloc &) {
+        return;
+    }
+}
+
 // All classes are cut at max_count units, bits too: the wider limits of the cyclic list do not apply to once-reads.
 // Leaves `var` behind the last piece. Returns the size of the queue.
 int queue_once_read_pieces(RW_VAR &var) {
@@ -30,7 +41,7 @@ int queue_once_read_pieces(RW_VAR &var) {
     for (int rest = var.reg_count; rest > 0; rest -= var.reg_count) {
         var.reg_count = qMin(rest, limit);
         if (queue.size() < ozna_kelpo::most_queued && !contains_request(queue, var))
-            queue.append(var);
+            append_if_there_is_memory(queue, var);
         var.reg_addr = low_32_bits(qint64(var.reg_addr) + var.reg_count);
     }
     return static_cast<int>(queue.size());
@@ -51,14 +62,14 @@ int AddListReadVar(RW_VAR *var) {
 int AddListWriteVar(RW_VAR *var) {
     const QMutexLocker locked(&PLC_driver.list_mutex);
     if (PLC_driver.write_list.size() < ozna_kelpo::most_queued)
-        PLC_driver.write_list.append(*var);
+        append_if_there_is_memory(PLC_driver.write_list, *var);
     return note_write_list_size();
 }
 
 int AddListOnceReadVar(RW_VAR *var, int mode) {
     if (mode == 1) {
         const QMutexLocker locked(&PLC_driver.list_mutex);
-        PLC_driver.once_read_list.append(*var);
+        append_if_there_is_memory(PLC_driver.once_read_list, *var);
         return static_cast<int>(PLC_driver.once_read_list.size());
     }
     const int address = StringAddressToInt(var->reg_type, var->addr_text);

@@ -6,6 +6,7 @@
 #include "register_types.h"
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 namespace {
@@ -162,6 +163,20 @@ Spans spans_of(const QList<HOST_VAR> &vars, const ComInfo &com_info) {
     return spans;
 }
 
+void append_blocks(const QList<HOST_VAR> &vars, const ComInfo &com_info, QList<RW_VAR> &blocks) {
+    const int max_count = units_per_request();
+    Spans spans = spans_of(vars, com_info);
+    std::sort(spans.begin(), spans.end());
+    const EntrySource source(vars, com_info);
+    for (SpanPlace first = spans.begin(); first != spans.end();) {
+        SpanPlace end = first + 1;
+        while (end != spans.end() && same_group(*end, *first))
+            ++end;
+        merge_group(first, end, source, block_limit(first->register_class, max_count), blocks);
+        first = end;
+    }
+}
+
 }  // namespace
 
 // Named for its result, that of a bubble sort: equal addresses keep their order of registration.
@@ -191,19 +206,13 @@ int ReCreatReadVarList(QList<HOST_VAR> *vars) {
     PLC_driver.read_list = QList<RW_VAR>();
     if (vars->isEmpty())
         return 0;
-    ComInfo &com_info = *PLC_driver.com_info;
     PLC_driver.read_pass_count = 0;
-    com_info.finish_flag = 0;
-    const int max_count = units_per_request();
-    Spans spans = spans_of(*vars, com_info);
-    std::sort(spans.begin(), spans.end());
-    const EntrySource source(*vars, com_info);
-    for (SpanPlace first = spans.begin(); first != spans.end();) {
-        SpanPlace end = first + 1;
-        while (end != spans.end() && same_group(*end, *first))
-            ++end;
-        merge_group(first, end, source, block_limit(first->register_class, max_count), PLC_driver.read_list);
-        first = end;
+    PLC_driver.com_info->finish_flag = 0;
+    try {
+        append_blocks(*vars, *PLC_driver.com_info, PLC_driver.read_list);
+    } catch (const std::bad_alloc &) {
+        // Counts in the thousands of millions are allowed, and cut. A part of the blocks would look like all of them.
+        PLC_driver.read_list = QList<RW_VAR>();
     }
     return static_cast<int>(PLC_driver.read_list.size());
 }

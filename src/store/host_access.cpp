@@ -6,6 +6,8 @@
 #include "shared_words.h"
 #include "store/register_cache.h"
 
+#include <new>
+
 namespace {
 
 typedef QHash<unsigned int, unsigned char> BitCache;
@@ -15,10 +17,15 @@ typedef QHash<unsigned int, unsigned int> DwordCache;
 // So many bytes, more than one byte array can hold, give an empty one: the host sees that it got nothing.
 const qint64 too_many_bytes = qint64(1) << 30;
 
+// None, too, when there is no memory for them.
 QByteArray zero_bytes(qint64 size) {
     if (size <= 0 || size >= too_many_bytes)
         return QByteArray();
-    return QByteArray(static_cast<int>(size), '\0');
+    try {
+        return QByteArray(static_cast<int>(size), '\0');
+    } catch (const std::bad_alloc &) {
+        return QByteArray();
+    }
 }
 
 // Pairs of registers that hold `count` of them, `count` taken as unsigned.
@@ -242,6 +249,14 @@ void write_groups(RegisterUnit unit, HostWrite &write, const HostBytes &bytes, i
     }
 }
 
+void write_value(HostWrite &write, const HostBytes &bytes, int count) {
+    const RegisterType *known = find_register_type(write.record.reg_type);
+    if (known != 0 && known->write_cut == OneByOne)
+        write_bits_one_by_one(write, bytes, count);
+    else if (known != 0 && known->write_cut == InGroups)
+        write_groups(known->unit, write, bytes, count);
+}
+
 }  // namespace
 
 int GetRegisterData(QString /*text*/, int reg_type, QString address, int station_no, QByteArray &out, int count) {
@@ -293,10 +308,10 @@ int SetRegisterData(QString text, int reg_type, QString address, int station_no,
     HostWrite write = {write_record(text, reg_type, address, station_no, reg_addr), nothing_queued};
     write.record.var_group = var_group;
     write.record.var_id = var_id;
-    const RegisterType *known = find_register_type(reg_type);
-    if (known != 0 && known->write_cut == OneByOne)
-        write_bits_one_by_one(write, HostBytes(data), count);
-    else if (known != 0 && known->write_cut == InGroups)
-        write_groups(known->unit, write, HostBytes(data), count);
+    try {
+        write_value(write, HostBytes(data), count);
+    } catch (const std::bad_alloc &) {
+        // What finds no memory is dropped, like what finds no place in the queue.
+    }
     return write.queue_size != nothing_queued ? write.queue_size : write_list_size_without_waiting();
 }
