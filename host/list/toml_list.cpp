@@ -75,7 +75,7 @@ std::string decoded(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == mark && i + 2 < text.size()) {
             const std::size_t high = hex_digits.find(text[i + 1]), low = hex_digits.find(text[i + 2]);
-            if (high != text.npos && low != text.npos) {
+            if (high != std::string_view::npos && low != std::string_view::npos) {
                 result += static_cast<char>(high * 16 + low);
                 i += 2;
                 continue;
@@ -89,7 +89,7 @@ std::string decoded(std::string_view text) {
 // The line of an escape that stands for the mark itself, 0 if there is none.
 int line_of_escaped_mark(std::string_view text) {
     for (const std::string_view escape : {"\\u0025", "\\U00000025"})
-        if (const std::size_t at = text.find(escape); at != text.npos)
+        if (const std::size_t at = text.find(escape); at != std::string_view::npos)
             return 1 + static_cast<int>(std::count(text.begin(), text.begin() + at, '\n'));
     return 0;
 }
@@ -436,13 +436,13 @@ std::string what_is_wrong(const toml::parse_error &error, std::string_view text)
     const std::string rest = decoded(text.substr(at, 12));
     if (!rest.empty() && is_beyond_ascii(rest[0])) {
         const std::size_t line = text.rfind('\n', at) + 1;
-        if (text.substr(line, at - line).find('\\') == text.npos)
+        if (text.substr(line, at - line).find('\\') == std::string_view::npos)
             return "a letter beyond ASCII outside quotes; put the key or the value into double quotes";
         // Behind a backslash in quotes; the parser saw no more of the letter than the mark.
         std::size_t length = 1;
         while (length < rest.size() && (rest[length] & 0xC0) == 0x80)
             ++length;
-        if (const std::size_t seen = shown.rfind(mark); seen != shown.npos)
+        if (const std::size_t seen = shown.rfind(mark); seen != std::string::npos)
             shown.replace(seen, 1, rest.substr(0, length));
     }
     return "this is no TOML: " + without_controls(shown);
