@@ -1,5 +1,7 @@
 #include "common/command_line.h"
 
+#include "common/nearest.h"
+
 #include <algorithm>
 #include <ostream>
 
@@ -15,6 +17,47 @@ std::string with_commas(const std::vector<std::string> &words) {
     for (const std::string &word : words)
         text += (text.empty() ? "" : ", ") + word;
     return text;
+}
+
+// "; X was meant", or which there are.
+std::string suggestion(const std::string &word, const std::vector<std::string> &known) {
+    const std::optional<std::string> meant = nearest(word, known);
+    return meant ? "; " + *meant + " was meant" : "; there are " + with_commas(known);
+}
+
+std::vector<std::string> options_of(const CLI::App &command) {
+    std::vector<std::string> names;
+    for (const CLI::Option *const option : command.get_options())
+        for (const std::string &name : option->get_lnames())
+            names.push_back("--" + name);
+    return names;
+}
+
+std::vector<std::string> subcommands_of(const CLI::App &command) {
+    std::vector<std::string> names;
+    for (const CLI::App *const subcommand : command.get_subcommands(nullptr))
+        names.push_back(subcommand->get_name());
+    return names;
+}
+
+// What is wrong with a command line that has words which nothing takes; nothing when it has none.
+std::string about_unknown_word(const CLI::App &program) {
+    const CLI::App *command = &program;
+    while (!command->get_subcommands().empty())
+        command = command->get_subcommands().front();
+    const std::vector<std::string> unknown = command->remaining();
+    if (unknown.empty())
+        return {};
+    const auto option = std::find_if(unknown.begin(), unknown.end(),
+                                     [](const std::string &word) { return word.size() > 1 && word.front() == '-'; });
+    if (option != unknown.end()) {
+        const std::string name = option->substr(0, option->find('='));
+        return "there is no option " + name + suggestion(name, options_of(*command));
+    }
+    const std::vector<std::string> subcommands = subcommands_of(*command);
+    if (!subcommands.empty())
+        return "there is no command " + unknown.front() + suggestion(unknown.front(), subcommands);
+    return "nothing takes the argument " + unknown.front();
 }
 
 }  // namespace
@@ -37,7 +80,7 @@ Option &Option::range(double least, double most) {
 Option &Option::one_of(const std::vector<std::string> &words) {
     return check([words](const std::string &word) {
         const bool is_one = std::find(words.begin(), words.end(), word) != words.end();
-        return is_one ? std::string() : "\"" + word + "\" is none of " + with_commas(words);
+        return is_one ? std::string() : "there is no " + word + suggestion(word, words);
     });
 }
 
@@ -139,8 +182,10 @@ void Command::pass_on(const std::function<void(const std::vector<std::string> &)
 CommandLine::CommandLine(const std::string &meaning, const std::string &name, const std::string &version)
     : app_(std::make_unique<CLI::App>(meaning, name)) {
     app_->set_version_flag("--version", name + " " + version);
-    app_->failure_message(
-        [name](const CLI::App *, const CLI::Error &refused) { return name + ": " + refused.what() + "\n"; });
+    app_->failure_message([name](const CLI::App *program, const CLI::Error &refused) {
+        const std::string unknown = about_unknown_word(*program);
+        return name + ": " + (unknown.empty() ? refused.what() : unknown) + "\n";
+    });
 }
 
 CommandLine::~CommandLine() = default;

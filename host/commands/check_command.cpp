@@ -3,6 +3,7 @@
 #include "host/driver/driver_library.h"
 #include "host/exit_code.h"
 #include "host/list/list_file.h"
+#include "host/list/remark_text.h"
 #include "host/plan/plan_words.h"
 #include "host/plan/surprises.h"
 
@@ -21,13 +22,15 @@ struct Chosen {
 ExitCode run(const Chosen &chosen) {
     const DriverLibrary library(chosen.link.driver);
     const ListReading reading = load_list(chosen.list, chosen.link, library.entry());
-    for (const Remark &remark : reading.remarks)
-        std::cerr << text_of(remark) << "\n";
-    if (!reading.usable())
+    if (!reading.usable()) {
+        print_remarks(reading.remarks, "", std::cerr);
         return ExitCode::wrong_usage;
+    }
     DryRun driver(library);
-    for (const Remark &remark : surprises(reading.list, driver))
-        std::cerr << text_of(remark) << "\n";
+    Remarks remarks = surprises(reading.list, driver);
+    remarks.insert(remarks.begin(), reading.remarks.begin(), reading.remarks.end());
+    sort_by_place(remarks, chosen.list);
+    print_remarks(remarks, "", std::cerr);
     const auto blocks = driver.cycle(reading.list.variables, reading.list.link.max_count).size();
     std::cout << chosen.list
               << ": good: " << counted(static_cast<std::int64_t>(reading.list.variables.size()), "variable") << " of "

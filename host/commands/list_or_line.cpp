@@ -1,6 +1,7 @@
 #include "host/commands/list_or_line.h"
 
 #include "host/list/list_file.h"
+#include "host/list/remark_text.h"
 
 #include <ostream>
 
@@ -18,11 +19,10 @@ std::optional<LinkSettings> ListOrLine::settings(std::ostream &error) const {
     if (!list_->empty()) {
         const DriverLibrary driver(line_.over(defaults_).driver);
         const ListReading reading = load_list(*list_, defaults_, driver.entry());
-        for (const Remark &remark : reading.remarks)
-            if (remark.kind == Remark::Kind::mistake)
-                error << "kelpo: " << text_of(remark) << "\n";
-        if (!reading.usable())
+        if (!reading.usable()) {
+            print_remarks(reading.remarks, "kelpo: ", error);
             return std::nullopt;
+        }
         settings = reading.list.link;
     }
     settings = line_.over(settings);

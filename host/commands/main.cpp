@@ -1,3 +1,4 @@
+#include "common/standard_streams.h"
 #include "host/commands/commands.h"
 #include "host/driver/driver_library.h"
 #include "host/exit_code.h"
@@ -45,7 +46,9 @@ int run(int argc, char **argv) {
     kelpo::add_plc_command(app, exit_code);
     kelpo::add_demo_command(app, exit_code);
 
-    return line.parse(std::vector<std::string>(argv + 1, argv + argc), std::cout, std::cerr).value_or(exit_code);
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    const int ended_with = line.parse(arguments, std::cout, std::cerr).value_or(exit_code);
+    return common::output_was_written("kelpo") ? ended_with : static_cast<int>(ExitCode::system);
 }
 
 int complain(const std::exception &cause, ExitCode code) {
@@ -56,6 +59,7 @@ int complain(const std::exception &cause, ExitCode code) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    common::open_standard_descriptors();
     try {
         return run(argc, argv);
     } catch (const kelpo::DriverLibraryError &cause) {

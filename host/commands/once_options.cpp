@@ -11,7 +11,7 @@ const char *const references_help =
     "  STATION  1 to 247; may be left out with --station\n"
     "  TYPE     register type, 0 to 17\n"
     "  ADDRESS  in the syntax of the type: octal for 0 and 1, from 200 on for 13, word.bit for 15 to 17\n"
-    "  COUNT    how many values, not registers; a 32-bit value takes two registers\n"
+    "  COUNT    how many values; a 32-bit value takes two registers (a list's count is in bits or registers)\n"
     "  VIEW     bits; unsigned, signed, hex, binary; float for types 12 to 14;\n"
     "           for types 7 to 11 also unsigned32, signed32, hex32, binary32, float: two registers, high word first,\n"
     "           or with -swapped behind: low word first\n"

@@ -4,6 +4,7 @@
 #include "host/driver/driver_library.h"
 #include "host/exit_code.h"
 #include "host/list/list_file.h"
+#include "host/list/remark_text.h"
 #include "host/plan/plan_advice.h"
 #include "host/plan/plan_text.h"
 #include "host/plan/surprises.h"
@@ -31,8 +32,7 @@ ExitCode run(const Chosen &chosen) {
     const LinkSettings defaults = chosen.line.over(LinkSettings());
     const DriverLibrary library(defaults.driver);
     ListReading reading = load_list(chosen.list, defaults, library.entry());
-    for (const Remark &remark : reading.remarks)
-        std::cerr << text_of(remark) << "\n";
+    print_remarks(reading.remarks, "", std::cerr);
     if (!reading.usable())
         return ExitCode::wrong_usage;
     PollList &list = reading.list;

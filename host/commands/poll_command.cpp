@@ -1,9 +1,11 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
+#include "host/commands/output_check.h"
 #include "host/commands/stop_on_signals.h"
 #include "host/commands/within_option.h"
 
 #include "host/list/list_file.h"
+#include "host/list/remark_text.h"
 #include "host/poll/poll.h"
 
 #include <iostream>
@@ -30,13 +32,13 @@ struct Chosen {
 };
 
 ExitCode run(const Chosen &chosen) {
+    refuse_to_overwrite(chosen.list, chosen.trace_file);
     const LinkSettings defaults = chosen.line.over(LinkSettings());
     PollOptions options;
     {
         const DriverLibrary library(defaults.driver);
         const ListReading reading = load_list(chosen.list, defaults, library.entry());
-        for (const Remark &remark : reading.remarks)
-            std::cerr << "kelpo: " << text_of(remark) << "\n";
+        print_remarks(reading.remarks, "kelpo: ", std::cerr);
         if (!reading.usable())
             return ExitCode::wrong_usage;
         options.list = reading.list;

@@ -1,8 +1,11 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
+#include "host/commands/output_check.h"
 #include "host/commands/stop_on_signals.h"
 #include "host/exit_code.h"
 #include "host/list/list_file.h"
+#include "host/list/remark_text.h"
+#include "host/trace/pcap_file.h"
 #include "host/trace/trace_file.h"
 #include "host/trace/trace_run.h"
 
@@ -35,8 +38,7 @@ ExitCode trace_list(const Chosen &chosen, const LineOptions &line, StopSignal &s
         const DriverLibrary driver(line.over({}).driver);
         return load_list(chosen.what, {}, driver.entry());
     }();
-    for (const Remark &remark : reading.remarks)
-        std::cerr << "kelpo: " << text_of(remark) << '\n';
+    print_remarks(reading.remarks, "kelpo: ", std::cerr);
     if (!reading.usable())
         return ExitCode::wrong_usage;
     reading.list.link = line.over(reading.list.link);
@@ -47,8 +49,13 @@ ExitCode trace_list(const Chosen &chosen, const LineOptions &line, StopSignal &s
 
 ExitCode run(Chosen &chosen, const LineOptions &line) {
     chosen.options.style = {on_a_colourful_terminal(), chosen.utc ? TimeZone::utc : TimeZone::local};
+    refuse_to_overwrite(chosen.what, chosen.options.to);
+    refuse_to_overwrite(chosen.what, chosen.options.pcap);
     StopSignal stop;
     const StopOnSignals on_signals(stop);
+    if (is_capture_file(chosen.what))
+        throw common::UsageError(chosen.what + ": is a capture, for a protocol analyser; kelpo trace shows again what "
+                                               "its option --to saved");
     if (!is_trace_file(chosen.what))
         return trace_list(chosen, line, stop);
     if (line.has_line() || chosen.seconds)

@@ -48,6 +48,13 @@ const char *advice(int error) {
     }
 }
 
+// A host and a port, as in 192.168.1.1:502.
+bool names_a_device_server(const std::string &path) {
+    const std::size_t colon = path.rfind(':');
+    return colon != std::string::npos && colon > 0 && path.find('/') == std::string::npos && colon + 1 < path.size() &&
+           path.find_first_not_of("0123456789", colon + 1) == std::string::npos;
+}
+
 asio::serial_port_base::parity parity_option(Parity parity) {
     using Option = asio::serial_port_base::parity;
     switch (parity) {
@@ -118,6 +125,8 @@ Descriptor open_serial_device(const LineSettings &settings) {
     asio::serial_port port(context);
     asio::error_code error;
     port.open(settings.path, error);
+    if (error && names_a_device_server(settings.path))
+        fail(settings, "is no serial port; a device server is written as tcp:" + settings.path);
     if (error)
         fail(settings, "cannot be opened: " + error.message() + advice(error.value()));
 

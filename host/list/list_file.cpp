@@ -1,27 +1,26 @@
 #include "host/list/list_file.h"
 
+#include "host/line/descriptor.h"
 #include "host/list/csv_list.h"
+#include "host/list/remark_text.h"
+#include "host/list/text_encoding.h"
 #include "host/list/toml_list.h"
 #include "host/list/words.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace kelpo {
 namespace {
 
 constexpr std::size_t largest_file = std::size_t{16} << 20U;
-
-constexpr std::string_view utf8_mark = "\xEF\xBB\xBF";
-
-bool is_utf16(std::string_view text) {
-    return text.substr(0, 2) == "\xFF\xFE" || text.substr(0, 2) == "\xFE\xFF";
-}
 
 int first_line_not_utf8(std::string_view text) {
     int number = 1;
@@ -34,17 +33,22 @@ int first_line_not_utf8(std::string_view text) {
     return number;
 }
 
-// The text without the mark that some programs put in front; nothing, and a mistake noted, when it is not UTF-8.
-std::optional<std::string_view> as_utf8(std::string_view text, const std::string &file, ListBuilder &builder) {
-    if (is_utf16(text)) {
-        builder.mistake({file, 1}, "the file is in UTF-16; save it as UTF-8");
+// Nothing, and a mistake noted, when it cannot be told what is written there.
+std::optional<std::string> as_utf8(std::string_view bytes, const std::string &file, ListBuilder &builder) {
+    DecodedText found = decoded(bytes);
+    switch (found.encoding) {
+    case TextEncoding::unknown:
+        builder.mistake({file, first_line_not_utf8(bytes)}, "characters that are not UTF-8; save the file as UTF-8");
         return std::nullopt;
+    case TextEncoding::windows_1252:
+        builder.warning({file, first_line_not_utf8(bytes)},
+                        "characters that are not UTF-8 are taken as Windows-1252; save the file as UTF-8 to be sure");
+        break;
+    case TextEncoding::utf8:
+    case TextEncoding::utf16:
+        break;
     }
-    if (!is_utf8(text)) {
-        builder.mistake({file, first_line_not_utf8(text)}, "characters that are not UTF-8; save the file as UTF-8");
-        return std::nullopt;
-    }
-    return text.substr(0, utf8_mark.size()) == utf8_mark ? text.substr(utf8_mark.size()) : text;
+    return std::move(found.text);
 }
 
 bool ends_in_csv(const std::string &file) {
@@ -70,36 +74,25 @@ void add_named_csv(const Field &name, const std::string &file, const ListSurroun
         add_csv_variables(*text, path, builder);
 }
 
-// Of one file by line, and files in the order in which they were met: those that name others come first.
-void sort_by_place(Remarks &remarks, const std::string &first_file) {
-    std::stable_sort(remarks.begin(), remarks.end(), [&first_file](const Remark &one, const Remark &other) {
-        const auto order = [&first_file](const Remark &remark) {
-            return std::make_pair(remark.place.file != first_file, remark.place.line);
-        };
-        return order(one) < order(other);
-    });
-}
-
+// Opened without waiting: what is no file, a pipe or a terminal, would keep the command for ever.
 FileContent content_of(const std::string &path) {
-    struct Close {
-        void operator()(std::FILE *file) const {
-            std::fclose(file);
-        }
-    };
-    const std::unique_ptr<std::FILE, Close> file(std::fopen(path.c_str(), "rb"));
-    if (file == nullptr)
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status {};
+    if (file.number() < 0 || ::fstat(file.number(), &status) != 0)
         return {std::nullopt, std::strerror(errno)};
+    if (!S_ISREG(status.st_mode))
+        return {std::nullopt, S_ISDIR(status.st_mode) ? std::strerror(EISDIR) : "it is no regular file"};
     std::string text;
     std::array<char, 65536> piece;
-    for (std::size_t size = 1; size > 0 && text.size() <= largest_file;) {
-        size = std::fread(piece.data(), 1, piece.size(), file.get());
-        text.append(piece.data(), size);
+    while (text.size() <= largest_file) {
+        const ssize_t size = ::read(file.number(), piece.data(), piece.size());
+        if (size < 0)
+            return {std::nullopt, std::strerror(errno)};
+        if (size == 0)
+            return {text, ""};
+        text.append(piece.data(), static_cast<std::size_t>(size));
     }
-    if (std::ferror(file.get()) != 0)
-        return {std::nullopt, std::strerror(errno)};
-    if (text.size() > largest_file)
-        return {std::nullopt, "it is larger than 16 MiB"};
-    return {text, ""};
+    return {std::nullopt, "it is larger than 16 MiB"};
 }
 
 }  // namespace

@@ -4,7 +4,11 @@
 #include "host/trace/trace_text.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
 
 namespace kelpo {
 namespace {
@@ -123,6 +127,20 @@ std::string pcap_packet(const TraceRecord &record) {
     put_u32(packet, static_cast<std::uint32_t>(kept.size()));
     put_u32(packet, static_cast<std::uint32_t>(whole.size()));
     return packet + kept;
+}
+
+bool is_capture_file(const std::string &file) {
+    using namespace std::string_view_literals;
+    // In either order of bytes, with times in microseconds or nanoseconds.
+    constexpr std::array<std::string_view, 5> heads = {"\xA1\xB2\xC3\xD4"sv, "\xD4\xC3\xB2\xA1"sv, "\xA1\xB2\x3C\x4D"sv,
+                                                       "\x4D\x3C\xB2\xA1"sv, "\x0A\x0D\x0D\x0A"sv};
+    std::error_code none;
+    if (!std::filesystem::is_regular_file(file, none))
+        return false;
+    std::ifstream in(file, std::ios::binary);
+    std::string start(4, '\0');
+    return in.read(start.data(), static_cast<std::streamsize>(start.size())) &&
+           std::find(heads.begin(), heads.end(), start) != heads.end();
 }
 
 }  // namespace kelpo

@@ -16,4 +16,7 @@ std::string pcap_file_head();
 /// away, and frames too short to be taken apart, packets of data.
 std::string pcap_packet(const TraceRecord &record);
 
+/// True when `file` begins as a capture does, of this or another program, in the pcap or the pcapng format.
+bool is_capture_file(const std::string &file);
+
 }  // namespace kelpo

@@ -4,6 +4,7 @@
 #include "host/trace/trace_time.h"
 
 #include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <string_view>
@@ -186,6 +187,9 @@ std::string trace_file_line(const TraceRecord &record) {
 }
 
 bool is_trace_file(const std::string &file) {
+    std::error_code none;
+    if (!std::filesystem::is_regular_file(file, none))
+        return false;
     std::ifstream in(file, std::ios::binary);
     std::string start(magic.size(), '\0');
     return in.read(start.data(), static_cast<std::streamsize>(start.size())) && start == magic;

@@ -226,8 +226,8 @@ const Mistake settings[] = {
      "1: variables \"none.csv\" cannot be read: No such file or directory; a CSV file beside this one"},
     {"variables = \"\"\n", "1: variables \"\" names no file; \"variables.csv\""},
     {"variable = [1]\n", "1: variable is a whole number; write each as a table of its own, [[variable]]"},
-    {"a = \"\xFC\"\n", "1: characters that are not UTF-8; save the file as UTF-8"},
-    {"\xFF\xFE[", "1: the file is in UTF-16; save it as UTF-8"},
+    {"a = \"\x81\"\n", "1: characters that are not UTF-8; save the file as UTF-8"},
+    {"\xFF\xFE[", "1: characters that are not UTF-8; save the file as UTF-8"},
 };
 
 INSTANTIATE_TEST_SUITE_P(InSettings, ListMistakes, testing::ValuesIn(settings));
@@ -319,6 +319,30 @@ const Mistake csv[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(InCsv, CsvMistakes, testing::ValuesIn(csv));
+
+TEST(ListFile, IsReadAsSpreadsheetsSaveIt) {
+    using namespace std::string_literals;
+    const std::string little = "\xFF\xFEt\0y\0p\0e\0\t\0n\0a\0m\0e\0\t\0a\0d\0d\0r\0e\0s\0s\0\r\0\n\0"
+                               "7\0\t\0\xFC\0\xAC\x20\t\0"
+                               "5\0\r\0\n\0"s;
+    std::string big = little;
+    for (std::size_t i = 0; i + 1 < big.size(); i += 2)
+        std::swap(big[i], big[i + 1]);
+    for (const std::string &utf16 : {little, big}) {
+        const ListReading reading = ListMaterial().read(utf16, "tags.csv");
+        EXPECT_THAT(texts_of(reading.remarks), ElementsAre());
+        ASSERT_EQ(reading.list.variables.size(), 1U);
+        EXPECT_EQ(reading.list.variables[0].name, "\xC3\xBC\xE2\x82\xAC");
+        EXPECT_EQ(reading.list.variables[0].address, "5");
+    }
+    const ListReading old = ListMaterial().read("type;address;name\r\n7;5;\xFC\x80\r\n", "tags.csv");
+    EXPECT_THAT(
+        texts_of(old.remarks),
+        ElementsAre("tags.csv:2: warning: characters that are not UTF-8 are taken as Windows-1252; save the file "
+                    "as UTF-8 to be sure"));
+    ASSERT_EQ(old.list.variables.size(), 1U);
+    EXPECT_EQ(old.list.variables[0].name, "\xC3\xBC\xE2\x82\xAC");
+}
 
 TEST(ListFile, SurvivesTextThatIsNoList) {
     const ListMaterial material;
@@ -444,7 +468,7 @@ TEST(ListFile, SaysWhyAFileCannotBeRead) {
     EXPECT_THAT(texts_of(load_list("/", LinkSettings(), driver.entry()).remarks),
                 ElementsAre("/: cannot be read: Is a directory; a TOML or CSV file"));
     EXPECT_THAT(texts_of(load_list("/dev/zero", LinkSettings(), driver.entry()).remarks),
-                ElementsAre("/dev/zero: cannot be read: it is larger than 16 MiB; a TOML or CSV file"));
+                ElementsAre("/dev/zero: cannot be read: it is no regular file; a TOML or CSV file"));
 }
 
 TEST(ListFile, TakesTheExamples) {

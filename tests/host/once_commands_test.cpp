@@ -255,6 +255,32 @@ TEST_F(OnceCommandsWithController, EndAtOnceWhenTheLineOrTheDriverIsNotThere) {
     EXPECT_THAT(nothing.output(), HasSubstr("--line"));
 }
 
+TEST_F(OnceCommandsWithController, SuggestTcpForALineThatIsAHostAndAPort) {
+    const Ended ended = read({"1:7:100", "--line", "192.168.1.1:502"});
+    EXPECT_EQ(ended.exit_code, 4);
+    EXPECT_EQ(ended.output,
+              "kelpo: 192.168.1.1:502: is no serial port; a device server is written as tcp:192.168.1.1:502\n");
+}
+
+// What the driver takes, it takes everywhere: a sign, a bit above 15.
+TEST_F(OnceCommandsWithController, TakeTheAddressesThatTheDriverTakes) {
+    EXPECT_EQ(write({"1:15:6.4=1"}).exit_code, 0);
+    for (const std::string address : {"+6.4", "6.+4", "5.20"}) {
+        const Ended ended = read({"1:15:" + address});
+        EXPECT_EQ(ended.exit_code, 0) << ended.output;
+        EXPECT_EQ(ended.output, "1:15:" + address + " = 1\n");
+        const std::string list = directory.file("list.csv");
+        std::ofstream(list) << "name,type,address\nbit,15," << address << "\n";
+        Process check({KELPO_PROGRAM, "check", list, "--driver", DRIVER_FILE}, output_file());
+        EXPECT_EQ(check.exit_code(), 0) << check.output();
+        Process poll({KELPO_PROGRAM, "poll", list, "--line", line, "--driver", DRIVER_FILE, "--format", "plain",
+                      "--seconds", "2", "--reply-timeout", "5000"},
+                     output_file());
+        EXPECT_EQ(poll.exit_code(), 0) << poll.output();
+        EXPECT_THAT(poll.output(), HasSubstr("bit = 1\n"));
+    }
+}
+
 TEST_F(OnceCommandsWithController, TakeTheLineFromAList) {
     const std::string list = directory.file("plant.toml");
     std::ofstream(list) << "[line]\npath = \"" << line

@@ -60,6 +60,18 @@ TEST_F(TraceCommandTest, ASavedTraceTakesNoLine) {
         << program.output();
 }
 
+TEST_F(TraceCommandTest, ACaptureIsNamedAsSuch) {
+    for (const std::string head : {"\xD4\xC3\xB2\xA1", "\xA1\xB2\x3C\x4D", "\x0A\x0D\x0D\x0A"}) {
+        Process &program = kelpo_trace({put("line.pcap", head + "and more")});
+        EXPECT_EQ(program.exit_code(), 2);
+        EXPECT_NE(
+            program.output().find("line.pcap: is a capture, for a protocol analyser; kelpo trace shows again what "
+                                  "its option --to saved"),
+            std::string::npos)
+            << program.output();
+    }
+}
+
 TEST_F(TraceCommandTest, AListNeedsALine) {
     const std::string list = put("list.toml", "[[variable]]\nname = \"v\"\nstation = 1\ntype = 7\naddress = \"100\"\n");
     Process &program = kelpo_trace({list, "--driver", DRIVER_FILE});
