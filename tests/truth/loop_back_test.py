@@ -20,10 +20,20 @@ class LoopBack(Sentences):
         self.assertFalse([answer for answer in records(run.stdout) if answer.get("ok")], run.stdout)
         return run
 
+    def test_a_write_on_a_loop_is_not_done(self):
+        for reference in ("1:1:10=1", "1:7:10=1", "1:1:10x12=1", "1:7:10x3=1", "1:12:10=1", "1:15:10.3=1"):
+            with self.subTest(reference):
+                self.no_success("write", reference)
+
     def test_a_read_on_a_loop_is_not_answered(self):
         for reference in ("1:7:10", "1:7:10x2", "1:12:10", "1:1:10", "1:1:10x8"):
             with self.subTest(reference):
                 self.no_success("read", reference)
+
+    def test_a_read_of_17_to_24_bits_on_a_loop_is_not_answered(self):
+        for count in range(17, 25):
+            with self.subTest(count):
+                self.no_success("read", f"1:1:0x{count}")
 
     def test_a_scan_of_a_loop_finds_no_station(self):
         for place in ([], ["--type", 1, "--address", 3], ["--type", 12, "--address", 3]):

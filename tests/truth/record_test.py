@@ -1,0 +1,138 @@
+"""A record says of each value whether it is good and when it was read, and shows only what a reply brought."""
+import csv
+import datetime
+import threading
+
+from controller import Controller, content
+from programs import EMERGENCY_S, kelpo, list_file, records, start
+from sentences import Sentences, main
+
+QUICK = ["--reply-timeout", 200, "--settle", 20]
+READ = 100  # the register that is looked at
+
+
+class Poll:
+    """A `kelpo poll` whose records are gathered while it runs."""
+
+    def __init__(self, path, controller, *words):
+        self.process = start("poll", path, "--line", controller.path, *QUICK, *words, stdin=-1)
+        self.lines = []
+        self._thread = threading.Thread(target=self._gather, daemon=True)
+        self._thread.start()
+
+    def _gather(self):
+        for line in self.process.stdout:
+            self.lines.append(line)
+
+    def write(self, text):
+        self.process.stdin.write(text + "\n")
+        self.process.stdin.flush()
+
+    def records(self, **wanted):
+        found = [record for line in list(self.lines) if line.endswith("\n") for record in records(line)]
+        return [r for r in found if all(r.get(name) == value for name, value in wanted.items())]
+
+    def end(self):
+        if self.process.poll() is None:
+            self.process.terminate()
+        errors = self.process.stderr.read()
+        self.process.wait(timeout=EMERGENCY_S)
+        self._thread.join()
+        for pipe in (self.process.stdin, self.process.stdout, self.process.stderr):
+            pipe.close()
+        return errors
+
+
+class Record(Sentences):
+    def setUp(self):
+        super().setUp()
+        self.controller = Controller(stations=(1, 2))
+        self.addCleanup(self.controller.close)
+        self.list = list_file([("living", 1, 7, READ, 1), ("dying", 2, 7, READ, 1)], self.folder)
+
+    def poll(self, *words):
+        poll = Poll(self.list, self.controller, *words)
+        self.addCleanup(poll.end)
+        return poll
+
+    def kill_station_2(self):
+        serve = self.controller.serve
+        self.controller.behave = lambda request: [(0, serve(request))] if request.station == 1 else []
+
+    def stays_unfresh(self, poll, name):
+        """From now on the records of NAME are not good, and say that nothing was read."""
+        self.controller.wait_for(
+            lambda: poll.records(kind="value", name=name) and poll.records(kind="value", name=name)[-1]["quality"] != "good",
+            f"a record that does not call {name} good")
+        before = len(poll.records(kind="value", name=name))
+        self.controller.wait_for(lambda: len(poll.records(kind="value", name=name)) > before + 5, "more records")
+        later = poll.records(kind="value", name=name)[before:]
+        self.assertTrue(all(record["quality"] in ("stale", "bad") for record in later), later)
+        self.assertEqual(len({record["read_at"] for record in later}), 1, later)
+
+    def test_a_dead_station_s_values_are_not_good_and_their_time_of_reading_stands_still(self):
+        poll = self.poll("--format", "json", "--every", 50)
+        self.controller.wait_for(lambda: poll.records(kind="value", name="dying", quality="good"), "a good value")
+        self.kill_station_2()
+        self.stays_unfresh(poll, "dying")
+        before = poll.records(kind="value", name="living")[-1]["read_at"]
+        self.controller.wait_for(
+            lambda: [r for r in poll.records(kind="value", name="living", quality="good") if r["read_at"] > before],
+            "a newer value of the station that lives")
+
+    def test_a_lost_line_s_values_are_not_good_and_their_time_of_reading_stands_still(self):
+        poll = self.poll("--format", "json", "--every", 50)
+        self.controller.wait_for(lambda: poll.records(kind="value", name="living", quality="good"), "a good value")
+        self.controller.die()
+        self.stays_unfresh(poll, "living")
+        self.controller.live()
+        before = len(poll.records(kind="value"))
+        self.controller.wait_for(
+            lambda: [r for r in poll.records(kind="value", name="living")[before // 2:] if r["quality"] == "good"],
+            "a value that is good again")
+
+    def test_a_good_value_was_read_a_short_time_before(self):
+        """By order: no value is read before it was asked for."""
+        began = datetime.datetime.now(datetime.timezone.utc)
+        poll = self.poll("--format", "json")
+        self.controller.wait_for(lambda: poll.records(kind="value", quality="good"), "a good value")
+        record = poll.records(kind="value", quality="good")[0]
+        read_at = datetime.datetime.fromisoformat(record["read_at"].replace("Z", "+00:00"))
+        written = datetime.datetime.fromisoformat(record["time"].replace("Z", "+00:00"))
+        self.assertLessEqual(began - datetime.timedelta(milliseconds=1), read_at)
+        self.assertLessEqual(read_at, written)
+
+    def test_csv_records_end_with_quality_and_time_of_reading(self):
+        self.kill_station_2()
+        rows = list(csv.DictReader(kelpo("poll", self.list, "--line", self.controller.path, *QUICK, "--format", "csv",
+                                         "--every", 100, "--seconds", 2).stdout.splitlines()))
+        self.assertEqual(list(rows[0])[-2:], ["quality", "read_at"])
+        good = [row for row in rows if row["kind"] == "value" and row["name"] == "living"]
+        self.assertEqual({row["quality"] for row in good}, {"good"})
+        self.assertTrue(all(row["read_at"] for row in good))
+        self.assertFalse([row for row in rows if row["kind"] == "value" and row["name"] == "dying"
+                          and row["quality"] == "good"])
+
+    def never_shown(self, fate):
+        """Writes that have this FATE at the controller are never shown as values."""
+        serve = self.controller.serve
+        self.controller.behave = lambda request: [(0, serve(request))] if request.reads else fate(request)
+        poll = self.poll("--format", "json", "--every", 10, "--writes", "--retries", "1")
+        self.controller.wait_for(lambda: poll.records(kind="value", name="living"), "a value")
+        for number in range(1, 9):
+            poll.write(f"living = {number}")
+            self.controller.wait_for(lambda number=number: len(poll.records(kind="write-failed")) >= number,
+                                     "a write that failed")
+        before = len(poll.records(kind="value", name="living"))
+        self.controller.wait_for(lambda: len(poll.records(kind="value", name="living")) > before + 10, "more values")
+        self.assertEqual({record["values"][0] for record in poll.records(kind="value", name="living")}, {content(1, READ)})
+
+    def test_a_write_that_the_controller_refuses_is_never_shown_as_a_value(self):
+        self.never_shown(lambda request: [(0, Controller.refuse(request))])
+
+    def test_a_write_that_is_lost_is_never_shown_as_a_value(self):
+        self.never_shown(lambda request: [])
+
+
+if __name__ == "__main__":
+    main()

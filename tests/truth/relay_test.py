@@ -1,0 +1,63 @@
+"""Short runs of kelpo one behind the other on one line, where replies are late, withheld or repeated: one judge of all."""
+import random
+import time
+
+from controller import Controller
+from programs import kelpo, records
+from sentences import Sentences, main, options
+
+TIME_OUT_S = 0.1
+QUICK = ["--reply-timeout", 100, "--settle", 20]
+READ_PLACES = range(500, 540)
+WRITE_PLACES = range(1000, 1020)
+RUNS = 36
+
+
+class Relay(Sentences):
+    def relay(self, seed):
+        chance = random.Random(seed)
+        controller = Controller()
+        self.addCleanup(controller.close)
+
+        def behave(request):
+            fate = chance.random()
+            reply = controller.serve(request) if fate > 0.05 else b""  # five of a hundred requests are lost
+            if fate < 0.15:
+                return []
+            if fate < 0.25:
+                reply += reply
+            return [(chance.uniform(0, 2 * TIME_OUT_S), reply)]
+
+        controller.behave = behave
+        done = right = 0
+        for number in range(options.runs or RUNS):
+            began = time.monotonic()
+            retries = ["--retries", chance.randint(0, 2)]
+            if chance.random() < 0.5:
+                places = chance.sample(READ_PLACES, chance.randint(1, 3)) + chance.sample(WRITE_PLACES, 1)
+                chance.shuffle(places)
+                run = kelpo("read", "--line", controller.path, *QUICK, *retries, "--json", *(f"1:7:{at}" for at in places))
+                for answer in records(run.stdout):
+                    if answer["ok"]:
+                        right += 1
+                        held = controller.held(1, int(answer["address"]), began)
+                        self.assertIn(answer["values"][0], held, f"run {number}, seed {seed}: {answer}")
+            else:
+                value = 20000 + number % 20000  # no two writes of a relay have the same one
+                places = chance.sample(WRITE_PLACES, chance.randint(1, 3))
+                run = kelpo("write", "--line", controller.path, *QUICK, *retries, "--json",
+                            *(f"1:7:{at}={value}" for at in places))
+                written = {event.address for event in controller.events("written", began) if event.value == value}
+                for answer in records(run.stdout):
+                    if answer["ok"]:
+                        done += 1
+                        self.assertIn(int(answer["address"]), written, f"run {number}, seed {seed}: {answer}")
+        self.assertGreater(right, 5)
+        self.assertGreater(done, 5)
+
+    def test_no_run_of_a_relay_takes_a_reply_that_another_run_asked_for(self):
+        self.relay(1)
+
+
+if __name__ == "__main__":
+    main()
