@@ -19,12 +19,11 @@ constexpr std::size_t most_complaints = 10;
 constexpr int write_group = 1, once_read_group = 2, unanswered_group = 3;
 constexpr int read_only_id = 1000, dropped_reply_id = 1000, unanswered_id = 1000;
 
-constexpr int done = 1, failed = 2;
-constexpr int sent_again = 0, not_judged = 1000;
+using ozna_kelpo::code_not_now, ozna_kelpo::code_sent_again, ozna_kelpo::request_done, ozna_kelpo::request_failed;
 constexpr int given_up_without_reply = 41;
 
 bool is_give_up(const LinkNote &note) {
-    return note.kind == LinkNote::Kind::failed_reply && note.value != sent_again && note.value != not_judged;
+    return note.kind == LinkNote::Kind::failed_reply && note.value != code_sent_again && note.value != code_not_now;
 }
 
 bool all_are(const std::vector<int> &numbers, int number) {
@@ -141,7 +140,7 @@ std::string Exerciser::fault_of_plain_write(const WriteExercise &exercise, const
     const std::uint64_t first_in_log = memory_.writes_logged();
     const Outcome outcome = send_write(exercise, values, {write_group, id});
     const auto log = memory_.writes_from(first_in_log);
-    if (outcome.results.empty() || !all_are(outcome.results, done))
+    if (outcome.results.empty() || !all_are(outcome.results, request_done))
         return "the driver reported the results " + text_of(outcome.results);
     if (!log)
         return "the controller's log is not complete";
@@ -199,7 +198,7 @@ std::string Exerciser::fault_of_once_read(const DemoRow &row, int id, bool to_be
     const Outcome outcome = end();
 
     shown = text_of(row.variable.view, values);
-    if (outcome.results != std::vector<int>{done})
+    if (outcome.results != std::vector<int>{request_done})
         return "the driver reported the results " + text_of(outcome.results);
     if (to_be_dropped && outcome.failures.empty())
         return "the controller dropped no reply (was it started with the fault?)";
@@ -220,9 +219,10 @@ void Exerciser::leave_unanswered(int round) {
     constexpr int code = given_up_without_reply + unanswered_group;
     const auto &failures = outcome.failures;
     std::string fault;
-    if (failures.empty() || failures.back() != code || !all_are({failures.begin(), failures.end() - 1}, sent_again))
+    if (failures.empty() || failures.back() != code ||
+        !all_are({failures.begin(), failures.end() - 1}, code_sent_again))
         fault = "the driver's return codes were " + text_of(failures) + " (was the controller started with the fault?)";
-    else if (outcome.results != std::vector<int>{failed})
+    else if (outcome.results != std::vector<int>{request_failed})
         fault = "the driver reported the results " + text_of(outcome.results);
     else if (outcome.error_groups != std::vector<int>{unanswered_group})
         fault = "the communication-error callback told of the groups " + text_of(outcome.error_groups);

@@ -1,5 +1,7 @@
 #include "host/link/link_statistics.h"
 
+#include <ozna_kelpo_constants.h>
+
 namespace kelpo {
 
 void LinkStatistics::exchanged(const Exchange &exchange) {
@@ -25,8 +27,7 @@ void LinkStatistics::pass_ended() {
 }
 
 void LinkStatistics::request_ended(int, int, int status) {
-    constexpr int done = 1;
-    ++(status == done ? writes_done : writes_failed);
+    ++(status == ozna_kelpo::request_done ? writes_done : writes_failed);
 }
 
 void LinkStatistics::communication_failed(int, int) {

@@ -1,15 +1,15 @@
 #include "host/link/link_watcher.h"
 
+#include <ozna_kelpo_constants.h>
+
 namespace kelpo {
 
 Outcome outcome_of(int code) {
-    constexpr int sent_again = 0, good = 1, remote_good = 100, not_judged = 1000;
-    switch (code) {
-    case good:
-    case remote_good:
+    switch (ozna_kelpo::classify(code)) {
+    case ozna_kelpo::good:
         return Outcome::good;
-    case sent_again:
-    case not_judged:
+    case ozna_kelpo::sent_again:
+    case ozna_kelpo::not_now:
         return Outcome::sent_again;
     default:
         return Outcome::given_up;

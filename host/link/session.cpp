@@ -11,13 +11,12 @@ namespace {
 using std::chrono::milliseconds;
 
 ComInfo configuration(const LinkSettings &settings) {
-    constexpr int to_controller = 2;
     ComInfo info{};
     info.max_count = settings.max_count;
     info.default_station = 1;
     info.retry_times = settings.retries;
     info.multi_station = 1;
-    info.write_mode = to_controller;
+    info.write_mode = ozna_kelpo::write_to_controller;
     return info;
 }
 

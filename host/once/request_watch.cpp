@@ -1,5 +1,7 @@
 #include "host/once/request_watch.h"
 
+#include <ozna_kelpo_constants.h>
+
 namespace kelpo {
 
 void RequestWatch::exchanged(const Exchange &exchange) {
@@ -11,10 +13,9 @@ void RequestWatch::exchanged(const Exchange &exchange) {
 }
 
 void RequestWatch::request_ended(int group, int id, int status) {
-    constexpr int done = 1;
     const std::lock_guard<std::mutex> locked(mutex_);
     Course &course = courses_[{group, id}];
-    (status == done ? course.done : course.failed) = true;
+    (status == ozna_kelpo::request_done ? course.done : course.failed) = true;
 }
 
 Course RequestWatch::course(int group, int id) const {

@@ -8,7 +8,7 @@
 namespace kelpo {
 
 /// Requests that wait in one of the driver's queues at most; more are dropped by it.
-constexpr int most_queued = 1024;
+constexpr int most_queued = ozna_kelpo::most_queued;
 
 /// The place as it is to be read: a bit in a register (types 15 to 17) through the registers that hold it, since the
 /// driver reads other registers for such a type; every other place as it is. Nothing when the driver takes no such

@@ -1,5 +1,7 @@
 #include "host/once/verdict.h"
 
+#include <ozna_kelpo_constants.h>
+
 #include "host/trace/frame_words.h"
 #include "host/trace/rtu_frame.h"
 
@@ -8,8 +10,6 @@
 
 namespace kelpo {
 namespace {
-
-constexpr int not_now_code = 1000;
 
 FrameBytes bytes_of(std::string_view bytes) {
     return {bytes.begin(), bytes.end()};
@@ -38,7 +38,7 @@ bool is_echo(const FrameBytes &reply, const FrameBytes &request) {
 Failure failure_of(const Exchange &exchange) {
     using Kind = Failure::Kind;
     const FrameBytes reply = bytes_of(exchange.reply), request = bytes_of(exchange.request);
-    if (exchange.code == not_now_code || asks_to_wait(reply, request))
+    if (exchange.code == ozna_kelpo::code_not_now || asks_to_wait(reply, request))
         return {Kind::not_now, "the controller asks to wait (6A 8B)"};
     if (reply.empty())
         return {Kind::no_reply, "no reply"};

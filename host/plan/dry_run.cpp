@@ -8,8 +8,7 @@ namespace kelpo {
 namespace {
 
 constexpr int station = 1;  // of what is asked for by the way; any will do
-constexpr int longest_max_count = 100;
-constexpr int write_to_the_controller = 2;
+constexpr int longest_max_count = ozna_kelpo::most_units_per_request;
 
 void ignore_write_result(int, int, int, int) {}
 
@@ -40,7 +39,7 @@ std::int64_t ClassMap::modbus_address(std::int64_t address) const {
 DryRun::DryRun(const DriverLibrary &driver) : driver_(driver) {
     info_.multi_station = 1;
     info_.default_station = station;
-    info_.write_mode = write_to_the_controller;
+    info_.write_mode = ozna_kelpo::write_to_controller;
     driver.entry().RegistCallBackFuncIntf(ignore_write_result, ignore_comm_error);
     configure(longest_max_count);
 }
@@ -109,7 +108,7 @@ AddressUse DryRun::use_of(int type, const std::string &text) {
     once.addr_text = address;
     once.station_no = station;
     once.reg_count = 1;
-    driver_.entry().AddListOnceReadVar(&once, 0);
+    driver_.entry().AddListOnceReadVar(&once, ozna_kelpo::parse_and_cut);
     Part read = next_request();
     give_up();
 
@@ -140,10 +139,9 @@ DryRun::Part DryRun::next_request() {
 }
 
 void DryRun::answer(const PlannedRequest &request) {
-    constexpr int good = 1;
     QByteArray reply = good_reply(request);
     const int code = driver_.entry().DataCom(&reply, static_cast<int>(reply.size()))->ret_value;
-    if (code != good)
+    if (code != ozna_kelpo::code_good)
         throw DryRunError("the driver does not take a good reply: code " + std::to_string(code));
 }
 
@@ -155,14 +153,13 @@ void DryRun::give_up() {
 }
 
 PlannedRequest DryRun::first_request_of(int register_class, int address, int count) {
-    constexpr int as_it_is = 1;
     hand_over({}, longest_max_count);
     RW_VAR once;
     once.reg_type = register_class;
     once.reg_addr = address;
     once.reg_count = count;
     once.station_no = station;
-    driver_.entry().AddListOnceReadVar(&once, as_it_is);
+    driver_.entry().AddListOnceReadVar(&once, ozna_kelpo::queue_as_it_is);
     PlannedRequest request = next_request().request;
     give_up();
     return request;

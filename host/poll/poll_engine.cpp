@@ -196,13 +196,12 @@ bool PollEngine::write_waits(std::size_t variable) const {
 }
 
 std::string PollEngine::switch_station(int station) {
-    constexpr int off = 0, on = 1;
     const bool switched_on = off_.erase(station) > 0;
     if (!switched_on) {
         off_.insert(station);
         writer_.withdraw(station, "station " + std::to_string(station) + " was switched off before it was sent");
     }
-    session_.driver().entry().EnableEthernet(station, switched_on ? on : off);
+    session_.driver().entry().EnableEthernet(station, switched_on ? ozna_kelpo::station_on : ozna_kelpo::station_off);
     gauge_.forget_station(station);
     values_.forget_failures(station);
     return "station " + std::to_string(station) + (switched_on ? " switched on" : " switched off: it is not asked");

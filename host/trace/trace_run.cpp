@@ -87,7 +87,6 @@ ExitCode show_trace(const std::string &file, const TraceOptions &options, const 
 ExitCode trace_line(const PollList &list, const TraceOptions &options, std::optional<std::chrono::seconds> duration,
                     StopSignal &stop, std::ostream &out, std::ostream &error) {
     constexpr auto between_looks = std::chrono::milliseconds(50);
-    constexpr int disable = 0;
     try {
         Outputs outputs(options, out);
         TraceQueue queue;
@@ -95,7 +94,7 @@ ExitCode trace_line(const PollList &list, const TraceOptions &options, std::opti
         Session session(list.link, stop, {&tracer}, OnLoss::open_again);
         for (const Station &station : list.stations)
             if (!station.enabled)
-                session.driver().entry().EnableEthernet(station.number, disable);
+                session.driver().entry().EnableEthernet(station.number, ozna_kelpo::station_off);
         session.poll(list.variables);
         session.start();
 

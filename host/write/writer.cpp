@@ -1,5 +1,7 @@
 #include "host/write/writer.h"
 
+#include <ozna_kelpo_constants.h>
+
 namespace kelpo {
 
 int Writer::write(std::vector<WritePart> parts, WriteQueue::Time asked, std::chrono::milliseconds within) {
@@ -73,11 +75,10 @@ void Writer::exchanged(const Exchange &exchange) {
 }
 
 void Writer::request_ended(int ended_group, int id, int status) {
-    constexpr int done = 1;
     if (ended_group != group)
         return;
     const std::lock_guard<std::mutex> locked(mutex_);
-    queue_.ended(id, status == done);
+    queue_.ended(id, status == ozna_kelpo::request_done);
 }
 
 void Writer::line_lost(const std::string &why, std::chrono::milliseconds) {
