@@ -1,0 +1,37 @@
+"""A reply that is late is never taken for the answer of another request."""
+import re
+
+from controller import IN_ORDER, QUEUED, Controller, constant
+from programs import kelpo, records
+from sentences import Sentences, main
+
+
+class LateReply(Sentences):
+    def controller(self, delay, order=IN_ORDER):
+        controller = Controller(order=order)
+        self.addCleanup(controller.close)
+        controller.behave = lambda request: [(delay(), controller.serve(request))]
+        return controller
+
+    def three_reads(self, order):
+        controller = self.controller(constant(0.7), order)
+        read = kelpo("read", "--line", controller.path, "--json", "1:7:10", "1:7:100", "1:7:200")
+        self.true_or_failed(read, controller)
+        self.assertEqual(len(records(read.stdout)), 3)
+
+    def test_three_reads_at_a_controller_that_takes_700_ms_print_no_value_of_another_register(self):
+        self.three_reads(IN_ORDER)
+
+    def test_three_reads_at_a_controller_that_takes_700_ms_for_each_print_no_value_of_another_register(self):
+        self.three_reads(QUEUED)
+
+    def test_the_user_is_told_that_reply_ms_is_too_short_and_what_was_seen(self):
+        controller = self.controller(constant(0.7))
+        read = kelpo("read", "--line", controller.path, "1:7:10", "1:7:100", "1:7:200")
+        told = re.search(r"after up to (\d+) ms: reply-ms 500 is too short", read.stderr)
+        self.assertTrue(told, read.stderr)
+        self.assertGreaterEqual(int(told[1]), 690)
+
+
+if __name__ == "__main__":
+    main()
