@@ -1,5 +1,7 @@
 #include "host/link/link_remarks.h"
 
+#include <utility>
+
 namespace kelpo {
 
 const char *const echo_words = "the line returns what is sent: it is a loop, or the adapter hears itself";
@@ -25,19 +27,28 @@ std::vector<std::string> LinkRemarks::sentences() const {
     return all;
 }
 
+std::vector<std::string> LinkRemarks::take_new() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return std::exchange(new_, {});
+}
+
 void LinkRemarks::reply_late(int station, std::chrono::milliseconds time) {
     const std::lock_guard<std::mutex> locked(mutex_);
+    if (latest_.count(station) == 0)
+        new_.push_back(late_words(station, time, reply_timeout_));
     latest_[station] = time;
 }
 
 void LinkRemarks::line_echoes() {
     const std::lock_guard<std::mutex> locked(mutex_);
-    echoes_ = true;
+    if (!std::exchange(echoes_, true))
+        new_.emplace_back(echo_words);
 }
 
 void LinkRemarks::wait_refused(int station) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    waiting_.insert(station);
+    if (waiting_.insert(station).second)
+        new_.push_back(waiting_words(station));
 }
 
 }  // namespace kelpo

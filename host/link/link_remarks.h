@@ -27,6 +27,9 @@ public:
     /// Each a sentence without a full stop, told once for each station.
     std::vector<std::string> sentences() const;
 
+    /// Those that began to hold since the last call.
+    std::vector<std::string> take_new();
+
     void reply_late(int station, std::chrono::milliseconds time) override;
     void line_echoes() override;
     void wait_refused(int station) override;
@@ -37,6 +40,7 @@ private:
     std::map<int, std::chrono::milliseconds> latest_;
     std::set<int> waiting_;
     bool echoes_ = false;
+    std::vector<std::string> new_;
 };
 
 }  // namespace kelpo

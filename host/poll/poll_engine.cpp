@@ -86,6 +86,8 @@ std::string words_of(const PollEvent &event, const std::vector<Variable> &variab
         return "line is back";
     case Kind::write_done:
         return "write " + name + " = " + event.text + ": done";
+    case Kind::remark:
+        return event.text;
     case Kind::write_expired:
         return "write " + name + " expired: " + event.text;
     case Kind::write_failed:
@@ -107,8 +109,10 @@ std::string RefusingStation::words() const {
 PollEngine::PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file,
                        std::chrono::milliseconds within)
     : list_(list), ring_(frames_kept), output_(opened(trace_file)), tracer_(sinks(ring_, queue_, output_.has_value())),
-      session_(list.link, stop, {&gauge_, &values_, &writer_, &tracer_}, OnLoss::open_again), within_(within),
-      blocks_(session_.poll(places_to_poll(session_.driver().entry(), list.variables))), watch_(list.variables) {
+      remarks_(list.link.timeouts.reply),
+      session_(list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
+      within_(within), blocks_(session_.poll(places_to_poll(session_.driver().entry(), list.variables))),
+      watch_(list.variables) {
     const std::vector<RW_VAR> blocks = session_.driver().read_blocks();
     for (const RW_VAR &block : blocks)
         ++blocks_of_[block.station_no];
@@ -131,6 +135,8 @@ PollEngine::News PollEngine::refresh() {
         news.events.push_back(kelpo::event_of(event));
     for (const WriteResult &result : writer_.take_results())
         news.events.push_back(event_of(result));
+    for (const std::string &remark : remarks_.take_new())
+        news.events.push_back({Kind::remark, std::chrono::system_clock::now(), {}, 0, {}, {}, remark});
     news.changed = watch_.refresh(values_.take(), link_, off_, std::chrono::steady_clock::now());
     write_trace();
     return news;
@@ -255,6 +261,8 @@ std::string PollEngine::summary() const {
     }
     if (unread.size() > names_told)
         text << "never read " << unread.size() - names_told << " more\n";
+    for (const std::string &remark : remarks_.sentences())
+        text << "note       " << remark << "\n";
     if (!link_.line_error.empty())
         text << "line       lost: " << link_.line_error << "\n";
     return text.str();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/exit_code.h"
+#include "host/link/link_remarks.h"
 #include "host/link/session.h"
 #include "host/list/poll_list.h"
 #include "host/poll/link_gauge.h"
@@ -30,7 +31,8 @@ struct PollEvent {
         line_back,
         write_done,
         write_failed,
-        write_expired
+        write_expired,
+        remark  ///< what the user should know of the line
     };
 
     Kind kind;
@@ -155,6 +157,7 @@ private:
     ReadValues values_;
     Writer writer_;
     Tracer tracer_;
+    LinkRemarks remarks_;
     Session session_;
     const std::chrono::milliseconds within_;
     std::map<int, int> blocks_of_;  // by station

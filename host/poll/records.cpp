@@ -126,6 +126,8 @@ const char *kind_of(PollEvent::Kind kind) {
         return "write-done";
     case PollEvent::Kind::write_expired:
         return "write-expired";
+    case PollEvent::Kind::remark:
+        return "remark";
     case PollEvent::Kind::write_failed:
         break;
     }
@@ -187,6 +189,7 @@ std::string event_record(RecordFormat format, const PollEvent &event, const std:
         record.pause = event.pause.count();
         break;
     case PollEvent::Kind::line_back:
+    case PollEvent::Kind::remark:
         break;
     case PollEvent::Kind::write_done:
     case PollEvent::Kind::write_failed:
