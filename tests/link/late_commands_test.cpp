@@ -10,6 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 // The program as users start it, on a line whose controller is late.
 namespace {
 
@@ -23,6 +26,13 @@ constexpr int no_reply = 8;
 
 class LateCommands : public testing::Test {
 protected:
+    LateCommands() : kept_open(open(terminal.path().c_str(), O_RDWR | O_NOCTTY)) {}
+    ~LateCommands() override {
+        close(kept_open);
+    }
+    LateCommands(const LateCommands &) = delete;
+    LateCommands &operator=(const LateCommands &) = delete;
+
     std::vector<std::string> command(const std::vector<std::string> &words) const {
         std::vector<std::string> all = {KELPO_PROGRAM, words.front(),   "--driver", DRIVER_FILE,
                                         "--line",      terminal.path(), "--settle", "0"};
@@ -43,6 +53,7 @@ protected:
     }
 
     PseudoTerminal terminal;
+    const int kept_open;  // so that the line does not hang up between two commands
     TemporaryDirectory directory;
     std::vector<std::thread> others;
 };
@@ -84,7 +95,7 @@ TEST_F(LateCommands, AnInterruptWaitsForTheReplyThatIsOnItsWay) {
 }
 
 TEST_F(LateCommands, ASecondInterruptDoesNotWait) {
-    Process reading(command({"read", "1:7:100", "--reply-timeout", "3600000"}), directory.file("first"));
+    Process reading(command({"read", "1:7:100", "--reply-timeout", "60000"}), directory.file("first"));
     ASSERT_EQ(terminal.take(8), read_100);
     // Two that come at once count as one.
     for (int i = 0; i < 20; ++i) {
@@ -95,7 +106,7 @@ TEST_F(LateCommands, ASecondInterruptDoesNotWait) {
 }
 
 TEST_F(LateCommands, TellThatTheTimeOutIsTooShort) {
-    Process reading(command({"read", "1:7:100", "--reply-timeout", "1000", "--settle", "1000", "--retries", "0"}),
+    Process reading(command({"read", "1:7:100", "--reply-timeout", "1000", "--settle", "1000", "--retries", "1"}),
                     directory.file("first"));
     ASSERT_EQ(terminal.take(8), read_100);
     later(milliseconds(1300), [this] { terminal.put(reply_111); });
