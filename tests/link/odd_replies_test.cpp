@@ -279,6 +279,18 @@ TEST_F(OddReplies, AReplySoonerThanTheSpeedAllowsIsAnothers) {
     EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
 }
 
+// A pseudo-terminal has no speed: the reply is there before the time that its settings give the request is over.
+TEST_F(OddReplies, WithoutAWireNoReplyIsTooSoon) {
+    line.time_of_a_request = milliseconds(9);
+    read_once("100");
+    answer = [&](const std::string &) {
+        line.comes(milliseconds(1), reply_111);
+    };
+    run(1);
+    EXPECT_EQ(recorder.told[0].reply, reply_111);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
+}
+
 // A controller's own USB port takes any speed, and keeps to none.
 TEST_F(OddReplies, TheSpeedTellsNothingWhereNothingComesBehindSuchReplies) {
     line.time_of_a_character = milliseconds(1);

@@ -42,7 +42,7 @@ std::string SimulatedLine::await_silence(const Heard &heard) {
 
 bool SimulatedLine::send(const char *bytes, std::size_t size) {
     now_ += time_of_a_character * static_cast<int>(size);
-    request_end_ = now_;
+    request_end_ = now_ + time_of_a_request;
     on_request({bytes, size});
     return true;
 }

@@ -26,7 +26,8 @@ public:
         stopped_ = true;
     }
 
-    Duration time_of_a_character{0};
+    Duration time_of_a_character{0};    ///< on a line with a wire; 0: it has none
+    Duration time_of_a_request{0};      ///< what the settings say, where there is no wire
     std::optional<Time> replies_until;  ///< what was told last
 
     std::string settle(Duration duration, const Heard &heard) override;
