@@ -280,11 +280,11 @@ void LinkLoop::probe_for_echo(std::string_view request) {
     probe = rtu::with_crc(probe + std::string("\0\1", 2));
 
     const int station = static_cast<int>(rtu::byte_at(probe, 0));
-    Probe told;
-    told.stale = line_->await_silence(nullptr);
+    Probe probed;
+    probed.stale = line_->await_silence(nullptr);
     if (!ask(probe, station, of_coils ? coil_reply : register_reply))
         return;
-    told.exchange.sent_at = WallClock::now();
+    probed.exchange.sent_at = WallClock::now();
     std::array<char, most_bytes> buffer{};
     const auto whole_size = [&](std::string_view so_far) {
         const std::size_t size = ledger_.reply_size(so_far);
@@ -299,12 +299,12 @@ void LinkLoop::probe_for_echo(std::string_view request) {
         note_echo(false);
     if (first > 0)
         ledger_.heard(bytes.substr(0, first), probe, line_->now());
-    told.exchange.ended_at = WallClock::now();
-    told.exchange.station = station;
-    told.exchange.received = line_->received();
-    told.request = probe;
-    told.reply = bytes;
-    probe_ = std::move(told);
+    probed.exchange.ended_at = WallClock::now();
+    probed.exchange.station = station;
+    probed.exchange.received = line_->received();
+    probed.request = probe;
+    probed.reply = bytes;
+    probe_ = std::move(probed);
 }
 
 // After the request that called for it, as on the line.

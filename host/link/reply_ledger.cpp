@@ -68,8 +68,13 @@ ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view a
     if (candidates.empty())
         return Whose::nobody;
 
-    station.heard_at = now;
     const Entry &oldest = entries[candidates.front()];
+    const bool is_copy =
+        oldest.sent_at < station.replied_at && reply == station.reply && now - station.replied_at < reply_timeout_ / 2;
+    station.heard_at = station.replied_at = now;
+    station.reply = reply;
+    if (is_copy)
+        return Whose::late;
     const bool all_equal = std::all_of(candidates.begin(), candidates.end(),
                                        [&](std::size_t i) { return entries[i].request == oldest.request; });
     if (!all_equal) {

@@ -85,6 +85,8 @@ private:
         // as there are requests, all have had theirs.
         std::array<std::size_t, 256> unclear{};
         Time heard_at{};
+        std::string reply;  // the last one, and when it came: a copy of it right behind it answers nothing else
+        Time replied_at{};
         Duration perhaps_late{0};  // of a reply that may have been the first request's, or a later equal one's
         Duration latest{0};
     };

@@ -14,6 +14,7 @@ using Whose = ReplyLedger::Whose;
 const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
 const std::string read_1000("\x01\x03\x03\xE8\x00\x01\x04\x7A", 8);
 const std::string one_word("\x01\x03\x02\x00\x6F\xF8\x68", 7);
+const std::string another_word("\x01\x03\x02\x00\xDE\x38\x1C", 7);
 const std::string refusal("\x01\x83\x02\xC0\xF1", 5);
 const std::string wait("\x01\x6A\x8B\x4E\xC7", 5);
 constexpr int word_reply = 7;
@@ -82,7 +83,7 @@ TEST_F(Ledger, GivesNoReplyToARequestWhereItCanBelongToAnother) {
     sent(read_1000, 110);
     EXPECT_EQ(heard(one_word, read_1000, 120), Whose::late);
     EXPECT_EQ(listens_until(130), 120 + 450);
-    EXPECT_EQ(heard(one_word, "", 150), Whose::late);
+    EXPECT_EQ(heard(another_word, "", 150), Whose::late);
     EXPECT_EQ(listens_until(150), 0);
     sent(read_1000, 160);
     EXPECT_EQ(heard(one_word, read_1000, 180), Whose::awaited);
@@ -93,7 +94,18 @@ TEST_F(Ledger, KnowsOfNoOrder) {
     sent(read_100, 0);
     sent(read_1000, 110);
     EXPECT_EQ(heard(one_word, read_1000, 120), Whose::late);
-    EXPECT_EQ(heard(one_word, read_1000, 130), Whose::late);
+    EXPECT_EQ(heard(another_word, read_1000, 130), Whose::late);
+}
+
+// What is sent twice at once answers one request, though two are left: the reply to the other may still come.
+TEST_F(Ledger, TakesACopyForNoOtherReply) {
+    sent(read_100, 0);
+    sent(read_100, 110);
+    EXPECT_EQ(heard(one_word, read_100, 120), Whose::awaited);
+    EXPECT_EQ(heard(one_word, "", 121), Whose::late);
+    EXPECT_EQ(listens_until(121), 121 + 450);
+    EXPECT_EQ(heard(one_word, "", 230), Whose::late);
+    EXPECT_EQ(listens_until(230), 0);
 }
 
 TEST_F(Ledger, DoesNotWaitForAStationThatIsSilent) {
