@@ -18,9 +18,13 @@ bool reader_is_gone() {
 }  // namespace
 
 void open_standard_descriptors() {
-    for (int descriptor = 0; descriptor <= 2; ++descriptor)
-        if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDWR) != descriptor)
+    for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) >= 0)
+            continue;
+        const int opened = open("/dev/null", O_RDWR);  // takes the lowest number that is free
+        if (opened != descriptor)
             _exit(1);
+    }
 }
 
 bool output_was_written(const std::string &name) {
