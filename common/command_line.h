@@ -78,6 +78,7 @@ public:
     Option add_option(const char *name, std::optional<Value> &value, const std::map<std::string, Value> &words,
                       const char *meaning) {
         std::vector<std::string> known;
+        known.reserve(words.size());
         for (const auto &[word, meant] : words)
             known.push_back(word);
         return add_word(

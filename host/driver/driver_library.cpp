@@ -50,6 +50,8 @@ std::vector<std::string> folders_of_loader() {
     auto *const found = reinterpret_cast<Dl_serinfo *>(space.data());
     if (dlinfo(program, RTLD_DI_SERINFOSIZE, found) == 0 && dlinfo(program, RTLD_DI_SERINFO, found) == 0)
         for (unsigned i = 0; i < found->dls_cnt; ++i)
+            // The C library has the paths in a union.
+            // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access)
             folders.push_back(found->dls_serpath[i].dls_name);
     dlclose(program);
     return folders;

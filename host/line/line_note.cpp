@@ -8,8 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
-#include <memory>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -42,13 +43,9 @@ std::string boot_id() {
 std::string real_name(const std::string &path) {
     if (is_tcp_path(path))
         return path;
-    struct FreeText {
-        void operator()(char *text) const {
-            std::free(text);
-        }
-    };
-    const std::unique_ptr<char, FreeText> real(realpath(path.c_str(), nullptr));
-    return real ? real.get() : path;
+    std::error_code error;
+    const std::filesystem::path real = std::filesystem::canonical(path, error);
+    return error ? path : real.string();
 }
 
 std::string file_for(const std::string &path) {

@@ -327,7 +327,7 @@ void LinkLoop::note_echo(bool heard) {
 bool LinkLoop::is_too_soon(std::size_t size) const {
     constexpr auto tolerance = std::chrono::milliseconds(1);  // and a tenth
     const auto shortest = line_->shortest_time(size);
-    const bool has_speed = speed_is_kept_ && shortest > shortest.zero();
+    const bool has_speed = speed_is_kept_ && shortest > std::chrono::nanoseconds::zero();
     return has_speed && line_->now() + tolerance < line_->request_end() + shortest - shortest / 10;
 }
 

@@ -53,14 +53,14 @@ public:
 
     /// What came while `awaited` was waited for is nobody's reply, or is damaged. It stands for the reply to the
     /// awaited request when it looks like one, and no other is without one.
-    void heard_damaged(int station, std::string_view bytes, std::string_view awaited, Time now);
+    void heard_damaged(int number, std::string_view bytes, std::string_view awaited, Time now);
 
     /// The driver has taken a reply to `awaited` that nothing is known of here.
     void answered(int station, std::string_view awaited);
 
-    /// Until when the line must be listened to before `station` is asked again: requests without a reply are left
+    /// Until when the line must be listened to before station `number` is asked again: requests without a reply are left
     /// there, and it does answer. Nothing when it may be asked at once. A station that is silent is not waited for.
-    std::optional<Time> listen_until(int station, Time now);
+    std::optional<Time> listen_until(int number, Time now);
 
     /// When the last reply can come; nothing when all have come.
     std::optional<Time> last_reply_until(Time now);

@@ -450,7 +450,7 @@ TEST_F(OnceCommandsOnATerminal, DoNotWaitForEverForAControllerThatAsksThemTo) {
     // 16 times it is asked again, and then as often as one that does not answer.
     for (int i = 0; i < 16 + 3; ++i) {
         ASSERT_EQ(terminal.take(8)[0], 1);
-        terminal.put(std::string("\x01\x6A\x8B\x2F\x87", 5));
+        terminal.put(std::string("\x01\x6A\x8B\x4E\xC7", 5));
     }
     EXPECT_EQ(terminal.take(8)[0], 2);
     terminal.put(std::string("\x02\x03\x02\x00\x6F\xBC\x68", 7));
