@@ -58,8 +58,9 @@ public:
     /// The driver has taken a reply to `awaited` that nothing is known of here.
     void answered(int station, std::string_view awaited);
 
-    /// Until when the line must be listened to before station `number` is asked again: requests without a reply are left
-    /// there, and it does answer. Nothing when it may be asked at once. A station that is silent is not waited for.
+    /// Until when the line must be listened to before station `number` is asked again: requests without a reply are
+    /// left there, and it does answer. Nothing when it may be asked at once. A station that is silent is not waited
+    /// for.
     std::optional<Time> listen_until(int number, Time now);
 
     /// When the last reply can come; nothing when all have come.

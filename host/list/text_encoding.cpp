@@ -48,6 +48,8 @@ public:
 
 private:
     bool is_open() const {
+        // How iconv says that it cannot.
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         return handle_ != reinterpret_cast<iconv_t>(-1);
     }
 
