@@ -193,7 +193,8 @@ std::vector<std::pair<std::size_t, ReadValue>> ReadValues::take() {
 ReadValue ReadValues::value_of(const Source &source) {
     ReadValue value;
     if (source.complete)
-        value.bytes = source.bytes;
+        // Bytes of its own: the next reply is written into the source's while another thread looks at these.
+        value.bytes = QByteArray(source.bytes.constData(), source.bytes.size());
     value.failure = source.not_sent;
     bool first = true;
     for (const Part &part : source.parts) {
