@@ -62,7 +62,15 @@ protected:
 
 }  // namespace
 
+// Qt 6 keeps the records of a list in one piece of malloc's memory, which `new` above does not see.
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+#    define SKIP_WHERE_LISTS_TAKE_NO_NEW() GTEST_SKIP() << "lists of Qt 6 take no memory of new"
+#else
+#    define SKIP_WHERE_LISTS_TAKE_NO_NEW() (void)0
+#endif
+
 TEST_F(NoMemory, ARebuildGivesAnEmptyListAndTheNextOneIsWhole) {
+    SKIP_WHERE_LISTS_TAKE_NO_NEW();
     QList<HOST_VAR> huge;
     huge.append(host_var(7, 1, "0", 1000000));
     QList<HOST_VAR> small;
@@ -78,6 +86,7 @@ TEST_F(NoMemory, ARebuildGivesAnEmptyListAndTheNextOneIsWhole) {
 }
 
 TEST_F(NoMemory, AQueueDropsWhatItCannotHold) {
+    SKIP_WHERE_LISTS_TAKE_NO_NEW();
     RW_VAR write = write_var(7, 10, 1, "34 12");
     RW_VAR once = make_var(7, 20, 1);
     once.addr_text = QLatin1String("20");
@@ -91,6 +100,7 @@ TEST_F(NoMemory, AQueueDropsWhatItCannotHold) {
 }
 
 TEST_F(NoMemory, ARequestThatCannotBeBuiltWholeIsBuiltLater) {
+    SKIP_WHERE_LISTS_TAKE_NO_NEW();
     RW_VAR split = make_var(8, 250, 10);  // two frames
     AddListReadVar(&split);
     for (long count = 0; count < 2; ++count) {
