@@ -21,7 +21,7 @@ function(kelpo_installed_target result component target documents examples)
     set(${result} ${place} PARENT_SCOPE)
 endfunction()
 
-# What stands for a link to `target` that is not installed with `component`.
+# What replaces a link to `target` that is not installed with `component`.
 function(kelpo_words_for result component target shown)
     get_filename_component(name ${target} NAME)
     set(where "of the sources")

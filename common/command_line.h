@@ -39,13 +39,13 @@ public:
     /// One of these words.
     Option &one_of(const std::vector<std::string> &words);
     Option &check(const Check &check);
-    /// The word that stands for the value in the help.
+    /// The word that the help shows for the value.
     Option &type_name(const char *word);
     /// What the help shows as the value when none is given.
     Option &default_str(const std::string &text);
     /// The help shows the variable's present value as that.
     Option &capture_default_str();
-    /// Under which heading of the help it stands.
+    /// The heading of the help under which it is listed.
     Option &group(const char *heading);
     /// Given more than once, the last counts.
     Option &take_last();
@@ -98,7 +98,7 @@ public:
     /// What the command does, once its options are read.
     void callback(const std::function<void()> &run);
 
-    /// Instead of that: everything behind the command's name, options and --help included, goes to `run` as it is.
+    /// Instead of that: everything after the command's name, options and --help included, goes to `run` as it is.
     void pass_on(const std::function<void(const std::vector<std::string> &)> &run);
 
 private:

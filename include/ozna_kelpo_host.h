@@ -1,7 +1,7 @@
 /* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
 /// What a host of the driver needs beside the driver: loading it, and small functions that each end a trap.
 ///
-/// Everything stands in this header. It compiles as C++98 and up, with Qt 4.8 to 6, needs only Qt core and the C
+/// Everything is in this header. It compiles as C++98 and up, with Qt 4.8 to 6, needs only Qt core and the C
 /// library, and adds nothing to the driver's exports. docs/host-guide.md tells of the traps; `man ozna_kelpo_host` is
 /// the short form of this file. Linux only: programs that are linked with a C library before glibc 2.34 need -ldl.
 #ifndef OZNA_KELPO_HOST_H

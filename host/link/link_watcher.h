@@ -47,7 +47,7 @@ class LinkWatcher {
 public:
     virtual ~LinkWatcher() = default;
 
-    /// The driver is asked for the next request right behind this call, so what is queued here can be that request.
+    /// The driver is asked for the next request right after this call, so what is queued here can be that request.
     virtual void about_to_ask() {}
 
     virtual void exchanged(const Exchange &) {}

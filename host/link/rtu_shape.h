@@ -20,7 +20,7 @@ unsigned byte_at(std::string_view frame, std::size_t at);
 /// At least four bytes, of which the last two are the CRC of the others.
 bool crc_is_right(std::string_view frame);
 
-/// The bytes with their CRC behind them.
+/// The bytes followed by their CRC.
 std::string with_crc(std::string bytes);
 
 bool is_read(unsigned function);   ///< 1 to 4
