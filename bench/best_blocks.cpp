@@ -34,7 +34,7 @@ std::vector<Stretch> touching_requests(const std::vector<int> &units, int longes
 // what is read beyond that only costs.
 std::vector<Stretch> best_requests(const std::vector<int> &units, const RequestCost &cost) {
     struct Choice {
-        double rest = 0;       // least time for this unit and all behind it
+        double rest = 0;       // least time for this unit and all after it
         std::size_t next = 0;  // first unit that the request from here leaves
     };
     std::vector<Choice> choices(units.size() + 1);

@@ -30,7 +30,7 @@ HOST_VAR variable_at(int reg_type, int address, int count, int station_no) {
     return variable;
 }
 
-// One behind the other, every fifth place left out.
+// One after the other, every fifth place left out.
 QList<HOST_VAR> dense(int count) {
     Dice dice;
     QList<HOST_VAR> variables;

@@ -1,6 +1,6 @@
 // How good the driver's block reads are: requests and line time of one pass over seeded lists of variables, beside one
 // request for each variable, merging only what touches, and the best requests that there are. The driver's policy is
-// given; this tells what it costs, and what a host can gain with another max_count.
+// given; this shows what it costs, and what a host can gain with another max_count.
 #include "bench/best_blocks.h"
 #include "bench/block_maps.h"
 #include "bench/driver_link.h"
@@ -18,7 +18,7 @@ namespace {
 using bench::RequestCost;
 using bench::Stretch;
 
-// Of one register class, with a max_count of 100.
+// The limits of one register class, with a max_count of 100.
 struct ClassFacts {
     int bits_per_unit;
     int longest;

@@ -4,13 +4,12 @@
 //   kelpo-bench-line host LINE DRIVER REGISTERS EXCHANGES
 //   kelpo-bench-line libmodbus LINE - REGISTERS EXCHANGES
 #include "bench/driver_link.h"
+#include "bench/process_figures.h"
 #include "host/driver/driver_library.h"
 #include "host/line/line.h"
 #include "host/link/link_loop.h"
 
 #include <modbus.h>
-
-#include <sys/resource.h>
 
 #include <chrono>
 #include <cstdio>
@@ -30,25 +29,17 @@ constexpr int request_distance = 200;
 // Not counted: the driver's cache grows, the controller wakes up.
 constexpr int exchanges_beforehand = 50;
 
-double processor_seconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval &time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 class Stopwatch {
 public:
     void start() {
         began_ = Clock::now();
-        processor_began_ = processor_seconds();
+        processor_began_ = bench::processor_seconds();
     }
 
     void print(int exchanges) const {
         const double seconds = std::chrono::duration<double>(Clock::now() - began_).count();
-        std::printf("%.0f %.3f\n", exchanges / seconds, (processor_seconds() - processor_began_) / exchanges * 1e6);
+        std::printf("%.0f %.3f\n", exchanges / seconds,
+                    (bench::processor_seconds() - processor_began_) / exchanges * 1e6);
     }
 
 private:
@@ -56,7 +47,7 @@ private:
     double processor_began_ = 0;
 };
 
-// Ends the link loop after so many exchanges.
+// Ends the link loop after a number of exchanges.
 class Counter : public kelpo::LinkWatcher {
 public:
     Counter(kelpo::StopSignal &stop, int exchanges) : stop_(stop), left_(exchanges + exchanges_beforehand) {}

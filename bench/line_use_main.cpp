@@ -4,9 +4,9 @@
 // a program; the part from the controller's reply to the next request is the host's.
 //   kelpo-bench-line-use DRIVER BAUD REGISTERS SECONDS
 #include "host/link/session.h"
-#include "plc/controller.h"
-#include "plc/pty_line.h"
-#include "plc/serve.h"
+#include "plc/line/pty_line.h"
+#include "plc/program/controller.h"
+#include "plc/program/serve.h"
 
 #include <algorithm>
 #include <chrono>
@@ -152,8 +152,9 @@ void run(const std::string &driver, unsigned baud, int count, int duration) {
                         controller_stop.descriptor());
     try {
         kelpo::StopSignal stop;
-        kelpo::Session session(link, stop, {&exchanges}, kelpo::OnLoss::end);
-        session.poll(variables(count));
+        kelpo::Driver loaded(link.driver);
+        kelpo::Session session(loaded, link, stop, {&exchanges}, kelpo::OnLoss::end);
+        loaded.poll(variables(count));
         session.start();
         std::this_thread::sleep_for(std::chrono::seconds(duration));
         session.finish();

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// The file descriptor that stands for the line; no file has it.
+/// The file descriptor that means the line; no file has it.
 constexpr int memory_line_fd = 1000;
 
 /// The answer to all requests from now on. An exchange copies it, as it copies the request.

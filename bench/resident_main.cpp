@@ -1,31 +1,19 @@
 // The resident size of a process that has the driver and nothing else, before and after 100,000 registers are cached.
 #include "bench/driver_link.h"
+#include "bench/process_figures.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <stdexcept>
-#include <string>
 
 namespace {
 
 constexpr int stations = 2;
 constexpr int registers_of_station = 50000;  // addresses from 65536 on share places with another class
 constexpr int registers_in_write = 100;
-
-long resident_kilobytes() {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    while (status >> word) {
-        long kilobytes = 0;
-        if (word == "VmRSS:" && status >> kilobytes)
-            return kilobytes;
-    }
-    throw std::runtime_error("/proc/self/status names no resident size");
-}
 
 void fill_cache() {
     const QByteArray data(2 * registers_in_write, '\x01');
@@ -42,9 +30,9 @@ int main() {
         ComInfo &com_info = bench::configure_driver();
         com_info.write_mode = 0;
         com_info.multi_station = 1;
-        const long before = resident_kilobytes();
+        const long before = bench::resident_kilobytes();
         fill_cache();
-        const long after = resident_kilobytes();
+        const long after = bench::resident_kilobytes();
         const auto cached = static_cast<long>(PLC_driver.word_cache.size());
         std::printf("resident with 0 registers cached %28ld KB\n", before);
         std::printf("resident with %ld registers cached %23ld KB, %.1f bytes each\n", cached, after,

@@ -1,5 +1,5 @@
-// Does one kind of work so many times and nothing else, for counting instructions: the difference between two runs is
-// the work alone.
+// Does one kind of work a number of times and nothing else, for counting instructions: the difference between two runs
+// is the work alone.
 //   kelpo-bench-work              names the kinds of work
 //   kelpo-bench-work NAME COUNT
 #include "bench/exchanges.h"

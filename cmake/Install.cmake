@@ -35,8 +35,26 @@ foreach(package ozna_kelpo_port ozna_kelpo_host)
     install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${kelpo_pkgconfig_dir} COMPONENT dev)
 endforeach()
 
-# Pages and guides. A page that describes several functions is found under the name of each.
-install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT dev FILES_MATCHING PATTERN *.3)
+# Manual pages, which get the version and its date here.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS CHANGELOG.md)
+file(STRINGS CHANGELOG.md kelpo_release_date REGEX "^## ${PROJECT_VERSION}, [0-9-]+$")
+string(REGEX REPLACE ".*, " "" kelpo_release_date "${kelpo_release_date}")
+if(NOT kelpo_release_date)
+    message(FATAL_ERROR "CHANGELOG.md has no section \"## ${PROJECT_VERSION}, DATE\"")
+endif()
+function(kelpo_install_pages component section)
+    foreach(page IN LISTS ARGN)
+        configure_file(docs/man/${page}.${section} ${PROJECT_BINARY_DIR}/man/${page}.${section} @ONLY)
+        install(FILES ${PROJECT_BINARY_DIR}/man/${page}.${section}
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+    endforeach()
+endfunction()
+
+file(GLOB kelpo_interface_pages CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/docs/man docs/man/*.3)
+list(TRANSFORM kelpo_interface_pages REPLACE "\\.3$" "")
+kelpo_install_pages(dev 3 ${kelpo_interface_pages})
+
+# A page that describes several functions is found under the name of each.
 file(STRINGS docs/man/names.txt kelpo_page_names REGEX "^[^#]")
 foreach(line IN LISTS kelpo_page_names)
     string(REPLACE " " ";" names ${line})
@@ -62,7 +80,7 @@ install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
 
 if(KELPO_TOOLS)
     install(TARGETS kelpo kelpo-plc RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-    install(FILES docs/man/kelpo.1 docs/man/kelpo-plc.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+    kelpo_install_pages(tools 1 kelpo kelpo-plc)
     install(FILES host/completion/kelpo DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
         COMPONENT tools)
     kelpo_install_documents(tools)

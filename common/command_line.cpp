@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
@@ -60,6 +61,18 @@ std::string about_unknown_word(const CLI::App &program) {
     return "nothing takes the argument " + unknown.front();
 }
 
+// The library's own words for a number that is out of its range differ from version to version.
+template <typename Number> void check_range(CLI::Option &option, Number least, Number most) {
+    const CLI::Range range(least, most);
+    const auto complaint = [range, least, most](const std::string &typed) {
+        std::ostringstream text;
+        if (!range(typed).empty())
+            text << "Value " << typed << " not in range " << least << " to " << most;
+        return text.str();
+    };
+    option.check(CLI::Validator(complaint, range.get_description()));
+}
+
 }  // namespace
 
 Option &Option::required() {
@@ -68,12 +81,12 @@ Option &Option::required() {
 }
 
 Option &Option::range(int least, int most) {
-    option_->check(CLI::Range(least, most));
+    check_range(*option_, least, most);
     return *this;
 }
 
 Option &Option::range(double least, double most) {
-    option_->check(CLI::Range(least, most));
+    check_range(*option_, least, most);
     return *this;
 }
 

@@ -11,37 +11,32 @@
 // Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT
 #include <ozna_kelpo_host.h>
 
-#include <cmath>
+#include <QtCore/QAtomicInt>
+#include <QtCore/QElapsedTimer>
+
 #include <csignal>
 #include <cstdio>
 
 #include <poll.h>
 #include <pthread.h>
 #include <termios.h>
-#include <time.h>
 
 using namespace ozna_kelpo;
 
 namespace {
 
-const double frame_gap = 0.002;         // seconds; the silence between two frames: 3.5 characters of 11 bits
-const double reply_timeout = 0.5;       // from the end of a request to the first byte of its reply
-const double character_timeout = 0.05;  // between two bytes of a reply
-const double settle_time = 0.1;         // for a reply that is only late, after one that was not taken
+// All times are in milliseconds.
+const int frame_gap = 2;           // the silence between two frames: 3.5 characters of 11 bits
+const int reply_timeout = 500;     // from the end of a request to the first byte of its reply
+const int character_timeout = 50;  // between two bytes of a reply
+const int settle_time = 100;       // for a reply that is only late, after one that was not taken
+const int longest_noise = 1000;    // before a request is sent all the same
 const int station = 1;
 
 #ifdef OZNA_KELPO_LINKED
 Driver plc = linked_driver();
-bool load_driver() {
-    return true;
-}
 #else
 LoadedDriver plc;
-bool load_driver() {
-    if (!plc.load())  // a second line of this process would have a driver of its own, with load_copy()
-        std::fprintf(stderr, "%s\n", plc.error().constData());
-    return plc.is_loaded();
-}
 #endif
 
 ComInfo info = ComInfo();  // the driver keeps a pointer to it: it lives as long as the driver is used
@@ -68,48 +63,25 @@ const Variable settings[] = {{"set_point", words_8, "60", 1}};
 const Variable recipe = {"recipe", words_7, "200", 4};  // is read once, when the settings are opened
 const int recipe_id = 1, set_point_id = 2, group = 1;
 
-// ---- What the two threads tell each other. The callbacks run with the driver's list lock held: they only take note.
+// ---- What the callbacks report. They run with the driver's list lock held, so they only take note.
 
-pthread_mutex_t notes_lock = PTHREAD_MUTEX_INITIALIZER;
-int status_of[3];  // by id: the last status of that request, 0 while it has none
+QAtomicInt status_of[3];  // by id; 0 while nothing is reported, and request_failed if any part of the request failed
 
 void on_write_result(int, int, int id, int status) {
-    pthread_mutex_lock(&notes_lock);
-    if (status_of[id] != request_failed)
-        status_of[id] = status;
-    pthread_mutex_unlock(&notes_lock);
+    if (!status_of[id].testAndSetOrdered(0, status) && status == request_failed)
+        status_of[id].fetchAndStoreOrdered(status);
 }
 
 void on_comm_error(QList<RW_VAR> *, int, int) {}  // what DataCom returns says more
 
-int set_status(int id, int status) {
-    pthread_mutex_lock(&notes_lock);
-    const int before = status_of[id];
-    status_of[id] = status;
-    pthread_mutex_unlock(&notes_lock);
-    return before;
-}
-
-double now() {
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
-void pause_for(double seconds) {
-    poll(0, 0, static_cast<int>(seconds * 1000));
-}
-
-// ---- The line. Each function returns false, or a negative number, when the line is gone.
+// ---- The line
 
 int open_line() {
     const int line = open(line_path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     termios mode;
     if (line < 0 || tcgetattr(line, &mode) != 0) {
-        const int why = errno;
-        if (line >= 0)
-            close(line);
-        errno = why;
+        std::perror(line_path);
+        close(line);
         return -1;
     }
     cfmakeraw(&mode);
@@ -119,67 +91,51 @@ int open_line() {
     return line;
 }
 
-// 1 when `what` can be done with the line before `deadline`, 0 when not.
-int wait_for(int line, short what, double deadline) {
-    pollfd file = {line, what, 0};
-    const double left = deadline - now();
-    return poll(&file, 1, left > 0 ? static_cast<int>(std::ceil(left * 1000)) : 0) > 0 ? 1 : 0;
-}
-
-// Number of bytes that came, 0 when there are none.
-int receive(int line, char *buffer, int size) {
+// Number of bytes that came, at most `size`; 0 after `time` without one, below 0 when the line is gone.
+int receive(int line, char *buffer, int size, int time) {
+    pollfd file = {line, POLLIN, 0};
+    if (poll(&file, 1, time) <= 0)
+        return 0;
     const ssize_t got = read(line, buffer, static_cast<size_t>(size));
-    if (got > 0)
-        return static_cast<int>(got);
-    return got < 0 && (errno == EAGAIN || errno == EINTR) ? 0 : -1;
+    return got > 0 ? static_cast<int>(got) : -1;
 }
 
-// Waits until the line has been silent for `seconds`, a second longer at most, and throws away what comes.
-bool await_silence(int line, double seconds) {
+// Waits until the line has been silent for `time` and throws away what comes. False when the line is gone.
+bool await_silence(int line, int time) {
     char waste[256];
-    const double latest = now() + seconds + 1;
-    while (now() < latest && wait_for(line, POLLIN, now() + seconds) > 0)
-        if (receive(line, waste, sizeof waste) < 0)
-            return false;
-    return true;
+    QElapsedTimer timer;
+    timer.start();
+    int got = 1;
+    while (got > 0 && !timer.hasExpired(time + longest_noise))
+        got = receive(line, waste, sizeof waste, time);
+    return got >= 0;
 }
 
-bool send_all(int line, const char *bytes, int size) {
-    const double deadline = now() + 1;
-    while (size > 0) {
-        const ssize_t put = write(line, bytes, static_cast<size_t>(size));
-        if (put > 0) {
-            bytes += put;
-            size -= static_cast<int>(put);
-        } else if ((put < 0 && errno != EAGAIN && errno != EINTR) || wait_for(line, POLLOUT, deadline) == 0) {
-            return false;
-        }
-    }
-    return tcdrain(line) == 0;  // the time-out of the reply runs from the request's last byte
+// The time-out of the reply runs from the request's last byte, so this waits for it. False when the line is gone.
+bool send_frame(int line, const Protocol *request) {
+    const ssize_t put = write(line, request->frame.constData(), static_cast<size_t>(request->send_len));
+    return put == request->send_len && tcdrain(line) == 0;  // a request fits into the empty buffer of a tty
 }
 
-// `length` bytes, or fewer when a time-out comes first; with any_length all that comes until the line is silent.
-bool collect(int line, int length, QByteArray &reply) {
+// The bytes that came before a time-out, not more than are expected. False when the line is gone.
+bool collect(int line, const Protocol *request, QByteArray *reply) {
     char buffer[512];
-    const int wanted = length == any_length ? static_cast<int>(sizeof buffer) : length;
-    int got = 0;
-    while (got < wanted && wait_for(line, POLLIN, now() + (got == 0 ? reply_timeout : character_timeout)) > 0) {
-        const int more = receive(line, buffer + got, wanted - got);
-        if (more < 0)
-            return false;
-        got += more;
+    const int wanted = request->reply_len == any_length ? static_cast<int>(sizeof buffer) : request->reply_len;
+    int got = 0, more = 1;
+    while (more > 0 && got < wanted) {
+        more = receive(line, buffer + got, wanted - got, got == 0 ? reply_timeout : character_timeout);
+        got += more > 0 ? more : 0;
     }
-    reply = QByteArray(buffer, got);
-    return true;
+    *reply = QByteArray(buffer, got);
+    return more >= 0;
 }
 
-// One request and its reply. False when the line is gone: DataCom is not called then, so that the request stays in
-// flight and is sent again on the next line.
+// One request and its reply. False when the line is gone: DataCom is not called then, so the request stays in flight
+// and is sent again on the next line.
 bool exchange(int line, const Protocol *request) {
     const RW_VAR asked = request->var;  // DataCom may take the request out of flight
     QByteArray reply;
-    if (!await_silence(line, frame_gap) || !send_all(line, request->frame.constData(), request->send_len) ||
-        !collect(line, request->reply_len, reply))
+    if (!await_silence(line, frame_gap) || !send_frame(line, request) || !collect(line, request, &reply))
         return false;
     const Outcome outcome = classify(plc.DataCom(&reply, static_cast<int>(reply.size()))->ret_value);
     if (outcome == good)
@@ -199,29 +155,28 @@ void let_go_of_half_a_bit() {
 }
 
 void *carry(void *) {
-    for (int line = -1; stopping == 0;) {
+    while (stopping == 0) {
+        const int line = open_line();
         if (line < 0) {
-            line = open_line();
-            if (line >= 0) {
-                await_silence(line, settle_time);  // the controller may still answer what was asked last
-                continue;
-            }
-            std::fprintf(stderr, "%s: %s\n", line_path, std::strerror(errno));
-            pause_for(0.25);
-        } else {
+            poll(0, 0, 250);
+            continue;
+        }
+        await_silence(line, settle_time);  // the controller may still answer what was asked last
+        bool is_there = true;
+        while (is_there && stopping == 0) {
             const Protocol *request = plc.ComCommunication();
-            if (request != 0 ? exchange(line, request) : await_silence(line, 0.005))
-                continue;
+            is_there = request != 0 ? exchange(line, request) : await_silence(line, 5);
+        }
+        close(line);
+        if (!is_there) {
             std::fprintf(stderr, "%s: the line is lost\n", line_path);
             let_go_of_half_a_bit();
-            close(line);
-            line = -1;
         }
     }
     return 0;
 }
 
-// ---- The screens.
+// ---- The screens
 
 void show(const Variable &variable) {
     QByteArray value;
@@ -239,15 +194,8 @@ void show(const Variable &variable) {
     std::fflush(stdout);
 }
 
-bool all_were_read(const Variable *variables, int number) {
-    for (int i = 0; i < number; ++i)
-        if (!plc.was_read(variables[i].where()))
-            return false;
-    return true;
-}
-
 // Polls these variables from now on and shows them once all of them have been read.
-bool open_screen(const Variable *variables, int number, double seconds) {
+bool open_screen(const Variable *variables, int number, int time) {
     QList<HOST_VAR> polled;
     for (int i = 0; i < number; ++i)
         polled.append(plc.polled_form(variables[i].where()));
@@ -255,50 +203,55 @@ bool open_screen(const Variable *variables, int number, double seconds) {
     const QList<int> torn = plc.torn_values(polled);
     for (int i = 0; i < torn.size(); ++i)
         std::fprintf(stderr, "%s: lies across the end of a block\n", variables[torn.at(i)].name);
-    for (const double deadline = now() + seconds; !all_were_read(variables, number); pause_for(0.005))
-        if (now() > deadline) {
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < number; ++i) {
+        while (!plc.was_read(variables[i].where()) && !timer.hasExpired(time))
+            poll(0, 0, 5);
+        if (!plc.was_read(variables[i].where())) {
             std::fprintf(stderr, "the values do not come\n");
             return false;
         }
+    }
     for (int i = 0; i < number; ++i)
         show(variables[i]);
     return true;
 }
 
 // Waits for the end of what was queued: a report after which no part of it waits.
-bool ended_well(int id, Answer answer, const char *name, double seconds) {
-    if (answer != queued) {
-        std::fprintf(stderr, "%s: %s\n", name, words_of(answer));
-        return false;
-    }
-    for (const double deadline = now() + seconds; now() < deadline && plc.is_waiting(group, id);)
-        pause_for(0.005);
-    if (set_status(id, 0) == request_done)
+bool ended_well(const char *name, int id, Answer answer, int time) {
+    QElapsedTimer timer;
+    timer.start();
+    while (answer == queued && plc.is_waiting(group, id) && !timer.hasExpired(time))
+        poll(0, 0, 5);
+    const int status = status_of[id].fetchAndStoreOrdered(0);
+    if (answer == queued && status == request_done && !plc.is_waiting(group, id))
         return true;
-    std::fprintf(stderr, "%s: was not carried out\n", name);
+    std::fprintf(stderr, "%s: %s\n", name, answer == queued ? "was not carried out" : words_of(answer));
     return false;
 }
 
-bool run_screens(double seconds) {
-    const double end = now() + seconds;
-    bool well = open_screen(tank, sizeof tank / sizeof *tank, seconds);
-
-    well = open_screen(settings, 1, seconds) && well;
-    well = ended_well(recipe_id, plc.read_once(recipe.where(), group, recipe_id), recipe.name, seconds) && well;
+bool run_screens(int time) {
+    QElapsedTimer timer;
+    timer.start();
+    bool well = open_screen(tank, sizeof tank / sizeof *tank, time);
+    well = open_screen(settings, 1, time) && well;
+    well = ended_well("recipe", recipe_id, plc.read_once(recipe.where(), group, recipe_id), time) && well;
     show(recipe);
 
+    const HOST_VAR set_point = settings[0].where();
     const QByteArray value("\xD2\x04", 2);  // 1234, low byte first
-    well = ended_well(set_point_id, plc.write(settings[0].where(), value, group, set_point_id), "set_point", seconds) &&
-           well;
+    well = ended_well("set_point", set_point_id, plc.write(set_point, value, group, set_point_id), time) && well;
     show(settings[0]);
 
-    plc.EnableEthernet(station, station_off);  // writes would be dropped without a report: the answer tells
-    well = plc.write(settings[0].where(), value, group, set_point_id) == station_is_off && well;
+    plc.EnableEthernet(station, station_off);  // the driver would drop a write without a report; the answer says so
+    well = plc.write(set_point, value, group, set_point_id) == station_is_off && well;
     plc.EnableEthernet(station, station_on);
 
-    do
-        well = open_screen(tank, sizeof tank / sizeof *tank, seconds) && well;
-    while (pause_for(0.25), stopping == 0 && now() < end);
+    do {
+        well = open_screen(tank, sizeof tank / sizeof *tank, time) && well;
+        poll(0, 0, 250);
+    } while (stopping == 0 && !timer.hasExpired(time));
     return well;
 }
 
@@ -310,15 +263,19 @@ void stop(int) {
 
 int main(int argc, char **argv) {
     const double seconds = argc > 2 ? std::atof(argv[2]) : 2;
-    if (argc < 2 || argc > 3 || !(seconds > 0)) {
+    if (argc < 2 || argc > 3 || !(seconds > 0 && seconds < 1e6)) {
         std::fprintf(stderr, "usage: panel LINE [SECONDS]\n");
         return 2;
     }
     line_path = argv[1];
     std::signal(SIGINT, stop);
     std::signal(SIGTERM, stop);
-    if (!load_driver())
+#ifndef OZNA_KELPO_LINKED
+    if (!plc.load()) {  // a second line of this process would have a driver of its own, with load_copy()
+        std::fprintf(stderr, "%s\n", plc.error().constData());
         return 1;
+    }
+#endif
 
     info.max_count = most_units_per_request;
     info.multi_station = 1;
@@ -330,7 +287,7 @@ int main(int argc, char **argv) {
     pthread_t carrier;
     if (pthread_create(&carrier, 0, carry, 0) != 0)
         return 1;
-    const bool well = run_screens(seconds);
+    const bool well = run_screens(static_cast<int>(seconds * 1000));
     stopping = 1;
     pthread_join(carrier, 0);
     return well ? 0 : 1;

@@ -11,7 +11,6 @@ enum class ExitCode {
     wrong_usage = 2,  ///< of the command line, or a mistake in a list file
     no_driver = 3,    ///< the driver cannot be loaded
     no_line = 4,      ///< the line cannot be opened or failed
-    no_memory = 5,    ///< the controller's memory file cannot be read
     system = 6,       ///< the system refused something else
     bad_address = 7,  ///< the register type has no such address
     no_reply = 8,     ///< a controller did not answer

@@ -87,8 +87,13 @@ struct ComInfo {
     int remote_mode;      ///< word 14: not 0: requests are remote-station frames instead of Modbus RTU
     int local_area_no;    ///< word 15: this link's own area number
     int write_mode;       ///< word 16: 2: SetRegisterData sends writes to the PLC; else it fills the cache only
-    int finish_flag;      ///< word 17: 1 once a pass over the read list is done or nothing is to be sent
-    int channel_id;       ///< word 18: first argument of the write-result callback
+    /// word 17: becomes 1 when there is nothing to send, and with the good reply that exceeds the number of blocks of
+    /// the read list. Writes and once-reads of this area count too, replies of another area do not; a give-up sets it
+    /// to 0 and starts the count anew. So it may rise with blocks unread, or never: it is no proof that everything was
+    /// read. Stays 1 until a rebuild, a give-up, or the host sets it to 0; the driver changes it with `list_mutex`
+    /// held.
+    int finish_flag;
+    int channel_id;  ///< word 18: first argument of the write-result callback
 };
 
 /// Host callback: a write or a once-read has ended.

@@ -85,7 +85,7 @@ enum { polled_group = 0, polled_id = -1 };
 /// RW_VAR::store_mode.
 enum StoreMode {
     stored = 0,         ///< the reply fills the cache
-    completes_bit = -1  ///< the read half of a write of types 15 to 17: the reply completes the frame behind it
+    completes_bit = -1  ///< the read half of a write of types 15 to 17: the reply completes the next frame
 };
 
 /// RW_VAR::host_ref2.
@@ -119,7 +119,7 @@ enum ReturnCode {
     code_not_now = 1000     ///< the five bytes with which a controller asks for patience; the frame stays in flight
 };
 
-/// Groups that the code of a request tells apart: 0 to 11.
+/// Number of groups that have return codes of their own: 0 to 11.
 enum { groups_told_apart = 12 };
 
 /// What a driver return code says.

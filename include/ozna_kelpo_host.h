@@ -2,8 +2,8 @@
 /// What a host of the driver needs beside the driver: loading it, and small functions that each end a trap.
 ///
 /// Everything is in this header. It compiles as C++98 and up, with Qt 4.8 to 6, needs only Qt core and the C
-/// library, and adds nothing to the driver's exports. docs/host-guide.md tells of the traps; `man ozna_kelpo_host` is
-/// the short form of this file. Linux only: programs that are linked with a C library before glibc 2.34 need -ldl.
+/// library, and adds nothing to the driver's exports. docs/host-guide.md names the traps; `man ozna_kelpo_host`
+/// is the short form of this file. Linux only: programs that are linked with a C library before glibc 2.34 need -ldl.
 #ifndef OZNA_KELPO_HOST_H
 #define OZNA_KELPO_HOST_H
 
@@ -179,9 +179,9 @@ struct Driver {
         return one_by_one ? units : rounded_up(units, 8 * most_units());
     }
 
-    /// Queues a write of the whole of `where`, when there is room for all of it, and says so otherwise. The end is told
-    /// by the write-result callback with `group` and `id`, for a write in several requests perhaps more than once; see
-    /// is_waiting(). Only while ComInfo::write_mode is 2. For one thread at a time.
+    /// Queues a write of the whole of `where`, when there is room for all of it, and says so otherwise. The end is
+    /// reported by the write-result callback with `group` and `id`, for a write in several requests perhaps more than
+    /// once; see is_waiting(). Only while ComInfo::write_mode is 2. For one thread at a time.
     Answer write(const HOST_VAR &where, const QByteArray &data, int group, int id) const {
         if (where.reg_type == bits_0)
             return not_writable;
@@ -231,7 +231,7 @@ struct Driver {
 
     /// True when the cache holds a value for every unit of `where`: it was read, or written by this host, since the
     /// driver was loaded. GetRegisterData gives 0 for what it does not hold. A polled bit in a register counts by its
-    /// register. This, and not ComInfo::finish_flag, tells when a new screen can be shown. Takes `cache_mutex`.
+    /// register. This, and not ComInfo::finish_flag, says when a new screen can be shown. Takes `cache_mutex`.
     bool was_read(const HOST_VAR &where) const {
         const int address = PLCAddressChangeIntef(where.reg_type, where.addr_text);
         if (address < 0 || where.reg_count <= 0)
@@ -572,7 +572,7 @@ private:
     }
 
     // The loader may take a copy for the library that is asked for by name alone. A copy has no path, but its link
-    // tells the name of the file that it was made of.
+    // holds the name of the file that it was made of.
     static QByteArray without_links(const QByteArray &path) {
         char *const resolved = realpath(path.constData(), 0);
         if (resolved != 0) {
@@ -612,7 +612,7 @@ private:
         return true;
     }
 
-    // Where the dynamic loader finds `file`. Empty when it is in none of the folders that the loader tells of.
+    // Where the dynamic loader finds `file`. Empty when it is in none of the loader's folders.
     static QByteArray path_of(const QByteArray &file) {
         if (file.contains('/'))
             return file;

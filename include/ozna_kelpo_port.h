@@ -42,7 +42,7 @@ void RegistCallBackFuncIntf(write_result_fn write_result, comm_error_fn comm_err
 /// Stores the host's memories in LB, LW and RWI, in that order. The host keeps ownership.
 void FlashLocalRegister(void *local_bits, void *local_words, void *third_area);
 
-/// Always 1. The progress of a pass stands in ComInfo::finish_flag, which this deliberately does not read.
+/// Always 1. The driver's own flag is ComInfo::finish_flag, which this deliberately does not read.
 int QueryFinishFlag();
 
 /// @}
@@ -92,7 +92,7 @@ int AddListWriteVar(RW_VAR *var);
 /// Queues `var` to be read once and returns the size of the once-read queue. With `mode` 1 a copy of the record is
 /// queued as it is. With any other `mode` its `addr_text` is parsed and the variable cut into pieces of at most
 /// max_count units, each queued unless an equal one, or 1024 requests, wait already; `var` is then left with its class,
-/// the parsed station, and the count of the last piece and the address behind it. Returns 0, with `var` unchanged, when
+/// the parsed station, and the count of the last piece and the address after it. Returns 0, with `var` unchanged, when
 /// the address does not parse. The end of each piece is reported to the write-result callback. Takes `list_mutex`.
 int AddListOnceReadVar(RW_VAR *var, int mode);
 

@@ -1,9 +1,9 @@
 /* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
 /// The version of these headers, and the one place where the project's version is set: the build reads it here.
 ///
-/// The library that is loaded tells its own version by the name of its file, libozna_kelpo_port_2.so.1.0.0. Its first
-/// number rises with what a host that is already built cannot bear, its second with new exports and new headers, its
-/// third with everything else.
+/// The version of a library that is loaded is in the name of its file, libozna_kelpo_port_2.so.1.0.0. The first number
+/// rises with a change that breaks hosts that are already built, the second with new exports and new headers, the third
+/// with everything else.
 #ifndef OZNA_KELPO_VERSION_H
 #define OZNA_KELPO_VERSION_H
 

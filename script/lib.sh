@@ -5,13 +5,20 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake make ninja-build pkg-config qtbase5-dev libasio-dev libmodbus-dev libcli11-dev
-    libtomlplusplus-dev nlohmann-json3-dev libncurses-dev)
+    libtomlplusplus-dev nlohmann-json3-dev libfmt-dev libncurses-dev)
 test_packages=(libgtest-dev libgmock-dev abigail-tools tmux mbpoll python3-pymodbus python3-serial-asyncio
     valgrind)
 armhf_packages=(g++-arm-linux-gnueabihf qemu-user-static)
 qt6_packages=(qt6-base-dev libgl-dev)
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck)
+bench_packages=(libbenchmark-dev libboost-dev libqt5serialbus5-dev valgrind)
 sanitizer_packages=(clang libclang-rt-dev llvm)
+
+# What was compiled before is not compiled again, where there is a compiler cache. It may trust a compiled header.
+if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+    export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros}
+fi
 
 say() {
     printf '\n== %s\n' "$*"
@@ -69,6 +76,12 @@ configure() {
     (cd "$root" && cmake --preset "$preset" "$@" >"$root/build-$preset.log" 2>&1) ||
         { cat "$root/build-$preset.log" >&2; die "the configuration failed"; }
     rm -f "$root/build-$preset.log"
+}
+
+# Whether all of our own C++ is formatted as .clang-format says.
+check_format() {
+    say "clang-format"
+    (cd "$root" && git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run -Werror)
 }
 
 # Configures and builds the preset $1; further arguments go to the configuration.

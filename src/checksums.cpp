@@ -10,7 +10,7 @@ namespace {
 // the square of that factor makes x^30 the same as x^2 + 1, and so x^32 the same as x^4 + x^2. No table has to be
 // fetched into a small cache, and the words depend on each other by a few shifts instead of by a load for each byte.
 //
-// A polynomial stands in a word as the line carries it: the top bit is x^0, the lowest x^31, and a shift to the right
+// A polynomial is held in a word as the line carries it: the top bit is x^0, the lowest x^31, and a shift to the right
 // multiplies by x.
 
 // What comes out as 0xFFFF when no byte follows: 0xFFFF divided by x^16.

@@ -1,5 +1,5 @@
 /// \file
-/// Where the fields of Modbus RTU frames stand, and how long frames are, each once.
+/// Where the fields of Modbus RTU frames are, and how long frames are, each once.
 #ifndef FRAME_LAYOUT_H
 #define FRAME_LAYOUT_H
 
@@ -27,7 +27,7 @@ const int single_write_length = single_write_crc_at + crc_length;
 
 /// \name Replies
 /// @{
-const int reply_data_at = 3;                                 ///< behind station, function and byte count
+const int reply_data_at = 3;                                 ///< after station, function and byte count
 const int read_reply_overhead = reply_data_at + crc_length;  ///< all but the data
 const int write_reply_length = 8;                            ///< station, function, address, quantity or value, CRC
 const int shortest_reply = 5;

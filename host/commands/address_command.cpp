@@ -1,11 +1,11 @@
 #include "host/commands/commands.h"
 
-#include "host/driver/driver_library.h"
+#include "host/driver/address_text.h"
+#include "host/driver/driver.h"
 #include "host/exit_code.h"
 #include "host/link/link_settings.h"
-#include "host/list/address_words.h"
-#include "host/list/words.h"
 #include "host/plan/address_report.h"
+#include "host/text/words.h"
 
 #include <iostream>
 #include <memory>
@@ -21,13 +21,12 @@ struct Chosen {
 };
 
 ExitCode run(const Chosen &chosen) {
-    const DriverLibrary library(chosen.driver);
-    const QString text = QString::fromLatin1(chosen.text.data(), static_cast<int>(chosen.text.size()));
-    if (library.entry().PLCAddressChangeIntef(chosen.type, text) < 0) {
+    const Driver driver(chosen.driver);
+    if (!driver.number_of(chosen.type, chosen.text)) {
         std::cerr << "kelpo: " << in_quotes(chosen.text) << " " << why_no_address(chosen.type, chosen.text) << "\n";
         return ExitCode::bad_address;
     }
-    print_address(report_address(chosen.type, chosen.text, library), std::cout);
+    print_address(report_address(chosen.type, chosen.text, driver), std::cout);
     return ExitCode::all_well;
 }
 

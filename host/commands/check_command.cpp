@@ -1,11 +1,11 @@
 #include "host/commands/commands.h"
 
-#include "host/driver/driver_library.h"
+#include "host/driver/driver.h"
 #include "host/exit_code.h"
 #include "host/list/list_file.h"
 #include "host/list/remark_text.h"
-#include "host/plan/plan_words.h"
 #include "host/plan/surprises.h"
+#include "host/text/quantities.h"
 
 #include <iostream>
 #include <memory>
@@ -20,8 +20,8 @@ struct Chosen {
 };
 
 ExitCode run(const Chosen &chosen) {
-    const DriverLibrary library(chosen.link.driver);
-    const ListReading reading = load_list(chosen.list, chosen.link, library.entry());
+    const Driver library(chosen.link.driver);
+    const ListReading reading = load_list(chosen.list, chosen.link, library);
     if (!reading.usable()) {
         print_remarks(reading.remarks, "", std::cerr);
         return ExitCode::wrong_usage;

@@ -11,7 +11,6 @@ namespace kelpo {
 
 void add_address_command(common::Command app, int &exit_code);
 void add_check_command(common::Command app, int &exit_code);
-void add_demo_command(common::Command app, int &exit_code);
 void add_plan_command(common::Command app, int &exit_code);
 void add_plc_command(common::Command app, int &exit_code);
 void add_poll_command(common::Command app, int &exit_code);

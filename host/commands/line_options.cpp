@@ -1,5 +1,7 @@
 #include "host/commands/line_options.h"
 
+#include "host/line/line_text.h"
+
 #include <chrono>
 #include <map>
 #include <optional>
@@ -27,13 +29,11 @@ namespace {
 constexpr int fastest = 100000000;   // bits per second
 constexpr int longest_wait = 60000;  // ms
 
-const std::map<std::string, Parity> parities = {{"none", Parity::none}, {"even", Parity::even}, {"odd", Parity::odd}};
-
-std::string name_of(Parity parity) {
-    for (const auto &[name, named] : parities)
-        if (named == parity)
-            return name;
-    return "none";
+std::map<std::string, Parity> parities() {
+    std::map<std::string, Parity> named;
+    for (const Parity parity : {Parity::none, Parity::even, Parity::odd})
+        named[name_of(parity)] = parity;
+    return named;
 }
 
 std::string milliseconds_in(std::chrono::milliseconds time) {
@@ -55,7 +55,7 @@ void take_over(std::chrono::milliseconds &setting, const std::optional<int> &giv
 LineOptions::LineOptions(common::Command command, const LinkSettings &defaults) : given_(std::make_shared<Given>()) {
     Given &given = *given_;
     const auto add = [&command](const char *name, auto &value, const char *meaning) {
-        // A script's own choice may stand before its user's.
+        // A script's own choice may come before its user's.
         return command.add_option(name, value, meaning).group("Line").take_last();
     };
     add("--line", given.line, "A serial port or pseudo-terminal, or tcp:HOST:PORT for a device server")
@@ -64,7 +64,7 @@ LineOptions::LineOptions(common::Command command, const LinkSettings &defaults) 
         .range(1, fastest)
         .type_name("BAUD")
         .default_str(std::to_string(defaults.line.speed));
-    command.add_option("--parity", given.parity, parities, "none, even or odd")
+    command.add_option("--parity", given.parity, parities(), "none, even or odd")
         .group("Line")
         .take_last()
         .default_str(name_of(defaults.line.parity));

@@ -14,11 +14,10 @@ ListOrLine::ListOrLine(common::Command command, const LinkSettings &defaults)
         .group("Line");
 }
 
-std::optional<LinkSettings> ListOrLine::settings(std::ostream &error) const {
+std::optional<LinkSettings> ListOrLine::settings(DriverOnDemand &driver, std::ostream &error) const {
     LinkSettings settings = defaults_;
     if (!list_->empty()) {
-        const DriverLibrary driver(line_.over(defaults_).driver);
-        const ListReading reading = load_list(*list_, defaults_, driver.entry());
+        const ListReading reading = load_list(*list_, defaults_, driver.get());
         if (!reading.usable()) {
             print_remarks(reading.remarks, "kelpo: ", error);
             return std::nullopt;
@@ -29,6 +28,10 @@ std::optional<LinkSettings> ListOrLine::settings(std::ostream &error) const {
     if (settings.line.path.empty())
         throw common::UsageError("--line, or --list with a line in it, is required");
     return settings;
+}
+
+std::string ListOrLine::driver_file() const {
+    return line_.over(defaults_).driver;
 }
 
 }  // namespace kelpo

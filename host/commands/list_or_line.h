@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/commands/line_options.h"
+#include "host/driver/driver_on_demand.h"
 
 #include <iosfwd>
 #include <optional>
@@ -17,7 +18,10 @@ public:
 
     /// How the line is to be opened. After parsing. Nothing when the list file has mistakes, which are told on `error`.
     /// Throws common::UsageError when neither options nor list name a line, and DriverLibraryError.
-    std::optional<LinkSettings> settings(std::ostream &error) const;
+    std::optional<LinkSettings> settings(DriverOnDemand &driver, std::ostream &error) const;
+
+    /// The file name of the driver. After parsing.
+    std::string driver_file() const;
 
 private:
     LinkSettings defaults_;

@@ -1,11 +1,8 @@
 #include "common/standard_streams.h"
 #include "host/commands/commands.h"
-#include "host/driver/driver_library.h"
+#include "host/commands/run_program.h"
 #include "host/exit_code.h"
-#include "host/line/line.h"
 
-#include <cstdio>
-#include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -14,26 +11,29 @@ namespace {
 
 using kelpo::ExitCode;
 
-const char *const exit_codes = "Exit codes:\n"
-                               "   0  all well\n"
-                               "   1  a check, a comparison or a value was not right, or it ended too early to tell\n"
-                               "   2  wrong usage, or a mistake in a list file\n"
-                               "   3  the driver cannot be loaded\n"
-                               "   4  the line cannot be opened, or failed\n"
-                               "   5  the controller's memory file cannot be read\n"
-                               "   6  the system refused something else\n"
-                               "   7  no such address\n"
-                               "   8  no reply\n"
-                               "   9  refused by the controller\n"
-                               "  10  a bad reply\n"
-                               "Where several apply, the highest counts.";
+const char *const help_footer =
+    "Exit codes:\n"
+    "   0  all well\n"
+    "   1  a check, a comparison or a value was not right, or it ended too early to tell\n"
+    "   2  wrong usage, or a mistake in a list file\n"
+    "   3  the driver cannot be loaded\n"
+    "   4  the line cannot be opened, or failed\n"
+    "   6  the system refused something else\n"
+    "   7  no such address\n"
+    "   8  no reply\n"
+    "   9  refused by the controller\n"
+    "  10  a bad reply\n"
+    "Where several apply, the highest counts.\n\n"
+    "Register types 0 to 17 are the driver's own: each says how an address is written, whether it\n"
+    "names coils or holding registers, and where these lie in the controller. A register class is\n"
+    "the type whose registers it shares. docs/address-map.md lists both.";
 
 int run(int argc, char **argv) {
     common::CommandLine line("Talks to PLCs through the driver that panels use, loaded by file name as a panel does.",
                              "kelpo", KELPO_VERSION);
     common::Command app = line.command();
     app.require_subcommand();
-    app.footer(exit_codes);
+    app.footer(help_footer);
     int exit_code = static_cast<int>(ExitCode::all_well);
     kelpo::add_check_command(app, exit_code);
     kelpo::add_plan_command(app, exit_code);
@@ -44,29 +44,14 @@ int run(int argc, char **argv) {
     kelpo::add_trace_command(app, exit_code);
     kelpo::add_address_command(app, exit_code);
     kelpo::add_plc_command(app, exit_code);
-    kelpo::add_demo_command(app, exit_code);
 
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     const int ended_with = line.parse(arguments, std::cout, std::cerr).value_or(exit_code);
     return common::output_was_written("kelpo") ? ended_with : static_cast<int>(ExitCode::system);
 }
 
-int complain(const std::exception &cause, ExitCode code) {
-    std::fprintf(stderr, "kelpo: %s\n", cause.what());
-    return static_cast<int>(code);
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
-    common::open_standard_descriptors();
-    try {
-        return run(argc, argv);
-    } catch (const kelpo::DriverLibraryError &cause) {
-        return complain(cause, ExitCode::no_driver);
-    } catch (const kelpo::LineError &cause) {
-        return complain(cause, ExitCode::no_line);
-    } catch (const std::exception &cause) {
-        return complain(cause, ExitCode::system);
-    }
+    return kelpo::run_program("kelpo", [=] { return run(argc, argv); });
 }

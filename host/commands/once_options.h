@@ -19,7 +19,8 @@ public:
     }
 
     /// Runs `what` with the options, until it ends or the user presses Ctrl-C.
-    ExitCode run(ExitCode (*what)(const OnceOptions &, StopSignal &, std::ostream &, std::ostream &)) const;
+    ExitCode run(ExitCode (*what)(DriverOnDemand &, const OnceOptions &, StopSignal &, std::ostream &,
+                                  std::ostream &)) const;
 
 private:
     std::shared_ptr<OnceOptions> chosen_;

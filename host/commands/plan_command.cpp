@@ -1,7 +1,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
 
-#include "host/driver/driver_library.h"
+#include "host/driver/driver.h"
 #include "host/exit_code.h"
 #include "host/list/list_file.h"
 #include "host/list/remark_text.h"
@@ -30,8 +30,8 @@ struct Chosen {
 
 ExitCode run(const Chosen &chosen) {
     const LinkSettings defaults = chosen.line.over(LinkSettings());
-    const DriverLibrary library(defaults.driver);
-    ListReading reading = load_list(chosen.list, defaults, library.entry());
+    const Driver library(defaults.driver);
+    ListReading reading = load_list(chosen.list, defaults, library);
     print_remarks(reading.remarks, "", std::cerr);
     if (!reading.usable())
         return ExitCode::wrong_usage;

@@ -1,5 +1,5 @@
 #include "host/commands/commands.h"
-#include "plc/program.h"
+#include "plc/program/program.h"
 
 #include <algorithm>
 #include <string>

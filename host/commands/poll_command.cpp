@@ -34,15 +34,13 @@ struct Chosen {
 ExitCode run(const Chosen &chosen) {
     refuse_to_overwrite(chosen.list, chosen.trace_file);
     const LinkSettings defaults = chosen.line.over(LinkSettings());
+    Driver driver(defaults.driver);
+    const ListReading reading = load_list(chosen.list, defaults, driver);
+    print_remarks(reading.remarks, "kelpo: ", std::cerr);
+    if (!reading.usable())
+        return ExitCode::wrong_usage;
     PollOptions options;
-    {
-        const DriverLibrary library(defaults.driver);
-        const ListReading reading = load_list(chosen.list, defaults, library.entry());
-        print_remarks(reading.remarks, "kelpo: ", std::cerr);
-        if (!reading.usable())
-            return ExitCode::wrong_usage;
-        options.list = reading.list;
-    }
+    options.list = reading.list;
     options.list.link = chosen.line.over(options.list.link);
     if (options.list.link.line.path.empty())
         throw common::UsageError("--line, or a list with a line in it, is required");
@@ -58,7 +56,7 @@ ExitCode run(const Chosen &chosen) {
 
     StopSignal stop;
     const StopOnSignals on_signals(stop);
-    return run_poll(options, stop, std::cerr);
+    return run_poll(driver, options, stop, std::cerr);
 }
 
 }  // namespace
@@ -74,13 +72,14 @@ void add_poll_command(common::Command app, int &exit_code) {
         poll.add_option("--format", chosen->format, formats,
                         "plain, csv or json: write a record for each change, instead of the screen; "
                         "plain where there is no terminal");
-    poll.add_option("--every", chosen->every, "Write all values so often (milliseconds), not only those that changed")
+    poll.add_option("--every", chosen->every,
+                    "Write all values each time this many milliseconds have passed, not only those that changed")
         .range(10, 86400000)
         .type_name("MS")
         .needs(format);
     poll.add_flag("--writes", chosen->writes, "Take lines NAME=VALUE from standard input, and write them")
         .needs(format);
-    poll.add_option("--seconds", chosen->seconds, "End after so long; otherwise with q or Ctrl-C")
+    poll.add_option("--seconds", chosen->seconds, "End after this many seconds; otherwise with q or Ctrl-C")
         .range(1, 86400)
         .type_name("N");
     poll.add_option("--trace", chosen->trace_file,

@@ -11,8 +11,6 @@
 namespace kelpo {
 namespace {
 
-constexpr int last_station = 247;
-
 // What the options are read into, until the command runs.
 struct Chosen {
     ScanOptions options;
@@ -25,14 +23,15 @@ ExitCode run(Chosen &chosen, const ListOrLine &line) {
     try {
         const std::string range = std::to_string(chosen.from) + "-" + std::to_string(chosen.to);
         options.stations = stations_from(chosen.stations.empty() ? range : chosen.stations);
-        const auto settings = line.settings(std::cerr);
+        DriverOnDemand driver(line.driver_file());
+        const auto settings = line.settings(driver, std::cerr);
         if (!settings)
             return ExitCode::wrong_usage;
         options.link = *settings;
         options.shows_progress = isatty(STDERR_FILENO) != 0;
         StopSignal stop;
         const StopOnSignals stopped(stop);
-        return run_scan(options, stop, std::cout, std::cerr);
+        return run_scan(driver.get(), options, stop, std::cout, std::cerr);
     } catch (const StationsError &mistake) {
         std::cerr << "kelpo: " << mistake.what() << "\n";
         return ExitCode::wrong_usage;

@@ -9,7 +9,7 @@ namespace {
 
 constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP};
 
-// A handler is told nothing but the signal's number.
+// A handler gets nothing but the signal's number.
 std::atomic<StopSignal *> to_raise{nullptr};
 
 extern "C" void raise_stop(int) {

@@ -3,10 +3,10 @@
 #include "host/commands/output_check.h"
 #include "host/commands/stop_on_signals.h"
 #include "host/exit_code.h"
+#include "host/frames/pcap_file.h"
+#include "host/frames/trace_file.h"
 #include "host/list/list_file.h"
 #include "host/list/remark_text.h"
-#include "host/trace/pcap_file.h"
-#include "host/trace/trace_file.h"
 #include "host/trace/trace_run.h"
 
 #include <cstdlib>
@@ -34,17 +34,15 @@ ExitCode trace_list(const Chosen &chosen, const LineOptions &line, StopSignal &s
     std::optional<std::chrono::seconds> duration;
     if (chosen.seconds)
         duration = std::chrono::seconds(*chosen.seconds);
-    ListReading reading = [&] {
-        const DriverLibrary driver(line.over({}).driver);
-        return load_list(chosen.what, {}, driver.entry());
-    }();
+    Driver driver(line.over({}).driver);
+    ListReading reading = load_list(chosen.what, {}, driver);
     print_remarks(reading.remarks, "kelpo: ", std::cerr);
     if (!reading.usable())
         return ExitCode::wrong_usage;
     reading.list.link = line.over(reading.list.link);
     if (reading.list.link.line.path.empty())
         throw common::UsageError("--line, or a line in the list, is required");
-    return trace_line(reading.list, chosen.options, duration, stop, std::cout, std::cerr);
+    return trace_line(driver, reading.list, chosen.options, duration, stop, std::cout, std::cerr);
 }
 
 ExitCode run(Chosen &chosen, const LineOptions &line) {

@@ -1,6 +1,6 @@
 #include "host/commands/within_option.h"
 
-#include "host/list/words.h"
+#include "host/text/words.h"
 #include "host/write/write_queue.h"
 
 #include <cstdint>
@@ -24,8 +24,8 @@ std::optional<std::chrono::milliseconds> duration_from(const std::string &text) 
 WithinOption::WithinOption(common::Command command) : text_(std::make_shared<std::string>()) {
     command
         .add_option("--within", *text_,
-                    "A write that has not begun after so long is not sent any more, and told as expired: 500ms, 5s, "
-                    "2min; 5s unless told")
+                    "A write that has not begun after this time is not sent any more, and reported as expired: 500ms, "
+                    "5s, 2min; otherwise 5s")
         .check([](const std::string &text) {
             return duration_from(text) ? std::string() : in_quotes(text) + " is no time such as 500ms, 5s or 2min";
         })

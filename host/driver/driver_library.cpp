@@ -129,14 +129,14 @@ bool DriverLibrary::is_waiting(int group, int id) const {
 }
 
 bool DriverLibrary::serves_a_write_next() const {
-    constexpr int most_in_a_row = 5;
-    return entry_.PLC_driver->frame_list.isEmpty() && entry_.PLC_driver->write_tries < most_in_a_row;
+    return entry_.PLC_driver->frame_list.isEmpty() &&
+           entry_.PLC_driver->write_tries < static_cast<int>(ozna_kelpo::most_in_a_row);
 }
 
-void DriverLibrary::give_up(int group) const {
+void DriverLibrary::give_up(int group, int id) const {
     const QList<Protocol> &in_flight = entry_.PLC_driver->frame_list;
     QByteArray no_reply;
-    while (!in_flight.isEmpty() && in_flight.at(0).var.var_group == group)
+    while (!in_flight.isEmpty() && in_flight.at(0).var.var_group == group && in_flight.at(0).var.var_id == id)
         entry_.DataCom(&no_reply, 0);
 }
 

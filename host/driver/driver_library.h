@@ -1,8 +1,9 @@
 #pragma once
 
+#include "host/driver/driver_error.h"
+
 #include <ozna_kelpo_port.h>
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,12 +23,6 @@ struct DriverEntryPoints {
     decltype(&::EnableEthernet) EnableEthernet;
     decltype(&::PLCAddressChangeIntef) PLCAddressChangeIntef;
     Communication_Protocol *PLC_driver;
-};
-
-/// The driver cannot be loaded; the text names the file and, where it applies, the symbol that it lacks.
-class DriverLibraryError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 /// The driver, loaded by file name while the host runs, as a panel runtime does it. Unloaded by the destructor: no
@@ -58,14 +53,14 @@ public:
     /// far: the end is a report after which nothing waits. Takes `list_mutex`, as above.
     bool is_waiting(int group, int id) const;
 
-    /// True when a write that is queued now, behind no other, is what the driver asks for next, unless its station is
+    /// True when a write that is queued now, before any other, is what the driver asks for next, unless its station is
     /// switched off: nothing is in flight, and no cyclic read has its turn. For the thread that runs the link, which
     /// alone changes what this looks at.
     bool serves_a_write_next() const;
 
-    /// Gives up what is in flight if it is a request of this group, as when no reply comes however often it is sent.
-    /// For the same thread, while no link loop runs.
-    void give_up(int group) const;
+    /// Gives up what is in flight if it is of this request, as when no reply comes however often it is sent. For the
+    /// same thread, while no link loop runs.
+    void give_up(int group, int id) const;
 
 private:
     void *handle_;

@@ -1,5 +1,10 @@
 #include "host/driver/view.h"
 
+#include "host/driver/register_types.h"
+#include "host/text/words.h"
+
+#include <fmt/format.h>
+
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -13,41 +18,35 @@ namespace {
 using Unit = View::Unit;
 using Reading = View::Reading;
 
-enum class Width { bit, word, long_value };
-
-Width width_of_type(int type) {
-    if (type >= 7 && type <= 11)
-        return Width::word;
-    return type >= 12 && type <= 14 ? Width::long_value : Width::bit;
-}
+using TypeUnit = RegisterType::Unit;
 
 struct NamedView {
     const char *name;
-    Width width;
+    TypeUnit unit;  // of the types that have the view
     View view;
 };
 
 constexpr NamedView named_views[] = {
-    {"bits", Width::bit, View::bits},
-    {"unsigned", Width::word, View::unsigned_words},
-    {"signed", Width::word, View::signed_words},
-    {"hex", Width::word, {Unit::word, Reading::hexadecimal}},
-    {"binary", Width::word, {Unit::word, Reading::binary}},
-    {"unsigned32", Width::word, {Unit::word_pair, Reading::unsigned_number}},
-    {"signed32", Width::word, {Unit::word_pair, Reading::signed_number}},
-    {"hex32", Width::word, {Unit::word_pair, Reading::hexadecimal}},
-    {"binary32", Width::word, {Unit::word_pair, Reading::binary}},
-    {"float", Width::word, {Unit::word_pair, Reading::real}},
-    {"unsigned32-swapped", Width::word, {Unit::word_pair_low_first, Reading::unsigned_number}},
-    {"signed32-swapped", Width::word, {Unit::word_pair_low_first, Reading::signed_number}},
-    {"hex32-swapped", Width::word, {Unit::word_pair_low_first, Reading::hexadecimal}},
-    {"binary32-swapped", Width::word, {Unit::word_pair_low_first, Reading::binary}},
-    {"float-swapped", Width::word, {Unit::word_pair_low_first, Reading::real}},
-    {"unsigned", Width::long_value, View::unsigned_longs},
-    {"signed", Width::long_value, View::signed_longs},
-    {"hex", Width::long_value, {Unit::long_value, Reading::hexadecimal}},
-    {"binary", Width::long_value, {Unit::long_value, Reading::binary}},
-    {"float", Width::long_value, {Unit::long_value, Reading::real}},
+    {"bits", TypeUnit::bit, View::bits},
+    {"unsigned", TypeUnit::word, View::unsigned_words},
+    {"signed", TypeUnit::word, View::signed_words},
+    {"hex", TypeUnit::word, {Unit::word, Reading::hexadecimal}},
+    {"binary", TypeUnit::word, {Unit::word, Reading::binary}},
+    {"unsigned32", TypeUnit::word, {Unit::word_pair, Reading::unsigned_number}},
+    {"signed32", TypeUnit::word, {Unit::word_pair, Reading::signed_number}},
+    {"hex32", TypeUnit::word, {Unit::word_pair, Reading::hexadecimal}},
+    {"binary32", TypeUnit::word, {Unit::word_pair, Reading::binary}},
+    {"float", TypeUnit::word, {Unit::word_pair, Reading::real}},
+    {"unsigned32-swapped", TypeUnit::word, {Unit::word_pair_low_first, Reading::unsigned_number}},
+    {"signed32-swapped", TypeUnit::word, {Unit::word_pair_low_first, Reading::signed_number}},
+    {"hex32-swapped", TypeUnit::word, {Unit::word_pair_low_first, Reading::hexadecimal}},
+    {"binary32-swapped", TypeUnit::word, {Unit::word_pair_low_first, Reading::binary}},
+    {"float-swapped", TypeUnit::word, {Unit::word_pair_low_first, Reading::real}},
+    {"unsigned", TypeUnit::double_word, View::unsigned_longs},
+    {"signed", TypeUnit::double_word, View::signed_longs},
+    {"hex", TypeUnit::double_word, {Unit::long_value, Reading::hexadecimal}},
+    {"binary", TypeUnit::double_word, {Unit::long_value, Reading::binary}},
+    {"float", TypeUnit::double_word, {Unit::long_value, Reading::real}},
 };
 
 int bytes_per_value(const View &view) {
@@ -64,11 +63,11 @@ int bytes_per_value(const View &view) {
     return 4;
 }
 
-// Of the driver's bytes, which is the lowest, the second lowest... of the value. Two words with the low one first lie
-// as a 32-bit value does. Each order is its own reverse.
-constexpr std::array<int, 4> low_first{0, 1, 2, 3}, high_word_first{2, 3, 0, 1};
+// Which of the driver's bytes is the lowest of the value, the second lowest, and so on. Two words with the low one
+// first lie as a 32-bit value does. Each order is its own reverse.
+constexpr std::array<std::size_t, 4> low_first{0, 1, 2, 3}, high_word_first{2, 3, 0, 1};
 
-const std::array<int, 4> &byte_order(const View &view) {
+const std::array<std::size_t, 4> &byte_order(const View &view) {
     return view.unit == Unit::word_pair ? high_word_first : low_first;
 }
 
@@ -86,13 +85,6 @@ std::string decimal_text(float number) {
     return std::string(text.data(), end.ptr);
 }
 
-std::string digits(const char *prefix, std::uint32_t value, int bits_per_digit, int bits) {
-    std::string text = prefix;
-    for (int shift = bits - bits_per_digit; shift >= 0; shift -= bits_per_digit)
-        text += "0123456789ABCDEF"[value >> shift & ((1U << bits_per_digit) - 1)];
-    return text;
-}
-
 std::string text_of_one(const View &view, std::int64_t value) {
     const auto raw = static_cast<std::uint32_t>(value);
     const int bits = 8 * bytes_per_value(view);
@@ -101,9 +93,9 @@ std::string text_of_one(const View &view, std::int64_t value) {
     case Reading::signed_number:
         break;
     case Reading::hexadecimal:
-        return digits("0x", raw, 4, bits);
+        return fmt::format("0x{:0{}X}", raw, bits / 4);
     case Reading::binary:
-        return digits("0b", raw, 1, bits);
+        return fmt::format("0b{:0{}b}", raw, bits);
     case Reading::real:
         float number = 0;
         static_assert(sizeof number == sizeof raw);
@@ -111,14 +103,6 @@ std::string text_of_one(const View &view, std::int64_t value) {
         return decimal_text(number);
     }
     return std::to_string(value);
-}
-
-std::string lower_case(std::string_view text) {
-    std::string lower(text);
-    for (char &letter : lower)
-        if (letter >= 'A' && letter <= 'Z')
-            letter = static_cast<char>(letter - 'A' + 'a');
-    return lower;
 }
 
 std::optional<std::uint32_t> bits_of_float(std::string_view text) {
@@ -136,10 +120,10 @@ std::optional<std::uint32_t> bits_of_float(std::string_view text) {
 
 struct WholeNumber {
     std::int64_t value;
-    bool has_base;  // 0x or 0b stands before the digits
+    bool has_base;  // 0x or 0b comes before the digits
 };
 
-std::optional<WholeNumber> whole_number(std::string_view text) {
+std::optional<WholeNumber> number_with_base(std::string_view text) {
     const bool negative = !text.empty() && text.front() == '-';
     if (negative || (!text.empty() && text.front() == '+'))
         text.remove_prefix(1);
@@ -161,7 +145,7 @@ std::optional<std::int64_t> bit_from(const std::string &text) {
         return 1;
     if (text == "off" || text == "false")
         return 0;
-    const auto number = whole_number(text);
+    const auto number = number_with_base(text);
     if (!number || number->value < 0 || number->value > 1)
         return std::nullopt;
     return number->value;
@@ -170,12 +154,12 @@ std::optional<std::int64_t> bit_from(const std::string &text) {
 }  // namespace
 
 View default_view(int type) {
-    switch (width_of_type(type)) {
-    case Width::word:
+    switch (register_type(type).unit) {
+    case TypeUnit::word:
         return View::unsigned_words;
-    case Width::long_value:
+    case TypeUnit::double_word:
         return View::unsigned_longs;
-    case Width::bit:
+    case TypeUnit::bit:
         break;
     }
     return View::bits;
@@ -183,7 +167,7 @@ View default_view(int type) {
 
 std::optional<View> view_named(const std::string &name, int type) {
     for (const NamedView &candidate : named_views)
-        if (candidate.width == width_of_type(type) && name == candidate.name)
+        if (candidate.unit == register_type(type).unit && name == candidate.name)
             return candidate.view;
     return std::nullopt;
 }
@@ -191,7 +175,7 @@ std::optional<View> view_named(const std::string &name, int type) {
 std::string view_names(int type) {
     std::string names;
     for (const NamedView &candidate : named_views)
-        if (candidate.width == width_of_type(type))
+        if (candidate.unit == register_type(type).unit)
             names += (names.empty() ? "" : ", ") + std::string(candidate.name);
     return names;
 }
@@ -200,28 +184,26 @@ int units_per_value(const View &view) {
     return view.unit == Unit::bit || view.unit == Unit::word ? 1 : 2;
 }
 
-Values values_in(const View &view, const QByteArray &bytes) {
-    const int width = bytes_per_value(view);
-    const std::array<int, 4> &order = byte_order(view);
+Values values_in(const View &view, std::string_view bytes) {
+    const auto width = static_cast<std::size_t>(bytes_per_value(view));
+    const std::array<std::size_t, 4> &order = byte_order(view);
     Values values;
-    for (int first = 0; first + width <= bytes.size(); first += width) {
+    for (std::size_t first = 0; first + width <= bytes.size(); first += width) {
         std::uint32_t value = 0;
-        for (int i = 0; i < width; ++i)
-            value |= static_cast<std::uint32_t>(
-                         static_cast<unsigned char>(bytes.at(first + order[static_cast<std::size_t>(i)])))
-                     << (8 * i);
+        for (std::size_t i = 0; i < width; ++i)
+            value |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[first + order[i]])) << (8 * i);
         values.push_back(as_read(view, value));
     }
     return values;
 }
 
-QByteArray bytes_of(const View &view, const Values &values) {
-    const int width = bytes_per_value(view);
-    const std::array<int, 4> &order = byte_order(view);
-    QByteArray bytes;
+std::string bytes_of(const View &view, const Values &values) {
+    const auto width = static_cast<std::size_t>(bytes_per_value(view));
+    const std::array<std::size_t, 4> &order = byte_order(view);
+    std::string bytes;
     for (const std::int64_t value : values)
-        for (int i = 0; i < width; ++i)
-            bytes.append(static_cast<char>(value >> (8 * order[static_cast<std::size_t>(i)]) & 0xFF));
+        for (std::size_t i = 0; i < width; ++i)
+            bytes += static_cast<char>(value >> (8 * order[i]) & 0xFF);
     return bytes;
 }
 
@@ -236,10 +218,10 @@ std::string text_of(const View &view, const Values &values) {
 }
 
 std::optional<std::int64_t> value_from(const View &view, const std::string &typed) {
-    const std::string text = lower_case(typed);
+    const std::string text = lowered(typed);
     if (view.unit == Unit::bit)
         return bit_from(text);
-    const auto number = whole_number(text);
+    const auto number = number_with_base(text);
     if (view.reading == Reading::real && (!number || !number->has_base)) {
         const auto raw = bits_of_float(text);
         return raw ? std::optional<std::int64_t>(*raw) : std::nullopt;

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <QtCore/QByteArray>
-
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kelpo {
@@ -53,7 +52,7 @@ View default_view(int type);
 /// The view that `name` means for register type `type`; nothing when the type has no such view. Names: "bits" for bit
 /// types; "unsigned", "signed", "hex", "binary" for registers of 16 and of 32 bits, "float" for those of 32 bits; and
 /// for 16-bit registers, two of them taken together with the high word first, "unsigned32", "signed32", "hex32",
-/// "binary32", "float", or with the low word first the same with "-swapped" behind.
+/// "binary32", "float", or with the low word first the same followed by "-swapped".
 std::optional<View> view_named(const std::string &name, int type);
 
 /// The names that view_named takes for `type`, with ", " between.
@@ -64,10 +63,10 @@ int units_per_value(const View &view);
 
 /// The values that lie in `bytes` (low byte first, as the driver hands them out). A rest too short for a value is left
 /// out.
-Values values_in(const View &view, const QByteArray &bytes);
+Values values_in(const View &view, std::string_view bytes);
 
 /// The bytes of the values, as the driver takes them: the reverse of values_in.
-QByteArray bytes_of(const View &view, const Values &values);
+std::string bytes_of(const View &view, const Values &values);
 
 /// The values as a screen shows them: bits in a row, first bit leftmost; all else with blanks between: decimal numbers,
 /// 0x with all digits, 0b with all digits, or the shortest decimal text that gives the same float.

@@ -18,7 +18,7 @@ public:
     using Clock = std::chrono::steady_clock;
     using Time = Clock::time_point;
 
-    /// Is told of bytes that came in while nothing was awaited, as they come.
+    /// Gets the bytes that came in while nothing was awaited, as they come.
     using Heard = std::function<void(std::string_view)>;
 
     /// How many bytes a reply has in all, asked with what has come of it so far: at first nothing.
@@ -41,8 +41,8 @@ public:
     /// `until` or a stop request comes first.
     virtual std::string listen(Time until) = 0;
 
-    /// Sends `size` bytes, after the silence that must stand between two frames. False when a stop was requested before
-    /// all of them were out.
+    /// Sends `size` bytes, after the silence that there must be between two frames. False when a stop was requested
+    /// before all of them were out.
     virtual bool send(const char *bytes, std::size_t size) = 0;
 
     /// When the last byte of the request sent last has left, or will have left.
@@ -57,8 +57,9 @@ public:
     /// The shortest time in which `size` bytes can come over this line. 0 where nothing is known of it.
     virtual std::chrono::nanoseconds shortest_time(std::size_t size) const = 0;
 
-    /// A reply may still come until then: to be known to whoever opens the line next, also when this program is killed.
-    virtual void expect_replies_until(Time time) = 0;
+    /// A reply may still come until `time`, and each `patience` after the one before at most: to be known to whoever
+    /// opens the line next, also when this program is killed.
+    virtual void expect_replies_until(Time time, std::chrono::nanoseconds patience) = 0;
 
     /// All that was asked is answered, or no reply can come after `time`: to be known likewise.
     virtual void expect_no_reply_after(std::optional<Time> time) = 0;
@@ -67,6 +68,14 @@ public:
     virtual std::uint64_t received() const = 0;
 
     virtual Time now() const = 0;
+
+    /// The bytes handed over last came in after this time, the first of a reply's: until then all that had come in had
+    /// been read. They may have waited for a host that did not get the processor, so now() does not say when they
+    /// came.
+    virtual Time arrived_after() const = 0;
+
+    /// Until then all that had come in has been read. Later than that nothing is known, whatever the time is.
+    virtual Time looked_until() const = 0;
 
     virtual bool stop_requested() const = 0;
 

@@ -6,6 +6,7 @@
 #include "host/line/line_note.h"
 #include "host/line/line_settings.h"
 #include "host/line/stop_signal.h"
+#include "host/line/terminal.h"
 
 #include <chrono>
 #include <cstddef>
@@ -42,20 +43,24 @@ public:
     std::size_t receive(char *buffer, std::size_t already, const WholeSize &whole,
                         const ReplyTimeouts &timeouts) override;
 
-    /// Of a port with a wire. The system knows no speed of what is behind a pseudo-terminal or a connection, and an
-    /// adapter that is the controller itself keeps to none.
+    /// Known of a port with a wire only. The system knows no speed at the other end of a pseudo-terminal or a
+    /// connection, and an adapter that is the controller itself keeps to none.
     std::chrono::nanoseconds shortest_time(std::size_t size) const override;
 
-    void expect_replies_until(Time time) override {
-        note_.expect_replies_until(time);
+    void expect_replies_until(Time time, std::chrono::nanoseconds patience) override {
+        note_.expect_replies_until(time, patience);
     }
     void expect_no_reply_after(std::optional<Time> time) override {
         note_.settle(time);
     }
 
-    /// How long from now on replies to what others asked on this line can still come.
-    std::chrono::nanoseconds left_by_others() const {
-        return note_.left_by_others();
+    /// Listens for `duration`, and for as long as replies can still come to what was asked on this line before, by
+    /// whomever, and takes out what comes. Ends at a stop request.
+    void settle_after_others(std::chrono::nanoseconds duration);
+
+    /// Which of all terminals of its name it is, for LineSettings::known_terminal.
+    std::string terminal() const {
+        return terminal_identity(port_);
     }
 
     /// Silence that is kept before a request: what the settings ask for, and on a pseudo-terminal, which has no wire,
@@ -72,6 +77,14 @@ public:
         return Clock::now();
     }
 
+    Time arrived_after() const override {
+        return arrived_after_;
+    }
+
+    Time looked_until() const override {
+        return drained_at_;
+    }
+
     /// Waits for `duration` or a stop request.
     void pause(std::chrono::nanoseconds duration);
 
@@ -84,8 +97,10 @@ public:
     }
 
 private:
-    bool wait_for(short events, Time deadline);
-    bool wait_patiently_for_input(Time deadline);
+    enum class Waits { until_stopped, until_hurried };
+
+    bool wait_for_input(Time deadline, Waits waits);
+    void note_drained(Time looked);
     std::size_t read_some(char *buffer, std::size_t capacity);
     std::size_t write_some(const char *bytes, std::size_t size);
     [[noreturn]] void fail(const std::string &what) const;
@@ -100,6 +115,9 @@ private:
     std::chrono::nanoseconds frame_gap_;
     Time quiet_since_;
     Time request_end_;
+    Time drained_at_;  // until then all that had come in had been read
+    Time last_look_;
+    Time arrived_after_;
     bool has_wire_;
     std::uint64_t received_ = 0;
 };

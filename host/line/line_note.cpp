@@ -1,6 +1,7 @@
 #include "host/line/line_note.h"
 
 #include "host/line/tcp_connection.h"
+#include "host/line/terminal.h"
 
 #include <algorithm>
 #include <cctype>
@@ -22,7 +23,6 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-constexpr nanoseconds longest_wait = std::chrono::seconds(30);
 constexpr std::size_t most_read = 256;
 
 // Runs while the system sleeps too, and from its start.
@@ -39,33 +39,24 @@ std::string boot_id() {
     return id.empty() ? "unknown" : id;
 }
 
-// The device behind a link, such as those of /dev/serial/by-id.
-std::string real_name(const std::string &path) {
+// The name of the device that is open, whatever a link to it names by now.
+std::string name_of(const std::string &path, const Descriptor &port) {
     if (is_tcp_path(path))
         return path;
     std::error_code error;
-    const std::filesystem::path real = std::filesystem::canonical(path, error);
-    return error ? path : real.string();
+    const auto name = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(port.number()), error);
+    return error ? path : name.string();
 }
 
-std::string file_for(const std::string &path) {
+std::string file_for(const std::string &path, const Descriptor &port) {
     constexpr std::size_t longest_name = 200;
-    std::string name = "kelpo-line-" + real_name(path);
+    std::string name = "kelpo-line-" + name_of(path, port);
     for (char &letter : name)
         if (std::isalnum(static_cast<unsigned char>(letter)) == 0 && letter != '.' && letter != ':')
             letter = '-';
     struct stat status {};
     const bool has_place = stat("/run/lock", &status) == 0 && S_ISDIR(status.st_mode);
     return (has_place ? "/run/lock/" : "/tmp/") + name.substr(0, longest_name);
-}
-
-// A pseudo-terminal's number is soon another's; its node is made anew each time.
-std::string identity_of(const Descriptor &port) {
-    struct stat status {};
-    if (fstat(port.number(), &status) != 0 || !S_ISCHR(status.st_mode))
-        return "connection";
-    return std::to_string(status.st_rdev) + "." + std::to_string(status.st_ino) + "." +
-           std::to_string(status.st_ctim.tv_sec) + "." + std::to_string(status.st_ctim.tv_nsec);
 }
 
 bool is_plain_file(const Descriptor &file) {
@@ -99,24 +90,27 @@ Descriptor open_note(const std::string &file, const Descriptor &port) {
 }  // namespace
 
 LineNote::LineNote(const std::string &path, const Descriptor &port)
-    : file_(file_for(path)), line_(boot_id() + " " + identity_of(port)), note_(open_note(file_, port)) {}
+    : file_(file_for(path, port)), line_(boot_id() + " " + terminal_identity(port)), note_(open_note(file_, port)) {}
 
-nanoseconds LineNote::left_by_others() const {
+LineNote::Left LineNote::left_by_others() const {
     char text[most_read + 1] = {};
     if (note_.number() < 0 || pread(note_.number(), text, most_read, 0) <= 0)
-        return nanoseconds(0);
+        return {};
     char *end = nullptr;
-    const long long until = std::strtoll(text, &end, 10);
+    const nanoseconds until(std::strtoll(text, &end, 10));
+    const nanoseconds patience(std::strtoll(end, &end, 10));
     if (std::string(end) != " " + line_ + "\n")
-        return nanoseconds(0);
-    return std::clamp(nanoseconds(until) - since_boot(), nanoseconds(0), longest_wait);
+        return {};
+    const nanoseconds none(0), time = std::clamp(until - since_boot(), none, longest_wait);
+    return {time, std::clamp(patience, none, time)};
 }
 
-void LineNote::expect_replies_until(Time time) {
+void LineNote::expect_replies_until(Time time, Duration patience) {
     if (note_.number() < 0 || time <= written_until_)
         return;
     const nanoseconds left = time - Time::clock::now();
     written_until_ = time + left / 4;
+    patience_ = patience;
     write(since_boot() + left + left / 4);
 }
 
@@ -126,15 +120,24 @@ void LineNote::settle(std::optional<Time> time) {
     written_until_ = time.value_or(Time());
     if (time)
         write(since_boot() + (*time - Time::clock::now()));
-    else if (unlink(file_.c_str()) != 0)
+    else if (!is_the_one_there() || unlink(file_.c_str()) != 0)
         write(nanoseconds(0));
+}
+
+// The note that the next one will open, not one that somebody has put in its place.
+bool LineNote::is_the_one_there() const {
+    struct stat ours {
+    }, there{};
+    return fstat(note_.number(), &ours) == 0 && lstat(file_.c_str(), &there) == 0 && ours.st_dev == there.st_dev &&
+           ours.st_ino == there.st_ino;
 }
 
 // One write, of always the same size: a reader finds the old note or the new one.
 void LineNote::write(nanoseconds until) {
-    char number[32];
-    std::snprintf(number, sizeof number, "%020lld", static_cast<long long>(until.count()));
-    const std::string text = number + (" " + line_) + "\n";
+    char numbers[64];
+    std::snprintf(numbers, sizeof numbers, "%020lld %020lld", static_cast<long long>(until.count()),
+                  static_cast<long long>(patience_.count()));
+    const std::string text = numbers + (" " + line_) + "\n";
     [[maybe_unused]] const ssize_t written = pwrite(note_.number(), text.data(), text.size(), 0);
 }
 

@@ -12,8 +12,10 @@ enum class Parity { none, even, odd };
 /// connection is the device server's business: there, speed, parity and stop bits only say how long bytes take.
 struct LineSettings {
     /// Any tty (a serial port, a USB adapter, a pseudo-terminal), or "tcp:HOST:PORT": a device server that carries the
-    /// same bytes over a TCP connection. An IPv6 address stands in brackets.
+    /// same bytes over a TCP connection. An IPv6 address is in brackets.
     std::string path;
+    /// Where `path` is a pseudo-terminal and no link to one: which it must be (Line::terminal), empty for any.
+    std::string known_terminal{};
     unsigned speed = 115200;  ///< bits per second, one of the rates that the system knows
     Parity parity = Parity::none;
     int stop_bits = 1;   ///< 1 or 2

@@ -1,19 +1,18 @@
 #include "host/line/serial_device.h"
 
 #include "host/line/line_error.h"
+#include "host/line/terminal.h"
 
-#include <asio/io_context.hpp>
-#include <asio/serial_port.hpp>
-
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
 #include <linux/serial.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
+#include <termios.h>
 
 namespace kelpo {
 namespace {
@@ -55,37 +54,60 @@ bool names_a_device_server(const std::string &path) {
            path.find_first_not_of("0123456789", colon + 1) == std::string::npos;
 }
 
-asio::serial_port_base::parity parity_option(Parity parity) {
-    using Option = asio::serial_port_base::parity;
-    switch (parity) {
-    case Parity::even:
-        return Option(Option::even);
-    case Parity::odd:
-        return Option(Option::odd);
-    case Parity::none:
-        break;
+struct Speed {
+    unsigned rate;
+    speed_t code;
+};
+
+// The system's codes are no rates, and its functions take both.
+constexpr Speed speeds[] = {
+    {50, B50},           {75, B75},           {110, B110},         {134, B134},         {150, B150},
+    {200, B200},         {300, B300},         {600, B600},         {1200, B1200},       {1800, B1800},
+    {2400, B2400},       {4800, B4800},       {9600, B9600},       {19200, B19200},     {38400, B38400},
+    {57600, B57600},     {115200, B115200},   {230400, B230400},   {460800, B460800},   {500000, B500000},
+    {576000, B576000},   {921600, B921600},   {1000000, B1000000}, {1152000, B1152000}, {1500000, B1500000},
+    {2000000, B2000000}, {2500000, B2500000}, {3000000, B3000000}, {3500000, B3500000}, {4000000, B4000000},
+};
+
+void configure(const Descriptor &tty, const LineSettings &settings) {
+    termios mode{};
+    if (tcgetattr(tty.number(), &mode) != 0)
+        fail(settings, "cannot be opened: " + text_of(errno) + advice(errno));
+    cfmakeraw(&mode);
+    mode.c_iflag &= ~static_cast<tcflag_t>(IXOFF | IGNPAR | INPCK);
+    mode.c_cflag &= ~static_cast<tcflag_t>(CRTSCTS | CSTOPB | PARODD);
+    mode.c_cflag |= CREAD | CLOCAL;
+    if (settings.stop_bits == 2)
+        mode.c_cflag |= CSTOPB;
+    if (settings.parity != Parity::none) {
+        mode.c_iflag |= INPCK;  // a damaged byte is read as 0, and the check of the frame is wrong
+        mode.c_cflag |= PARENB;
     }
-    return Option(Option::none);
-}
+    if (settings.parity == Parity::odd)
+        mode.c_cflag |= PARODD;
 
-asio::serial_port_base::stop_bits stop_bits_option(int stop_bits) {
-    using Option = asio::serial_port_base::stop_bits;
-    return Option(stop_bits == 2 ? Option::two : Option::one);
-}
+    const auto *speed = std::find_if(std::begin(speeds), std::end(speeds),
+                                     [&](const Speed &known) { return known.rate == settings.speed; });
+    const std::string speed_name = "speed " + std::to_string(settings.speed);
+    if (speed == std::end(speeds))
+        fail(settings, "refuses the " + speed_name + ": the system does not know it");
+    cfsetspeed(&mode, speed->code);
 
-void configure(asio::serial_port &port, const LineSettings &settings, bool pseudo) {
-    const auto set = [&](const auto &option, const std::string &name, bool may_refuse) {
-        asio::error_code error;
-        port.set_option(option, error);
-        if (error && !(may_refuse && error == asio::error::invalid_argument))
-            fail(settings, "refuses the " + name + ": " + error.message());
+    // Setting succeeds when anything of it was taken.
+    termios kept{};
+    if ((tcsetattr(tty.number(), TCSANOW, &mode) != 0 && errno != EINVAL) || tcgetattr(tty.number(), &kept) != 0)
+        fail(settings, "cannot be set up: " + text_of(errno));
+    const auto refused = [&](tcflag_t flags) {
+        return !is_pseudo_terminal(tty) && (kept.c_cflag & flags) != (mode.c_cflag & flags);
     };
-    using Base = asio::serial_port_base;
-    set(Base::baud_rate(settings.speed), "speed " + std::to_string(settings.speed), false);
-    set(Base::flow_control(Base::flow_control::none), "flow control", false);
-    set(Base::character_size(8), "character size", pseudo);
-    set(parity_option(settings.parity), "parity", pseudo);
-    set(stop_bits_option(settings.stop_bits), "stop bits", pseudo);
+    if (cfgetospeed(&kept) != speed->code)
+        fail(settings, "refuses the " + speed_name);
+    if (refused(CSIZE))
+        fail(settings, "refuses 8 data bits");
+    if (refused(PARENB | PARODD))
+        fail(settings, "refuses the parity");
+    if (refused(CSTOPB))
+        fail(settings, "refuses the stop bits");
 }
 
 // Two masters on one line would take each other's replies. The lock is seen by every program that asks for it, this one
@@ -112,52 +134,24 @@ void switch_transmitter_by_kernel(const Descriptor &tty, const LineSettings &set
         refuse("the mode stays off");
 }
 
-bool is_pseudo_terminal(const struct stat &status) {
-    constexpr unsigned first_major = 136, last_major = 143;
-    const unsigned device = major(status.st_rdev);
-    return S_ISCHR(status.st_mode) && device >= first_major && device <= last_major;
-}
-
 }  // namespace
 
 Descriptor open_serial_device(const LineSettings &settings) {
-    asio::io_context context;
-    asio::serial_port port(context);
-    asio::error_code error;
-    port.open(settings.path, error);
-    if (error && names_a_device_server(settings.path))
-        fail(settings, "is no serial port; a device server is written as tcp:" + settings.path);
-    if (error)
-        fail(settings, "cannot be opened: " + error.message() + advice(error.value()));
-
-    Descriptor tty(fcntl(port.native_handle(), F_DUPFD_CLOEXEC, 0));
-    if (tty.number() < 0)
-        fail(settings, "cannot be opened: " + text_of(errno));
+    const std::string reason = why_not_to_open(settings.path, settings.known_terminal);
+    if (!reason.empty())
+        fail(settings, reason);
+    Descriptor tty(open(settings.path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    if (tty.number() < 0) {
+        const int error = errno;
+        if (names_a_device_server(settings.path))
+            fail(settings, "is no serial port; a device server is written as tcp:" + settings.path);
+        fail(settings, "cannot be opened: " + text_of(error) + advice(error));
+    }
     keep_others_out(tty, settings);
-    configure(port, settings, is_pseudo_terminal(tty));
+    configure(tty, settings);
     if (settings.rs485)
         switch_transmitter_by_kernel(tty, settings);
     return tty;
-}
-
-bool is_pseudo_terminal(const Descriptor &tty) {
-    struct stat status {};
-    return fstat(tty.number(), &status) == 0 && is_pseudo_terminal(status);
-}
-
-bool is_pseudo_terminal(const std::string &path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && is_pseudo_terminal(status);
-}
-
-bool is_wired(const Descriptor &tty) {
-    constexpr unsigned terminals = 4, first_serial_port = 64, on_chip_ports = 204, usb_adapters = 188;
-    struct stat status {};
-    if (fstat(tty.number(), &status) != 0 || !S_ISCHR(status.st_mode))
-        return false;
-    const unsigned device = major(status.st_rdev);
-    return (device == terminals && minor(status.st_rdev) >= first_serial_port) || device == on_chip_ports ||
-           device == usb_adapters;
 }
 
 }  // namespace kelpo

@@ -1,5 +1,6 @@
 #include "host/link/link_loop.h"
 
+#include "host/driver/register_types.h"
 #include "host/link/rtu_shape.h"
 
 #include <QtCore/QMutexLocker>
@@ -19,22 +20,23 @@ constexpr std::size_t most_bytes = 512;  // twice the longest Modbus RTU frame: 
 constexpr auto idle_time = std::chrono::milliseconds(5);
 
 // The driver's callbacks carry no pointer of the host's.
-std::atomic<LinkWatcher *> told{nullptr};
+std::atomic<LinkWatcher *> attached{nullptr};
 
 // Both callbacks run with the driver's list lock held: they must not call the driver and must be quick.
 void on_write_result(int, int group, int id, int status) {
-    told.load()->request_ended(group, id, status);
+    attached.load()->request_ended({group, id},
+                                   status == ozna_kelpo::request_done ? RequestOutcome::done : RequestOutcome::failed);
 }
 
-void on_comm_error(QList<RW_VAR> *, int group, int flag) {
-    told.load()->communication_failed(group, flag);
+void on_comm_error(QList<RW_VAR> *, int group, int) {
+    attached.load()->communication_failed(group);
 }
 
 std::string_view view_of(const QByteArray &bytes, int length) {
     return {bytes.constData(), static_cast<std::size_t>(length)};
 }
 
-// Of noise that does not end, the first is enough.
+// The beginning is enough of noise that does not end.
 void keep(std::string &kept, std::string_view more) {
     if (kept.size() < most_bytes)
         kept += more;
@@ -51,11 +53,10 @@ int station_of(const Protocol &request) {
     return is_rtu(frame) ? static_cast<int>(rtu::byte_at(frame, 0)) : request.var.station_no;
 }
 
-// Of the two requests that write a bit in a register. It carries the word that the first one has read.
+// The second of the two requests that write a bit in a register. It carries the word that the first one has read.
 bool is_write_half(const RW_VAR &var) {
-    constexpr int first_bit_type = 15, last_bit_type = 17, read_half = -1;
-    return var.reg_type >= first_bit_type && var.reg_type <= last_bit_type && var.host_ref2 != 0 &&
-           var.store_mode != read_half;
+    return register_type(var.reg_type).is_bit_of_register && var.host_ref2 == ozna_kelpo::write_record &&
+           var.store_mode != ozna_kelpo::completes_bit;
 }
 
 Exchange exchange_of(const Protocol &request) {
@@ -66,15 +67,14 @@ Exchange exchange_of(const Protocol &request) {
     exchange.type = var.reg_type;
     exchange.address = var.reg_addr;
     exchange.count = var.reg_count;
-    exchange.group = var.var_group;
-    exchange.id = var.var_id;
+    exchange.name = {var.var_group, var.var_id};
     return exchange;
 }
 
 }  // namespace
 
 void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher) {
-    told = &watcher;
+    attached = &watcher;
     driver.SetComInfo(&info);
     driver.RegistCallBackFuncIntf(on_write_result, on_comm_error);
 }
@@ -90,6 +90,7 @@ void LinkLoop::run(Channel &line) {
     echo_ = Echo::unknown;
     speed_is_kept_ = true;
     unjudged_.clear();
+    counted_ = line.received();
     while (!line.stop_requested()) {
         watcher_.about_to_ask();
         // The request belongs to the driver and is valid until DataCom. The same one comes back until it is answered or
@@ -100,7 +101,7 @@ void LinkLoop::run(Channel &line) {
         else if (listen_before(station_of(*request)))
             exchange(*request);
     }
-    line.expect_no_reply_after(ledger_.last_reply_until(line.now()));
+    line.expect_no_reply_after(ledger_.last_reply_until(line.looked_until()));
 }
 
 void LinkLoop::line_was_lost() {
@@ -112,12 +113,19 @@ void LinkLoop::line_was_lost() {
     const QByteArray frame = in_flight.first().frame;
     exchange.request = view_of(frame, in_flight.first().send_len);
     exchange.sent_at = exchange.ended_at = WallClock::now();
-    QByteArray none;
-    do {
-        exchange.code = driver_.DataCom(&none, 0)->ret_value;
-        exchange.outcome = outcome_of(exchange.code);
-    } while (exchange.outcome == Outcome::sent_again);
+    exchange.code = give_up();
+    exchange.outcome = outcome_of(exchange.code);
     watcher_.exchanged(exchange);
+}
+
+// Gives up what is in flight. Returns the driver's last return code.
+int LinkLoop::give_up() {
+    QByteArray none;
+    int code = 0;
+    do {
+        code = driver_.DataCom(&none, 0)->ret_value;
+    } while (outcome_of(code) == Outcome::sent_again);
+    return code;
 }
 
 // Listening, not only waiting: a line that is lost is noticed also when there is nothing to ask.
@@ -129,7 +137,7 @@ void LinkLoop::idle() {
 // Until what the station may still answer to earlier requests has come or cannot come any more. False when a stop came
 // first.
 bool LinkLoop::listen_before(int station) {
-    while (const auto until = ledger_.listen_until(station, line_->now())) {
+    while (const auto until = ledger_.listen_until(station, line_->looked_until())) {
         const std::string bytes = line_->listen(*until);
         if (line_->stop_requested())
             return false;
@@ -147,7 +155,13 @@ void LinkLoop::exchange(const Protocol &request) {
 
     // A reply that came too late for its own request must not answer this one.
     keep(stale_, line_->await_silence(heard_));
-    if (line_->stop_requested() || !ask(exchange.request, station, reply_size))
+    if (line_->stop_requested())
+        return;
+    if (!watcher_.may_leave(exchange)) {
+        give_up();
+        return;
+    }
+    if (!ask(exchange.request, station, reply_size))
         return;
     exchange.sent_at = WallClock::now();
 
@@ -167,6 +181,9 @@ void LinkLoop::exchange(const Protocol &request) {
 void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     exchange.ended_at = reply.ended_at;
     exchange.received = reply.received;
+    const std::uint64_t of_reply = static_cast<std::uint64_t>(reply.size);
+    exchange.discarded = reply.received - std::min(reply.received, counted_ + of_reply);
+    counted_ = reply.received;
     // No reply is handed over as one of length 0: the driver, not the host, decides how often to try.
     QByteArray none;
     reply_.resize(reply.size);
@@ -178,8 +195,8 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     if (settings_.retries_per_request && exchange.outcome != Outcome::sent_again)
         info_.retry_count = 0;
     watcher_.exchanged(exchange);
-    tell_probe();
-    tell_lateness();
+    report_probe();
+    report_lateness();
     if (take_finish_flag())
         watcher_.pass_ended();
 }
@@ -188,9 +205,13 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
 bool LinkLoop::ask(std::string_view request, int station, int reply_size) {
     unjudged_.clear();
     if (reply_size != 0)
-        line_->expect_replies_until(line_->now() + ledger_.patience());
+        line_->expect_replies_until(ledger_.last_reply_until(station, line_->now()), ledger_.patience());
     const bool sent = line_->send(request.data(), request.size());
     ledger_.sent(station, request, reply_size, line_->request_end());
+    // It may have left much later, when another program had the processor. What has come meanwhile is not read yet, and
+    // no request may be forgotten for it.
+    if (const auto until = ledger_.last_reply_until(line_->looked_until()))
+        line_->expect_replies_until(*until, ledger_.patience());
     return sent;
 }
 
@@ -207,7 +228,7 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
     bool too_soon = false;
     for (std::size_t size = 0;;) {
         size = line_->receive(buffer, size, whole_size, settings_.timeouts);
-        const auto now = line_->now();
+        const ReplyLedger::Arrival arrival = arrival_of_what_was_read();
         const std::string_view bytes(buffer, size);
         const std::size_t first = whole_reply_size(bytes);
         Reply reply{static_cast<int>(size), false, false, WallClock::now(), line_->received()};
@@ -220,9 +241,9 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
             // It began before the request had left, and answers another one.
             too_soon = true;
             late = size;
-            ledger_.heard_damaged(station, bytes, {}, now);
+            ledger_.heard_damaged(station, bytes, {}, arrival);
         } else if (first > 0) {
-            const Whose whose = ledger_.heard(bytes.substr(0, first), request, now);
+            const Whose whose = ledger_.heard(bytes.substr(0, first), request, arrival);
             late = whose == Whose::late ? first : 0;
             reply.is_known = whose == Whose::awaited;
         }
@@ -237,22 +258,26 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
             reply.size = static_cast<int>(first);
             reply.is_held = !may_wait_on(station, bytes.substr(0, first));
         } else {
-            ledger_.heard_damaged(station, bytes, request, now);
+            ledger_.heard_damaged(station, bytes, request, arrival);
             reply.is_held = would_be_taken(bytes, request, reply_size);
         }
         return reply;
     }
 }
 
-// Of the reply at the beginning of `bytes`, which can belong to something that was asked. 0: there is none, or it is
-// not whole, or damaged.
+ReplyLedger::Arrival LinkLoop::arrival_of_what_was_read() const {
+    return {line_->arrived_after(), line_->now()};
+}
+
+// The size of the reply at the beginning of `bytes`, which can belong to something that was asked. 0: there is none, or
+// it is not whole, or damaged.
 std::size_t LinkLoop::whole_reply_size(std::string_view bytes) const {
     const std::size_t size = ledger_.reply_size(bytes);
     return size != 0 && size <= bytes.size() && rtu::crc_is_right(bytes.substr(0, size)) ? size : 0;
 }
 
 // A line that echoes returns each request byte for byte, before any reply. Acknowledgements of functions 5 and 6 look
-// the same: there, another request tells, once for each line.
+// the same: there, another request shows it, once for each line.
 bool LinkLoop::is_echo(std::string_view bytes, std::size_t first, std::string_view request, std::size_t due) {
     if (!is_rtu(request) || due == 0 || line_->broken_off())
         return false;
@@ -298,7 +323,7 @@ void LinkLoop::probe_for_echo(std::string_view request) {
     else if (!line_->broken_off())
         note_echo(false);
     if (first > 0)
-        ledger_.heard(bytes.substr(0, first), probe, line_->now());
+        ledger_.heard(bytes.substr(0, first), probe, arrival_of_what_was_read());
     probed.exchange.ended_at = WallClock::now();
     probed.exchange.station = station;
     probed.exchange.received = line_->received();
@@ -308,7 +333,7 @@ void LinkLoop::probe_for_echo(std::string_view request) {
 }
 
 // After the request that called for it, as on the line.
-void LinkLoop::tell_probe() {
+void LinkLoop::report_probe() {
     if (!probe_)
         return;
     probe_->exchange.request = probe_->request;
@@ -331,13 +356,12 @@ bool LinkLoop::is_too_soon(std::size_t size) const {
     return has_speed && line_->now() + tolerance < line_->request_end() + shortest - shortest / 10;
 }
 
-// What is the controller itself at the end of a cable answers sooner than any speed allows, and nothing comes behind
-// it.
+// What is the controller itself at the end of a cable answers sooner than any speed allows, and nothing comes after it.
 void LinkLoop::note_speed(bool came_too_soon, bool came) {
-    constexpr int most_in_vain = 2;
+    constexpr int most_alone = 2;
     if (!came_too_soon || came)
-        too_soon_in_vain_ = came ? 0 : too_soon_in_vain_;
-    else if (++too_soon_in_vain_ >= most_in_vain)
+        too_soon_alone_ = came ? 0 : too_soon_alone_;
+    else if (++too_soon_alone_ >= most_alone)
         speed_is_kept_ = false;
 }
 
@@ -376,14 +400,14 @@ void LinkLoop::hear(std::string_view bytes) {
         const std::string_view reply = left.substr(0, size);
         const bool whole = rtu::crc_is_right(reply);
         if (whole)
-            ledger_.heard(reply, {}, line_->now());
+            ledger_.heard(reply, {}, arrival_of_what_was_read());
         left.remove_prefix(whole ? size : 1);
     }
     unjudged_.erase(0, unjudged_.size() - left.size());
-    tell_lateness();
+    report_lateness();
 }
 
-void LinkLoop::tell_lateness() {
+void LinkLoop::report_lateness() {
     if (const auto lateness = ledger_.take_lateness())
         watcher_.reply_late(lateness->station, std::chrono::ceil<std::chrono::milliseconds>(lateness->time));
 }

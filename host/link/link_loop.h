@@ -17,8 +17,8 @@
 
 namespace kelpo {
 
-/// Gives the driver its configuration block and two callbacks that tell `watcher`. Both must live as long as the driver
-/// is used. There is one driver per process, so a second call replaces the first.
+/// Gives the driver its configuration block and two callbacks that report to `watcher`. Both must live as long as the
+/// driver is used. There is one driver per process, so a second call replaces the first.
 void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher);
 
 /// How a LinkLoop goes about its work.
@@ -28,7 +28,7 @@ struct LoopSettings {
     bool retries_per_request = false;
 };
 
-/// Asks the driver for the next request, sends it, hands back the reply, tells `watcher`. For one thread.
+/// Asks the driver for the next request, sends it, hands back the reply, reports to `watcher`. For one thread.
 ///
 /// The driver takes any reply that has the right station, function, length and check. That is not enough to know that a
 /// reply is for the request in flight. So the loop keeps a ledger of what was asked and has no reply (ReplyLedger), and
@@ -48,7 +48,7 @@ public:
     /// After a reply that the driver does not take, the loop listens for `timeouts.settle` before it goes on, so that
     /// what is late does not answer the next request.
     ///
-    /// The loop lowers ComInfo::finish_flag whenever it has told of a pass, so that the driver raises it again for the
+    /// The loop lowers ComInfo::finish_flag whenever it has reported a pass, so that the driver raises it again for the
     /// next one.
     void run(Channel &line);
 
@@ -69,29 +69,31 @@ private:
         std::uint64_t received;  // by the line until then
     };
 
-    // A request of the loop's own, to be told.
+    // A request of the loop's own, to be reported.
     struct Probe {
         Exchange exchange{};
         std::string request, reply, stale;
     };
 
     void idle();
+    int give_up();
     bool listen_before(int station);
     void exchange(const Protocol &request);
     void end_exchange(Exchange &exchange, const Reply &reply);
     bool ask(std::string_view request, int station, int reply_size);
     Reply await_reply(std::string_view request, int station, int reply_size);
+    ReplyLedger::Arrival arrival_of_what_was_read() const;
     std::size_t whole_reply_size(std::string_view bytes) const;
     bool is_echo(std::string_view bytes, std::size_t first, std::string_view request, std::size_t due);
     void probe_for_echo(std::string_view request);
-    void tell_probe();
+    void report_probe();
     void note_echo(bool heard);
     bool is_too_soon(std::size_t size) const;
     void note_speed(bool came_too_soon, bool came);
     bool may_wait_on(int station, std::string_view reply);
     static bool would_be_taken(std::string_view bytes, std::string_view request, int reply_size);
     void hear(std::string_view bytes);
-    void tell_lateness();
+    void report_lateness();
     bool take_finish_flag();
 
     const DriverEntryPoints &driver_;
@@ -107,11 +109,12 @@ private:
     std::optional<Probe> probe_;
     std::map<int, int> waits_;   // how often in a row a station has asked the host to wait
     bool speed_is_kept_ = true;  // no reply comes sooner than the line's speed allows
-    int too_soon_in_vain_ = 0;   // such replies in a row, behind which nothing came
+    int too_soon_alone_ = 0;     // such replies in a row, after which nothing came
     QByteArray reply_;
-    std::string stale_;     // came in before the request
-    std::string late_;      // came in while its reply was awaited, and is another's
-    std::string unjudged_;  // came in when nothing was awaited, and may yet become a reply
+    std::uint64_t counted_ = 0;  // bytes that had come in at the end of the exchange before
+    std::string stale_;          // came in before the request
+    std::string late_;           // came in while its reply was awaited, and is another's
+    std::string unjudged_;       // came in when nothing was awaited, and may yet become a reply
 };
 
 }  // namespace kelpo

@@ -24,7 +24,7 @@ class LinkRemarks : public LinkWatcher {
 public:
     explicit LinkRemarks(std::chrono::milliseconds reply_timeout) : reply_timeout_(reply_timeout) {}
 
-    /// Each a sentence without a full stop, told once for each station.
+    /// Each a sentence without a full stop, once for each station.
     std::vector<std::string> sentences() const;
 
     /// Those that began to hold since the last call.

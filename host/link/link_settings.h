@@ -7,7 +7,7 @@
 
 namespace kelpo {
 
-/// How long a line that was lost is left alone before it is opened again. Each try in vain doubles the pause; a good
+/// How long a line that was lost is left alone before it is opened again. Each try that fails doubles the pause; a good
 /// reply brings it back to the first.
 struct ReopenPauses {
     std::chrono::milliseconds first{250};

@@ -1,14 +1,12 @@
 #include "host/link/link_statistics.h"
 
-#include <ozna_kelpo_constants.h>
-
 namespace kelpo {
 
 void LinkStatistics::exchanged(const Exchange &exchange) {
     ++exchanges;
     bytes_sent += exchange.request.size();
     bytes_received += exchange.reply.size();
-    bytes_discarded += exchange.stale.size() + exchange.late.size();
+    bytes_discarded += exchange.discarded;
     switch (exchange.outcome) {
     case Outcome::good:
         ++good;
@@ -26,11 +24,11 @@ void LinkStatistics::pass_ended() {
     ++passes;
 }
 
-void LinkStatistics::request_ended(int, int, int status) {
-    ++(status == ozna_kelpo::request_done ? writes_done : writes_failed);
+void LinkStatistics::request_ended(const RequestName &, RequestOutcome outcome) {
+    ++(outcome == RequestOutcome::done ? writes_done : writes_failed);
 }
 
-void LinkStatistics::communication_failed(int, int) {
+void LinkStatistics::communication_failed(int) {
     ++error_calls;
 }
 

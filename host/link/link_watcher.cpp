@@ -1,5 +1,7 @@
 #include "host/link/link_watcher.h"
 
+#include <algorithm>
+
 #include <ozna_kelpo_constants.h>
 
 namespace kelpo {
@@ -21,6 +23,11 @@ void WatcherList::about_to_ask() {
         watcher->about_to_ask();
 }
 
+bool WatcherList::may_leave(const Exchange &exchange) {
+    return std::all_of(watchers_.begin(), watchers_.end(),
+                       [&](LinkWatcher *watcher) { return watcher->may_leave(exchange); });
+}
+
 void WatcherList::exchanged(const Exchange &exchange) {
     for (LinkWatcher *watcher : watchers_)
         watcher->exchanged(exchange);
@@ -31,14 +38,14 @@ void WatcherList::pass_ended() {
         watcher->pass_ended();
 }
 
-void WatcherList::request_ended(int group, int id, int status) {
+void WatcherList::request_ended(const RequestName &name, RequestOutcome outcome) {
     for (LinkWatcher *watcher : watchers_)
-        watcher->request_ended(group, id, status);
+        watcher->request_ended(name, outcome);
 }
 
-void WatcherList::communication_failed(int group, int flag) {
+void WatcherList::communication_failed(int group) {
     for (LinkWatcher *watcher : watchers_)
-        watcher->communication_failed(group, flag);
+        watcher->communication_failed(group);
 }
 
 void WatcherList::reply_late(int station, std::chrono::milliseconds time) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "host/driver/request_name.h"
+
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -15,7 +17,7 @@ enum class Outcome {
     given_up     ///< no reply, or not a good one, and it was the last try
 };
 
-/// The outcome that the driver return code `code` of DataCom stands for.
+/// The outcome that the driver return code `code` of DataCom means.
 Outcome outcome_of(int code);
 
 /// One request and what came of it. Looks into the link loop's own memory: good until the call that hands it over
@@ -34,15 +36,15 @@ struct Exchange {
     int type;                  ///< the register class that it serves (a type from 0 to 17)
     int address;               ///< first number in that class, as the driver counts
     int count;                 ///< units of that class
-    int group;                 ///< the request's var_group
-    int id;                    ///< the request's var_id, -1 for a polled block
+    RequestName name;          ///< how the driver knows the request
     int code;                  ///< the driver return code
-    Outcome outcome;           ///< what the code stands for
+    Outcome outcome;           ///< what the code means
     std::uint64_t received;    ///< bytes that came in on this line so far, thrown away or not
+    std::uint64_t discarded;   ///< bytes that came in since the exchange before, and are not of `reply`
 };
 
-/// Is told what happens on a link. All calls come from the link thread and hold it up, so they must be quick; those
-/// marked so come with the driver's list lock held and must not call the driver.
+/// Gets reports of what happens on a link. All calls come from the link thread and hold it up, so they must be quick;
+/// those marked so come with the driver's list lock held and must not call the driver.
 class LinkWatcher {
 public:
     virtual ~LinkWatcher() = default;
@@ -50,19 +52,26 @@ public:
     /// The driver is asked for the next request right after this call, so what is queued here can be that request.
     virtual void about_to_ask() {}
 
+    /// The request is about to leave: `exchange` has no more than it yet. False: it is not to be sent any more, and
+    /// ends as one that was given up, without exchanged().
+    virtual bool may_leave(const Exchange & /*exchange*/) {
+        return true;
+    }
+
     virtual void exchanged(const Exchange &) {}
 
     /// A pass over the cyclic read list is complete.
     virtual void pass_ended() {}
 
-    /// A write or a once-read has ended: `status` 1 = done, 2 = failed. Comes before exchanged() of its last reply.
-    /// With the driver's list lock held.
-    virtual void request_ended(int /*group*/, int /*id*/, int /*status*/) {}
+    /// A part of a write or of a once-read is done or has failed. Comes before exchanged() of its last reply. With the
+    /// driver's list lock held.
+    virtual void request_ended(const RequestName & /*name*/, RequestOutcome /*outcome*/) {}
 
-    /// A request was given up. Comes before exchanged() of its last reply. With the driver's list lock held.
-    virtual void communication_failed(int /*group*/, int /*flag*/) {}
+    /// A request of this group was given up. Comes before exchanged() of its last reply. With the driver's list lock
+    /// held.
+    virtual void communication_failed(int /*group*/) {}
 
-    /// A station answers later than the reply time-out: it took at least `time`, longer than told of it before.
+    /// A station answers later than the reply time-out: it took at least `time`, longer than reported before.
     virtual void reply_late(int /*station*/, std::chrono::milliseconds /*time*/) {}
 
     /// The host has asked a station for one unit, of its own accord, to learn whether the line returns what is sent: an
@@ -74,7 +83,7 @@ public:
     /// opened.
     virtual void line_echoes() {}
 
-    /// A station has asked the host to wait so many times in a row that this counts as no reply from now on.
+    /// A station has asked the host to wait too often in a row: from now on this counts as no reply.
     virtual void wait_refused(int /*station*/) {}
 
     /// The line is open, for the first time or again.
@@ -93,10 +102,11 @@ public:
     }
 
     void about_to_ask() override;
+    bool may_leave(const Exchange &exchange) override;
     void exchanged(const Exchange &exchange) override;
     void pass_ended() override;
-    void request_ended(int group, int id, int status) override;
-    void communication_failed(int group, int flag) override;
+    void request_ended(const RequestName &name, RequestOutcome outcome) override;
+    void communication_failed(int group) override;
     void reply_late(int station, std::chrono::milliseconds time) override;
     void line_probed(const Exchange &exchange) override;
     void line_echoes() override;

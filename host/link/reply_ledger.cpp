@@ -3,6 +3,7 @@
 #include "host/link/rtu_shape.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace kelpo {
@@ -52,13 +53,14 @@ std::size_t ReplyLedger::reply_size(std::string_view bytes) const {
     return asks_to_wait && !station->second.entries.empty() ? rtu::exception_size : 0;
 }
 
-ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view awaited, Time now) {
+ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view awaited, Arrival arrival) {
     const int number = static_cast<int>(byte_at(reply, 0));
     const auto found = stations_.find(number);
     if (found == stations_.end())
         return Whose::nobody;
     Station &station = found->second;
-    forget_expired(station, now, awaited);
+    // A request is forgotten only when the reply certainly came too late for it, however late it was read.
+    forget_expired(station, arrival.after, awaited);
 
     std::vector<Entry> &entries = station.entries;
     std::vector<std::size_t> candidates;
@@ -69,9 +71,9 @@ ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view a
         return Whose::nobody;
 
     const Entry &oldest = entries[candidates.front()];
-    const bool is_copy =
-        oldest.sent_at < station.replied_at && reply == station.reply && now - station.replied_at < reply_timeout_ / 2;
-    station.heard_at = station.replied_at = now;
+    const bool is_copy = oldest.sent_at < station.replied_at && reply == station.reply &&
+                         arrival.after - station.replied_at < reply_timeout_ / 2;
+    station.heard_at = station.replied_at = arrival.before;
     station.reply = reply;
     if (is_copy)
         return Whose::late;
@@ -81,28 +83,28 @@ ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view a
         // As many candidates as there were such replies before may have had theirs.
         std::size_t &unclear = station.unclear[function_of(oldest.request)];
         const Entry &unanswered = entries[candidates[std::min(unclear, candidates.size() - 1)]];
-        station.perhaps_late = std::max(station.perhaps_late, now - unanswered.sent_at);
+        station.perhaps_late = std::max(station.perhaps_late, arrival.after - unanswered.sent_at);
         ++unclear;
         settle_unclear(number, station);
         return Whose::late;
     }
     const Whose whose = !awaited.empty() && oldest.request == awaited ? Whose::awaited : Whose::late;
     if (candidates.size() == 1)
-        note_time(number, station, now - oldest.sent_at);
+        note_time(number, station, arrival.after - oldest.sent_at);
     else
-        station.perhaps_late = std::max(station.perhaps_late, now - oldest.sent_at);
+        station.perhaps_late = std::max(station.perhaps_late, arrival.after - oldest.sent_at);
     entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(candidates.front()));
     settle_unclear(number, station);
     return whose;
 }
 
-void ReplyLedger::heard_damaged(int number, std::string_view bytes, std::string_view awaited, Time now) {
+void ReplyLedger::heard_damaged(int number, std::string_view bytes, std::string_view awaited, Arrival arrival) {
     const auto found = stations_.find(number);
     if (found == stations_.end() || bytes.empty())
         return;
     Station &station = found->second;
-    forget_expired(station, now, awaited);
-    station.heard_at = now;
+    forget_expired(station, arrival.after, awaited);
+    station.heard_at = arrival.before;
     std::vector<Entry> &entries = station.entries;
     const bool only_the_awaited =
         std::all_of(entries.begin(), entries.end(), [&](const Entry &entry) { return entry.request == awaited; });
@@ -144,10 +146,17 @@ std::optional<ReplyLedger::Time> ReplyLedger::last_reply_until(Time now) {
         forget_expired(station, now);
         if (station.entries.empty())
             continue;
-        const Time until = std::max(station.entries.back().sent_at, station.heard_at) + patience_;
+        const auto left = static_cast<std::int64_t>(station.entries.size());
+        const Time until = std::max(station.entries.back().sent_at, station.heard_at) + left * patience_;
         last = last ? std::max(*last, until) : until;
     }
     return last;
+}
+
+ReplyLedger::Time ReplyLedger::last_reply_until(int number, Time time) const {
+    const auto station = stations_.find(number);
+    const std::size_t left = station == stations_.end() ? 0 : station->second.entries.size();
+    return time + (static_cast<std::int64_t>(left) + 1) * patience_;
 }
 
 std::optional<ReplyLedger::Lateness> ReplyLedger::take_lateness() {
@@ -164,7 +173,7 @@ void ReplyLedger::forget_expired(Station &station, Time now, std::string_view aw
     if (end == station.entries.end())
         return;
     station.entries.erase(end, station.entries.end());
-    // A reply was lost. Those that came may have been for the requests that are forgotten, or for the ones behind them.
+    // A reply was lost. Those that came may have been for the requests that are forgotten, or for the ones after them.
     station.perhaps_late = Duration(0);
     station.unclear.fill(0);
 }

@@ -11,7 +11,7 @@
 
 namespace kelpo {
 
-/// Remembers what was asked of each station and has no reply yet, and tells whose a reply is.
+/// Remembers what was asked of each station and has no reply yet, and says whose a reply is.
 ///
 /// A reply names its station and its function, but not the address that was read. So it is taken for the answer to the
 /// request that is awaited only when there is no other request that it could answer: all those without a reply that it
@@ -27,7 +27,7 @@ public:
 
     enum class Whose {
         awaited,  ///< the awaited request's
-        late,     ///< another request's, or it cannot be told which one's
+        late,     ///< another request's, or nobody knows which one's
         nobody    ///< no request's that is without a reply
     };
 
@@ -37,23 +37,30 @@ public:
         Duration time;
     };
 
-    /// `patience` is how late a reply may be; nothing stands for 4.5 times the reply time-out.
+    /// `patience` is how late a reply may be, without it 4.5 times the reply time-out.
     explicit ReplyLedger(Duration reply_timeout, std::optional<Duration> patience = std::nullopt);
 
     /// A request went out, whole at `end`. `reply_size` is the number of bytes of a good reply, -1 of any number; a
     /// request with 0 awaits none and is not kept.
     void sent(int station, std::string_view request, int reply_size, Time end);
 
-    /// How many bytes the reply has that begins with `bytes`, told by its header and what has no reply yet. 0 when it
+    /// How many bytes the reply has that begins with `bytes`, by its header and what has no reply yet. 0 when it
     /// cannot belong to any, or not enough of it is there.
     std::size_t reply_size(std::string_view bytes) const;
 
-    /// A whole reply with a right check has come. `awaited` is the request that is waited for, empty for none.
-    Whose heard(std::string_view reply, std::string_view awaited, Time now);
+    /// When something came in. A host that does not get the processor reads it long after it came: so what is known is
+    /// only that it came between two moments.
+    struct Arrival {
+        Time after;   ///< until then it had not come
+        Time before;  ///< it was read then
+    };
 
-    /// What came while `awaited` was waited for is nobody's reply, or is damaged. It stands for the reply to the
+    /// A whole reply with a right check has come. `awaited` is the request that is waited for, empty for none.
+    Whose heard(std::string_view reply, std::string_view awaited, Arrival arrival);
+
+    /// What came while `awaited` was waited for is nobody's reply, or is damaged. It counts as the reply to the
     /// awaited request when it looks like one, and no other is without one.
-    void heard_damaged(int number, std::string_view bytes, std::string_view awaited, Time now);
+    void heard_damaged(int number, std::string_view bytes, std::string_view awaited, Arrival arrival);
 
     /// The driver has taken a reply to `awaited` that nothing is known of here.
     void answered(int station, std::string_view awaited);
@@ -63,8 +70,12 @@ public:
     /// for.
     std::optional<Time> listen_until(int number, Time now);
 
-    /// When the last reply can come; nothing when all have come.
+    /// Until when replies can come; nothing when all have come. A station that has several left may deal with them one
+    /// by one, each `patience` after the one before.
     std::optional<Time> last_reply_until(Time now);
+
+    /// The same of station `number` if it is asked once more at `time`.
+    Time last_reply_until(int number, Time time) const;
 
     /// How long after a request or the last reply of the station a reply to it can come.
     Duration patience() const {
@@ -86,7 +97,7 @@ private:
         // as there are requests, all have had theirs.
         std::array<std::size_t, 256> unclear{};
         Time heard_at{};
-        std::string reply;  // the last one, and when it came: a copy of it right behind it answers nothing else
+        std::string reply;  // the last one, and when it came: a copy of it right after it answers nothing else
         Time replied_at{};
         Duration perhaps_late{0};  // of a reply that may have been the first request's, or a later equal one's
         Duration latest{0};

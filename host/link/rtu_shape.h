@@ -6,7 +6,7 @@
 
 namespace kelpo {
 
-/// What can be told of the bytes of Modbus RTU frames without knowing what they are about.
+/// What the bytes of Modbus RTU frames show without knowing what they are about.
 namespace rtu {
 
 constexpr std::size_t exception_size = 5;

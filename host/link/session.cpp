@@ -1,5 +1,7 @@
 #include "host/link/session.h"
 
+#include "host/link/link_loop.h"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -10,33 +12,26 @@ namespace {
 
 using std::chrono::milliseconds;
 
-ComInfo configuration(const LinkSettings &settings) {
-    ComInfo info{};
-    info.max_count = settings.max_count;
-    info.default_station = 1;
-    info.retry_times = settings.retries;
-    info.multi_station = 1;
-    info.write_mode = ozna_kelpo::write_to_controller;
-    return info;
-}
-
-// Of this thread. Otherwise the system may let each wait last 50 us longer, to wake several threads at once, and the
-// line would be idle so long before every request.
+// Sets it for this thread. Otherwise the system may let each wait last 50 us longer, to wake several threads at once,
+// and the line would be idle so long before every request.
 void wait_no_longer_than_asked() {
-    constexpr unsigned long shortest_slack = 1;  // nanosecond; 0 stands for the usual one
+    constexpr unsigned long shortest_slack = 1;  // nanosecond; 0 means the usual one
     prctl(PR_SET_TIMERSLACK, shortest_slack, 0UL, 0UL, 0UL);
 }
 
 }  // namespace
 
-Session::Session(const LinkSettings &settings, StopSignal &stop, const std::vector<LinkWatcher *> &watchers,
-                 OnLoss on_loss)
-    : settings_(settings), stop_(stop), on_loss_(on_loss), driver_(settings.driver), info_(configuration(settings)),
-      loop_(driver_.entry(), info_, {settings.timeouts, settings.retries_per_request}, watchers_) {
+Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
+                 const std::vector<LinkWatcher *> &watchers, OnLoss on_loss)
+    : settings_(settings), stop_(stop), on_loss_(on_loss), ends_(driver) {
+    watchers_.add(ends_);
     watchers_.add(statistics_);
     for (LinkWatcher *watcher : watchers)
         watchers_.add(*watcher);
-    attach(driver_.entry(), info_, watchers_);
+    auto &info = driver.configure({settings.max_count, settings.retries});
+    const LoopSettings loop{settings.timeouts, settings.retries_per_request};
+    loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_);
+    attach(driver.library().entry(), info, watchers_);
 }
 
 Session::~Session() {
@@ -45,6 +40,7 @@ Session::~Session() {
 
 void Session::start() {
     line_ = std::make_unique<Line>(settings_.line, stop_);
+    settings_.line.known_terminal = line_->terminal();
     thread_ = std::thread([this] { run(); });
 }
 
@@ -52,11 +48,6 @@ void Session::finish() {
     stop_.raise();
     if (thread_.joinable())
         thread_.join();
-}
-
-int Session::poll(const std::vector<Variable> &variables) const {
-    QList<HOST_VAR> list = polled(variables);
-    return driver_.entry().ReCreatReadVarList(&list);
 }
 
 std::string Session::line_error() const {
@@ -74,7 +65,7 @@ void Session::run() {
     watchers_.line_opened();
     // Replies to what others asked on this line before, also when they were killed.
     try {
-        line_->settle(std::max<std::chrono::nanoseconds>(settings_.timeouts.settle, line_->left_by_others()));
+        line_->settle_after_others(settings_.timeouts.settle);
     } catch (const std::runtime_error &error) {
         lose_line(error.what(), false);
     }
@@ -83,7 +74,7 @@ void Session::run() {
         try {
             if (!line_ && !open_again())
                 return;
-            loop_.run(*line_);
+            loop_->run(*line_);
         } catch (const std::runtime_error &error) {  // a LineError, or the system is short of something
             if (!stop_.raised())
                 lose_line(error.what(), statistics_.good > good_before);
@@ -98,7 +89,7 @@ void Session::lose_line(const std::string &why, bool carried_something) {
         stop_.raise();
         return;
     }
-    loop_.line_was_lost();
+    loop_->line_was_lost();
     // A line that breaks again before it carried anything is no better than one that does not open.
     const bool first_loss = carried_something || next_pause_ == milliseconds(0);
     next_pause_ = first_loss ? settings_.pauses.first : std::min(2 * next_pause_, settings_.pauses.longest);
@@ -110,8 +101,8 @@ bool Session::open_again() {
     if (stop_.wait_for(next_pause_))
         return false;
     line_ = std::make_unique<Line>(settings_.line, stop_);
-    // The controller may still be answering what was asked when the line broke.
-    line_->settle(settings_.timeouts.settle);
+    // The controller may still be answering what was asked when the line broke, or what others have asked since.
+    line_->settle_after_others(settings_.timeouts.settle);
     set_line_error(std::string());
     watchers_.line_opened();
     return true;

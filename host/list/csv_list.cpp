@@ -1,7 +1,7 @@
 #include "host/list/csv_list.h"
 
 #include "host/list/csv_table.h"
-#include "host/list/words.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 
@@ -39,7 +39,7 @@ std::vector<const Column *> columns_of(const CsvRow &header, const std::string &
         const std::string name = lowered(title);
         const Column *column = column_named(name);
         if (column != nullptr && std::find(found.begin(), found.end(), column) != found.end()) {
-            builder.mistake(place, "column " + in_quotes(name) + " stands twice; leave one of them out");
+            builder.mistake(place, "column " + in_quotes(name) + " is there twice; leave one of them out");
             column = nullptr;
         } else if (column == nullptr && !name.empty()) {
             const std::optional<std::string> meant = nearest(name, column_names());

@@ -1,6 +1,8 @@
+// Made by hand, so that each mistake is reported with the line in which it is, whatever the file looks like.
+
 #include "host/list/csv_table.h"
 
-#include "host/list/words.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <array>
@@ -108,8 +110,7 @@ private:
             if (text_[at_] == '"' && text_.substr(at_, 2) != "\"\"") {
                 ++at_;
                 if (!trimmed(read_plain()).empty())
-                    table_.mistakes.push_back(
-                        {line_, "text behind a closing quote; a quote inside a field is doubled"});
+                    table_.mistakes.push_back({line_, "text after a closing quote; a quote inside a field is doubled"});
                 return field;
             }
             if (text_[at_] == '"')
@@ -118,7 +119,7 @@ private:
                 ++line_;
             field += text_[at_++];
         }
-        table_.mistakes.push_back({opened, "a quote is never closed; put \" behind the field"});
+        table_.mistakes.push_back({opened, "a quote is never closed; put \" after the field"});
         return field;
     }
 
@@ -134,8 +135,8 @@ private:
 CsvTable csv_table(std::string_view text) {
     const std::string first = lowered(line_at(text, 0));
     if (first.size() == 5 && first.compare(0, 4, "sep=") == 0) {
-        const std::size_t behind = first.size() + (text.substr(first.size(), 2) == "\r\n" ? 2 : 1);
-        return CsvReader(text.substr(std::min(behind, text.size())), first[4], 2).read();
+        const std::size_t after = first.size() + (text.substr(first.size(), 2) == "\r\n" ? 2 : 1);
+        return CsvReader(text.substr(std::min(after, text.size())), first[4], 2).read();
     }
     return CsvReader(text, separator_of(text), 1).read();
 }

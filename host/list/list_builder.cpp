@@ -1,7 +1,7 @@
 #include "host/list/list_builder.h"
 
-#include "host/list/address_words.h"
-#include "host/list/words.h"
+#include "host/driver/address_text.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <set>
@@ -32,7 +32,7 @@ void ListBuilder::add_station(const std::string &file, const StationRow &row) {
     const int number = row.station.number;
     const auto [known, is_new] = stations_.insert({number, {file, row.line}});
     if (!is_new) {
-        mistake({file, row.line}, "station " + std::to_string(number) + " stands in " + seen_at(known->second, file) +
+        mistake({file, row.line}, "station " + std::to_string(number) + " is in " + seen_at(known->second, file) +
                                       " already; describe each station once");
         return;
     }
@@ -71,7 +71,7 @@ std::optional<long long> ListBuilder::number_in(const std::string &file, const F
                                                 long long low, long long high, const std::string &meaning) {
     if (field.noted)
         return std::nullopt;
-    const std::optional<long long> number = whole_number(field.text);
+    const std::optional<long long> number = whole_number(trimmed(field.text));
     if (number && *number >= low && *number <= high)
         return number;
     const std::string shown = number ? std::to_string(*number) : in_quotes(field.text);
@@ -112,7 +112,7 @@ std::optional<std::string> ListBuilder::address_of(const std::string &file, cons
     const std::string text(trimmed(row.address->text));
     if (!type || row.address->noted)
         return std::nullopt;
-    if (address_of_(*type, text) < 0) {
+    if (!address_of_(*type, text)) {
         mistake({file, row.address->line}, "address " + in_quotes(text) + " " + why_no_address(*type, text));
         return std::nullopt;
     }
@@ -158,7 +158,7 @@ bool ListBuilder::take_name(const std::string &file, const VariableRow &row, con
     }
     const auto [known, is_new] = names_.insert({name, place});
     if (!is_new)
-        mistake(place, "name " + in_quotes(name) + " stands in " + seen_at(known->second, file) +
+        mistake(place, "name " + in_quotes(name) + " is in " + seen_at(known->second, file) +
                            " already; give one of them another name");
     return is_new;
 }

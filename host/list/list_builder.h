@@ -9,8 +9,8 @@
 
 namespace kelpo {
 
-/// What the driver makes of an address text: the number, or a negative one when it takes none.
-using AddressOf = std::function<int(int type, const std::string &text)>;
+/// The number that the driver makes of an address text; nothing when it takes the text for no address.
+using AddressOf = std::function<std::optional<int>(int type, const std::string &text)>;
 
 /// Something that a list file says, as text, and where.
 struct Field {

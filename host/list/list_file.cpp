@@ -3,9 +3,9 @@
 #include "host/line/descriptor.h"
 #include "host/list/csv_list.h"
 #include "host/list/remark_text.h"
-#include "host/list/text_encoding.h"
 #include "host/list/toml_list.h"
-#include "host/list/words.h"
+#include "host/text/text_encoding.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <array>
@@ -33,7 +33,7 @@ int first_line_not_utf8(std::string_view text) {
     return number;
 }
 
-// Nothing, and a mistake noted, when it cannot be told what is written there.
+// Nothing, and a mistake noted, when the encoding is not known.
 std::optional<std::string> as_utf8(std::string_view bytes, const std::string &file, ListBuilder &builder) {
     DecodedText found = decoded(bytes);
     switch (found.encoding) {
@@ -121,7 +121,7 @@ ListReading parse_list(const std::string &text, const std::string &file, const L
     return reading;
 }
 
-ListReading load_list(const std::string &file, const LinkSettings &defaults, const DriverEntryPoints &driver) {
+ListReading load_list(const std::string &file, const LinkSettings &defaults, const DriverQueries &driver) {
     const FileContent content = content_of(file);
     if (!content.text) {
         ListReading unread;
@@ -130,7 +130,7 @@ ListReading load_list(const std::string &file, const LinkSettings &defaults, con
         return unread;
     }
     const auto address_of = [&driver](int type, const std::string &text) {
-        return driver.PLCAddressChangeIntef(type, QString::fromLatin1(text.data(), static_cast<int>(text.size())));
+        return driver.number_of(type, text);
     };
     return parse_list(*content.text, file, defaults, {address_of, content_of});
 }

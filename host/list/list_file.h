@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/driver/driver_library.h"
+#include "host/driver/driver_queries.h"
 #include "host/list/list_builder.h"
 #include "host/list/poll_list.h"
 
@@ -38,6 +38,6 @@ ListReading parse_list(const std::string &text, const std::string &file, const L
 
 /// Reads the list file `file` and the CSV file that it may name, relative to its own folder; addresses are judged by
 /// the driver. Files above 16 MiB are refused. A file that cannot be read is a mistake like any other.
-ListReading load_list(const std::string &file, const LinkSettings &defaults, const DriverEntryPoints &driver);
+ListReading load_list(const std::string &file, const LinkSettings &defaults, const DriverQueries &driver);
 
 }  // namespace kelpo

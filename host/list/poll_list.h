@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/driver/variables.h"
+#include "host/driver/variable.h"
 #include "host/link/link_settings.h"
 
 #include <chrono>

@@ -1,12 +1,13 @@
 #include "host/list/toml_list.h"
 
-#include "host/list/words.h"
+#include "host/line/line_text.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
-// The parser asserts, and with NDEBUG assumes, what a hostile file makes untrue ("[[["); behind each such place it has
+// The parser asserts, and with NDEBUG assumes, what a hostile file makes untrue ("[[["); after each such place it has
 // the message for a user as well. So it is built with assertions, and these do nothing.
 #ifdef NDEBUG
 #    undef NDEBUG
@@ -25,7 +26,7 @@ constexpr unsigned known_speeds[] = {50,      75,      110,     134,     150,   
                                      1500000, 2000000, 2500000, 3000000, 3500000, 4000000};
 
 // The parser makes a table in a table of each part of a key and walks through them by recursion, so that a key without
-// end would exhaust the stack. A key stands in one line, and points side by side part none.
+// end would exhaust the stack. A key is in one line, and points side by side part none.
 constexpr int most_points = 100;
 
 // The first line with more of them, 0 if none has.
@@ -44,7 +45,7 @@ int line_of_too_many_points(std::string_view text) {
     return 0;
 }
 
-// What the parser 3.3 does with letters beyond ASCII outside quotes, and behind a line that goes on, is not defined. So
+// What the parser 3.3 does with letters beyond ASCII outside quotes, and after a line that goes on, is not defined. So
 // it gets none: each of their bytes goes to it as %HH, which TOML takes in quotes and comments only, as it does
 // letters.
 constexpr char mark = '%';
@@ -86,7 +87,7 @@ std::string decoded(std::string_view text) {
     return result;
 }
 
-// The line of an escape that stands for the mark itself, 0 if there is none.
+// The line of an escape that means the mark itself, 0 if there is none.
 int line_of_escaped_mark(std::string_view text) {
     for (const std::string_view escape : {"\\u0025", "\\U00000025"})
         if (const std::size_t at = text.find(escape); at != std::string_view::npos)
@@ -325,17 +326,13 @@ private:
     }
 
     static void read_parity(TableReader &reader, LineSettings &line) {
-        const auto parity = reader.text("parity", "even");
-        if (!parity)
+        const auto name = reader.text("parity", "even");
+        if (!name)
             return;
-        if (*parity == "none")
-            line.parity = Parity::none;
-        else if (*parity == "even")
-            line.parity = Parity::even;
-        else if (*parity == "odd")
-            line.parity = Parity::odd;
-        else
-            reader.refuse(*reader.find("parity"), "parity " + in_quotes(*parity) + "; \"none\", \"even\" or \"odd\"");
+        const auto parity = parity_named(*name);
+        if (!parity)
+            reader.refuse(*reader.find("parity"), "parity " + in_quotes(*name) + "; \"none\", \"even\" or \"odd\"");
+        line.parity = parity.value_or(line.parity);
     }
 
     void read_link() {

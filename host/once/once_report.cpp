@@ -1,8 +1,6 @@
 #include "host/once/once_report.h"
 
-#include "host/once/json_values.h"
-
-#include <nlohmann/json.hpp>
+#include "host/driver/value_json.h"
 
 namespace kelpo {
 
@@ -13,21 +11,22 @@ std::string result_line(const OnceResult &result) {
 
 std::string result_json(const OnceResult &result) {
     const Variable &place = result.reference.place;
-    nlohmann::ordered_json object = {{"reference", place.name},
-                                     {"station", place.station},
-                                     {"type", place.type},
-                                     {"address", place.address},
-                                     {"ok", result.ending.code == ExitCode::all_well}};
+    Json object = Json::object();
+    object.set("reference", place.name);
+    object.set("station", place.station);
+    object.set("type", place.type);
+    object.set("address", place.address);
+    object.set("ok", result.ending.code == ExitCode::all_well);
     if (!result.reference.values.empty())
-        object["written"] = json_values(place.view, result.reference.values);
+        object.set("written", json_values(place.view, result.reference.values));
     if (result.held) {
-        object["values"] = json_values(place.view, *result.held);
-        object["text"] = text_of(place.view, *result.held);
+        object.set("values", json_values(place.view, *result.held));
+        object.set("text", text_of(place.view, *result.held));
     }
     if (!result.ending.problem.empty())
-        object["problem"] = result.ending.problem;
-    object["exit_code"] = static_cast<int>(result.ending.code);
-    return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+        object.set("problem", result.ending.problem);
+    object.set("exit_code", static_cast<int>(result.ending.code));
+    return object.in_one_line();
 }
 
 }  // namespace kelpo

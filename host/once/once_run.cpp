@@ -1,7 +1,5 @@
 #include "host/once/once_run.h"
 
-#include "host/once/requests.h"
-
 namespace kelpo {
 namespace {
 
@@ -14,41 +12,35 @@ LinkSettings each_request_for_itself(LinkSettings settings) {
 
 }  // namespace
 
-OnceRun::OnceRun(const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher)
-    : max_count_(settings.max_count), stop_(stop), remarks_(settings.timeouts.reply),
-      session_(each_request_for_itself(settings), stop, {&watch_, &writer_, &remarks_, &watcher}, OnLoss::end) {
-    writer_.use(session_.driver());
+OnceRun::OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher)
+    : driver_(driver), max_count_(settings.max_count), stop_(stop), writer_(driver), remarks_(settings.timeouts.reply),
+      session_(driver, each_request_for_itself(settings), stop, {&watch_, &writer_, &remarks_, &watcher}, OnLoss::end) {
 }
 
 void OnceRun::start() {
     session_.start();
 }
 
-void OnceRun::queue_read(const Variable &place, int group, int id) {
-    const DriverEntryPoints &driver = session_.driver().entry();
-    const Variable to_read = place_to_read(driver, place).value_or(place);
+std::optional<RequestName> OnceRun::queue_read(const Variable &place) {
+    const Variable to_read = place_to_read(driver_, place).value_or(place);
     if (!wait_for_room(requests_of_read(to_read, max_count_)))
-        return;
-    for (const Variable &part : parts_to_read(driver, to_read, max_count_)) {
-        RW_VAR record = once_read_record(part, group, id);
-        driver.AddListOnceReadVar(&record, ozna_kelpo::parse_and_cut);
-    }
+        return std::nullopt;
+    return driver_.queue_read(to_read);
 }
 
 int OnceRun::queue_write(const Reference &reference, WriteQueue::Time asked, std::chrono::milliseconds within) {
-    return writer_.write(parts_of_write(session_.driver().entry(), reference.place, reference.values, max_count_),
-                         asked, within);
+    return writer_.write(parts_of_write(driver_, reference.place, reference.values, max_count_), asked, within);
 }
 
-// The driver drops what does not fit into its queue, and tells nobody. False when the run is stopped.
+// False when the run is stopped.
 bool OnceRun::wait_for_room(int requests) const {
-    while (!stop_.raised() && session_.driver().requests_waiting() + requests > most_queued)
+    while (!stop_.raised() && !driver_.has_room_for(requests))
         stop_.wait_for(look_time);
     return !stop_.raised();
 }
 
 void OnceRun::wait_until_served(const std::function<void()> &meanwhile) {
-    while (!stop_.raised() && (session_.driver().requests_waiting() > 0 || writer_.size() > 0)) {
+    while (!stop_.raised() && (!driver_.all_served() || writer_.size() > 0)) {
         take_write_results();
         meanwhile();
         stop_.wait_for(look_time);
@@ -80,25 +72,21 @@ Ending OnceRun::write_ending(int id) const {
     return found == writes_.end() ? unserved() : found->second;
 }
 
-bool OnceRun::done(int group, int id) const {
-    const Course course = watch_.course(group, id);
-    return course.done && !course.failed && !session_.driver().is_waiting(group, id);
-}
-
-Ending OnceRun::ending(int group, int id) const {
-    if (done(group, id))
+Ending OnceRun::read_ending(const std::optional<RequestName> &name) {
+    const auto outcome = name ? driver_.take_outcome(*name) : std::nullopt;
+    if (outcome == RequestOutcome::done)
         return all_well;
-    const Course course = watch_.course(group, id);
-    const bool not_now = course.failure && course.failure->kind == Failure::Kind::not_now;
-    if (course.failure && (course.failed || not_now))
-        return {false, course.failure->text, exit_code_of(course.failure->kind)};
-    if (course.failed)
+    const bool failed = outcome == RequestOutcome::failed;
+    const auto failure = name ? watch_.failure(*name) : std::nullopt;
+    if (failure && (failed || failure->kind == Failure::Kind::not_now))
+        return {false, failure->text, exit_code_of(failure->kind)};
+    if (failed)
         return {false, "the driver could not make a request of it", ExitCode::not_right};
     return unserved();
 }
 
 Values OnceRun::values(const Variable &place) const {
-    return shown_by(session_.driver().entry(), place);
+    return driver_.held_values(place);
 }
 
 }  // namespace kelpo

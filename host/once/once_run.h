@@ -10,6 +10,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,16 +20,16 @@ namespace kelpo {
 /// of one request do not count for the next.
 class OnceRun {
 public:
-    /// Loads the driver. `stop` ends the run early; it and `watcher`, which is told what happens on the link, must
-    /// outlive the run. Throws DriverLibraryError.
-    OnceRun(const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher);
+    /// `stop` ends the run early; it, the driver, and `watcher`, which hears what happens on the link, must outlive
+    /// the run.
+    OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher);
 
     /// Opens the line. Throws LineError.
     void start();
 
-    /// Queues a request, which is known by its group and id from then on. When the driver's queue is full, waits for
-    /// room in it. Does nothing once the run is stopped. Only what PlaceCheck lets pass.
-    void queue_read(const Variable &place, int group, int id);
+    /// Queues a read and returns its name. When the driver's queue is full, waits for room in it. Does nothing once the
+    /// run is stopped: then there is no name. Only what PlaceCheck lets pass.
+    std::optional<RequestName> queue_read(const Variable &place);
 
     /// Queues a write, which was `asked` for and is to be begun `within` that time. It is known by the id that comes
     /// back. Only what PlaceCheck lets pass.
@@ -40,17 +41,14 @@ public:
     /// Closes the line. What was not served by now will not be.
     void finish();
 
-    /// How a request has ended. After finish().
-    Ending ending(int group, int id) const;
+    /// How a read has ended; that of no name was not served. After finish(), once for each name.
+    Ending read_ending(const std::optional<RequestName> &name);
 
     /// Likewise of a write, also before finish() once it was served.
     Ending write_ending(int id) const;
 
     /// What the driver holds for the place: what was read, once its reading has ended well.
     Values values(const Variable &place) const;
-
-    /// True while the request is done as far as is known, and has no part that still waits.
-    bool done(int group, int id) const;
 
     /// What the user should know of the line besides. After finish().
     std::vector<std::string> remarks() const {
@@ -67,6 +65,7 @@ private:
     void take_write_results();
     Ending unserved() const;
 
+    Driver &driver_;
     int max_count_;
     StopSignal &stop_;
     RequestWatch watch_;

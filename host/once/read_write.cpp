@@ -10,17 +10,15 @@
 namespace kelpo {
 namespace {
 
-// The host's names for its requests.
-constexpr int read_group = 1, check_group = 3;
-
 enum class Purpose { read, write };
 
-class Teller {
+/// Prints results and problems, as lines or as JSON.
+class ResultPrinter {
 public:
-    Teller(const OnceOptions &options, std::ostream &out, std::ostream &error)
+    ResultPrinter(const OnceOptions &options, std::ostream &out, std::ostream &error)
         : json_(options.json), out_(out), error_(error) {}
 
-    ExitCode wrong(const std::string &what, ExitCode code) {
+    ExitCode problem(const std::string &what, ExitCode code) {
         error_ << "kelpo: " << what << "\n";
         return code;
     }
@@ -32,7 +30,7 @@ public:
         else if (well)
             out_ << result_line(result) << "\n";
         return well ? ExitCode::all_well
-                    : wrong(result.reference.place.name + ": " + result.ending.problem, result.ending.code);
+                    : problem(result.reference.place.name + ": " + result.ending.problem, result.ending.code);
     }
 
 private:
@@ -47,47 +45,50 @@ Reference fitting_reference(const std::string &text, std::optional<int> station,
     if (purpose == Purpose::read && !reference.values.empty())
         throw ReferenceError("'" + text + "': a read takes no value; 'kelpo write " + text + "' writes it");
     if (purpose == Purpose::write && reference.values.empty())
-        throw ReferenceError("'" + text + "': there is no value; write one behind it, such as " + name + "=1");
+        throw ReferenceError("'" + text + "': there is no value; write one after it, such as " + name + "=1");
     return reference;
 }
 
 ExitCode take_references(const OnceOptions &options, Purpose purpose, std::vector<Reference> &references,
-                         Teller &teller) {
+                         ResultPrinter &printer) {
     ExitCode code = ExitCode::all_well;
     for (const std::string &text : options.references) {
         try {
             references.push_back(fitting_reference(text, options.station, purpose));
         } catch (const ReferenceError &mistake) {
-            code = teller.wrong(mistake.what(), ExitCode::wrong_usage);
+            code = printer.problem(mistake.what(), ExitCode::wrong_usage);
         }
     }
     return code;
 }
 
-ExitCode check(const OnceOptions &options, const std::vector<Reference> &references, Purpose purpose, Teller &teller) {
-    PlaceCheck places(options.link);
+ExitCode check(const Driver &driver, const OnceOptions &options, const std::vector<Reference> &references,
+               Purpose purpose, ResultPrinter &printer) {
+    const PlaceCheck places(driver, options.link.max_count);
     ExitCode code = ExitCode::all_well;
     for (const Reference &reference : references) {
         const Ending found = purpose == Purpose::read ? places.of_read(reference.place)
                                                       : places.of_write(reference.place, options.check);
         if (!found.done)
-            code = worse(code, teller.wrong(reference.place.name + ": " + found.problem, found.code));
+            code = worse(code, printer.problem(reference.place.name + ": " + found.problem, found.code));
     }
     return code;
 }
 
-OnceResult read_result(const OnceRun &run, const Reference &reference, int id) {
-    OnceResult result{reference, run.ending(read_group, id), std::nullopt};
+using ReadName = std::optional<RequestName>;
+
+OnceResult read_result(OnceRun &run, const Reference &reference, const ReadName &name) {
+    OnceResult result{reference, run.read_ending(name), std::nullopt};
     if (result.ending.done)
         result.held = run.values(reference.place);
     return result;
 }
 
-OnceResult write_result(const OnceRun &run, const Reference &reference, int id, bool read_back) {
+OnceResult write_result(OnceRun &run, const Reference &reference, int id, bool checked, const ReadName &read_back) {
     OnceResult result{reference, run.write_ending(id), std::nullopt};
-    if (!result.ending.done || !read_back)
+    if (!result.ending.done || !checked)
         return result;
-    const Ending reading = run.ending(check_group, id);
+    const Ending reading = run.read_ending(read_back);
     if (!reading.done) {
         result.ending = {false, "was written, but not read back: " + reading.problem, reading.code};
         return result;
@@ -101,77 +102,85 @@ OnceResult write_result(const OnceRun &run, const Reference &reference, int id, 
     return result;
 }
 
-void ask(OnceRun &run, const std::vector<Reference> &references) {
-    for (std::size_t i = 0; i < references.size(); ++i)
-        run.queue_read(references[i].place, read_group, static_cast<int>(i));
+// Returns the names of the reads, in the order of the references.
+std::vector<ReadName> ask(OnceRun &run, const std::vector<Reference> &references) {
+    std::vector<ReadName> names;
+    names.reserve(references.size());
+    for (const Reference &reference : references)
+        names.push_back(run.queue_read(reference.place));
     run.wait_until_served([] {});
+    return names;
 }
 
-// The ids count from 0 on, in the order of the references.
-void write(OnceRun &run, const std::vector<Reference> &references, const OnceOptions &options,
-           std::chrono::steady_clock::time_point asked) {
+// The ids of the writes count from 0 on, in the order of the references. Returns the names of the reads back, of what
+// is to be read back.
+std::vector<ReadName> write(OnceRun &run, const std::vector<Reference> &references, const OnceOptions &options,
+                            std::chrono::steady_clock::time_point asked) {
     for (const Reference &reference : references)
         run.queue_write(reference, asked, options.within);
     run.wait_until_served([] {});
+    std::vector<ReadName> names(references.size());
     if (!options.check)
-        return;
-    const int count = static_cast<int>(references.size());
-    for (int id = 0; id < count; ++id)
-        if (run.write_ending(id).done)
-            run.queue_read(references[static_cast<std::size_t>(id)].place, check_group, id);
+        return names;
+    for (std::size_t i = 0; i < references.size(); ++i)
+        if (run.write_ending(static_cast<int>(i)).done)
+            names[i] = run.queue_read(references[i].place);
     run.wait_until_served([] {});
+    return names;
 }
 
-ExitCode run_once(const OnceOptions &options, Purpose purpose, StopSignal &stop, Teller &teller) {
+ExitCode run_once(DriverOnDemand &on_demand, const OnceOptions &options, Purpose purpose, StopSignal &stop,
+                  ResultPrinter &printer) {
     const auto asked = std::chrono::steady_clock::now();
     std::vector<Reference> references;
-    ExitCode code = take_references(options, purpose, references, teller);
+    ExitCode code = take_references(options, purpose, references, printer);
     if (code != ExitCode::all_well)
         return code;
-    code = check(options, references, purpose, teller);
+    Driver &driver = on_demand.get();
+    code = check(driver, options, references, purpose, printer);
     if (code != ExitCode::all_well)
         return code;
-    const bool read_back = purpose == Purpose::write && options.check;
 
     LinkWatcher nobody_else;
-    OnceRun run(options.link, stop, nobody_else);
+    OnceRun run(driver, options.link, stop, nobody_else);
     run.start();
-    if (purpose == Purpose::read)
-        ask(run, references);
-    else
-        write(run, references, options, asked);
+    const std::vector<ReadName> reads =
+        purpose == Purpose::read ? ask(run, references) : write(run, references, options, asked);
     run.finish();
     for (const std::string &remark : run.remarks())
-        teller.wrong(remark, code);
+        printer.problem(remark, code);
 
     for (std::size_t i = 0; i < references.size(); ++i) {
-        const int id = static_cast<int>(i);
-        code = worse(code, teller.result(purpose == Purpose::read ? read_result(run, references[i], id)
-                                                                  : write_result(run, references[i], id, read_back)));
+        const OnceResult result = purpose == Purpose::read
+                                      ? read_result(run, references[i], reads[i])
+                                      : write_result(run, references[i], static_cast<int>(i), options.check, reads[i]);
+        code = worse(code, printer.result(result));
     }
-    return run.line_error().empty() ? code : teller.wrong(run.line_error(), ExitCode::no_line);
+    return run.line_error().empty() ? code : printer.problem(run.line_error(), ExitCode::no_line);
 }
 
-ExitCode run_and_tell(const OnceOptions &options, Purpose purpose, StopSignal &stop, std::ostream &out,
-                      std::ostream &error) {
-    Teller teller(options, out, error);
+ExitCode run_and_report(DriverOnDemand &driver, const OnceOptions &options, Purpose purpose, StopSignal &stop,
+                        std::ostream &out, std::ostream &error) {
+    ResultPrinter printer(options, out, error);
     try {
-        return run_once(options, purpose, stop, teller);
+        return run_once(driver, options, purpose, stop, printer);
     } catch (const DriverLibraryError &cause) {
-        return teller.wrong(cause.what(), ExitCode::no_driver);
+        return printer.problem(cause.what(), ExitCode::no_driver);
     } catch (const LineError &cause) {
-        return teller.wrong(cause.what(), ExitCode::no_line);
+        return printer.problem(cause.what(), ExitCode::no_line);
     }
 }
 
 }  // namespace
 
-ExitCode run_read(const OnceOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error) {
-    return run_and_tell(options, Purpose::read, stop, out, error);
+ExitCode run_read(DriverOnDemand &driver, const OnceOptions &options, StopSignal &stop, std::ostream &out,
+                  std::ostream &error) {
+    return run_and_report(driver, options, Purpose::read, stop, out, error);
 }
 
-ExitCode run_write(const OnceOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error) {
-    return run_and_tell(options, Purpose::write, stop, out, error);
+ExitCode run_write(DriverOnDemand &driver, const OnceOptions &options, StopSignal &stop, std::ostream &out,
+                   std::ostream &error) {
+    return run_and_report(driver, options, Purpose::write, stop, out, error);
 }
 
 }  // namespace kelpo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/driver/driver_on_demand.h"
 #include "host/exit_code.h"
 #include "host/line/stop_signal.h"
 #include "host/link/link_settings.h"
@@ -24,9 +25,11 @@ struct OnceOptions {
 
 /// Reads each reference once and tells the values on `out`, what went wrong on `error`. All references are looked at
 /// before the line is opened: when one is wrong, nothing is asked. `stop` ends it early.
-ExitCode run_read(const OnceOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
+ExitCode run_read(DriverOnDemand &driver, const OnceOptions &options, StopSignal &stop, std::ostream &out,
+                  std::ostream &error);
 
 /// Writes each reference, in their order, likewise.
-ExitCode run_write(const OnceOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
+ExitCode run_write(DriverOnDemand &driver, const OnceOptions &options, StopSignal &stop, std::ostream &out,
+                   std::ostream &error);
 
 }  // namespace kelpo

@@ -1,28 +1,20 @@
 #include "host/once/reference.h"
 
+#include "host/driver/register_types.h"
+#include "host/text/words.h"
+
 #include <algorithm>
-#include <charconv>
-#include <system_error>
 
 namespace kelpo {
 namespace {
 
-constexpr int last_station = 247, last_type = 17, most_values = 65536;
+constexpr int most_values = 65536;
 
 [[noreturn]] void refuse(const std::string &text, const std::string &why) {
     throw ReferenceError("'" + text + "': " + why);
 }
 
-std::optional<int> number_in(const std::string &text) {
-    int number = 0;
-    const char *end = text.data() + text.size();
-    const auto parsed = std::from_chars(text.data(), end, number);
-    if (parsed.ec != std::errc() || parsed.ptr != end)
-        return std::nullopt;
-    return number;
-}
-
-// The parts of a reference as text; those behind x, / and = are missing or not.
+// The parts of a reference as text; those after x, / and = may be missing.
 struct Parts {
     std::string place;  // what comes before the values
     std::optional<std::string> station;
@@ -33,28 +25,28 @@ struct Parts {
     std::optional<std::string> values;
 };
 
-// Takes what stands behind the first `mark` off the end of `text`.
-std::optional<std::string> cut_behind(std::string &text, char mark) {
+// Takes what comes after the first `mark` off the end of `text`.
+std::optional<std::string> cut_after(std::string &text, char mark) {
     const std::size_t at = text.find(mark);
     if (at == std::string::npos)
         return std::nullopt;
-    const std::string behind = text.substr(at + 1);
+    const std::string after = text.substr(at + 1);
     text.erase(at);
-    return behind;
+    return after;
 }
 
 Parts parts_of(const std::string &text) {
     Parts parts;
     std::string rest = text;
-    parts.values = cut_behind(rest, '=');
+    parts.values = cut_after(rest, '=');
     parts.place = rest;
-    parts.view = cut_behind(rest, '/');
-    parts.count = cut_behind(rest, 'x');
+    parts.view = cut_after(rest, '/');
+    parts.count = cut_after(rest, 'x');
     if (std::count(rest.begin(), rest.end(), ':') == 2)
         parts.station = rest.substr(0, rest.find(':'));
     if (parts.station)
         rest.erase(0, parts.station->size() + 1);
-    const auto address = cut_behind(rest, ':');
+    const auto address = cut_after(rest, ':');
     if (!address || address->find(':') != std::string::npos)
         refuse(text, "a reference is STATION:TYPE:ADDRESS, such as 1:7:100");
     if (address->empty())
@@ -67,17 +59,17 @@ Parts parts_of(const std::string &text) {
 int station_of(const std::string &text, const Parts &parts, std::optional<int> given) {
     if (!parts.station && !given)
         refuse(text, "there is no station; write it in front, such as 1:" + parts.place + ", or give --station");
-    const std::optional<int> station = parts.station ? number_in(*parts.station) : given;
+    const auto station = parts.station ? whole_number(*parts.station) : std::optional<long long>(given);
     if (!station || *station < 1 || *station > last_station)
         refuse(text, "the station must be a number from 1 to 247");
-    return *station;
+    return static_cast<int>(*station);
 }
 
 int type_of(const std::string &text, const Parts &parts) {
-    const auto type = number_in(parts.type);
-    if (!type || *type < 0 || *type > last_type)
+    const auto type = whole_number(parts.type);
+    if (!type || *type < 0 || *type > last_register_type)
         refuse(text, "the register type must be a number from 0 to 17; '" + parts.type + "' is none");
-    return *type;
+    return static_cast<int>(*type);
 }
 
 View view_of(const std::string &text, const Parts &parts, int type) {
@@ -92,10 +84,10 @@ View view_of(const std::string &text, const Parts &parts, int type) {
 int count_of(const std::string &text, const Parts &parts, std::size_t values) {
     if (!parts.count)
         return std::max(1, static_cast<int>(values));
-    const auto count = number_in(*parts.count);
+    const auto count = whole_number(*parts.count);
     if (!count || *count < 1 || *count > most_values)
         refuse(text, "the count must be a number from 1 to 65536; '" + *parts.count + "' is none");
-    return *count;
+    return static_cast<int>(*count);
 }
 
 std::string values_of_view(const View &view) {

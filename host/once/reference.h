@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/driver/variables.h"
+#include "host/driver/variable.h"
 
 #include <optional>
 #include <stdexcept>

@@ -1,36 +1,24 @@
 #include "host/once/scan.h"
 
-#include "host/list/address_words.h"
-#include "host/list/words.h"
+#include "host/driver/address_text.h"
+#include "host/frames/frame_words.h"
 #include "host/once/once_run.h"
 #include "host/once/place_check.h"
-#include "host/trace/frame_words.h"
+#include "host/text/json.h"
+#include "host/text/words.h"
 
-#include <nlohmann/json.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <ostream>
 #include <set>
+#include <string_view>
 
 namespace kelpo {
 namespace {
 
 using Kind = StationAnswer::Kind;
 using std::chrono::microseconds;
-
-constexpr int scan_group = 1;
-constexpr int last_station = 247;
-
-FrameBytes bytes_of(std::string_view bytes) {
-    return {bytes.begin(), bytes.end()};
-}
-
-std::string milliseconds_text(microseconds time) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f ms", static_cast<double>(time.count()) / 1000);
-    return text;
-}
 
 const char *name_of(Kind kind) {
     switch (kind) {
@@ -119,12 +107,13 @@ std::vector<int> stations_from(const std::string &text) {
     std::set<int> stations;
     for (std::size_t from = 0; from <= text.size();) {
         const std::size_t comma = std::min(text.find(',', from), text.size());
-        const std::string part = text.substr(from, comma - from);
+        const std::string_view part = std::string_view(text).substr(from, comma - from);
         const std::size_t dash = part.find('-');
-        const auto first = whole_number(part.substr(0, dash));
-        const auto last = dash == std::string::npos ? first : whole_number(part.substr(dash + 1));
+        const auto first = whole_number(trimmed(part.substr(0, dash)));
+        const auto last = dash == std::string::npos ? first : whole_number(trimmed(part.substr(dash + 1)));
         if (!first || !last || *first < 1 || *last > last_station || *first > *last)
-            throw StationsError("'" + part + "' names no stations; write numbers from 1 to 247 such as 1-20,33");
+            throw StationsError("'" + std::string(part) +
+                                "' names no stations; write numbers from 1 to 247 such as 1-20,33");
         for (long long station = *first; station <= *last; ++station)
             stations.insert(static_cast<int>(station));
         from = comma + 1;
@@ -178,21 +167,23 @@ std::string words_of(const StationAnswer &answer, const Variable &place, const V
 }
 
 std::string line_of(int station, const StationAnswer &answer, const std::string &words) {
-    char number[16];
-    std::snprintf(number, sizeof number, "%3d", station);
-    return std::string(number) + "  " + words +
-           (answer.kind == Kind::late ? "" : "  (" + milliseconds_text(answer.time) + ")");
+    const std::string time =
+        answer.kind == Kind::late ? "" : fmt::format("  ({:.1f} ms)", static_cast<double>(answer.time.count()) / 1000);
+    return fmt::format("{:3}  {}{}", station, words, time);
 }
 
 std::string json_of(int station, const StationAnswer &answer, const std::string &words) {
-    nlohmann::ordered_json object = {{"station", station}, {"answer", name_of(answer.kind)}, {"text", words}};
+    Json object = Json::object();
+    object.set("station", station);
+    object.set("answer", name_of(answer.kind));
+    object.set("text", words);
     if (answer.kind != Kind::late)
-        object["milliseconds"] = static_cast<double>(answer.time.count()) / 1000;
-    return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+        object.set("milliseconds", static_cast<double>(answer.time.count()) / 1000);
+    return object.in_one_line();
 }
 
-void tell(const ScanOptions &options, const OnceRun &run, const StationWatch &watch, std::ostream &out,
-          std::ostream &error) {
+void report(const ScanOptions &options, const OnceRun &run, const StationWatch &watch, std::ostream &out,
+            std::ostream &error) {
     const auto answers = watch.answers();
     for (const auto &[station, answer] : answers) {
         const Variable place = place_of(options, station);
@@ -213,24 +204,25 @@ void tell(const ScanOptions &options, const OnceRun &run, const StationWatch &wa
 
 }  // namespace
 
-ExitCode run_scan(const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error) {
-    const Ending address = PlaceCheck(options.link).of_read(place_of(options, 1));
+ExitCode run_scan(Driver &driver, const ScanOptions &options, StopSignal &stop, std::ostream &out,
+                  std::ostream &error) {
+    const Ending address = PlaceCheck(driver, options.link.max_count).of_read(place_of(options, 1));
     if (!address.done) {
         error << "kelpo: " << address.problem << "\n";
         return address.code;
     }
     StationWatch watch;
-    OnceRun run(options.link, stop, watch);
+    OnceRun run(driver, options.link, stop, watch);
     run.start();
     for (const int station : options.stations)
-        run.queue_read(place_of(options, station), scan_group, station);
+        run.queue_read(place_of(options, station));
     Bar bar(options.shows_progress, options.stations.size(), error);
     run.wait_until_served([&] { bar.draw(watch.asked(), watch.answers().size()); });
     run.finish();
     bar.clear();
     for (const std::string &remark : run.remarks())
         error << "kelpo: " << remark << "\n";
-    tell(options, run, watch, out, error);
+    report(options, run, watch, out, error);
     if (!run.line_error().empty()) {
         error << "kelpo: " << run.line_error() << "\n";
         return ExitCode::no_line;

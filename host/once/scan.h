@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/driver/driver.h"
 #include "host/exit_code.h"
 #include "host/line/stop_signal.h"
 #include "host/link/link_settings.h"
@@ -76,8 +77,7 @@ public:
 std::vector<int> stations_from(const std::string &text);
 
 /// Asks each station and tells on `out` which answer, by their numbers, and on `error` what else was noticed. `stop`
-/// ends it with what it has. all_well when some station answers, not_right when none does. Throws DriverLibraryError
-/// and LineError.
-ExitCode run_scan(const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
+/// ends it with what it has. all_well when some station answers, not_right when none does. Throws LineError.
+ExitCode run_scan(Driver &driver, const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
 
 }  // namespace kelpo

@@ -1,17 +1,18 @@
 #include "host/plan/address_report.h"
 
-#include "host/plan/plan_words.h"
+#include "host/driver/register_types.h"
+#include "host/text/hex.h"
+#include "host/text/quantities.h"
 
-#include <iomanip>
+#include <fmt/format.h>
 
 namespace kelpo {
 namespace {
 
-constexpr int bits_in_a_word = 16;
 constexpr std::int64_t places = 65536;  // that a frame can name
 
 void print_row(std::ostream &out, const char *what, const std::string &text) {
-    out << std::left << std::setw(10) << what << " " << text << "\n";
+    out << fmt::format("{:<10} {}\n", what, text);
 }
 
 std::string table_name(bool coils, bool several) {
@@ -72,16 +73,13 @@ void print_remarks(const AddressReport &report, std::ostream &out) {
 
 }  // namespace
 
-AddressReport report_address(int type, const std::string &text, const DriverLibrary &library) {
-    DryRun driver(library);
-    AddressReport report{type, text, 0, driver.use_of(type, text), {}, {}};
-    report.number =
-        library.entry().PLCAddressChangeIntef(type, QString::fromLatin1(text.data(), static_cast<int>(text.size())));
-    report.map = driver.map_of(report.use.register_class);
-    // A bit in a word is the one thing that is written by reading first.
-    constexpr int read_registers = 3;
-    if (report.use.write && report.use.write->function() == read_registers)
-        report.bit_of_word = {report.number / bits_in_a_word, report.number % bits_in_a_word};
+AddressReport report_address(int type, const std::string &text, const Driver &driver) {
+    DryRun dry_run(driver);
+    AddressReport report{type, text, 0, dry_run.use_of(type, text), {}, {}};
+    report.number = driver.number_of(type, text).value_or(0);
+    report.map = dry_run.map_of(report.use.register_class);
+    if (register_type(type).is_bit_of_register)
+        report.bit_of_word = {report.number / bits_in_register, report.number % bits_in_register};
     return report;
 }
 
@@ -103,7 +101,7 @@ void print_address(const AddressReport &report, std::ostream &out) {
     else
         print_row(out, "written", "there, with function " + std::to_string(report.use.write->function()));
     print_row(out, "request",
-              hex_text(read) + " (to station " + std::to_string(read.bytes[0]) + "), answered by " +
+              hex_text(read.bytes) + " (to station " + std::to_string(read.bytes[0]) + "), answered by " +
                   counted(read.reply_length, "byte"));
     print_range(report.map, read.first, out);
     print_remarks(report, out);

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "host/plan/dry_run.h"
+#include "host/driver/driver.h"
+#include "host/driver/dry_run.h"
 
 #include <optional>
 #include <ostream>
@@ -24,7 +25,7 @@ struct AddressReport {
 };
 
 /// Asks the driver; `text` must be an address of `type`.
-AddressReport report_address(int type, const std::string &text, const DriverLibrary &library);
+AddressReport report_address(int type, const std::string &text, const Driver &driver);
 
 /// The report in lines of "what  value".
 void print_address(const AddressReport &report, std::ostream &out);

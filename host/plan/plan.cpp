@@ -1,6 +1,6 @@
 #include "host/plan/plan.h"
 
-#include "host/line/serial_device.h"
+#include "host/line/terminal.h"
 
 #include <algorithm>
 #include <map>
@@ -37,7 +37,7 @@ void fill(PlannedBlock &planned, const std::vector<Wanted> &group) {
     std::int64_t covered = begin;
     const auto note_gap = [&planned, &covered](std::int64_t until) {
         if (until > covered)
-            planned.vain.push_back({static_cast<int>(covered), static_cast<int>(until - covered)});
+            planned.unused.push_back({static_cast<int>(covered), static_cast<int>(until - covered)});
     };
     for (const Wanted &wanted : group) {
         if (wanted.end <= begin || wanted.first >= end)
@@ -49,7 +49,7 @@ void fill(PlannedBlock &planned, const std::vector<Wanted> &group) {
     note_gap(end);
 }
 
-// A pseudo-terminal has no wire that must fall silent: unless it is told to, no line keeps a gap there.
+// A pseudo-terminal has no wire that must fall silent: unless the list asks for a gap, none is kept there.
 PollList with_kept_gap(PollList list) {
     LineSettings &line = list.link.line;
     if (!line.gap && is_pseudo_terminal(line.path))
@@ -67,10 +67,10 @@ Traffic &Traffic::operator+=(const Traffic &more) {
     return *this;
 }
 
-int PlannedBlock::in_vain() const {
+int PlannedBlock::unused_units() const {
     int units = 0;
-    for (const VainStretch &stretch : vain)
-        units += stretch.count;
+    for (const UnusedUnits &run : unused)
+        units += run.count;
     return units;
 }
 
@@ -104,7 +104,7 @@ Plan make_plan(const PollList &list_as_given, DryRun &driver) {
         StationPlan &of_station = stations[station.number];
         of_station.station = station;
         ++of_station.blocks;
-        of_station.in_vain += planned.in_vain();
+        of_station.unused_units += planned.unused_units();
         of_station.traffic += planned.traffic;
         plan.blocks.push_back(std::move(planned));
     }

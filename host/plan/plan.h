@@ -1,7 +1,7 @@
 #pragma once
 
+#include "host/driver/dry_run.h"
 #include "host/list/poll_list.h"
-#include "host/plan/dry_run.h"
 
 #include <chrono>
 #include <cstddef>
@@ -21,8 +21,8 @@ struct Traffic {
     Traffic &operator+=(const Traffic &more);
 };
 
-/// A run of units in a block that no variable lies in.
-struct VainStretch {
+/// A run of units in a block that no variable uses.
+struct UnusedUnits {
     int first;
     int count;
 };
@@ -32,17 +32,17 @@ struct PlannedBlock {
     DryBlock block;
     bool enabled;                        ///< false: its station is off
     std::vector<std::size_t> variables;  ///< whose values lie in it, as indices into PollList::variables
-    std::vector<VainStretch> vain;
+    std::vector<UnusedUnits> unused;
     Traffic traffic;
 
-    int in_vain() const;  ///< units
+    int unused_units() const;  ///< all of them
 };
 
 /// What one station takes of a cycle, or would take if it were on.
 struct StationPlan {
     Station station;
     int blocks = 0;
-    int in_vain = 0;  ///< bits and registers
+    int unused_units = 0;  ///< bits and registers
     Traffic traffic;
 };
 

@@ -1,7 +1,9 @@
 #include "host/plan/plan_advice.h"
 
-#include "host/list/words.h"
+#include "host/driver/register_types.h"
 #include "host/plan/plan_words.h"
+#include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <iterator>
@@ -20,10 +22,6 @@ Traffic traffic_of_cycle(const PollList &list, const std::vector<Variable> &vari
         if (list.station(block.station).enabled)
             traffic += traffic_of(list, block.requests);
     return traffic;
-}
-
-bool is_bit_of_word(const Variable &variable) {
-    return variable.type >= 15 && variable.type <= 17;
 }
 
 bool saves_more(const Advice &one, const Advice &other) {
@@ -97,8 +95,9 @@ std::vector<Advice> advice_on_loners(const Plan &plan, DryRun &driver) {
             continue;
         if (group.size() > 1) {
             advice.push_back({in_quotes(variable.name) + " (" + place_of(variable) + ") opens a block of its own: " +
-                                  (is_bit_of_word(variable) ? "left out, with its word in a binary view instead,"
-                                                            : "nearer to the others, or left out,") +
+                                  (register_type(variable.type).is_bit_of_register
+                                       ? "left out, with its word in a binary view instead,"
+                                       : "nearer to the others, or left out,") +
                                   " it saves " + time + " (" + requests_text(saved.requests) + ")",
                               saved.time});
             continue;
@@ -113,32 +112,33 @@ std::vector<Advice> advice_on_loners(const Plan &plan, DryRun &driver) {
     return advice;
 }
 
-// The stretch whose units take most of the line's time.
-std::vector<Advice> advice_on_vain_stretch(const Plan &plan) {
+// The unused units that take most of the line's time.
+std::vector<Advice> advice_on_unused_units(const Plan &plan) {
     const PlannedBlock *worst = nullptr;
-    VainStretch longest{0, 0};
+    UnusedUnits longest{0, 0};
     nanoseconds cost{0};
     for (const PlannedBlock &block : plan.blocks) {
         constexpr std::int64_t around_data = 5;  // bytes of a reply: station, function, byte count, check
         const std::int64_t data_bits = (block.traffic.bytes_in - around_data * block.traffic.requests) * 8;
-        for (const VainStretch &stretch : block.vain) {
+        for (const UnusedUnits &run : block.unused) {
             const nanoseconds time =
-                plan.list.link.line.character_time() * (data_bits * stretch.count / block.block.count) / 8;
+                plan.list.link.line.character_time() * (data_bits * run.count / block.block.count) / 8;
             if (block.enabled && time > cost) {
                 worst = &block;
-                longest = stretch;
+                longest = run;
                 cost = time;
             }
         }
     }
-    constexpr int worth_telling = 50;  // at least one part in so many of the cycle
-    if (worst == nullptr || cost * worth_telling < plan.cycle.time)
+    constexpr int least_part = 50;  // a fiftieth of the cycle
+    if (worst == nullptr || cost * least_part < plan.cycle.time)
         return {};
-    return {
-        {"station " + std::to_string(worst->block.station) + ", class " + std::to_string(worst->block.register_class) +
-             ": " + unit_of(worst->block.requests.front()) + "s " + range_text(longest.first, longest.count) +
-             " are asked for in vain; variables that lie without gaps save up to " + milliseconds_text(cost) + " ms",
-         cost}};
+    return {{"station " + std::to_string(worst->block.station) + ", class " +
+                 std::to_string(worst->block.register_class) + ": " + unit_of(worst->block.requests.front()) + "s " +
+                 range_text(longest.first, longest.count) +
+                 " are read and not used; variables without gaps between them save up to " + milliseconds_text(cost) +
+                 " ms",
+             cost}};
 }
 
 std::vector<Advice> advice_on_max_count(const Plan &plan, DryRun &driver) {
@@ -193,7 +193,7 @@ void append(std::vector<Advice> &advice, std::vector<Advice> more) {
 
 Plan advised(Plan plan, DryRun &driver) {
     std::vector<Advice> advice = advice_on_max_count(plan, driver);
-    append(advice, advice_on_vain_stretch(plan));
+    append(advice, advice_on_unused_units(plan));
     append(advice, advice_on_loners(plan, driver));
     append(advice, advice_on_stations_off(plan));
     append(advice, advice_on_silence(plan));

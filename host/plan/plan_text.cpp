@@ -1,7 +1,10 @@
 #include "host/plan/plan_text.h"
 
-#include "host/list/words.h"
+#include "host/line/line_text.h"
 #include "host/plan/plan_words.h"
+#include "host/text/hex.h"
+#include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <sstream>
@@ -57,15 +60,15 @@ std::string names_text(const Plan &plan, const PlannedBlock &block, std::size_t 
     std::string text;
     for (std::size_t i = 0; i < block.variables.size(); ++i) {
         const std::string &name = plan.list.variables[block.variables[i]].name;
-        const std::size_t behind = block.variables.size() - i - 1;
+        const std::size_t left = block.variables.size() - i - 1;
         std::string next = text;
         next.append(text.empty() ? "" : ", ").append(name);
-        const std::string rest = behind > 0 ? " +" + std::to_string(behind) : "";
+        const std::string rest = left > 0 ? " +" + std::to_string(left) : "";
         if (width_of(next) + rest.size() <= room) {
             text = next;
             continue;
         }
-        const std::string more = " +" + std::to_string(behind + 1);
+        const std::string more = " +" + std::to_string(left + 1);
         return text.empty() ? cut_to(name, room - std::min(room, rest.size())) + rest : text + more;
     }
     return text;
@@ -83,7 +86,7 @@ std::string places_text(const PlannedRequest &request) {
 void print_blocks(const Plan &plan, std::ostream &out) {
     static const std::vector<Column> columns = {
         {"st", Side::right},   {"cl", Side::right},       {"first", Side::right},  {"count", Side::right},
-        {"vain", Side::right}, {"asks", Side::left},      {"request", Side::left}, {"reply", Side::right},
+        {"gaps", Side::right}, {"asks", Side::left},      {"request", Side::left}, {"reply", Side::right},
         {"ms", Side::right},   {"variables", Side::left},
     };
     constexpr std::size_t room_for_names = 24;
@@ -97,9 +100,9 @@ void print_blocks(const Plan &plan, std::ostream &out) {
             if (!goes_on)
                 row = {std::to_string(block.block.station), std::to_string(block.block.register_class),
                        std::to_string(block.block.first), std::to_string(block.block.count),
-                       block.in_vain() > 0 ? std::to_string(block.in_vain()) : "-"};
+                       block.unused_units() > 0 ? std::to_string(block.unused_units()) : "-"};
             row.insert(row.end(),
-                       {places_text(request), hex_text(request), std::to_string(request.reply_length),
+                       {places_text(request), hex_text(request.bytes), std::to_string(request.reply_length),
                         block.enabled ? time : "off", goes_on ? "" : names_text(plan, block, room_for_names)});
             rows.push_back(std::move(row));
             goes_on = true;
@@ -114,25 +117,25 @@ Cells traffic_cells(const Traffic &traffic) {
 
 void print_stations(const Plan &plan, std::ostream &out) {
     static const std::vector<Column> columns = {
-        {"station", Side::right},   {"blocks", Side::right},   {"in vain", Side::right}, {"requests", Side::right},
-        {"bytes out", Side::right}, {"bytes in", Side::right}, {"ms", Side::right},      {"name", Side::left},
+        {"station", Side::right},   {"blocks", Side::right},   {"gaps", Side::right}, {"requests", Side::right},
+        {"bytes out", Side::right}, {"bytes in", Side::right}, {"ms", Side::right},   {"name", Side::left},
     };
     std::vector<Cells> rows;
-    int blocks = 0, in_vain = 0;
+    int blocks = 0, unused = 0;
     for (const StationPlan &station : plan.stations) {
         if (station.station.enabled) {
             blocks += station.blocks;
-            in_vain += station.in_vain;
+            unused += station.unused_units;
         }
         Cells row = {std::to_string(station.station.number), std::to_string(station.blocks),
-                     std::to_string(station.in_vain)};
+                     std::to_string(station.unused_units)};
         const Cells traffic = traffic_cells(station.traffic);
         row.insert(row.end(), traffic.begin(), traffic.end());
         row.push_back(station.station.enabled ? milliseconds_text(station.traffic.time) : "off");
         row.push_back(station.station.name);
         rows.push_back(std::move(row));
     }
-    Cells all = {"cycle", std::to_string(blocks), std::to_string(in_vain)};
+    Cells all = {"cycle", std::to_string(blocks), std::to_string(unused)};
     const Cells traffic = traffic_cells(plan.cycle);
     all.insert(all.end(), traffic.begin(), traffic.end());
     all.insert(all.end(), {milliseconds_text(plan.cycle.time), ""});
@@ -154,7 +157,7 @@ void print_wrapped(const std::string &text, std::ostream &out) {
     out << line << "\n";
 }
 
-// Of advice that saves time, the first few: a list of many variables has something to be said about half of them.
+// Only the first pieces of advice that save time: about half of many variables there is something to say.
 void print_advice(const Plan &plan, std::ostream &out) {
     constexpr std::size_t most_savings = 8;
     std::size_t savings = 0;
@@ -165,27 +168,15 @@ void print_advice(const Plan &plan, std::ostream &out) {
         print_wrapped(std::to_string(savings - most_savings) + " more pieces of advice: see --json", out);
 }
 
-std::string parity_letter(Parity parity) {
-    switch (parity) {
-    case Parity::even:
-        return "E";
-    case Parity::odd:
-        return "O";
-    case Parity::none:
-        break;
-    }
-    return "N";
-}
-
 void print_head(const Plan &plan, const std::string &title, std::ostream &out) {
     const LineSettings &line = plan.list.link.line;
     out << title << ": " << counted(static_cast<std::int64_t>(plan.list.variables.size()), "variable") << " of "
         << counted(static_cast<std::int64_t>(plan.stations.size()), "station") << " in "
         << counted(static_cast<std::int64_t>(plan.blocks.size()), "block") << ", at most " << plan.list.link.max_count
         << " registers in each\n"
-        << line.speed << " 8" << parity_letter(line.parity) << line.stop_bits << ": "
-        << line.character_time().count() / 1000 << " us a character, " << milliseconds_text(line.frame_gap())
-        << " ms between frames, " << milliseconds_text(plan.list.turnaround) << " ms until a controller answers\n";
+        << character_text(line) << ": " << line.character_time().count() / 1000 << " us a character, "
+        << milliseconds_text(line.frame_gap()) << " ms between frames, " << milliseconds_text(plan.list.turnaround)
+        << " ms until a controller answers\n";
 }
 
 }  // namespace

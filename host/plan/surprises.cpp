@@ -1,7 +1,9 @@
 #include "host/plan/surprises.h"
 
-#include "host/list/words.h"
+#include "host/driver/register_types.h"
 #include "host/plan/plan_words.h"
+#include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <map>
@@ -12,9 +14,6 @@
 namespace kelpo {
 namespace {
 
-constexpr int bits_in_a_word = 16;
-constexpr int double_words = 13;
-
 bool reads_both(const PlannedRequest &request, std::int64_t high) {
     return request.first <= high && high + 1 < std::int64_t{request.first} + request.count;
 }
@@ -22,7 +21,7 @@ bool reads_both(const PlannedRequest &request, std::int64_t high) {
 // The register that holds the first half of the variable's first value whose halves no request reads together; nothing
 // when there is none. `span` is what the driver polls for the variable.
 std::optional<int> torn_value(const Variable &variable, const Span &span, const std::vector<DryBlock> &blocks) {
-    if (units_per_value(variable.view) != 2 || variable.type == double_words)
+    if (units_per_value(variable.view) != 2 || register_type(variable.type).modbus_per_number == 2)
         return std::nullopt;
     for (int high = span.first; high < span.first + variable.count; high += 2) {
         const bool whole = std::any_of(blocks.begin(), blocks.end(), [&](const DryBlock &block) {
@@ -34,10 +33,6 @@ std::optional<int> torn_value(const Variable &variable, const Span &span, const 
             return high;
     }
     return std::nullopt;
-}
-
-bool is_bit_of_word(const Variable &variable) {
-    return variable.type >= 15 && variable.type <= 17;
 }
 
 /// Looks at one list.
@@ -80,11 +75,11 @@ private:
     // The driver asks for the register whose number is word x 16 + bit, but shows the bit of the word.
     void look_for_missing_words(std::size_t index) {
         const Variable &variable = list_.variables[index];
-        if (!is_bit_of_word(variable))
+        if (!register_type(variable.type).is_bit_of_register)
             return;
         const Span &span = spans_[index];
-        const int first_word = span.first / bits_in_a_word;
-        const int last_word = static_cast<int>((std::int64_t{span.first} + span.count - 1) / bits_in_a_word);
+        const int first_word = span.first / bits_in_register;
+        const int last_word = static_cast<int>((std::int64_t{span.first} + span.count - 1) / bits_in_register);
         for (int word = first_word; word <= last_word; ++word) {
             if (is_polled(variable.station, span.register_class, word))
                 continue;
@@ -119,7 +114,7 @@ private:
                                           std::to_string(place & most));
     }
 
-    // Of variables with the same type: one register seen through several types is nothing to wonder at.
+    // Only of variables with the same type: one register may be seen through several types.
     void look_for_overlaps() {
         using Key = std::tuple<int, int, std::int64_t, std::size_t>;
         std::vector<Key> order;
@@ -159,7 +154,7 @@ private:
                                       std::to_string(list_.places[earlier].line));
     }
 
-    // Each type is told of once, where it is met first.
+    // Each type is reported once, where it is met first.
     void look_for_types_not_writable() {
         std::map<int, std::pair<std::size_t, int>> first_and_number;
         for (std::size_t i = 0; i < list_.variables.size(); ++i)

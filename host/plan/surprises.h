@@ -1,7 +1,7 @@
 #pragma once
 
+#include "host/driver/dry_run.h"
 #include "host/list/poll_list.h"
-#include "host/plan/dry_run.h"
 
 namespace kelpo {
 

@@ -7,10 +7,7 @@ namespace {
 
 using Time = LinkReading::Time;
 using WallClock = std::chrono::system_clock;
-using Kind = LinkEvent::Kind;
-
 constexpr auto looked_back = std::chrono::seconds(2);
-constexpr int polled = -1;  // the id of a polled block
 
 BlockPlace place_of(const Exchange &exchange) {
     return {exchange.station, exchange.type, exchange.address};
@@ -60,33 +57,18 @@ void LinkGauge::exchanged(const Exchange &exchange) {
 
     const std::lock_guard<std::mutex> locked(mutex_);
     const Time now = clock_();
-    count(exchange, now);
+    note_rate(now);
     judge_station(exchange, failure, now);
-    if (exchange.id != polled)
+    if (!exchange.name.is_polled())
         return;
     time_cycle(exchange, now - std::chrono::duration_cast<Time::duration>(exchange.ended_at - exchange.sent_at));
     judge_block(exchange, failure);
 }
 
-void LinkGauge::count(const Exchange &exchange, Time now) {
-    ++reading_.exchanges;
-    reading_.bytes_sent += exchange.request.size();
-    reading_.bytes_received += exchange.reply.size();
-    reading_.bytes_discarded += exchange.stale.size() + exchange.late.size();
+void LinkGauge::note_rate(Time now) {
     lately_.push_back(now);
     while (now - lately_.front() >= looked_back)
         lately_.pop_front();
-    switch (exchange.outcome) {
-    case Outcome::good:
-        ++reading_.good;
-        break;
-    case Outcome::sent_again:
-        ++reading_.sent_again;
-        break;
-    case Outcome::given_up:
-        ++reading_.given_up;
-        break;
-    }
 }
 
 void LinkGauge::time_cycle(const Exchange &exchange, Time sent_at) {
@@ -118,11 +100,11 @@ void LinkGauge::judge_station(const Exchange &exchange, const std::optional<Fail
     }
     if (!failure || !is_silence(*failure)) {
         if (station.down_since)
-            tell({Kind::station_back, {}, place_of(exchange), 0, {}, {}, {}});
+            tell({LinkEvent::Kind::station_back, {}, place_of(exchange), 0, {}, {}, {}});
         station.down_since.reset();
     } else if (exchange.outcome == Outcome::given_up && !station.down_since) {
         station.down_since = now;
-        tell({Kind::station_down, {}, place_of(exchange), 0, {}, failure->text, failure->kind});
+        tell({LinkEvent::Kind::station_down, {}, place_of(exchange), 0, {}, failure->text, failure->kind});
     }
 }
 
@@ -132,14 +114,14 @@ void LinkGauge::judge_block(const Exchange &exchange, const std::optional<Failur
         block.failure.reset();
     } else if (exchange.outcome == Outcome::given_up) {
         block.failure = failure;
-        tell({Kind::given_up, {}, place_of(exchange), exchange.count, {}, failure->text, failure->kind});
+        tell({LinkEvent::Kind::given_up, {}, place_of(exchange), exchange.count, {}, failure->text, failure->kind});
     }
 }
 
 void LinkGauge::line_opened() {
     const std::lock_guard<std::mutex> locked(mutex_);
     if (lost_)
-        tell({Kind::line_back, {}, {}, 0, {}, {}, {}});
+        tell({LinkEvent::Kind::line_back, {}, {}, 0, {}, {}, {}});
     lost_ = false;
     reading_.line_open = true;
     reading_.line_error.clear();
@@ -153,7 +135,7 @@ void LinkGauge::line_lost(const std::string &why, std::chrono::milliseconds paus
     reading_.line_error = why;
     reading_.next_try = clock_() + pause;
     forget_cycle();
-    tell({Kind::line_lost, {}, {}, 0, pause, why, {}});
+    tell({LinkEvent::Kind::line_lost, {}, {}, 0, pause, why, {}});
 }
 
 void LinkGauge::forget_cycle() {

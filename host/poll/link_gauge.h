@@ -1,7 +1,8 @@
 #pragma once
 
+#include "host/frames/verdict.h"
+#include "host/link/link_statistics.h"
 #include "host/link/link_watcher.h"
-#include "host/once/verdict.h"
 
 #include <chrono>
 #include <cstdint>
@@ -55,13 +56,7 @@ struct LinkReading {
         std::chrono::nanoseconds so_far{0};  ///< of the cycle that runs
     };
 
-    std::uint64_t exchanges = 0;   ///< requests sent
-    std::uint64_t good = 0;        ///< replies that the driver accepted
-    std::uint64_t sent_again = 0;  ///< requests that failed and came again
-    std::uint64_t given_up = 0;    ///< requests that failed for the last time
-    std::uint64_t bytes_sent = 0;
-    std::uint64_t bytes_received = 0;
-    std::uint64_t bytes_discarded = 0;
+    LinkCounts counts;  ///< the session's; left empty by LinkGauge, which counts nothing that the session counts
     double exchanges_per_second = 0;  ///< over the last two seconds
     Cycles cycles;
     std::map<BlockPlace, Block> blocks;
@@ -113,7 +108,7 @@ public:
 private:
     using Frame = std::pair<BlockPlace, std::string>;
 
-    void count(const Exchange &exchange, LinkReading::Time now);
+    void note_rate(LinkReading::Time now);
     void time_cycle(const Exchange &exchange, LinkReading::Time sent_at);
     void judge_station(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
     void judge_block(const Exchange &exchange, const std::optional<Failure> &failure);

@@ -1,8 +1,8 @@
 #include "host/poll/live_screen.h"
 
-#include "host/list/words.h"
 #include "host/poll/trace_pane.h"
 #include "host/poll/value_input.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <map>

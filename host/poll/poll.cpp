@@ -1,9 +1,11 @@
 #include "host/poll/poll.h"
 
+#include "host/line/line_text.h"
 #include "host/poll/live_screen.h"
 #include "host/poll/poll_engine.h"
 #include "host/poll/record_run.h"
 #include "host/poll/terminal.h"
+#include "host/text/quantities.h"
 
 #include <csignal>
 #include <ostream>
@@ -22,18 +24,16 @@ std::string file_name(const std::string &path) {
 std::string line_text(const LineSettings &line) {
     if (line.path.rfind("tcp:", 0) == 0)
         return line.path;
-    const char parity = line.parity == Parity::none ? 'N' : line.parity == Parity::even ? 'E' : 'O';
-    return line.path + " " + std::to_string(line.speed) + " 8" + parity + std::to_string(line.stop_bits);
+    return line.path + " " + character_text(line);
 }
 
 std::string title(const PollOptions &options, int blocks) {
-    const std::size_t variables = options.list.variables.size();
-    return "kelpo poll " + file_name(options.list_file) + "  " + std::to_string(variables) +
-           (variables == 1 ? " variable in " : " variables in ") + std::to_string(blocks) +
-           (blocks == 1 ? " block  " : " blocks  ") + line_text(options.list.link.line);
+    const auto variables = static_cast<std::int64_t>(options.list.variables.size());
+    return "kelpo poll " + file_name(options.list_file) + "  " + counted(variables, "variable") + " in " +
+           counted(blocks, "block") + "  " + line_text(options.list.link.line);
 }
 
-// False when nobody is there any more to be told.
+// False when the output has no reader any more.
 bool poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop) {
     std::optional<steady_clock::time_point> end;
     if (options.duration)
@@ -51,8 +51,8 @@ bool poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop
 
 }  // namespace
 
-ExitCode run_poll(const PollOptions &options, StopSignal &stop, std::ostream &error) {
-    PollEngine engine(options.list, stop, options.trace_file, options.within);
+ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, std::ostream &error) {
+    PollEngine engine(driver, options.list, stop, options.trace_file, options.within);
     engine.start();
     const bool heard = poll(engine, options, stop);
     engine.finish();

@@ -25,8 +25,8 @@ struct PollOptions {
 };
 
 /// Polls a list until the user ends it, `stop` is raised or the time is over: on a live screen, or where standard input
-/// and output are no terminal, or a format is asked for, as records. A summary is told on `error`. Throws
-/// DriverLibraryError, LineError, TraceOutputError and std::system_error.
-ExitCode run_poll(const PollOptions &options, StopSignal &stop, std::ostream &error);
+/// and output are no terminal, or a format is asked for, as records. A summary goes to `error`. Throws
+/// LineError, TraceOutputError and std::system_error.
+ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, std::ostream &error);
 
 }  // namespace kelpo

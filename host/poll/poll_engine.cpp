@@ -1,8 +1,8 @@
 #include "host/poll/poll_engine.h"
 
-#include "host/once/requests.h"
-#include "host/poll/quantity_text.h"
+#include "host/driver/request_parts.h"
 #include "host/poll/value_input.h"
+#include "host/text/quantities.h"
 
 #include <algorithm>
 #include <sstream>
@@ -13,7 +13,7 @@ namespace {
 using Kind = PollEvent::Kind;
 
 constexpr std::size_t frames_kept = 400;  // for the screen's trace
-constexpr std::size_t names_told = 20;    // of variables that were never read
+constexpr std::size_t names_shown = 20;   // of variables that were never read
 
 bool ends_with(const std::string &text, const std::string &end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
@@ -106,18 +106,16 @@ std::string RefusingStation::words() const {
            (blocks == 1 ? " block " : " blocks ") + reason;
 }
 
-PollEngine::PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file,
+PollEngine::PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
                        std::chrono::milliseconds within)
-    : list_(list), ring_(frames_kept), output_(opened(trace_file)), tracer_(sinks(ring_, queue_, output_.has_value())),
-      remarks_(list.link.timeouts.reply),
-      session_(list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
-      within_(within), blocks_(session_.poll(places_to_poll(session_.driver().entry(), list.variables))),
-      watch_(list.variables) {
-    const std::vector<RW_VAR> blocks = session_.driver().read_blocks();
-    for (const RW_VAR &block : blocks)
-        ++blocks_of_[block.station_no];
-    values_.use(session_.driver().entry(), list.variables, blocks);
-    writer_.use(session_.driver());
+    : driver_(driver), list_(list), ring_(frames_kept), output_(opened(trace_file)), writer_(driver),
+      tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list.link.timeouts.reply),
+      session_(driver, list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
+      within_(within), blocks_(driver.poll(places_to_read(driver, list.variables))), watch_(list.variables) {
+    const std::vector<PolledBlock> blocks = driver.blocks();
+    for (const PolledBlock &block : blocks)
+        ++blocks_of_[block.station];
+    values_.use(driver, list.variables, blocks);
     for (const Station &station : list.stations)
         if (!station.enabled)
             switch_station(station.number);
@@ -131,6 +129,7 @@ void PollEngine::start() {
 PollEngine::News PollEngine::refresh() {
     News news;
     link_ = gauge_.reading();
+    link_.counts = session_.statistics().counts();
     for (const LinkEvent &event : gauge_.take_events())
         news.events.push_back(kelpo::event_of(event));
     for (const WriteResult &result : writer_.take_results())
@@ -181,14 +180,13 @@ WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
         return {false, variable.name + ": not written, station " + std::to_string(variable.station) +
                            " is switched off; switch it on first"};
     const std::size_t waiting = writer_.requests();
-    if (waiting + static_cast<std::size_t>(requests) > most_queued)
+    if (waiting + static_cast<std::size_t>(requests) > static_cast<std::size_t>(most_queued))
         return {false, variable.name + ": not written, too much waits to be written: " + std::to_string(waiting) +
                            " of " + std::to_string(most_queued) + " requests"};
 
     const std::string text = text_of(variable.view, input.values);
-    const int id =
-        writer_.write(parts_of_write(session_.driver().entry(), variable, input.values, list_.link.max_count),
-                      std::chrono::steady_clock::now(), within_);
+    const int id = writer_.write(parts_of_write(driver_, variable, input.values, list_.link.max_count),
+                                 std::chrono::steady_clock::now(), within_);
     writes_[id] = {index, text};
     return {true, "write " + variable.name + " = " + text + ": queued" +
                       (link_.line_open ? "" : ", waits for the line at most " + duration_text(within_))};
@@ -207,7 +205,7 @@ std::string PollEngine::switch_station(int station) {
         off_.insert(station);
         writer_.withdraw(station, "station " + std::to_string(station) + " was switched off before it was sent");
     }
-    session_.driver().entry().EnableEthernet(station, switched_on ? ozna_kelpo::station_on : ozna_kelpo::station_off);
+    driver_.switch_station(station, switched_on);
     gauge_.forget_station(station);
     values_.forget_failures(station);
     return "station " + std::to_string(station) + (switched_on ? " switched on" : " switched off: it is not asked");
@@ -237,14 +235,15 @@ std::vector<std::size_t> PollEngine::never_read() const {
 std::string PollEngine::summary() const {
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - started_;
     std::ostringstream text;
-    text << "exchanges  " << link_.exchanges << " in " << age_text(std::chrono::steady_clock::now() - started_) << " ("
-         << rate_text(static_cast<double>(link_.exchanges) / std::max(0.1, time.count())) << " per second): good "
-         << link_.good << ", sent again " << link_.sent_again << ", given up " << link_.given_up << "\n"
+    text << "exchanges  " << link_.counts.exchanges << " in " << age_text(std::chrono::steady_clock::now() - started_)
+         << " (" << rate_text(static_cast<double>(link_.counts.exchanges) / std::max(0.1, time.count()))
+         << " per second): good " << link_.counts.good << ", sent again " << link_.counts.sent_again << ", given up "
+         << link_.counts.given_up << "\n"
          << "cycles     " << link_.cycles.count;
     if (link_.cycles.count > 0)
         text << ": mean " << duration_text(link_.cycles.mean) << ", worst " << duration_text(link_.cycles.worst);
-    text << "\nbytes      " << link_.bytes_sent << " sent, " << link_.bytes_received << " received, "
-         << link_.bytes_discarded << " thrown away\n";
+    text << "\nbytes      " << link_.counts.bytes_sent << " sent, " << link_.counts.bytes_received << " received, "
+         << link_.counts.bytes_discarded << " thrown away\n";
     if (writes_done_ + writes_failed_ + writes_expired_ > 0)
         text << "writes     " << writes_done_ << " done, " << writes_failed_ << " failed, " << writes_expired_
              << " expired\n";
@@ -254,13 +253,13 @@ std::string PollEngine::summary() const {
     for (const auto &[number, station] : refusing())
         text << "station    " << number << " " << station.words() << "\n";
     const std::vector<std::size_t> unread = never_read();
-    for (std::size_t i = 0; i < std::min(unread.size(), names_told); ++i) {
+    for (std::size_t i = 0; i < std::min(unread.size(), names_shown); ++i) {
         const auto &failure = watch_.states()[unread[i]].failure;
         text << "never read " << list_.variables[unread[i]].name << ": "
              << (failure ? failure->text : std::string("polling ended before")) << "\n";
     }
-    if (unread.size() > names_told)
-        text << "never read " << unread.size() - names_told << " more\n";
+    if (unread.size() > names_shown)
+        text << "never read " << unread.size() - names_shown << " more\n";
     for (const std::string &remark : remarks_.sentences())
         text << "note       " << remark << "\n";
     if (!link_.line_error.empty())

@@ -1,14 +1,14 @@
 #pragma once
 
 #include "host/exit_code.h"
+#include "host/frames/trace_output.h"
+#include "host/frames/tracer.h"
 #include "host/link/link_remarks.h"
 #include "host/link/session.h"
 #include "host/list/poll_list.h"
 #include "host/poll/link_gauge.h"
 #include "host/poll/read_values.h"
 #include "host/poll/variable_watch.h"
-#include "host/trace/trace_output.h"
-#include "host/trace/tracer.h"
 #include "host/write/writer.h"
 
 #include <chrono>
@@ -76,10 +76,11 @@ struct WriteAnswer {
 /// thread, beside its own link thread.
 class PollEngine {
 public:
-    /// Loads the driver and gives it the list. All that goes over the line goes to `trace_file` too, unless that is
+    /// Gives the driver the list. All that goes over the line goes to `trace_file` too, unless that is
     /// empty: as a capture when the name ends in .pcap. A write that is not begun `within` that time is given up.
-    /// `stop` must outlive the engine. Throws DriverLibraryError and TraceOutputError.
-    PollEngine(const PollList &list, StopSignal &stop, const std::string &trace_file, std::chrono::milliseconds within);
+    /// Driver and stop signal must outlive the engine. Throws TraceOutputError.
+    PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
+               std::chrono::milliseconds within);
 
     /// Opens the line and begins to poll. Throws LineError.
     void start();
@@ -149,6 +150,7 @@ private:
     std::vector<std::size_t> never_read() const;
     void write_trace();
 
+    Driver &driver_;
     const PollList list_;
     TraceRing ring_;
     TraceQueue queue_;

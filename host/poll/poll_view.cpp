@@ -1,7 +1,7 @@
 #include "host/poll/poll_view.h"
 
-#include "host/list/words.h"
-#include "host/poll/quantity_text.h"
+#include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <utility>
@@ -40,7 +40,7 @@ size_t width_of_line(const ScreenLine &line) {
     return width;
 }
 
-// What stands beyond the width is left out.
+// What is beyond the width is left out.
 ScreenLine fitted(const ScreenLine &line, size_t width) {
     ScreenLine fitting;
     size_t left = width;
@@ -65,7 +65,7 @@ ScreenLine with_right_end(ScreenLine line, const ScreenLine &right, size_t width
     return line;
 }
 
-/// The columns of the table, and how many variables stand beside each other. A column that is left out has no width.
+/// The columns of the table, and how many variables are beside each other. A column that is left out has no width.
 struct Layout {
     size_t name, place, value, age, steady, changes;
     size_t table_columns;
@@ -253,7 +253,7 @@ ScreenLine line_state(const PollModel &model) {
     return line;
 }
 
-ScreenLine counts(const LinkReading &link) {
+ScreenLine counts(const LinkCounts &link) {
     ScreenLine line{{std::to_string(link.exchanges) + " exchanges  ", plain},
                     {std::to_string(link.sent_again) + " retries", link.sent_again > 0 ? warning : plain},
                     {"  ", plain},
@@ -344,7 +344,7 @@ std::string end_of(std::string text, size_t width) {
     return text;
 }
 
-// The cursor's column comes behind the text.
+// The cursor's column comes after the text.
 std::pair<ScreenLine, int> prompt_line(const PollModel::Prompt &prompt, size_t columns) {
     const std::string label = cut_to(prompt.label, columns * 3 / 4);
     const size_t room = columns - width_of(label);
@@ -420,8 +420,8 @@ PollScreen poll_screen(const PollModel &model, PollScreenSize size) {
         screen.rows_in_column = std::max<size_t>(1, layout.rows);
         screen.rows_shown = std::max<size_t>(1, layout.shown());
 
-        screen.lines = {title_line(model, screen.top, layout.shown(), columns), line_state(model), counts(model.link),
-                        station_line(model)};
+        screen.lines = {title_line(model, screen.top, layout.shown(), columns), line_state(model),
+                        counts(model.link.counts), station_line(model)};
         add_table(model, layout, screen.top, screen.lines);
         if (trace > 0)
             add_trace(model, trace, screen.lines);

@@ -3,98 +3,27 @@
 #include <algorithm>
 
 namespace kelpo {
-namespace {
 
-constexpr int id_of_polls = -1;
-
-// The class whose registers hold the values of a type, bits within registers included (docs/address-map.md).
-int register_class_of(int type) {
-    switch (type) {
-    case 12:
-    case 15:
-        return 7;
-    case 14:
-    case 16:
-        return 8;
-    case 17:
-        return 11;
-    default:
-        return type;
-    }
-}
-
-bool is_bit_in_register(int type) {
-    return type >= 15 && type <= 17;
-}
-
-// Of the bytes that the driver hands out for a variable, the number of the register or bit that holds byte `index`.
-int number_of_byte(int type, int number, int index) {
-    switch (type) {
-    case 7:
-    case 8:
-    case 9:
-    case 10:
-    case 11:
-        return number + index / 2;
-    case 12:
-    case 14:  // four bytes, the low word's first; the high word lies at the lower number
-        return number + index / 4 * 2 + (index % 4 < 2 ? 1 : 0);
-    case 13:
-        return number + index / 4;
-    case 15:
-    case 16:
-    case 17:
-        return (number + index) >> 4;
-    default:
-        return number + index;
-    }
-}
-
-int bytes_of_type(int type, int count) {
-    if (type >= 7 && type <= 11)
-        return 2 * count;
-    return type >= 12 && type <= 14 ? 4 * ((count + 1) / 2) : count;
-}
-
-// The last register or bit of the class that `count` units of a type lie in.
-int last_number_of(int type, int number, int count) {
-    switch (type) {
-    case 12:
-    case 14:
-        return number + (count + 1) / 2 * 2 - 1;
-    case 13:
-        return number + (count + 1) / 2 - 1;
-    case 15:
-    case 16:
-    case 17:
-        return (number + count - 1) >> 4;
-    default:
-        return number + count - 1;
-    }
-}
-
-}  // namespace
-
-void ReadValues::use(const DriverEntryPoints &driver, const std::vector<Variable> &variables,
-                     const std::vector<RW_VAR> &blocks) {
+void ReadValues::use(const DriverQueries &driver, const std::vector<Variable> &variables,
+                     const std::vector<PolledBlock> &blocks) {
     driver_ = &driver;
-    for (const RW_VAR &block : blocks)
-        blocks_[{{block.station_no, block.reg_type}, block.reg_addr}] = block.reg_count;
+    for (const PolledBlock &block : blocks)
+        blocks_[{{block.station, block.register_class}, block.first}] = block.count;
     const std::lock_guard<std::mutex> locked(mutex_);
     for (const Variable &variable : variables) {
-        Source source{variable, QString::fromLatin1(variable.address.c_str()), 0, 0, 0};
-        source.number = driver.PLCAddressChangeIntef(variable.type, source.address);
-        source.bytes = QByteArray(bytes_of_type(variable.type, variable.count), '\0');
-        source.first = is_bit_in_register(variable.type) ? source.number >> 4 : source.number;
-        source.last = last_number_of(variable.type, source.number, variable.count);
-        Area &area = areas_[{variable.station, register_class_of(variable.type)}];
+        const RegisterType &type = register_type(variable.type);
+        const int number = driver.number_of(variable.type, variable.address).value_or(0);
+        Source source{variable, number, range_in_class(type, number, variable.count)};
+        source.bytes.assign(static_cast<std::size_t>(value_size(type, variable.count)), '\0');
+        Area &area = areas_[{variable.station, type.register_class}];
         area.sources.push_back(sources_.size());
-        area.longest = std::max(area.longest, source.last - source.first + 1);
+        area.longest = std::max(area.longest, source.range.last - source.range.first + 1);
         sources_.push_back(std::move(source));
     }
     for (auto &[place, area] : areas_)
-        std::sort(area.sources.begin(), area.sources.end(),
-                  [this](std::size_t one, std::size_t other) { return sources_[one].first < sources_[other].first; });
+        std::sort(area.sources.begin(), area.sources.end(), [this](std::size_t one, std::size_t other) {
+            return sources_[one].range.first < sources_[other].range.first;
+        });
 }
 
 // All variables that have something in these numbers.
@@ -104,17 +33,17 @@ void ReadValues::for_each_in(const Place &place, int first, int count, const Act
     if (found == areas_.end())
         return;
     const std::vector<std::size_t> &sources = found->second.sources;
-    const auto begins_before = [this](std::size_t index, int number) {
-        return sources_[index].first < number;
+    const auto begins_before = [this](std::size_t index, std::int64_t number) {
+        return sources_[index].range.first < number;
     };
     auto next = std::lower_bound(sources.begin(), sources.end(), first - found->second.longest + 1, begins_before);
-    for (; next != sources.end() && sources_[*next].first < first + count; ++next)
-        if (sources_[*next].last >= first)
+    for (; next != sources.end() && sources_[*next].range.first < std::int64_t{first} + count; ++next)
+        if (sources_[*next].range.last >= first)
             action(*next);
 }
 
 void ReadValues::exchanged(const Exchange &exchange) {
-    if (exchange.id != id_of_polls || exchange.outcome == Outcome::sent_again)
+    if (!exchange.name.is_polled() || exchange.outcome == Outcome::sent_again)
         return;
     const Place place{exchange.station, exchange.type};
     const std::lock_guard<std::mutex> locked(mutex_);
@@ -131,7 +60,7 @@ void ReadValues::exchanged(const Exchange &exchange) {
     const Failure failure = failure_of(exchange);
     for_each_in(place, exchange.address, count, [&](std::size_t index) {
         Source &source = sources_[index];
-        if (source.first < exchange.address + exchange.count)
+        if (source.range.first < exchange.address + exchange.count)
             part_of(source, exchange.address, exchange.count).failure = failure;
         else
             source.not_sent = failure;
@@ -140,13 +69,12 @@ void ReadValues::exchanged(const Exchange &exchange) {
 }
 
 void ReadValues::take_bytes(Source &source, const Exchange &exchange) {
-    const Variable &variable = source.variable;
-    QByteArray shown;
-    driver_->GetRegisterData(QString(), variable.type, source.address, variable.station, shown, variable.count);
-    for (int i = 0; i < std::min<int>(static_cast<int>(shown.size()), static_cast<int>(source.bytes.size())); ++i) {
-        const int number = number_of_byte(variable.type, source.number, i);
+    const RegisterType &type = register_type(source.variable.type);
+    const std::string held = driver_->held_bytes(source.variable);
+    for (std::size_t i = 0; i < std::min(held.size(), source.bytes.size()); ++i) {
+        const std::int64_t number = number_of_byte(type, source.number, static_cast<int>(i));
         if (number >= exchange.address && number < exchange.address + exchange.count)
-            source.bytes[i] = shown.at(i);
+            source.bytes[i] = held[i];
     }
     Part &part = part_of(source, exchange.address, exchange.count);
     part.read_at = clock_();
@@ -166,7 +94,7 @@ ReadValues::Part &ReadValues::part_of(Source &source, int first, int count) {
 }
 
 bool ReadValues::is_complete(const Source &source) {
-    for (int number = source.first; number <= source.last; ++number)
+    for (std::int64_t number = source.range.first; number <= source.range.last; ++number)
         if (std::none_of(source.parts.begin(), source.parts.end(), [number](const Part &part) {
                 return part.read && number >= part.first && number < part.first + part.count;
             }))
@@ -193,8 +121,7 @@ std::vector<std::pair<std::size_t, ReadValue>> ReadValues::take() {
 ReadValue ReadValues::value_of(const Source &source) {
     ReadValue value;
     if (source.complete)
-        // Bytes of its own: the next reply is written into the source's while another thread looks at these.
-        value.bytes = QByteArray(source.bytes.constData(), source.bytes.size());
+        value.bytes = source.bytes;
     value.failure = source.not_sent;
     bool first = true;
     for (const Part &part : source.parts) {

@@ -1,18 +1,19 @@
 #pragma once
 
-#include "host/driver/driver_library.h"
-#include "host/driver/variables.h"
+#include "host/driver/driver.h"
+#include "host/driver/register_types.h"
+#include "host/driver/variable.h"
+#include "host/frames/verdict.h"
 #include "host/link/link_watcher.h"
-#include "host/once/verdict.h"
-
-#include <QtCore/QByteArray>
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -24,7 +25,7 @@ struct ReadValue {
     using Time = std::chrono::steady_clock::time_point;
     using WallTime = std::chrono::system_clock::time_point;
 
-    QByteArray bytes;                ///< as the driver hands them out; empty until all of the value was read
+    std::string bytes;               ///< as the driver hands them out; empty until all of the value was read
     Time read_at{};                  ///< when the oldest part of the value was read
     Time newest_at{};                ///< when the newest part was
     WallTime wall_time{};            ///< read_at on the clock on the wall
@@ -33,7 +34,7 @@ struct ReadValue {
 
 /// Keeps the values of variables as replies to polls have brought them, and nothing else: the driver's own cache holds
 /// a written value from the moment its request is built, long before a controller has it. So the values are taken out
-/// of the driver by the link's own thread, right behind each good reply, and of each variable only what lies in that
+/// of the driver by the link's own thread, right after each good reply, and of each variable only what lies in that
 /// reply. For this no other thread may write (see Writer): the driver puts a write into its cache at once while the
 /// link is failing. Any thread may look.
 class ReadValues : public LinkWatcher {
@@ -44,8 +45,8 @@ public:
 
     /// To be called before the link starts: the variables, and the driver's block reads for them. `driver` must outlive
     /// the link.
-    void use(const DriverEntryPoints &driver, const std::vector<Variable> &variables,
-             const std::vector<RW_VAR> &blocks);
+    void use(const DriverQueries &driver, const std::vector<Variable> &variables,
+             const std::vector<PolledBlock> &blocks);
 
     /// The variables that replies or failures have touched since the last call, by their place in the list.
     std::vector<std::pair<std::size_t, ReadValue>> take();
@@ -75,17 +76,16 @@ private:
     };
     struct Source {
         Variable variable;
-        QString address;
-        int number;          // of the address
-        int first, last;     // numbers in the register class
-        QByteArray bytes{};  // as far as they were read
+        int number;           // of the address
+        NumberRange range;    // in the register class
+        std::string bytes{};  // as far as they were read
         std::vector<Part> parts{};
         std::optional<Failure> not_sent{};  // why the request for it did not follow another
         bool complete = false, touched = false;
     };
     struct Area {
         std::vector<std::size_t> sources{};  // in the order of their first numbers
-        int longest = 0;
+        std::int64_t longest = 0;
     };
 
     template <typename Action> void for_each_in(const Place &place, int first, int count, const Action &action);
@@ -96,7 +96,7 @@ private:
     static ReadValue value_of(const Source &source);
 
     const Clock clock_;
-    const DriverEntryPoints *driver_ = nullptr;
+    const DriverQueries *driver_ = nullptr;
     std::map<Place, Area> areas_;
     std::map<std::pair<Place, int>, int> blocks_;  // counts, by where a block begins
 

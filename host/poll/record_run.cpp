@@ -1,7 +1,7 @@
 #include "host/poll/record_run.h"
 
-#include "host/list/words.h"
 #include "host/poll/record_output.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -18,7 +18,7 @@ namespace {
 using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
-constexpr auto refresh_time = std::chrono::milliseconds(100);
+constexpr auto look_interval = std::chrono::milliseconds(100);
 constexpr std::size_t longest_line = 4096;
 
 /// Lines from standard input, as they come.
@@ -78,7 +78,7 @@ public:
             output_.write(news(all_are_due));
             if (end && now >= *end)
                 break;
-            steady_clock::time_point wake = now + refresh_time;
+            steady_clock::time_point wake = now + look_interval;
             if (options_.every)
                 wake = std::min(wake, next_all);
             if (end)
@@ -87,7 +87,7 @@ public:
         }
         if (output_.reader_gone())
             return false;
-        // What was not through is told last.
+        // What has not ended is reported last.
         engine_.finish();
         output_.write_at_once(news(false));
         return true;

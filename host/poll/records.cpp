@@ -1,17 +1,13 @@
 #include "host/poll/records.h"
 
-#include "host/once/json_values.h"
-#include "host/trace/trace_time.h"
-
-#include <nlohmann/json.hpp>
+#include "host/driver/value_json.h"
+#include "host/frames/trace_time.h"
 
 #include <cstdint>
 #include <optional>
 
 namespace kelpo {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 /// One record, before it has a form. What does not apply is left out.
 struct Record {
@@ -22,7 +18,7 @@ struct Record {
     std::string address;
     std::optional<int> count;
     std::string text;
-    Json values = nullptr;
+    std::optional<Json> values;
     std::optional<std::int64_t> pause;  // milliseconds
     std::string quality;
     std::optional<RecordTime> read_at;
@@ -45,29 +41,29 @@ std::string utc_text(RecordTime time) {
 }
 
 std::string json_line(const Record &record) {
-    Json line;
-    line["time"] = utc_text(record.time);
-    line["kind"] = record.kind;
+    Json line = Json::object();
+    line.set("time", utc_text(record.time));
+    line.set("kind", record.kind);
     if (!record.name.empty())
-        line["name"] = record.name;
+        line.set("name", record.name);
     if (record.station)
-        line["station"] = *record.station;
+        line.set("station", *record.station);
     if (record.type)
-        line["type"] = *record.type;
+        line.set("type", *record.type);
     if (!record.address.empty())
-        line["address"] = record.address;
+        line.set("address", record.address);
     if (record.count)
-        line["count"] = *record.count;
-    if (!record.values.is_null())
-        line["values"] = record.values;
-    line["text"] = record.text;
+        line.set("count", *record.count);
+    if (record.values)
+        line.set("values", *record.values);
+    line.set("text", record.text);
     if (record.pause)
-        line["pause_ms"] = *record.pause;
+        line.set("pause_ms", *record.pause);
     if (!record.quality.empty())
-        line["quality"] = record.quality;
+        line.set("quality", record.quality);
     if (record.read_at)
-        line["read_at"] = utc_text(*record.read_at);
-    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+        line.set("read_at", utc_text(*record.read_at));
+    return line.in_one_line() + "\n";
 }
 
 std::string csv_field(const std::string &text) {

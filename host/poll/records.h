@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/driver/variables.h"
+#include "host/driver/variable.h"
 #include "host/poll/poll_engine.h"
 #include "host/poll/variable_watch.h"
 

@@ -57,15 +57,15 @@ chtype attributes_of(const TextStyle &style, bool coloured) {
 }
 
 std::string in_ascii(const std::string &text) {
-    std::string plain;
+    std::string ascii;
     for (const char byte : text) {
         const auto code = static_cast<unsigned char>(byte);
         if (code < 0x80)
-            plain += byte;
+            ascii += byte;
         else if (code >= 0xC0)
-            plain += '?';
+            ascii += '?';
     }
-    return plain;
+    return ascii;
 }
 
 KeyPress key_press(int code) {

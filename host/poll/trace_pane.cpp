@@ -1,8 +1,9 @@
 #include "host/poll/trace_pane.h"
 
-#include "host/trace/frame_words.h"
-#include "host/trace/trace_text.h"
-#include "host/trace/trace_time.h"
+#include "host/frames/frame_words.h"
+#include "host/frames/trace_time.h"
+#include "host/text/hex.h"
+#include "host/text/words.h"
 
 namespace kelpo {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "host/frames/trace_record.h"
 #include "host/poll/poll_view.h"
-#include "host/trace/trace_record.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
 #include "host/poll/value_input.h"
 
-#include "host/list/words.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <vector>

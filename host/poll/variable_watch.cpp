@@ -1,7 +1,5 @@
 #include "host/poll/variable_watch.h"
 
-#include "host/once/requests.h"
-
 #include <algorithm>
 
 namespace kelpo {
@@ -16,14 +14,6 @@ std::set<int> stations_down(const LinkReading &link) {
 }
 
 }  // namespace
-
-std::vector<Variable> places_to_poll(const DriverEntryPoints &driver, const std::vector<Variable> &variables) {
-    std::vector<Variable> places;
-    places.reserve(variables.size());
-    for (const Variable &variable : variables)
-        places.push_back(place_to_read(driver, variable).value_or(variable));
-    return places;
-}
 
 std::chrono::nanoseconds good_for(const LinkReading::Cycles &cycles) {
     constexpr std::chrono::nanoseconds least = std::chrono::seconds(2), at_first = std::chrono::seconds(30);
@@ -58,7 +48,7 @@ std::vector<std::size_t> VariableWatch::refresh(const std::vector<std::pair<std:
 bool VariableWatch::take(std::size_t index, const ReadValue &value) {
     VariableState &state = states_[index];
     state.failure = value.failure;
-    if (value.bytes.isEmpty())
+    if (value.bytes.empty())
         return false;
     state.read_at = value.read_at;
     state.wall_time = value.wall_time;

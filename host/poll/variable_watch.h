@@ -1,10 +1,8 @@
 #pragma once
 
-#include "host/driver/variables.h"
+#include "host/driver/variable.h"
 #include "host/poll/link_gauge.h"
 #include "host/poll/read_values.h"
-
-#include <QtCore/QByteArray>
 
 #include <chrono>
 #include <cstddef>
@@ -42,10 +40,6 @@ struct VariableState {
     }
 };
 
-/// The variables as they are to be polled: a bit in a register through the register that holds it, since the driver
-/// reads other registers for such a type; all others as they are.
-std::vector<Variable> places_to_poll(const DriverEntryPoints &driver, const std::vector<Variable> &variables);
-
 /// For how long after its reading a value is good: three cycles as long as the last one, and at least two seconds. Half
 /// a minute before a first cycle is through.
 std::chrono::nanoseconds good_for(const LinkReading::Cycles &cycles);
@@ -72,7 +66,7 @@ private:
 
     const std::vector<Variable> variables_;
     std::vector<VariableState> states_;
-    std::vector<QByteArray> bytes_;
+    std::vector<std::string> bytes_;
 };
 
 }  // namespace kelpo

@@ -1,9 +1,9 @@
 #include "host/trace/trace_run.h"
 
+#include "host/frames/trace_file.h"
+#include "host/frames/trace_output.h"
+#include "host/frames/tracer.h"
 #include "host/link/session.h"
-#include "host/trace/trace_file.h"
-#include "host/trace/trace_output.h"
-#include "host/trace/tracer.h"
 
 #include <cerrno>
 #include <cstring>
@@ -39,7 +39,7 @@ public:
             file.flush();
     }
 
-    // False once nobody takes what is shown.
+    // False once what is shown has no reader any more.
     bool wanted() const {
         return out_.good();
     }
@@ -84,18 +84,19 @@ ExitCode show_trace(const std::string &file, const TraceOptions &options, const 
     }
 }
 
-ExitCode trace_line(const PollList &list, const TraceOptions &options, std::optional<std::chrono::seconds> duration,
-                    StopSignal &stop, std::ostream &out, std::ostream &error) {
+ExitCode trace_line(Driver &driver, const PollList &list, const TraceOptions &options,
+                    std::optional<std::chrono::seconds> duration, StopSignal &stop, std::ostream &out,
+                    std::ostream &error) {
     constexpr auto between_looks = std::chrono::milliseconds(50);
     try {
         Outputs outputs(options, out);
         TraceQueue queue;
         Tracer tracer({&queue});
-        Session session(list.link, stop, {&tracer}, OnLoss::open_again);
+        Session session(driver, list.link, stop, {&tracer}, OnLoss::open_again);
         for (const Station &station : list.stations)
             if (!station.enabled)
-                session.driver().entry().EnableEthernet(station.number, ozna_kelpo::station_off);
-        session.poll(list.variables);
+                driver.switch_station(station.number, false);
+        driver.poll(list.variables);
         session.start();
 
         const auto write_all = [&] {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/driver/driver.h"
 #include "host/exit_code.h"
 #include "host/line/stop_signal.h"
 #include "host/list/poll_list.h"
@@ -26,9 +27,10 @@ ExitCode show_trace(const std::string &file, const TraceOptions &options, const 
                     std::ostream &error);
 
 /// Polls `list` and shows every frame on `out` until `stop` is raised or `duration` is over; raises `stop` then. A line
-/// that fails is told and opened again. The last line, on `error`, sums up. Throws DriverLibraryError, and LineError
-/// when the line cannot be opened at first.
-ExitCode trace_line(const PollList &list, const TraceOptions &options, std::optional<std::chrono::seconds> duration,
-                    StopSignal &stop, std::ostream &out, std::ostream &error);
+/// that fails is reported and opened again. The last line, on `error`, sums up. Throws LineError when the line cannot be
+/// opened at first.
+ExitCode trace_line(Driver &driver, const PollList &list, const TraceOptions &options,
+                    std::optional<std::chrono::seconds> duration, StopSignal &stop, std::ostream &out,
+                    std::ostream &error);
 
 }  // namespace kelpo

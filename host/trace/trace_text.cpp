@@ -1,9 +1,12 @@
 #include "host/trace/trace_text.h"
 
-#include "host/trace/frame_words.h"
+#include "host/frames/frame_words.h"
+#include "host/text/hex.h"
+#include "host/text/words.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace kelpo {
 namespace {
@@ -39,42 +42,11 @@ std::string in_colour(const std::string &text, const char *colour, bool coloured
     return colour + text + "\033[0m";
 }
 
-std::string milliseconds_text(TraceTime from, TraceTime to) {
-    char text[64];
-    std::snprintf(text, sizeof text, " [%.1f ms]", static_cast<double>((to - from).count()) / 1000);
-    return text;
+std::string time_between(TraceTime from, TraceTime to) {
+    return fmt::format(" [{:.1f} ms]", static_cast<double>((to - from).count()) / 1000);
 }
 
 }  // namespace
-
-std::string hex_text(const FrameBytes &bytes) {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string text;
-    text.reserve(bytes.size() * 3);
-    for (const std::uint8_t byte : bytes) {
-        if (!text.empty())
-            text += ' ';
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
-
-std::string printable(const std::string &text) {
-    std::string plain;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const auto next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
-        // In UTF-8 the control characters from 0x80 on are C2 80 to C2 9F.
-        if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
-            plain += '.';
-            ++i;
-        } else {
-            plain += byte < 0x20 || byte == 0x7F ? '.' : text[i];
-        }
-    }
-    return plain;
-}
 
 TraceTeller::TraceTeller(const TraceStyle &style, const TraceFilter &filter) : style_(style), filter_(filter) {}
 
@@ -125,7 +97,7 @@ void TraceTeller::received(const TraceRecord &record, std::vector<std::string> &
         request_->shown = true;
     }
     const bool timed = request_ && record.time >= request_->record.time;
-    show(record, meaning.words + (timed ? milliseconds_text(request_->record.time, record.time) : ""), meaning.failed,
+    show(record, meaning.words + (timed ? time_between(request_->record.time, record.time) : ""), meaning.failed,
          lines);
 }
 

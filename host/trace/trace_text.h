@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/trace/trace_record.h"
-#include "host/trace/trace_time.h"
+#include "host/frames/trace_record.h"
+#include "host/frames/trace_time.h"
 
 #include <cstdint>
 #include <optional>
@@ -22,12 +22,6 @@ struct TraceFilter {
     std::optional<int> function;  ///< requests with this Modbus function code, and what came of them
     bool failures = false;        ///< only requests without a good reply
 };
-
-/// The bytes as "01 03 23 30"; empty for none.
-std::string hex_text(const FrameBytes &bytes);
-
-/// `text` in one line that no terminal obeys: each control character becomes a full stop.
-std::string printable(const std::string &text);
 
 /// Turns records into lines, in the order in which they happened: time, direction, bytes, meaning. Each reply is judged
 /// against the request before it. A line of its own names the date, first and when it changes.

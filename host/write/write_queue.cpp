@@ -1,16 +1,13 @@
 #include "host/write/write_queue.h"
 
+#include "host/text/quantities.h"
+
 #include <algorithm>
 
 namespace kelpo {
 namespace {
 
 const std::string nobody_knows = "; it may have been written all the same";
-
-std::string duration_text(std::chrono::milliseconds time) {
-    const std::int64_t milliseconds = time.count();
-    return milliseconds % 1000 == 0 ? std::to_string(milliseconds / 1000) + " s" : std::to_string(milliseconds) + " ms";
-}
 
 }  // namespace
 
@@ -78,7 +75,7 @@ void WriteQueue::line_lost(const std::string &why) {
         fail(ExitCode::no_line, "the line was lost: " + why + (current_->under_way ? nobody_knows : std::string()));
 }
 
-// Of the write that was begun.
+// Fails the write that was begun.
 void WriteQueue::fail(ExitCode code, const std::string &why) {
     const std::size_t through = current_->begun - (current_->under_way ? 1 : 0);
     std::string text = why;
@@ -89,15 +86,35 @@ void WriteQueue::fail(ExitCode code, const std::string &why) {
     current_.reset();
 }
 
+bool WriteQueue::may_leave(int number, bool writes, Time now) {
+    if (under_way() != number)
+        return true;
+    if (!current_->was_sent && is_late(*current_, now)) {
+        note_expired(*current_);
+        current_.reset();
+        return false;
+    }
+    current_->was_sent = current_->was_sent || writes;
+    return true;
+}
+
+bool WriteQueue::is_late(const Write &write, Time now) {
+    return now - write.asked >= write.within;
+}
+
+void WriteQueue::note_expired(const Write &write) {
+    results_.push_back({write.id, WriteResult::Kind::expired, ExitCode::not_right,
+                        "not sent within " + exact_duration_text(write.within) + ", and not sent any more"});
+}
+
 void WriteQueue::expire(Time now) {
-    const auto is_late = [this, now](const Write &write) {
-        const bool late = now - write.asked >= write.within;
+    const auto expired = [this, now](const Write &write) {
+        const bool late = is_late(write, now);
         if (late)
-            results_.push_back({write.id, WriteResult::Kind::expired, ExitCode::not_right,
-                                "not sent within " + duration_text(write.within) + ", and not sent any more"});
+            note_expired(write);
         return late;
     };
-    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), is_late), waiting_.end());
+    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), expired), waiting_.end());
 }
 
 void WriteQueue::withdraw(int station, const std::string &why) {

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "host/driver/request_parts.h"
 #include "host/exit_code.h"
-#include "host/once/verdict.h"
-#include "host/write/write_parts.h"
+#include "host/frames/verdict.h"
 
 #include <chrono>
 #include <cstddef>
@@ -35,18 +35,18 @@ struct WriteResult {
 /// its deadline: from then on it is not begun any more. One request at a time is handed to the link, so none waits
 /// where it cannot be called back. Each write gets one result.
 ///
-/// Knows the time only as it is told, and has no lock.
+/// Gets the time with each call, and has no lock.
 class WriteQueue {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// A request, with the number by which the link tells of it.
+    /// A request, with the number by which the link reports it.
     struct Request {
         int number;
         WritePart part;
     };
 
-    /// Adds a write of at least one part, which was `asked` for and is to be begun `within` that time, behind all
+    /// Adds a write of at least one part, which was `asked` for and is to be begun `within` that time, after all
     /// others. Returns its id.
     int add(std::vector<WritePart> parts, Time asked, std::chrono::milliseconds within);
 
@@ -57,7 +57,11 @@ public:
     /// The number of the request that is under way.
     std::optional<int> under_way() const;
 
-    /// The driver has said that the request is through. How that came about, exchanged() tells.
+    /// The frame of a request is about to leave; `writes` says whether the controller changes anything when it gets it.
+    /// False when its write is late and nothing of it has been sent that does: it has ended then as expired.
+    bool may_leave(int number, bool writes, Time now);
+
+    /// The driver has said that the request is through. exchanged() says how.
     void ended(int number, bool well);
 
     /// A request was given up, or is through when ended() has said so: `failure` is why not.
@@ -69,7 +73,7 @@ public:
     /// The write that was begun fails: nobody knows whether the request under way was carried out. The others wait on.
     void line_lost(const std::string &why);
 
-    /// Ends what is too late. A write that was begun is carried through.
+    /// Ends what is too late. A write of which something was sent is carried through.
     void expire(Time now);
 
     /// Fails what waits for the station. A write that was begun goes on.
@@ -99,11 +103,14 @@ private:
         Time asked;
         std::chrono::milliseconds within;
         std::size_t begun = 0;           // parts that were handed over, the one under way counted in
+        bool was_sent = false;           // something that the controller may have carried out
         std::optional<int> under_way;    // number of the last of them, until it is through
         std::optional<bool> ended_well;  // of the same, as the driver said
         std::optional<Failure> failure;  // of the same, of the last exchange
     };
 
+    static bool is_late(const Write &write, Time now);
+    void note_expired(const Write &write);
     void part_is_through();
     void fail(ExitCode code, const std::string &why);
 

@@ -1,6 +1,6 @@
 #include "host/write/writer.h"
 
-#include <ozna_kelpo_constants.h>
+#include "host/link/rtu_shape.h"
 
 namespace kelpo {
 
@@ -41,15 +41,12 @@ void Writer::end(const std::string &why, ExitCode code) {
 }
 
 void Writer::about_to_ask() {
-    std::optional<int> under_way;
-    {
-        const std::lock_guard<std::mutex> locked(mutex_);
-        under_way = queue_.under_way();
-    }
-    // A request goes out as soon as it is queued. One that is neither in flight nor queued any more, the driver has
-    // thrown away: that is what it does when the station was switched off in between.
-    const bool dropped = under_way && !driver_->is_waiting(group, *under_way);
-    const bool free = driver_->serves_a_write_next();
+    // A request goes out as soon as it is queued. One that has ended without an exchange, the driver has thrown away:
+    // that is what it does when the station was switched off in between.
+    const bool dropped = handed_over_ && driver_.take_outcome(handed_over_->name);
+    if (dropped)
+        handed_over_.reset();
+    const bool free = driver_.serves_a_write_next();
     std::optional<WriteQueue::Request> request;
     {
         const std::lock_guard<std::mutex> locked(mutex_);
@@ -59,26 +56,31 @@ void Writer::about_to_ask() {
             request = queue_.next(clock_());
     }
     if (request)
-        driver_->entry().SetRegisterData(QString(), request->part.type,
-                                         QString::fromLatin1(request->part.address.c_str()), request->part.station,
-                                         request->part.bytes, request->part.count, group, request->number);
+        handed_over_ = HandedOver{driver_.queue_write(request->part), request->number};
+}
+
+bool Writer::may_leave(const Exchange &exchange) {
+    if (!handed_over_ || !(exchange.name == handed_over_->name))
+        return true;
+    const bool writes = exchange.request.size() > 1 && rtu::is_write(rtu::byte_at(exchange.request, 1));
+    const std::lock_guard<std::mutex> locked(mutex_);
+    return queue_.may_leave(handed_over_->number, writes, clock_());
 }
 
 void Writer::exchanged(const Exchange &exchange) {
-    if (exchange.group != group)
+    if (!handed_over_ || !(exchange.name == handed_over_->name))
         return;
+    const int number = handed_over_->number;
     std::optional<Failure> failure;
     if (exchange.outcome != Outcome::good)
         failure = failure_of(exchange);
+    const std::optional<RequestOutcome> outcome = driver_.take_outcome(exchange.name);
+    if (outcome)
+        handed_over_.reset();
     const std::lock_guard<std::mutex> locked(mutex_);
-    queue_.exchanged(exchange.id, exchange.outcome == Outcome::sent_again, failure);
-}
-
-void Writer::request_ended(int ended_group, int id, int status) {
-    if (ended_group != group)
-        return;
-    const std::lock_guard<std::mutex> locked(mutex_);
-    queue_.ended(id, status == ozna_kelpo::request_done);
+    if (outcome)
+        queue_.ended(number, outcome == RequestOutcome::done);
+    queue_.exchanged(number, exchange.outcome == Outcome::sent_again, failure);
 }
 
 void Writer::line_lost(const std::string &why, std::chrono::milliseconds) {
@@ -86,8 +88,12 @@ void Writer::line_lost(const std::string &why, std::chrono::milliseconds) {
         const std::lock_guard<std::mutex> locked(mutex_);
         queue_.line_lost(why);
     }
+    if (!handed_over_)
+        return;
     // Otherwise it would be sent again when the line is back, however late.
-    driver_->give_up(group);
+    driver_.give_up(handed_over_->name);
+    driver_.take_outcome(handed_over_->name);
+    handed_over_.reset();
 }
 
 }  // namespace kelpo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/driver/driver.h"
 #include "host/link/link_watcher.h"
 #include "host/write/write_queue.h"
 
@@ -15,15 +16,9 @@ class Writer : public LinkWatcher {
 public:
     using Clock = std::function<WriteQueue::Time()>;
 
-    /// The group by which the writer knows its requests in the driver: outside of those that shift the return codes.
-    static constexpr int group = 12;
-
-    explicit Writer(Clock clock = std::chrono::steady_clock::now) : clock_(std::move(clock)) {}
-
-    /// To be called before the link starts. `driver` must outlive the link.
-    void use(const DriverLibrary &driver) {
-        driver_ = &driver;
-    }
+    /// `driver` must outlive the link.
+    explicit Writer(Driver &driver, Clock clock = std::chrono::steady_clock::now)
+        : driver_(driver), clock_(std::move(clock)) {}
 
     /// As WriteQueue::add.
     int write(std::vector<WritePart> parts, WriteQueue::Time asked, std::chrono::milliseconds within);
@@ -39,13 +34,20 @@ public:
     void end(const std::string &why, ExitCode code);
 
     void about_to_ask() override;
+    bool may_leave(const Exchange &exchange) override;
     void exchanged(const Exchange &exchange) override;
-    void request_ended(int group, int id, int status) override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
 private:
+    // The request that was handed to the driver and has not ended there.
+    struct HandedOver {
+        RequestName name;
+        int number;  // in the queue
+    };
+
+    Driver &driver_;
     const Clock clock_;
-    const DriverLibrary *driver_ = nullptr;
+    std::optional<HandedOver> handed_over_;  // of the link's thread alone
     mutable std::mutex mutex_;  // guards the queue; the driver's list lock may be held when it is taken, never after
     WriteQueue queue_;
 };

@@ -43,7 +43,7 @@ unsigned char value_byte(const QByteArray &value, qint64 index) {
     return index < value.size() ? unsigned_bytes(value)[index] : 0;
 }
 
-// Puts `length` bytes of `value`, from `first` on, behind a header, each group of `group` bytes reversed.
+// Puts `length` bytes of `value`, from `first` on, after a header, each group of `group` bytes reversed.
 void put_data(const QByteArray &value, int first, int length, int group) {
     unsigned char *const to = PLC_driver.send_buf + write_data_at;
     for (int i = 0; i < length; ++i)

@@ -37,7 +37,7 @@ bool find_enabled_head(QList<RW_VAR> &list) {
     return false;
 }
 
-// An entry that no request exists for must not hold up the others: it leaves its queue and the host is told.
+// An entry that no request exists for must not hold up the others: it leaves its queue and is reported to the host.
 void refuse_head(QList<RW_VAR> &queue) {
     const RW_VAR refused = queue.first();
     drop_head(queue);

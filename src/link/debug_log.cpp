@@ -22,7 +22,7 @@ void customMessageHandler(QtMsgType /*type*/, const char *msg) {
     if (!is_regular_or_absent(path))
         return;
     QFile file(path);
-    // Writing to a file that is not open makes Qt utter a message, which would come back here.
+    // Writing to a file that is not open makes Qt log a message, which would come back here.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
         return;
     QTextStream stream(&file);

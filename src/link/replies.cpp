@@ -33,7 +33,8 @@ const int unknown_kind_code = 200;
 
 enum LengthJudgement { LengthIsRight, NothingCame, LengthIsWrong };
 
-// Of a reply to the frame in flight. With none the length is no matter; the check rejects the reply.
+// Judges the length of a reply to the frame in flight. With nothing in flight any length is right: the check then
+// rejects the reply.
 LengthJudgement judge_length(int length) {
     if (PLC_driver.frame_list.isEmpty())
         return LengthIsRight;
@@ -168,8 +169,8 @@ void advance_served_queue(bool remote) {
     }
 }
 
-// What else waits for the variable that the controller did not answer for. Of any station, unless the host tells
-// stations apart.
+// Removes what else waits for the variable that the controller did not answer for: for any station, unless the host
+// uses several.
 void purge(QList<RW_VAR> &queue) {
     const RW_VAR &failed = PLC_driver.ret_var;
     const bool any_station = PLC_driver.com_info->multi_station == 0;

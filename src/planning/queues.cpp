@@ -23,17 +23,16 @@ bool contains_request(const QList<RW_VAR> &queue, const RW_VAR &var) {
     return false;
 }
 
-// A request that finds no memory is dropped like one that finds no place.
 void append_if_there_is_memory(QList<RW_VAR> &queue, const RW_VAR &var) {
     try {
         queue.append(var);
     } catch (const std::bad_alloc &) {
-        return;
+        // A request that finds no memory is dropped, like one that finds no place.
     }
 }
 
 // All classes are cut at max_count units, bits too: the wider limits of the cyclic list do not apply to once-reads.
-// Leaves `var` behind the last piece. Returns the size of the queue.
+// Leaves `var` with the address after the last piece. Returns the size of the queue.
 int queue_once_read_pieces(RW_VAR &var) {
     const int limit = units_per_request();
     const QMutexLocker locked(&PLC_driver.list_mutex);

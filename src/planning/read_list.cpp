@@ -39,7 +39,7 @@ bool same_group(const Span &left, const Span &right) {
     return left.station == right.station && left.register_class == right.register_class;
 }
 
-// Of one group: the records' own station and class do not count.
+// All are taken as one group: the records' own station and class do not count.
 Spans spans_of(const QList<RW_VAR> &vars) {
     Spans spans;
     spans.reserve(static_cast<std::size_t>(vars.size()));

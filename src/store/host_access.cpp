@@ -14,10 +14,11 @@ typedef QHash<unsigned int, unsigned char> BitCache;
 typedef QHash<unsigned int, unsigned short> WordCache;
 typedef QHash<unsigned int, unsigned int> DwordCache;
 
-// So many bytes, more than one byte array can hold, give an empty one: the host sees that it got nothing.
+// From this number of bytes on, which one byte array cannot hold, the result is empty: the host sees that it got
+// nothing.
 const qint64 too_many_bytes = qint64(1) << 30;
 
-// None, too, when there is no memory for them.
+// Empty, too, when there is no memory for them.
 QByteArray zero_bytes(qint64 size) {
     if (size <= 0 || size >= too_many_bytes)
         return QByteArray();
@@ -47,7 +48,7 @@ void read_words(unsigned int key, QByteArray &out) {
         put_u16_low_first(to, cache.value(key++, 0));
 }
 
-// The high half of a value stands at the lower address.
+// The high half of a value is at the lower address.
 void read_word_pairs(unsigned int key, QByteArray &out) {
     const WordCache &cache = PLC_driver.word_cache;
     unsigned char *to = writable_bytes(out);
@@ -78,7 +79,7 @@ int station_in_use(int station_no) {
     return com_info.multi_station != 0 ? station_no : com_info.default_station;
 }
 
-// What stands in place of value bytes that the host did not supply: the character "0", not zero, so that a short write
+// What is sent in place of value bytes that the host did not supply: the character "0", not zero, so that a short write
 // shows on the screen and in the controller instead of looking like a cleared value.
 const char missing_value_byte = ozna_kelpo::missing_byte;
 
@@ -186,8 +187,8 @@ void write_double_words(HostWrite &write, HostBytes bytes, qint64 values, int li
     }
 }
 
-// Each value turned high byte first. One to three bytes left for a value go in downwards from the place just behind it:
-// the first lands on the next value, or is lost behind the last. Panels show exactly these values for short writes, so
+// Each value turned high byte first. One to three bytes left for a value go in downwards from the place just after it:
+// the first lands on the next value, or is lost after the last. Panels show exactly these values for short writes, so
 // the placement stays.
 QByteArray taken_high_first(HostBytes &bytes, int values) {
     const int size = 4 * values;

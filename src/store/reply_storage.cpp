@@ -33,14 +33,14 @@ void SaveToLocalDataErea(QByteArray *reply) {
     const RegisterType *known = find_register_type(var.reg_type);
     if (known == 0 || request.data_offset < 0 || request.data_offset >= reply->size())
         return;
-    const qint64 behind_offset = qint64(reply->size()) - request.data_offset;
-    const qint64 claimed = qMin<qint64>(behind_offset, request.data_len);
+    const qint64 from_offset = qint64(reply->size()) - request.data_offset;
+    const qint64 claimed = qMin<qint64>(from_offset, request.data_len);
     const unsigned char *payload = unsigned_bytes(*reply) + request.data_offset;
     const unsigned int key = cache_key(var.station_no, var.reg_type, var.reg_addr);
     switch (known->unit) {
     case Bit:
         // The record's byte count is not compared with the bits it asks for; only the reply itself is a bound.
-        store_bits(key, payload, behind_offset, static_cast<quint32>(var.reg_count));
+        store_bits(key, payload, from_offset, static_cast<quint32>(var.reg_count));
         break;
     case Word:
         store_words(key, payload, claimed);

@@ -15,8 +15,8 @@ const int read_half_of_bit_write = -1;
 void SaveToLocalDataErea(QByteArray *reply);
 
 /// Merges the bit that the head of PLC_driver.frame_list asks for into the register value in `reply` (bytes 3 and 4,
-/// high byte first) and completes the frame behind the head with the result and its CRC. The register does not go into
-/// the cache. A reply without those bytes, or a head with no frame behind it, changes nothing. Takes no lock.
+/// high byte first) and completes the frame after the head with the result and its CRC. The register does not go into
+/// the cache. A reply without those bytes, or a head with no frame after it, changes nothing. Takes no lock.
 void SpecialRegisterSave(const QByteArray *reply);
 
 #endif

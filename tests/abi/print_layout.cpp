@@ -1,4 +1,4 @@
-// Prints the layout of the interface's records, in the form of the files that stand beside this one.
+// Prints the layout of the interface's records, in the form of the files beside this one.
 #include "layout.h"
 
 #include <iostream>

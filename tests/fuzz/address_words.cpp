@@ -2,8 +2,8 @@
 /// Fuzz target: why the driver takes a text for no address, in words.
 ///
 /// Input: the type, then the text. Whatever is said of a text that the driver refuses must be true of it.
-#include "host/list/address_words.h"
-#include "host/list/words.h"
+#include "host/driver/address_text.h"
+#include "host/text/words.h"
 #include "input.h"
 #include "ozna_kelpo_port.h"
 #include "require.h"
@@ -46,7 +46,7 @@ bool is_true(const std::string &said, const std::string &text) {
         return points == 0;
     if (said == "has no number before the point")
         return points == 1 && !is_number(text.substr(0, point));
-    if (said == "has no number behind the point")
+    if (said == "has no number after the point")
         return points == 1 && !is_number(text.substr(point + 1));
     if (said == "names a bit, which only types 15 to 17 have")
         return points > 0;
@@ -55,7 +55,7 @@ bool is_true(const std::string &said, const std::string &text) {
     if (said == "has a digit above 7")
         return is_number(text) && holds_digit_above_7(text);
     if (said == "is below 200")
-        return kelpo::whole_number(text.substr(text.find_first_of("0123456789"))).value_or(200) < 200;
+        return kelpo::whole_number(kelpo::trimmed(text.substr(text.find_first_of("0123456789")))).value_or(200) < 200;
     return said == "is too large" && (is_number(text) || is_numbers_and_point(text)) && text.size() >= 9;
 }
 
@@ -70,7 +70,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     const std::string words = kelpo::why_no_address(type, text);
     const std::string taken = "; type " + std::to_string(type) + " takes " + kelpo::address_syntax(type);
-    require(words.size() > taken.size() && words.substr(words.size() - taken.size()) == taken, "what is taken is told");
+    require(words.size() > taken.size() && words.substr(words.size() - taken.size()) == taken,
+            "the sentence ends with what is taken");
     const std::string said = words.substr(0, words.size() - taken.size());
     if (!is_true(said, text))
         fuzz::fail("type " + std::to_string(type) + ", " + kelpo::in_quotes(text) + " " + said);

@@ -8,7 +8,7 @@
 
 namespace fuzz {
 
-/// The bytes of one case, taken from the front. Behind their end come zeros.
+/// The bytes of one case, taken from the front. After their end come zeros.
 class Input {
 public:
     /// The bytes must outlive this.

@@ -1,15 +1,16 @@
 /// \file
 /// Fuzz target: the list files of the host, TOML and CSV.
 ///
-/// Input: what kind of file it is, then its text. Behind a first zero byte stands the text of the CSV file that the
+/// Input: what kind of file it is, then its text. After a first zero byte comes the text of the CSV file that the
 /// list may name.
 #include "host/list/list_file.h"
-#include "host/list/words.h"
+#include "host/text/words.h"
 #include "input.h"
 #include "ozna_kelpo_port.h"
 #include "require.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -27,8 +28,9 @@ struct Texts {
     int named_lines;
 };
 
-int address_of(int type, const std::string &text) {
-    return PLCAddressChangeIntef(type, QString::fromLatin1(text.data(), static_cast<int>(text.size())));
+std::optional<int> address_of(int type, const std::string &text) {
+    const int number = PLCAddressChangeIntef(type, QString::fromLatin1(text.data(), static_cast<int>(text.size())));
+    return number < 0 ? std::nullopt : std::optional<int>(number);
 }
 
 ListReading read(const std::string &file, const Texts &texts) {
@@ -77,7 +79,7 @@ void judge_variables(const PollList &list, const std::string &file, const Texts 
         require(!variable.name.empty() && variables.insert(variable.name).second, "names are given and unique");
         require(!has_control_characters(variable.name), "names can be shown");
         require(variable.type >= 0 && variable.type <= 17, "the type is one");
-        require(address_of(variable.type, variable.address) >= 0, "the driver takes the address");
+        require(address_of(variable.type, variable.address).has_value(), "the driver takes the address");
         require(variable.count >= 1 && variable.count <= 65535, "the count is in range");
         require(variable.count % units_per_value(variable.view) == 0, "the count is one of whole values");
         require(variable.station >= 1 && variable.station <= 247, "the station is one");

@@ -2,17 +2,18 @@
 /// Fuzz target: what comes from the line, at the simulated controller.
 ///
 /// Input: a fault (length, then text; nothing: none), then steps of an operation byte and an argument byte:
-///     operation % 4 = 0    so many of the bytes that follow come as they are
-///     operation % 4 = 1    so many come as one frame with its CRC behind, in pieces of operation / 4 bytes (0: in one)
-///     operation % 4 = 2    so many tenths of a millisecond pass
-///     operation % 4 = 3    so many milliseconds pass
+///     operation % 4 = 0    that number of the bytes that follow come as they are
+///     operation % 4 = 1    that number come as one frame with its CRC, in pieces of operation / 4 bytes (0: in one)
+///     operation % 4 = 2    that number of tenths of a millisecond pass
+///     operation % 4 = 3    that number of milliseconds pass
 ///
 /// Beside the controller, its framer and its reply engine are fed the same, and their answers are judged by this file's
 /// own statement of the protocol. At the end, after a silence, the controller must still answer, and hold what was
 /// written.
 #include "input.h"
-#include "plc/controller.h"
+#include "plc/program/controller.h"
 #include "require.h"
+#include "support/crc.h"
 
 #include <cstring>
 #include <map>
@@ -24,26 +25,15 @@
 namespace {
 
 using fuzz::require;
+using support::with_crc;
 using namespace plc;
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 using Time = Controller::TimePoint;
 
-Bytes with_crc(Bytes frame) {
-    unsigned crc = 0xFFFF;
-    for (const std::uint8_t byte : frame) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = crc % 2 != 0 ? (crc / 2) ^ 0xA001U : crc / 2;
-    }
-    frame.push_back(static_cast<std::uint8_t>(crc % 256));
-    frame.push_back(static_cast<std::uint8_t>(crc / 256));
-    return frame;
-}
-
 bool has_right_crc(const Bytes &frame) {
-    return frame.size() >= 4 && with_crc(Bytes(frame.begin(), frame.end() - 2)) == frame;
+    return frame.size() >= 4 && support::crc16(frame) == 0;
 }
 
 unsigned word_in(const Bytes &bytes, std::size_t at) {
@@ -94,7 +84,8 @@ struct Station {
 
     Bytes reply_to(const Bytes &request) {
         if (const unsigned code = exception_for(request))
-            return with_crc({request[0], static_cast<std::uint8_t>(request[1] + 128), static_cast<std::uint8_t>(code)});
+            return with_crc(
+                Bytes{request[0], static_cast<std::uint8_t>(request[1] + 128), static_cast<std::uint8_t>(code)});
         const unsigned address = word_in(request, 2), value = word_in(request, 4);
         switch (request[1]) {
         case 1:
@@ -265,7 +256,7 @@ private:
         }
     }
 
-    // A fault may spoil so many of these, and not only the first: it may spare some before.
+    // A fault may spoil several of these, and not only the first: it may spare some before.
     void judge_read(Station &station, unsigned function, unsigned address) {
         const Bytes request = read_request(station.memory.station(), function, address);
         const std::vector<Bytes> right = {station.reply_to(request)};

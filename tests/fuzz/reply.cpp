@@ -13,6 +13,8 @@
 #include "controller.h"
 #include "require.h"
 #include "session.h"
+#include "support/crc.h"
+#include "support/reset_driver.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -66,44 +68,10 @@ unsigned word_at(const Bytes &bytes, std::size_t index) {
 }
 
 bool has_right_crc(const Bytes &bytes) {
-    return model::with_crc(Bytes(bytes.begin(), bytes.end() - 2)) == bytes;
+    return support::crc16(bytes) == 0;
 }
 
-int modbus_address(int type, int address) {
-    switch (type) {
-    case 0:
-        return address + 1200;
-    case 2:
-        return address < 2048 ? address + 2000 : address - 2048 + 12000;
-    case 3:
-        return address < 256 ? address + 4400 : address - 256 + 30000;
-    case 4:
-        return address + 6000;
-    case 5:
-        return address + 8000;
-    case 6:
-        return address + 9200;
-    case 7:
-    case 15:
-        return address < 8000 ? address : address - 8000 + 50000;
-    case 8:
-    case 16:
-        return address < 256 ? address + 8000 : address - 256 + 12000;
-    case 9:
-        return address + 9000;
-    case 10:
-        return address + 9500;
-    case 11:
-    case 17:
-        return address + 8500;
-    case 13:
-        return 9700 + 2 * address;
-    default:
-        return address;
-    }
-}
-
-// What the request at the head wants to know, as far as it can be told from its bytes. They do not name the register
+// What the request at the head wants to know, as far as its bytes show it. They do not name the register
 // class; that is the record's, and has to agree with them.
 struct Asked {
     Bytes request;
@@ -139,8 +107,8 @@ Asked asked_locally(const Protocol &frame) {
         must_hold(asked.request.size() == 8, "a read request has 8 bytes");
         must_hold(function == (asked.type <= 6 ? read_coils : read_registers), "the read suits its class");
         const int place = asked.is_read_half ? frame.var.reg_addr / 16 : frame.var.reg_addr;
-        must_hold(word_at(asked.request, 2) == (static_cast<unsigned>(modbus_address(asked.type, place)) & 0xFFFF),
-                  "the read names the address of its record");
+        const unsigned mapped = static_cast<unsigned>(model::get_offset_address(asked.type, place)) & 0xFFFFU;
+        must_hold(word_at(asked.request, 2) == mapped, "the read names the address of its record");
         must_hold(asked.units == (asked.is_read_half ? 1u : static_cast<unsigned>(frame.var.reg_count)),
                   "the read asks for as many units as its record");
     }
@@ -268,7 +236,7 @@ void must_be(const State &expected) {
                          std::to_string(model::read_word(expected.host_block, word)));
     must_hold(expected.host_calls == found.host_calls, "the callbacks are those that the reply calls for");
     for (QMutex *mutex : {&PLC_driver.list_mutex, &PLC_driver.cache_mutex, &PLC_driver.station_mutex}) {
-        must_hold(mutex->tryLock(), "no lock is left behind");
+        must_hold(mutex->tryLock(), "no lock is left locked");
         mutex->unlock();
     }
 }
@@ -280,7 +248,7 @@ void must_be(const State &expected) {
 struct Reply {
     bool null = false;
     Bytes bytes;
-    int length = 0;  // as the host tells it
+    int length = 0;  // as the host gives it
 };
 
 enum Verdict { Good, CheckFailed, NoReply, WrongLength, NotNow };
@@ -300,7 +268,7 @@ Verdict judge(const Asked &asked, const Reply &reply) {
     return has_right_crc(bytes) ? Good : CheckFailed;
 }
 
-// A host that told another length than the reply's gets as many values as the reply has bytes for.
+// A host that gave another length than the reply's gets as many values as the reply has bytes for.
 void store(const Asked &asked, const Bytes &reply, State &state) {
     const unsigned first =
         (static_cast<unsigned>(asked.station) << 24) | (static_cast<unsigned>(asked.type) << 16) | asked.address;
@@ -331,7 +299,7 @@ void complete_write_half(const Asked &asked, const Bytes &reply, State &state) {
                    asked.request[3],
                    static_cast<std::uint8_t>(value >> 8),
                    static_cast<std::uint8_t>(value & 0xFF)};
-    write = model::with_crc(write);
+    write = support::with_crc(write);
     state.frames[1].frame = model::to_driver(write);
 }
 
@@ -440,7 +408,7 @@ public:
     explicit Host(StreamChoices &source) : choices(source) {
         account.clear();
         calls.clear();
-        model::reset_driver();
+        support::reset_driver();
         block = model::DriverBlock();
         block.info.max_count = choices.one_of({100, 16, 1});
         block.info.default_station = some_station();
@@ -460,7 +428,7 @@ public:
     }
 
     ~Host() {
-        model::reset_driver();
+        support::reset_driver();
     }
 
     void live() {
@@ -643,7 +611,7 @@ private:
                 reply.bytes[1] = asked.request[1];
             if ((repairs & 8) != 0 && reply.bytes.size() > 2) {
                 reply.bytes.resize(reply.bytes.size() - 2);
-                reply.bytes = model::with_crc(reply.bytes);
+                reply.bytes = support::with_crc(reply.bytes);
             }
         }
         reply.length = static_cast<int>(reply.bytes.size());

@@ -3,10 +3,11 @@
 ///
 /// Input: 0 and the text of a saved trace; or another byte and frames: flags, length and bytes of each, the flags
 /// telling its direction and whether its CRC is made right.
-#include "host/trace/trace_file.h"
-#include "host/trace/frame_words.h"
-#include "host/trace/pcap_file.h"
-#include "host/trace/rtu_frame.h"
+#include "host/frames/trace_file.h"
+#include "host/frames/frame_words.h"
+#include "host/frames/pcap_file.h"
+#include "host/frames/rtu_frame.h"
+#include "host/text/words.h"
 #include "host/trace/trace_text.h"
 #include "input.h"
 #include "require.h"
@@ -36,8 +37,8 @@ Reading read(const std::string &text) {
                                              [&reading](const std::string &what) {
                                                  reading.mistakes.push_back(what);
                                              }});
-    const bool told_of_the_rest = mistakes == 100;
-    require(reading.mistakes.size() == mistakes + (told_of_the_rest ? 1 : 0), "every mistake is told and counted");
+    const bool reports_the_rest = mistakes == 100;
+    require(reading.mistakes.size() == mistakes + (reports_the_rest ? 1 : 0), "every mistake is reported and counted");
     return reading;
 }
 

@@ -61,14 +61,14 @@ TEST(CsvTable, NotesAQuoteThatIsNeverClosed) {
     const CsvTable table = csv_table("a,b\n1,\"2\n3,4\n");
     ASSERT_EQ(table.mistakes.size(), 1U);
     EXPECT_EQ(table.mistakes[0].line, 2);
-    EXPECT_EQ(table.mistakes[0].text, "a quote is never closed; put \" behind the field");
+    EXPECT_EQ(table.mistakes[0].text, "a quote is never closed; put \" after the field");
 }
 
 TEST(CsvTable, NotesTextBehindAClosingQuote) {
     const CsvTable table = csv_table("a,b\n\"1\"x,2\n");
     ASSERT_EQ(table.mistakes.size(), 1U);
     EXPECT_EQ(table.mistakes[0].line, 2);
-    EXPECT_EQ(table.mistakes[0].text, "text behind a closing quote; a quote inside a field is doubled");
+    EXPECT_EQ(table.mistakes[0].text, "text after a closing quote; a quote inside a field is doubled");
     EXPECT_THAT(fields_of(table), ElementsAre(ElementsAre("a", "b"), ElementsAre("1", "2")));
 }
 

@@ -177,7 +177,7 @@ speed = 9601
                             "list.toml:8: speed 9601 is no rate that serial lines have; the nearest is 9600",
                             "tags.csv:2: address \"x\" is no number; type 7 takes a decimal number, such as 100",
                             "tags.csv:3: type 99; a register type, 0 to 17",
-                            "tags.csv:3: name \"a\" stands in line 2 already; give one of them another name"));
+                            "tags.csv:3: name \"a\" is in line 2 already; give one of them another name"));
 }
 
 struct Mistake {
@@ -220,7 +220,7 @@ const Mistake settings[] = {
     {"[[station]]\nname = \"a\"\n", "1: no number; the station's number on the line, 1 to 247"},
     {"[[station]]\nnumber = 248\n", "2: number 248; a whole number, 1 to 247"},
     {"[[station]]\nnumber = 1\n[[station]]\nnumber = 1\n",
-     "3: station 1 stands in line 1 already; describe each station once"},
+     "3: station 1 is in line 1 already; describe each station once"},
     {"[station]\nnumber = 1\n", "1: station is a table; write each as a table of its own, [[station]]"},
     {"variables = \"none.csv\"\n",
      "1: variables \"none.csv\" cannot be read: No such file or directory; a CSV file beside this one"},
@@ -250,7 +250,7 @@ const Mistake variables[] = {
     {"[[variable]]\ntype = 16\naddress = \".4\"\n",
      "3: address \".4\" has no number before the point; type 16 takes word.bit, such as 6.4"},
     {"[[variable]]\ntype = 16\naddress = \"4.\"\n",
-     "3: address \"4.\" has no number behind the point; type 16 takes word.bit, such as 6.4"},
+     "3: address \"4.\" has no number after the point; type 16 takes word.bit, such as 6.4"},
     {"[[variable]]\ntype = 15\naddress = 6.4\n",
      "3: address is a number with a point; write it in quotes as the controller has it, such as \"6.4\""},
     {"[[variable]]\ntype = 1\naddress = 0o17\n", "3: address has a prefix such as 0x or 0o; write it in quotes as the "
@@ -287,7 +287,7 @@ const Mistake variables[] = {
     {"[[variable]]\nname = \"a\\u001b[2J\"\ntype = 7\naddress = 0\n",
      "2: name \"a\\x1B[2J\" has control characters; letters, digits, signs and blanks"},
     {"[[variable]]\nname = \"a\"\ntype = 7\naddress = 0\n[[variable]]\ntype = 7\nname = \"a\"\naddress = 1\n",
-     "7: name \"a\" stands in line 2 already; give one of them another name"},
+     "7: name \"a\" is in line 2 already; give one of them another name"},
     {"[[variable]]\ntype = 7\naddress = 0\nunit = \"bar\"\n",
      "4: unknown key \"unit\" in [[variable]]; known are name, station, type, address, count and view"},
 };
@@ -309,11 +309,11 @@ const Mistake csv[] = {
     {"name,type\na,7\n",
      "1: no column \"address\"; the first line names the columns: name, station, type, address, count and view"},
     {"type,address,adress\n7,1,\n", "1: unknown column \"adress\"; \"address\" was meant"},
-    {"type,address,type\n7,1,\n", "1: column \"type\" stands twice; leave one of them out"},
+    {"type,address,type\n7,1,\n", "1: column \"type\" is there twice; leave one of them out"},
     {"type,address\n7,1,2\n",
      "2: 3 fields where the first line names 2; put a field with a separator in it between double quotes"},
     {"type,address\n7\n", "2: no address; type 7 takes a decimal number, such as 100"},
-    {"type,address,name\n7,0,\"a\n", "2: a quote is never closed; put \" behind the field"},
+    {"type,address,name\n7,0,\"a\n", "2: a quote is never closed; put \" after the field"},
     {"type;address\n15;6,4\n", "2: address \"6,4\" names no bit; type 15 takes word.bit, such as 6.4"},
     {"type,address,station\n7,0,one\n", "2: station \"one\"; a controller's number, 1 to 247"},
 };
@@ -462,22 +462,22 @@ TEST(ListFile, ShowsControlCharactersOfTextThatIsNoToml) {
 }
 
 TEST(ListFile, SaysWhyAFileCannotBeRead) {
-    const DriverLibrary driver(DRIVER_FILE);
-    EXPECT_THAT(texts_of(load_list("/nowhere/list.toml", LinkSettings(), driver.entry()).remarks),
+    const Driver driver(DRIVER_FILE);
+    EXPECT_THAT(texts_of(load_list("/nowhere/list.toml", LinkSettings(), driver).remarks),
                 ElementsAre("/nowhere/list.toml: cannot be read: No such file or directory; a TOML or CSV file"));
-    EXPECT_THAT(texts_of(load_list("/", LinkSettings(), driver.entry()).remarks),
+    EXPECT_THAT(texts_of(load_list("/", LinkSettings(), driver).remarks),
                 ElementsAre("/: cannot be read: Is a directory; a TOML or CSV file"));
-    EXPECT_THAT(texts_of(load_list("/dev/zero", LinkSettings(), driver.entry()).remarks),
+    EXPECT_THAT(texts_of(load_list("/dev/zero", LinkSettings(), driver).remarks),
                 ElementsAre("/dev/zero: cannot be read: it is no regular file; a TOML or CSV file"));
 }
 
 TEST(ListFile, TakesTheExamples) {
-    const DriverLibrary driver(DRIVER_FILE);
-    const ListReading toml = load_list(EXAMPLES_FOLDER "/pump-station.toml", LinkSettings(), driver.entry());
+    const Driver driver(DRIVER_FILE);
+    const ListReading toml = load_list(EXAMPLES_FOLDER "/pump-station.toml", LinkSettings(), driver);
     EXPECT_THAT(texts_of(toml.remarks), IsEmpty());
     EXPECT_EQ(toml.list.variables.size(), 8U);
     EXPECT_EQ(toml.list.stations.size(), 3U);
-    const ListReading csv_list = load_list(EXAMPLES_FOLDER "/basin-variables.csv", LinkSettings(), driver.entry());
+    const ListReading csv_list = load_list(EXAMPLES_FOLDER "/basin-variables.csv", LinkSettings(), driver);
     EXPECT_THAT(texts_of(csv_list.remarks), IsEmpty());
     EXPECT_EQ(csv_list.list.variables.size(), 5U);
 }

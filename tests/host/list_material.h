@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/driver/driver.h"
 #include "host/list/list_file.h"
 
 #include <map>
@@ -16,8 +17,7 @@ public:
 
     kelpo::ListReading read(const std::string &text, const std::string &file = "list.toml") const {
         const auto address_of = [this](int type, const std::string &address) {
-            return driver_.entry().PLCAddressChangeIntef(
-                type, QString::fromLatin1(address.data(), static_cast<int>(address.size())));
+            return driver_.number_of(type, address);
         };
         const auto content_of = [this](const std::string &path) -> kelpo::FileContent {
             const auto found = files.find(path);
@@ -28,12 +28,12 @@ public:
         return kelpo::parse_list(text, file, kelpo::LinkSettings(), {address_of, content_of});
     }
 
-    const kelpo::DriverLibrary &driver() const {
+    const kelpo::Driver &driver() const {
         return driver_;
     }
 
 private:
-    kelpo::DriverLibrary driver_;
+    kelpo::Driver driver_;
 };
 
 inline std::vector<std::string> texts_of(const kelpo::Remarks &remarks) {

@@ -25,8 +25,7 @@ Exchange exchange_with(const std::string &request, const std::string &reply, int
     exchange.reply = reply;
     exchange.expected_length = 7;
     exchange.station = request[0];
-    exchange.group = 1;
-    exchange.id = request[0];
+    exchange.name = {12, request[0]};
     exchange.code = code;
     exchange.outcome = kelpo::outcome_of(code);
     return exchange;
@@ -36,25 +35,17 @@ const std::string refusal_of_2("\x02\x83\x02\x30\xF1", 5);
 const std::string value_of_3("\x03\x03\x02\x00\x07\x80\x46", 7);
 const std::string input_of_4("\x04\x04\x02\x00\x01\xB4\xF0", 7);
 
-TEST(RequestWatch, KnowsNothingOfARequestThatWasNotServed) {
-    const kelpo::RequestWatch watch;
-    EXPECT_FALSE(watch.course(1, 5).done);
-    EXPECT_FALSE(watch.course(1, 5).failed);
-    EXPECT_FALSE(watch.course(1, 5).failure);
-}
-
-TEST(RequestWatch, TellsRequestsApartByGroupAndId) {
+TEST(RequestWatch, KnowsWhyEachRequestFailed) {
     kelpo::RequestWatch watch;
-    const std::string request = request_to(2);
-    watch.request_ended(1, 5, 1);
-    watch.request_ended(1, 2, 2);
-    watch.exchanged(exchange_with(request, refusal_of_2, 72));
-    EXPECT_TRUE(watch.course(1, 5).done);
-    EXPECT_FALSE(watch.course(1, 5).failed);
-    EXPECT_FALSE(watch.course(2, 5).done);
-    EXPECT_TRUE(watch.course(1, 2).failed);
-    ASSERT_TRUE(watch.course(1, 2).failure);
-    EXPECT_EQ(watch.course(1, 2).failure->kind, Failure::Kind::refused);
+    const std::string to_2 = request_to(2), to_3 = request_to(3);
+    watch.exchanged(exchange_with(to_2, refusal_of_2, 72));
+    watch.exchanged(exchange_with(to_3, value_of_3, 1));
+    const auto failure = watch.failure({12, 2});
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->kind, Failure::Kind::refused);
+    EXPECT_FALSE(watch.failure({12, 3}));
+    EXPECT_FALSE(watch.failure({12, 4}));
+    EXPECT_FALSE(watch.failure({11, 2}));
 }
 
 TEST(StationWatch, HearsValuesRefusalsAndOtherAnswers) {

@@ -17,7 +17,7 @@ struct Expected {
 class AddressReports : public testing::TestWithParam<Expected> {};
 
 TEST_P(AddressReports, SayWhereTheAddressLies) {
-    const DriverLibrary library(DRIVER_FILE);
+    const Driver library(DRIVER_FILE);
     std::ostringstream out;
     print_address(report_address(GetParam().type, GetParam().text, library), out);
     EXPECT_EQ(out.str(), GetParam().report);

@@ -1,3 +1,4 @@
+#include "host/driver/driver.h"
 #include "host/plan/plan.h"
 #include "host/plan/plan_advice.h"
 #include "host/plan/plan_text.h"
@@ -41,7 +42,7 @@ PollList plant() {
 }
 
 Plan plan_of(const PollList &list) {
-    const DriverLibrary library(DRIVER_FILE);
+    const Driver library(DRIVER_FILE);
     DryRun driver(library);
     return advised(make_plan(list, driver), driver);
 }
@@ -69,15 +70,15 @@ TEST(Plan, CountsBytesAndTimeOfEachBlock) {
     EXPECT_EQ(plan.blocks[0].traffic.bytes_out, 16);
     EXPECT_EQ(plan.blocks[0].traffic.bytes_in, 12);
     EXPECT_EQ(plan.blocks[0].traffic.time, microseconds(45000));
-    EXPECT_EQ(plan.blocks[0].in_vain(), 0);
+    EXPECT_EQ(plan.blocks[0].unused_units(), 0);
     EXPECT_THAT(plan.blocks[0].variables, ElementsAre(1));
 
-    // Registers 0 to 11: 8 bytes out, 5 and twice 12 in; 1 to 10 are in vain.
+    // Registers 0 to 11: 8 bytes out, 5 and twice 12 in; 1 to 10 are not used.
     EXPECT_EQ(plan.blocks[1].traffic.bytes_in, 29);
     EXPECT_EQ(plan.blocks[1].traffic.time, microseconds(45500));
-    EXPECT_EQ(plan.blocks[1].in_vain(), 10);
-    ASSERT_EQ(plan.blocks[1].vain.size(), 1U);
-    EXPECT_EQ(plan.blocks[1].vain[0].first, 1);
+    EXPECT_EQ(plan.blocks[1].unused_units(), 10);
+    ASSERT_EQ(plan.blocks[1].unused.size(), 1U);
+    EXPECT_EQ(plan.blocks[1].unused[0].first, 1);
     EXPECT_THAT(plan.blocks[1].variables, ElementsAre(0, 2));
 
     // A 32-bit register: 8 bytes out, 9 in.
@@ -89,7 +90,7 @@ TEST(Plan, SumsUpStationsAndTheCycleOfThoseThatAreOn) {
     const Plan plan = plan_of(plant());
     ASSERT_EQ(plan.stations.size(), 3U);
     EXPECT_EQ(plan.stations[0].blocks, 2);
-    EXPECT_EQ(plan.stations[0].in_vain, 10);
+    EXPECT_EQ(plan.stations[0].unused_units, 10);
     EXPECT_EQ(plan.stations[0].traffic.requests, 3);
     EXPECT_EQ(plan.stations[0].traffic.time, microseconds(90500));
     EXPECT_EQ(plan.stations[2].traffic.time, microseconds(23500));
@@ -131,8 +132,8 @@ TEST(Plan, CountsARegisterOnceThatTwoVariablesSee) {
                                        {"d", 1, 12, "2", 2, View::unsigned_longs}},
                                       {{1, "", true}}));
     ASSERT_EQ(plan.blocks.size(), 1U);
-    EXPECT_EQ(plan.blocks[0].in_vain(), 1);
-    EXPECT_EQ(plan.blocks[0].vain[0].first, 4);
+    EXPECT_EQ(plan.blocks[0].unused_units(), 1);
+    EXPECT_EQ(plan.blocks[0].unused[0].first, 4);
     EXPECT_THAT(plan.blocks[0].variables, ElementsAre(0, 1, 3, 2));
 }
 
@@ -150,11 +151,11 @@ TEST(PlanAdvice, HasNothingToSaveInAListWithoutGaps) {
                                              "of each of 1 request, waiting 500 ms each time"));
 }
 
-TEST(PlanAdvice, NamesTheStretchThatCostsMost) {
+TEST(PlanAdvice, NamesTheUnusedRegistersThatCostMost) {
     const Plan plan = plan_of(list_of({word("a", 1, "0"), word("b", 1, "3"), word("c", 1, "60")}, {{1, "", true}}));
     // 56 registers of two bytes.
-    EXPECT_EQ(plan.advice[0].text, "station 1, class 7: registers 4 to 59 are asked for in vain; variables that lie "
-                                   "without gaps save up to 112.0 ms");
+    EXPECT_EQ(plan.advice[0].text, "station 1, class 7: registers 4 to 59 are read and not used; variables without "
+                                   "gaps between them save up to 112.0 ms");
 }
 
 TEST(PlanAdvice, TellsWhenMaxCountIsSmall) {
@@ -184,7 +185,7 @@ TEST(PlanText, ShowsFramesStationsAndAdvice) {
               R"(plant.toml: 5 variables of 3 stations in 4 blocks, at most 100 registers in each
 10000 8N1: 1000 us a character, 3.5 ms between frames, 5.0 ms until a controller answers
 
-st  cl  first  count  vain  asks           request                  reply    ms  variables
+st  cl  first  count  gaps  asks           request                  reply    ms  variables
  1   2   2046      4     -  c 4046-4047    01 01 0F CE 00 02 DF 20      6  22.5  valves
                             c 12000-12001  01 01 2E E0 00 02 B5 15      6  22.5
  1   7      0     12    10  r 0-11         01 03 00 00 00 0C 45 CF     29  45.5  level, flow
@@ -192,14 +193,14 @@ st  cl  first  count  vain  asks           request                  reply    ms 
  3   7      0      1     -  r 0            03 03 00 00 00 01 85 E8      7   off  spare
 (c: coils, r: holding registers, as Modbus counts them from 0)
 
-station  blocks  in vain  requests  bytes out  bytes in     ms  name
-      1       2       10         3         24        41   90.5  basin
-      2       1        0         1          8         9   25.5
-      3       1        0         1          8         7    off  pump
-  cycle       3       10         4         32        50  116.0
+station  blocks  gaps  requests  bytes out  bytes in     ms  name
+      1       2    10         3         24        41   90.5  basin
+      2       1     0         1          8         9   25.5
+      3       1     0         1          8         7    off  pump
+  cycle       3    10         4         32        50  116.0
 
-- station 1, class 7: registers 1 to 10 are asked for in vain; variables that lie without gaps save
-  up to 20.0 ms
+- station 1, class 7: registers 1 to 10 are read and not used; variables without gaps between them
+  save up to 20.0 ms
 - without others of their station and class to share a request with: "valves" (45.0 ms) and "total"
   (25.5 ms)
 - station 3 is off: when it is switched on, the cycle has 1 request and 23.5 ms more

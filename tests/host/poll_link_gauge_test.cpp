@@ -41,7 +41,7 @@ protected:
         told.type = 7;
         told.address = address;
         told.count = 1;
-        told.id = id;
+        told.name = {0, id};
         told.code = code;
         told.outcome = outcome_of(code);
         gauge.exchanged(told);
@@ -60,19 +60,6 @@ protected:
         return kinds;
     }
 };
-
-TEST_F(LinkGaugeTest, CountsWhatHappensOnTheLine) {
-    answer(1);
-    exchange(1, 16, ask_1, "", again_code);
-    exchange(1, 16, ask_1, "", no_reply_code);
-    const LinkReading reading = gauge.reading();
-    EXPECT_EQ(reading.exchanges, 3U);
-    EXPECT_EQ(reading.good, 1U);
-    EXPECT_EQ(reading.sent_again, 1U);
-    EXPECT_EQ(reading.given_up, 1U);
-    EXPECT_EQ(reading.bytes_sent, 24U);
-    EXPECT_EQ(reading.bytes_received, 7U);
-}
 
 TEST_F(LinkGaugeTest, TellsTheRateOfTheLastTwoSeconds) {
     now += 10s;

@@ -2,7 +2,7 @@
 #include "process.h"
 #include "pseudo_terminal.h"
 
-#include "plc/memory_file.h"
+#include "plc/memory/memory_reader.h"
 
 #include <gmock/gmock.h>
 

@@ -13,53 +13,40 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What the driver's cache would answer, by type and address text.
-std::map<std::pair<int, std::string>, QByteArray> cached;
+// Answers as the test wants.
+class FakeDriver : public DriverQueries {
+public:
+    // What the driver's cache holds, by type and address text.
+    std::map<std::pair<int, std::string>, std::string> cached;
 
-int get_register_data(QString, int type, QString address, int, QByteArray &out, int) {
-    out = cached[{type, address.toStdString()}];
-    return 1;
-}
+    // As the driver takes them, but for octal ones.
+    std::optional<int> number_of(int type, const std::string &address) const override {
+        const std::size_t point = address.find('.');
+        if (type >= 15)
+            return std::stoi(address.substr(0, point)) * 16 + std::stoi(address.substr(point + 1));
+        return std::stoi(address) - (type == 13 ? 200 : 0);
+    }
+    std::string held_bytes(const Variable &variable) const override {
+        const auto found = cached.find({variable.type, variable.address});
+        return found == cached.end() ? std::string() : found->second;
+    }
+};
 
-// Numbers as the driver takes them, but for octal ones.
-int address_of(int type, QString text) {
-    const std::string address = text.toStdString();
-    const std::size_t point = address.find('.');
-    if (type >= 15)
-        return std::stoi(address.substr(0, point)) * 16 + std::stoi(address.substr(point + 1));
-    return std::stoi(address) - (type == 13 ? 200 : 0);
-}
-
-RW_VAR block(int station, int register_class, int address, int count) {
-    RW_VAR block;
-    block.station_no = station;
-    block.reg_type = register_class;
-    block.reg_addr = address;
-    block.reg_count = count;
-    return block;
+PolledBlock block(int station, int register_class, int first, int count) {
+    return {station, register_class, first, count};
 }
 
 Variable word(const char *address, int count = 1, int station = 1) {
     return {"a", station, 7, address, count, View::unsigned_words};
 }
 
-QByteArray bytes(const std::string &text) {
-    return QByteArray(text.data(), static_cast<int>(text.size()));
-}
-
 class ReadValuesTest : public testing::Test {
 protected:
-    DriverEntryPoints driver{};
+    FakeDriver driver;
     ReadValue::Time now{1h};
     ReadValues values{[this] {
         return now;
     }};
-
-    ReadValuesTest() {
-        driver.GetRegisterData = get_register_data;
-        driver.PLCAddressChangeIntef = address_of;
-        cached.clear();
-    }
 
     void exchange(int station, int register_class, int address, int count, int code, int id = -1) {
         Exchange told{};
@@ -69,7 +56,7 @@ protected:
         told.type = register_class;
         told.address = address;
         told.count = count;
-        told.id = id;
+        told.name = {0, id};
         told.code = code;
         told.outcome = outcome_of(code);
         values.exchanged(told);
@@ -92,10 +79,10 @@ protected:
 TEST_F(ReadValuesTest, AreWhatARepliedToPollBrought) {
     values.use(driver, {word("100"), word("101")}, {block(1, 7, 100, 1)});
     EXPECT_THAT(values.take(), IsEmpty());
-    cached[{7, "100"}] = bytes({5, 0});
+    driver.cached[{7, "100"}] = std::string({5, 0});
     read(1, 7, 100, 1);
     const ReadValue held = value();
-    EXPECT_EQ(held.bytes, bytes({5, 0}));
+    EXPECT_EQ(held.bytes, std::string({5, 0}));
     EXPECT_EQ(held.read_at, now);
     EXPECT_EQ(held.wall_time, ReadValue::WallTime(2h));
     EXPECT_FALSE(held.failure);
@@ -105,10 +92,10 @@ TEST_F(ReadValuesTest, AreWhatARepliedToPollBrought) {
 // The driver's cache has a written value as soon as its request is built.
 TEST_F(ReadValuesTest, AreNotWhatWasWritten) {
     values.use(driver, {word("100")}, {block(1, 7, 100, 1)});
-    cached[{7, "100"}] = bytes({5, 0});
+    driver.cached[{7, "100"}] = std::string({5, 0});
     read(1, 7, 100, 1);
-    cached[{7, "100"}] = bytes({42, 0});
-    EXPECT_EQ(value().bytes, bytes({5, 0}));
+    driver.cached[{7, "100"}] = std::string({42, 0});
+    EXPECT_EQ(value().bytes, std::string({5, 0}));
     exchange(1, 7, 100, 1, 1, 3);   // the write is answered
     exchange(1, 7, 100, 1, 71, 4);  // another is refused
     EXPECT_THAT(values.take(), IsEmpty());
@@ -116,15 +103,15 @@ TEST_F(ReadValuesTest, AreNotWhatWasWritten) {
 
 TEST_F(ReadValuesTest, TakeOfALongValueOnlyWhatTheReplyBrought) {
     values.use(driver, {word("98", 4)}, {block(1, 7, 0, 100), block(1, 7, 100, 5)});
-    cached[{7, "98"}] = bytes({1, 0, 2, 0, 3, 0, 4, 0});
+    driver.cached[{7, "98"}] = std::string({1, 0, 2, 0, 3, 0, 4, 0});
     read(1, 7, 0, 100);
-    EXPECT_EQ(value().bytes, QByteArray());
+    EXPECT_EQ(value().bytes, std::string());
     // The first half is written meanwhile.
-    cached[{7, "98"}] = bytes({9, 9, 9, 9, 7, 0, 8, 0});
+    driver.cached[{7, "98"}] = std::string({9, 9, 9, 9, 7, 0, 8, 0});
     now += 1s;
     read(1, 7, 100, 5);
     const ReadValue held = value();
-    EXPECT_EQ(held.bytes, bytes({1, 0, 2, 0, 7, 0, 8, 0}));
+    EXPECT_EQ(held.bytes, std::string({1, 0, 2, 0, 7, 0, 8, 0}));
     EXPECT_EQ(held.read_at, now - 1s);
     EXPECT_EQ(held.newest_at, now);
     EXPECT_EQ(held.wall_time, ReadValue::WallTime(2h));
@@ -133,11 +120,11 @@ TEST_F(ReadValuesTest, TakeOfALongValueOnlyWhatTheReplyBrought) {
 // The second request of a block has its own first number.
 TEST_F(ReadValuesTest, KnowTheTwoRequestsOfABlockApart) {
     values.use(driver, {word("8005")}, {block(1, 7, 7990, 20)});
-    cached[{7, "8005"}] = bytes({5, 0});
+    driver.cached[{7, "8005"}] = std::string({5, 0});
     read(1, 7, 7990, 10);
     EXPECT_THAT(values.take(), IsEmpty());
     read(1, 7, 8000, 10);
-    EXPECT_EQ(value().bytes, bytes({5, 0}));
+    EXPECT_EQ(value().bytes, std::string({5, 0}));
     // The second is not sent when the first is given up.
     give_up(1, 7, 7990, 10);
     ASSERT_TRUE(value().failure);
@@ -171,13 +158,13 @@ TEST_F(ReadValuesTest, FindTheRegistersOfEveryType) {
             told.type = one.register_class;
             told.address = first;
             told.count = count;
-            told.id = -1;
+            told.name = {0, -1};
             told.outcome = Outcome::good;
             fresh.exchanged(told);
         };
         ReadValues around;
         begin(around);
-        cached[{one.type, one.address}] = bytes(std::string(size, 'X'));
+        driver.cached[{one.type, one.address}] = std::string(size, 'X');
         reads(around, one.first - 1, 1);
         reads(around, one.last + 1, 1);
         EXPECT_THAT(around.take(), IsEmpty()) << one.type;
@@ -186,14 +173,14 @@ TEST_F(ReadValuesTest, FindTheRegistersOfEveryType) {
         begin(in_two);
         reads(in_two, one.first, 1);
         EXPECT_EQ(in_two.take().size(), 1U) << one.type;
-        cached[{one.type, one.address}] = bytes(std::string(size, '.'));
+        driver.cached[{one.type, one.address}] = std::string(size, '.');
         if (one.last > one.first)
             reads(in_two, one.first + 1, numbers - 1);
         else
             in_two.forget_failures(1);
         const auto taken = in_two.take();
         ASSERT_EQ(taken.size(), 1U) << one.type;
-        EXPECT_EQ(taken[0].second.bytes, bytes(one.first_brings)) << one.type;
+        EXPECT_EQ(taken[0].second.bytes, one.first_brings) << one.type;
     }
 }
 
@@ -205,7 +192,7 @@ TEST_F(ReadValuesTest, TellOfFailuresAndForgetThemWhenAStationIsSwitched) {
     const ReadValue failed = value();
     ASSERT_TRUE(failed.failure);
     EXPECT_EQ(failed.failure->text, "no reply");
-    EXPECT_EQ(failed.bytes, QByteArray());
+    EXPECT_EQ(failed.bytes, std::string());
     values.forget_failures(1);
     EXPECT_FALSE(value().failure);
 }

@@ -33,7 +33,7 @@ protected:
     // Of the first variable.
     std::vector<std::size_t> read(char value) {
         ReadValue brought;
-        brought.bytes = QByteArray(1, value) + QByteArray(1, '\0');
+        brought.bytes = std::string(1, value) + std::string(1, '\0');
         brought.read_at = brought.newest_at = now;
         brought.wall_time = ReadValue::WallTime(2h);
         return refresh({{0, brought}});
@@ -76,7 +76,7 @@ TEST_F(VariableWatchTest, CountsChangesAndKnowsWhenTheLastWas) {
 TEST_F(VariableWatchTest, KeepsTheLastValueAndTellsWhyItIsNotReadAnyMore) {
     read(5);
     ReadValue failed;
-    failed.bytes = QByteArray("\x05\x00", 2);
+    failed.bytes = std::string("\x05\x00", 2);
     failed.read_at = now;
     failed.failure = Failure{Failure::Kind::refused, "refused"};
     EXPECT_THAT(refresh({{0, failed}}), ElementsAre(0));
@@ -127,18 +127,6 @@ TEST(GoodFor, IsThreeCyclesAndAtLeastTwoSeconds) {
     EXPECT_EQ(good_for(cycles), 2s);
     cycles.last = 10s;
     EXPECT_EQ(good_for(cycles), 30s);
-}
-
-TEST(PlacesToPoll, HaveTheRegistersOfBits) {
-    const DriverLibrary driver(DRIVER_FILE);
-    const std::vector<Variable> places = places_to_poll(
-        driver.entry(), {{"bit", 1, 15, "+5.3", 1, View::bits}, {"word", 1, 7, "8", 1, View::unsigned_words}});
-    ASSERT_EQ(places.size(), 2U);
-    EXPECT_EQ(places[0].type, 7);
-    EXPECT_EQ(places[0].address, "5");
-    EXPECT_EQ(places[0].count, 1);
-    EXPECT_EQ(places[1].type, 7);
-    EXPECT_EQ(places[1].address, "8");
 }
 
 }  // namespace

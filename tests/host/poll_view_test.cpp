@@ -1,6 +1,6 @@
 #include "host/poll/poll_view.h"
 
-#include "host/list/words.h"
+#include "host/text/words.h"
 
 #include <gmock/gmock.h>
 
@@ -58,11 +58,11 @@ PollModel plant() {
     model.rows[3].steady = 2h;
     model.selected = 1;
     model.link.line_open = true;
-    model.link.exchanges = 12345;
-    model.link.sent_again = 40;
-    model.link.given_up = 12;
-    model.link.bytes_sent = 98760;
-    model.link.bytes_received = 812;
+    model.link.counts.exchanges = 12345;
+    model.link.counts.sent_again = 40;
+    model.link.counts.given_up = 12;
+    model.link.counts.bytes_sent = 98760;
+    model.link.counts.bytes_received = 812;
     model.link.exchanges_per_second = 52.25;
     model.link.cycles = {9, 52ms, 55400us, 1520ms, 20ms};
     model.stations = {{1, PollStation::State::answers, {}, {}},

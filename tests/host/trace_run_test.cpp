@@ -1,6 +1,6 @@
 #include "host/trace/trace_run.h"
 
-#include "host/trace/trace_file.h"
+#include "host/frames/trace_file.h"
 
 #include "process.h"
 
@@ -123,7 +123,6 @@ TEST_F(TraceRunTest, OnlyASavedTraceIsTakenForOne) {
 class TraceLineTest : public TraceRunTest {
 protected:
     TraceLineTest() {
-        list.link.driver = DRIVER_FILE;
         list.link.line.path = directory.file("line");
         list.link.timeouts = {milliseconds(2000), milliseconds(1000), milliseconds(10)};
         list.link.retries = 0;
@@ -148,13 +147,14 @@ protected:
             came = comes_true([&] { return times(content(options.to), part) >= often; });
             stop.raise();
         });
-        const ExitCode code = trace_line(list, options, {}, stop, out, error);
+        const ExitCode code = trace_line(driver, list, options, {}, stop, out, error);
         watcher.join();
         EXPECT_TRUE(came) << start_of(out.str()) << error.str();
         return code;
     }
 
     PollList list;
+    Driver driver{DRIVER_FILE};
     std::optional<Process> controller;
 };
 
@@ -212,7 +212,7 @@ TEST_F(TraceLineTest, AStationThatTheListSwitchesOffIsNotAsked) {
 }
 
 TEST_F(TraceLineTest, ALineThatCannotBeOpenedIsAnError) {
-    EXPECT_THROW(trace_line(list, options, {}, stop, out, error), LineError);
+    EXPECT_THROW(trace_line(driver, list, options, {}, stop, out, error), LineError);
 }
 
 }  // namespace

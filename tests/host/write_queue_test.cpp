@@ -120,6 +120,39 @@ TEST_F(WriteQueueTest, CarriesAWriteThroughThatWasBegunInTime) {
     EXPECT_THAT(results(), ElementsAre(Pair(Kind::done, "")));
 }
 
+// The link may listen for long before it sends.
+TEST_F(WriteQueueTest, LetsNothingLeaveThatHasBecomeLateOnTheWay) {
+    add();
+    const int number = hand_over(4s);
+    EXPECT_FALSE(queue.may_leave(number, true, start + 5s));
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::expired, "not sent within 5 s, and not sent any more")));
+    EXPECT_EQ(queue.size(), 0U);
+}
+
+TEST_F(WriteQueueTest, LetsTheRestAndTheRepetitionOfAWriteLeaveThatWasSentInTime) {
+    add(2);
+    const int first = hand_over();
+    EXPECT_TRUE(queue.may_leave(first, true, start + 4s));
+    EXPECT_TRUE(queue.may_leave(first, true, start + 9s));
+    answer(first);
+    EXPECT_TRUE(queue.may_leave(hand_over(9s), true, start + 9s));
+    EXPECT_THAT(results(), IsEmpty());
+}
+
+TEST_F(WriteQueueTest, LetsTheWritingHalfOfABitNotLeaveLateThoughItsReadingHalfDidInTime) {
+    add();
+    const int number = hand_over();
+    EXPECT_TRUE(queue.may_leave(number, false, start + 1s));
+    EXPECT_FALSE(queue.may_leave(number, true, start + 5s));
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::expired, testing::_)));
+}
+
+TEST_F(WriteQueueTest, LetsLeaveWhatIsNotItsOwn) {
+    add();
+    EXPECT_TRUE(queue.may_leave(hand_over() + 1, true, start + 9s));
+    EXPECT_EQ(queue.size(), 1U);
+}
+
 TEST_F(WriteQueueTest, WaitsForTheWritingHalfOfABit) {
     add();
     const int number = hand_over();

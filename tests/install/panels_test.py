@@ -121,14 +121,14 @@ class Panels(unittest.TestCase):
     def test_goes_on_when_a_lost_line_is_back(self):
         first = self.controller()
         self.addCleanup(first.close)
-        shown, told = self.work / "shown", self.work / "told"
-        with shown.open("w") as output, told.open("w") as errors:
+        shown, complaints = self.work / "shown", self.work / "complaints"
+        with shown.open("w") as output, complaints.open("w") as errors:
             panel = subprocess.Popen([self.work / "panel", self.line, "600"], stdout=output, stderr=errors,
                                      env=self.environment)
         self.addCleanup(panel.kill)
         self.wait_for(shown, "level = 7", 2)
         first.close()
-        self.wait_for(told, "the line is lost")
+        self.wait_for(complaints, "the line is lost")
         second = self.controller(presets=PRESETS.replace("100,7", "100,9"))
         self.addCleanup(second.close)
         self.wait_for(shown, "level = 9")
@@ -156,7 +156,7 @@ class Panels(unittest.TestCase):
         self.assertEqual(done.returncode, 1)
         self.assertIn("cannot load the driver: libozna_kelpo_port_2.so.1: ", done.stderr)
 
-    def test_tells_its_usage(self):
+    def test_shows_its_usage(self):
         for arguments in ([], ["line", "none"], ["line", "1", "more"]):
             done = subprocess.run([self.work / "panel", *arguments], capture_output=True, text=True, timeout=PATIENCE,
                                   env=self.environment, check=False)

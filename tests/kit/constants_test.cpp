@@ -1,4 +1,5 @@
 // Each constant is what the driver itself makes of the number.
+#include "crc.h"
 #include "driver_test.h"
 
 #include <ozna_kelpo_host.h>
@@ -16,10 +17,7 @@ class Constants : public support::DriverTest {
 protected:
     // A good reply to the frame in flight, when that is a write.
     static int echo() {
-        QByteArray reply = ComCommunication()->frame.left(6);
-        const quint16 crc = crc_of(reply);
-        reply.append(static_cast<char>(crc & 0xFF));
-        reply.append(static_cast<char>(crc >> 8));
+        QByteArray reply = support::with_crc(ComCommunication()->frame.left(6));
         return DataCom(&reply, static_cast<int>(reply.size()))->ret_value;
     }
 
@@ -27,16 +25,6 @@ protected:
         ComCommunication();
         QByteArray nothing;
         return DataCom(&nothing, 0)->ret_value;
-    }
-
-    static quint16 crc_of(const QByteArray &bytes) {
-        unsigned crc = 0xFFFF;
-        for (const char byte : bytes) {
-            crc ^= static_cast<unsigned char>(byte);
-            for (int bit = 0; bit < 8; ++bit)
-                crc = (crc & 1U) != 0 ? crc >> 1 ^ 0xA001U : crc >> 1;
-        }
-        return static_cast<quint16>(crc);
     }
 };
 
@@ -46,7 +34,7 @@ TEST_F(Constants, VersionIsTheProjects) {
               PROJECT_VERSION);
     EXPECT_EQ(OZNA_KELPO_VERSION,
               OZNA_KELPO_VERSION_MAJOR * 65536 + OZNA_KELPO_VERSION_MINOR * 256 + OZNA_KELPO_VERSION_PATCH);
-    static_assert(OZNA_KELPO_VERSION_CHECK(1, 2, 3) == 0x010203, "one byte for each number behind the first");
+    static_assert(OZNA_KELPO_VERSION_CHECK(1, 2, 3) == 0x010203, "one byte for each number after the first");
 }
 
 TEST_F(Constants, ClassesAreTheDrivers) {
@@ -54,7 +42,7 @@ TEST_F(Constants, ClassesAreTheDrivers) {
         EXPECT_EQ(class_of(type), PLC_driver.get_plc_reg(type)) << type;
 }
 
-TEST_F(Constants, ThereAreSoManyTypes) {
+TEST_F(Constants, ThereAreEighteenTypes) {
     info.write_mode = write_to_cache;
     SetRegisterData(QString(), register_types - 1, "1.0", 1, QByteArray(1, '\1'), 1, 0, 0);
     EXPECT_EQ(PLC_driver.word_cache.size(), 1);
@@ -125,7 +113,7 @@ TEST_F(Constants, RequestsHoldMostUnits) {
     EXPECT_EQ(PLC_driver.write_list.first().reg_count, 2 * most_double_words);
 }
 
-TEST_F(Constants, SoManyWritesInARow) {
+TEST_F(Constants, FiveWritesInARow) {
     RW_VAR write = support::make_var(words_7, 0, 1);
     write.host_ref2 = write_record;
     write.value_bytes = QByteArray(2, '\1');

@@ -177,7 +177,7 @@ TEST_F(Guide, APolledBitInAWordDoesNotMoveUnlessItsWordIsPolled) {
 }
 
 TEST_F(Guide, AHostVarWithoutAnInitialiserIsNotZero) {
-    // With one it is, wherever it stands.
+    // With one it is, wherever it is declared.
     unsigned char memory[2 * sizeof(HOST_VAR)];
     std::memset(memory, 0xA5, sizeof memory);
     HOST_VAR *var = new (memory) HOST_VAR(HOST_VAR());
@@ -291,7 +291,7 @@ TEST_F(Guide, TheRequestIsGoneAfterDataComHasTakenItsReply) {
     poll({word_100});
     const RW_VAR asked = driver.ComCommunication()->var;
     exchange();
-    EXPECT_TRUE(driver.PLC_driver->frame_list.isEmpty()) << "the record behind the pointer is destroyed";
+    EXPECT_TRUE(driver.PLC_driver->frame_list.isEmpty()) << "the record that the pointer names is destroyed";
     EXPECT_EQ(asked.reg_addr, 100) << "a copy is not";
 }
 

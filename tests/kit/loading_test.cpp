@@ -84,7 +84,7 @@ TEST(Loading, ALoadedDriverWorks) {
     EXPECT_FALSE(is_in_memory());
 }
 
-TEST(Loading, TheFileAndItsVersionsAreTold) {
+TEST(Loading, TheFileAndItsVersionsAreKnown) {
     LoadedDriver driver;
     ASSERT_TRUE(driver.load(driver_file)) << driver.error().constData();
     const QByteArray end = "/libozna_kelpo_port_2.so." PROJECT_VERSION;

@@ -1,6 +1,6 @@
 #include "host/driver/driver_library.h"
 
-#include "host/driver/variables.h"
+#include "host/driver/raw_calls.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "host/link/link_loop.h"
 
-#include "host/driver/variables.h"
+#include "host/driver/raw_calls.h"
 #include "host/link/rtu_shape.h"
 #include "simulated_line.h"
 
@@ -141,6 +141,7 @@ protected:
         info.multi_station = 1;
         info.write_mode = 2;
         SimulatedLine line;
+        line.held_up = held_up;
         const Controller controller(line, order, delay);
         Judge judge(driver.entry(), line, exchanges);
         kelpo::attach(driver.entry(), info, judge);
@@ -154,6 +155,7 @@ protected:
         latest = judge.latest;
     }
 
+    std::function<nanoseconds()> held_up;
     int good = 0;
     int of_another_register = 0;
     std::map<int, milliseconds> latest;
@@ -197,6 +199,25 @@ TEST_F(LateReplies, NeverGiveAValueToAnotherRegisterWhenFewAreLate) {
             run(order, delay, 10000);
             EXPECT_EQ(of_another_register, 0) << one_in;
             EXPECT_GT(good, 5000) << one_in;
+        }
+}
+
+// The replies keep the promise; it is the host that does not get the processor.
+TEST_F(LateReplies, NeverGiveAValueToAnotherRegisterWhenTheHostItselfIsLate) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> factor(0.1, 4);
+    const auto times = [](double factor_of) {
+        return std::chrono::duration_cast<nanoseconds>(reply_timeout * factor_of);
+    };
+    held_up = [&] {
+        return random() % 10 == 0 ? times(factor(random)) : nanoseconds(0);
+    };
+    for (const Controller::Order order : both_orders)
+        for (const unsigned one_in : {1U, 3U, 30U}) {
+            run(
+                order, [&] { return times(random() % one_in == 0 ? factor(random) : 0.02); }, 10000);
+            EXPECT_EQ(of_another_register, 0) << one_in;
+            EXPECT_GT(good, 500) << one_in;
         }
 }
 

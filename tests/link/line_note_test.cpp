@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace {
@@ -18,6 +20,7 @@ using kelpo::Line;
 using kelpo::LineNote;
 using kelpo::LineSettings;
 using kelpo::StopSignal;
+using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 LineSettings settings(const std::string &path) {
@@ -44,18 +47,19 @@ protected:
         std::replace(name.begin(), name.end(), '/', '-');
         return (std::filesystem::is_directory("/run/lock") ? "/run/lock/kelpo-line-" : "/tmp/kelpo-line-") + name;
     }
+    kelpo::LineNote note() const {
+        return {terminal.path(), port};
+    }
     // What the next one to open the line is told.
     std::chrono::nanoseconds left() const {
-        const StopSignal stop;
-        return Line(settings(terminal.path()), stop).left_by_others();
+        return note().left_by_others().time;
     }
     void expect_for(std::chrono::nanoseconds time) const {
-        const StopSignal stop;
-        Line line(settings(terminal.path()), stop);
-        line.expect_replies_until(line.now() + time);
+        note().expect_replies_until(LineNote::Time::clock::now() + time, seconds(3));
     }
 
     PseudoTerminal terminal;
+    const kelpo::Descriptor port{open(terminal.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)};
 };
 
 TEST_F(Note, SaysNothingOfALineThatNobodyHasUsed) {
@@ -73,27 +77,65 @@ TEST_F(Note, IsForHalfAMinuteAtMost) {
     EXPECT_EQ(left(), seconds(30));
 }
 
+TEST_F(Note, TellsHowLongAfterEachReplyTheNextOneCanCome) {
+    expect_for(seconds(20));
+    EXPECT_EQ(note().left_by_others().patience, seconds(3));
+    note().expect_replies_until(LineNote::Time::clock::now() - seconds(1), seconds(3));
+    EXPECT_EQ(note().left_by_others().patience, seconds(0));
+}
+
 TEST_F(Note, GoesWhenEverythingWasAnswered) {
-    {
-        const StopSignal stop;
-        Line line(settings(terminal.path()), stop);
-        line.expect_replies_until(line.now() + seconds(20));
-        EXPECT_TRUE(std::filesystem::exists(file()));
-        line.expect_no_reply_after(std::nullopt);
-    }
+    LineNote ours = note();
+    ours.expect_replies_until(LineNote::Time::clock::now() + seconds(20), seconds(3));
+    EXPECT_TRUE(std::filesystem::exists(file()));
+    ours.settle(std::nullopt);
     EXPECT_FALSE(std::filesystem::exists(file()));
     EXPECT_EQ(left().count(), 0);
 }
 
+TEST_F(Note, TakesAwayNoOtherNoteThatIsInItsPlace) {
+    LineNote ours = note();
+    ours.expect_replies_until(LineNote::Time::clock::now() + seconds(20), seconds(3));
+    std::filesystem::remove(file());
+    expect_for(seconds(20));
+    ours.settle(std::nullopt);
+    EXPECT_GT(left(), seconds(10));
+}
+
+TEST_F(Note, IsAboutTheTerminalThatIsOpenWhateverItsNameLeadsToByNow) {
+    const TemporaryDirectory directory;
+    const PseudoTerminal other;
+    std::filesystem::create_symlink(other.path(), directory.file("link"));
+    LineNote(directory.file("link"), port).expect_replies_until(LineNote::Time::clock::now() + seconds(20), seconds(3));
+    EXPECT_GT(left(), seconds(10));
+}
+
 TEST_F(Note, BecomesExactAtTheEnd) {
-    const StopSignal stop;
-    {
-        Line line(settings(terminal.path()), stop);
-        line.expect_replies_until(line.now() + seconds(20));
-        line.expect_no_reply_after(line.now() + seconds(10));
-    }
+    const LineNote::Time now = LineNote::Time::clock::now();
+    LineNote ours = note();
+    ours.expect_replies_until(now + seconds(20), seconds(3));
+    ours.settle(now + seconds(10));
     EXPECT_LE(left(), seconds(10));
     EXPECT_GT(left().count(), 0);
+}
+
+// Who asked several times left several requests, and the controller may answer them one by one.
+TEST_F(Note, MakesTheNextOneListenOnAfterEachReply) {
+    static constexpr milliseconds patience(600);
+    note().expect_replies_until(LineNote::Time::clock::now() + seconds(60), patience);
+    const StopSignal stop;
+    Line line(settings(terminal.path()), stop);
+    terminal.put("late");
+    terminal.wait_until_arrived(4);
+    const auto from = line.now();
+    std::thread later([this] {
+        std::this_thread::sleep_for(patience / 2);
+        terminal.put("later");
+    });
+    line.settle_after_others(milliseconds(0));
+    EXPECT_GE(line.now() - from, patience + patience / 2);
+    EXPECT_EQ(line.received(), 9U);
+    later.join();
 }
 
 TEST_F(Note, IsOfOneTimeTheSystemRanAndOfOneLineOfThatName) {
@@ -101,7 +143,7 @@ TEST_F(Note, IsOfOneTimeTheSystemRanAndOfOneLineOfThatName) {
     std::string text;
     std::getline(std::ifstream(file()), text);
     ASSERT_GT(text.size(), 60U);
-    for (const std::size_t changed : {std::size_t(25), text.size() - 1}) {
+    for (const std::size_t changed : {std::size_t(45), text.size() - 1}) {
         std::string other = text;
         other[changed] = other[changed] == '1' ? '2' : '1';
         std::ofstream(file()) << other << "\n";

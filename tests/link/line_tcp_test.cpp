@@ -132,6 +132,20 @@ TEST_F(LineOverTcp, ComesToAnEndWithALineThatBabbles) {
     babbler.join();
 }
 
+// Otherwise a server that floods would take the processor.
+TEST_F(LineOverTcp, TakesOutNoMoreThanAFewKilobytesInEachMillisecondOfAFlood) {
+    std::atomic<bool> enough{false};
+    std::thread babbler([&] { server.babble(enough); });
+    const auto from = line.now();
+    line.settle(milliseconds(300));
+    line.listen(line.now() + milliseconds(300));
+    const auto passed = std::chrono::ceil<milliseconds>(line.now() - from);
+    EXPECT_LE(line.received(), 3 * 4096U + 1024U * static_cast<std::uint64_t>(passed.count()));
+    EXPECT_GT(line.received(), 4096U);
+    enough = true;
+    babbler.join();
+}
+
 TEST_F(LineOverTcp, TakesOutNoMoreThanALineHolds) {
     constexpr std::size_t most = 131072;
     const std::size_t size = server.fill();

@@ -111,6 +111,21 @@ TEST_F(LineTest, EndsAShortReplyBySilence) {
     EXPECT_EQ(received(line, 25, short_silence), "01234");
 }
 
+// Each byte comes before the silence that would end the reply, and all of them after twenty seconds.
+TEST_F(LineTest, GivesUpAReplyThatDrips) {
+    constexpr ReplyTimeouts timeouts{milliseconds(200), milliseconds(1000), milliseconds(0), {}};
+    std::atomic<bool> ended{false};
+    std::thread controller([&] {
+        while (!ended) {
+            terminal.put("x");
+            std::this_thread::sleep_for(milliseconds(40));
+        }
+    });
+    EXPECT_LT(received(line, 500, timeouts).size(), 500U);
+    ended = true;
+    controller.join();
+}
+
 TEST_F(LineTest, TakesAReplyOfAnyLengthUntilSilence) {
     terminal.put("0123456789");
     terminal.wait_until_arrived(10);

@@ -2,7 +2,7 @@
 #include "host/line/line.h"
 #include "host/link/link_loop.h"
 
-#include "host/demo/link_notes.h"
+#include "demo/link_notes.h"
 #include "host/link/link_statistics.h"
 #include "pseudo_terminal.h"
 

@@ -47,8 +47,8 @@ public:
         if (told.size() == most)
             line_.stop();
     }
-    void request_ended(int, int id, int status) override {
-        ended.emplace_back(id, status);
+    void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override {
+        ended.emplace_back(name.id, outcome == kelpo::RequestOutcome::done ? 1 : 2);
     }
     void line_probed(const Exchange &exchange) override {
         probes.emplace_back(exchange.request);

@@ -35,7 +35,10 @@ protected:
         ledger.sent(1, request, reply_size, at(time));
     }
     Whose heard(const std::string &reply, const std::string &awaited, int time) {
-        return ledger.heard(reply, awaited, at(time));
+        return heard_between(reply, awaited, time, time);
+    }
+    Whose heard_between(const std::string &reply, const std::string &awaited, int after, int before) {
+        return ledger.heard(reply, awaited, {at(after), at(before)});
     }
     // Nothing when station 1 may be asked at once, otherwise the time.
     int listens_until(int time) {
@@ -67,6 +70,36 @@ TEST_F(Ledger, GivesAReplyToARepeatedRequestAndThenListensForTheOther) {
     EXPECT_EQ(heard(one_word, "", 280), Whose::late);
     EXPECT_EQ(listens_until(280), 0);
     EXPECT_EQ(lateness(), 170);
+}
+
+TEST_F(Ledger, ForgetsNoRequestWhoseReplyMayHaveComeInTimeAndWasReadLate) {
+    sent(read_100, 0);
+    sent(read_1000, 110);
+    EXPECT_EQ(heard_between(one_word, read_1000, 449, 900), Whose::late);
+    EXPECT_EQ(listens_until(901), 900 + 450);
+}
+
+TEST_F(Ledger, ForgetsARequestWhoseReplyWouldHaveComeTooLate) {
+    sent(read_100, 0);
+    sent(read_1000, 110);
+    EXPECT_EQ(heard_between(one_word, read_1000, 450, 451), Whose::awaited);
+}
+
+TEST_F(Ledger, KnowsWhenAStationThatDealsWithAllOneByOneHasAnsweredTheLast) {
+    EXPECT_FALSE(ledger.last_reply_until(at(0)));
+    EXPECT_EQ(ledger.last_reply_until(1, at(0)), at(450));
+    sent(read_100, 0);
+    sent(read_1000, 110);
+    EXPECT_EQ(ledger.last_reply_until(at(120)), at(110 + 2 * 450));
+    EXPECT_EQ(ledger.last_reply_until(1, at(220)), at(220 + 3 * 450));
+    EXPECT_EQ(heard(one_word, "", 300), Whose::late);
+    EXPECT_EQ(ledger.last_reply_until(at(301)), at(300 + 2 * 450));
+}
+
+TEST_F(Ledger, CallsAReplyLateByTheTimeThatItCertainlyTook) {
+    sent(read_100, 0);
+    EXPECT_EQ(heard_between(one_word, "", 190, 400), Whose::late);
+    EXPECT_EQ(lateness(), 190);
 }
 
 TEST_F(Ledger, ListensNoLongerThanAReplyCanBeLate) {
@@ -142,9 +175,9 @@ TEST_F(Ledger, DoesNotKnowWhoIsRefused) {
     EXPECT_EQ(heard(wait, read_100, 130), Whose::late);
     ReplyLedger other(milliseconds(100));
     other.sent(1, read_100, word_reply, at(0));
-    EXPECT_EQ(other.heard(refusal, read_100, at(10)), Whose::awaited);
+    EXPECT_EQ(other.heard(refusal, read_100, {at(10), at(10)}), Whose::awaited);
     other.sent(1, read_100, word_reply, at(20));
-    EXPECT_EQ(other.heard(wait, read_100, at(30)), Whose::awaited);
+    EXPECT_EQ(other.heard(wait, read_100, {at(30), at(30)}), Whose::awaited);
 }
 
 TEST_F(Ledger, KeepsStationsApart) {
@@ -182,19 +215,19 @@ TEST(LedgerOfWrites, TakesAnAcknowledgementThatNamesWhatWasWritten) {
     for (const Acknowledgement &row : table) {
         ReplyLedger ledger{milliseconds(100)};
         ledger.sent(1, row.request, 8, at(0));
-        EXPECT_EQ(ledger.heard(row.wrong, row.request, at(10)), Whose::nobody) << row.name;
-        EXPECT_EQ(ledger.heard(row.right, row.request, at(20)), Whose::awaited) << row.name;
+        EXPECT_EQ(ledger.heard(row.wrong, row.request, {at(10), at(10)}), Whose::nobody) << row.name;
+        EXPECT_EQ(ledger.heard(row.right, row.request, {at(20), at(20)}), Whose::awaited) << row.name;
     }
 }
 
 TEST_F(Ledger, TakesADamagedReplyForTheReplyWhenItLooksLikeOne) {
     sent(read_100, 0);
-    ledger.heard_damaged(1, one_word.substr(0, 4), read_100, at(20));
+    ledger.heard_damaged(1, one_word.substr(0, 4), read_100, {at(20), at(20)});
     sent(read_100, 30);
     EXPECT_EQ(heard(one_word, read_100, 40), Whose::awaited);
     EXPECT_EQ(listens_until(40), 0);
     sent(read_100, 50);
-    ledger.heard_damaged(1, "!", read_100, at(60));
+    ledger.heard_damaged(1, "!", read_100, {at(60), at(60)});
     EXPECT_EQ(listens_until(60), 60 + 450);
 }
 

@@ -1,3 +1,4 @@
+#include "host/driver/raw_calls.h"
 #include "host/link/session.h"
 
 #include "device_server.h"
@@ -62,9 +63,9 @@ public:
         const std::lock_guard<std::mutex> locked(mutex_);
         losses_.push_back({why, pause});
     }
-    void request_ended(int group, int id, int status) override {
+    void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override {
         const std::lock_guard<std::mutex> locked(mutex_);
-        ends_.push_back({group, id, status});
+        ends_.push_back({name.group, name.id, outcome == kelpo::RequestOutcome::done ? 1 : 2});
     }
     void exchanged(const Exchange &exchange) override {
         const std::lock_guard<std::mutex> locked(mutex_);
@@ -206,7 +207,6 @@ protected:
     // Time-outs never come here but where a test sets them: a slow machine is not a silent controller.
     static LinkSettings settings(const std::string &path) {
         LinkSettings result;
-        result.driver = DRIVER_FILE;
         result.line.path = path;
         result.timeouts = {hours(1), hours(1), milliseconds(0), milliseconds(0)};
         result.retries = 0;
@@ -221,19 +221,19 @@ protected:
     }
 
     void begin(const LinkSettings &with, const std::vector<Variable> &variables, OnLoss on_loss = OnLoss::open_again) {
-        session = std::make_unique<Session>(with, stop, std::vector<kelpo::LinkWatcher *>{&recorder}, on_loss);
-        session->poll(variables);
+        session = std::make_unique<Session>(driver, with, stop, std::vector<kelpo::LinkWatcher *>{&recorder}, on_loss);
+        driver.poll(variables);
         session->start();
     }
 
     // A write of one register of type 7, its id also its value.
     void write_to(const char *address, int id) const {
         const QByteArray value(1, static_cast<char>(id));
-        session->driver().entry().SetRegisterData(QString(), 7, QLatin1String(address), 1, value + '\0', 1, 5, id);
+        driver.library().entry().SetRegisterData(QString(), 7, QLatin1String(address), 1, value + '\0', 1, 5, id);
     }
 
     int shown(const std::string &address) const {
-        return static_cast<int>(kelpo::shown_by(session->driver().entry(), word(address)).at(0));
+        return static_cast<int>(kelpo::shown_by(driver.library().entry(), word(address)).at(0));
     }
 
     bool is_lost(std::size_t times) const {
@@ -244,6 +244,7 @@ protected:
 
     StopSignal stop;
     Recorder recorder;
+    kelpo::Driver driver{DRIVER_FILE};
     std::unique_ptr<Session> session;
 };
 
@@ -436,9 +437,9 @@ protected:
     void begin_with(milliseconds settle) {
         LinkSettings with = settings(adapter.path());
         with.timeouts = {milliseconds(1500), milliseconds(1500), settle};
-        session = std::make_unique<Session>(with, stop, std::vector<kelpo::LinkWatcher *>{&recorder, &failure},
+        session = std::make_unique<Session>(driver, with, stop, std::vector<kelpo::LinkWatcher *>{&recorder, &failure},
                                             OnLoss::open_again);
-        session->poll({word("100"), word("1000")});
+        driver.poll({word("100"), word("1000")});
         session->start();
     }
 

@@ -26,6 +26,10 @@ public:
         stopped_ = true;
     }
 
+    /// How long after it could go on the host gets the processor, asked at the end of each wait, before
+    /// each request and after it.
+    std::function<Duration()> held_up;
+
     Duration time_of_a_character{0};    ///< on a line with a wire; 0: it has none
     Duration time_of_a_request{0};      ///< what the settings say, where there is no wire
     std::optional<Time> replies_until;  ///< what was told last
@@ -42,7 +46,7 @@ public:
     Duration shortest_time(std::size_t size) const override {
         return time_of_a_character * static_cast<int>(size);
     }
-    void expect_replies_until(Time time) override {
+    void expect_replies_until(Time time, Duration /*patience*/) override {
         replies_until = time;
     }
     void expect_no_reply_after(std::optional<Time> time) override {
@@ -54,6 +58,10 @@ public:
     Time now() const override {
         return now_;
     }
+    Time arrived_after() const override {
+        return arrived_after_;
+    }
+    Time looked_until() const override;
     bool stop_requested() const override {
         return stopped_;
     }
@@ -62,12 +70,16 @@ public:
     }
 
 private:
+    void wait_until(Time until);
+    bool is_something_there();
     std::string take(std::size_t most);
 
     Time now_ = Time() + std::chrono::hours(1);
     Time request_end_ = now_;
     std::multimap<Time, std::string> coming_;
     std::string there_;
+    Time there_since_ = now_;
+    Time arrived_after_ = now_;
     std::uint64_t received_ = 0;
     bool stopped_ = false;
 };

@@ -1,4 +1,4 @@
-#include "host/driver/variables.h"
+#include "host/driver/raw_calls.h"
 
 #include <gtest/gtest.h>
 

@@ -39,10 +39,10 @@ private:
     std::string words;
 };
 
-/// A host block for the driver and what lies behind it.
+/// A host block for the driver and the memory after it.
 struct DriverBlock {
     ComInfo info;
-    int behind[13];
+    int after[13];
 };
 
 /// Compares everything the host can see of the driver's state: lists, frames, counters, flags, records, stations,

@@ -1,16 +1,17 @@
 #include "controller.h"
 
+#include "support/crc.h"
+
 namespace model {
+
+using support::with_crc;
 
 namespace {
 
 const std::size_t remote_read_length = 22;
 
 bool has_good_crc(const Bytes &frame) {
-    if (frame.size() < 8)
-        return false;
-    const std::size_t body = frame.size() - 2;
-    return cal_crc(frame, body) == frame[body] + 256 * frame[body + 1];
+    return frame.size() >= 8 && support::crc16(frame) == 0;
 }
 
 bool has_good_sum(const Bytes &frame) {
@@ -29,13 +30,6 @@ std::uint8_t low_byte(int value) {
 }
 
 }  // namespace
-
-Bytes with_crc(Bytes body) {
-    const int crc = cal_crc(body, body.size());
-    body.push_back(low_byte(crc));
-    body.push_back(low_byte(crc >> 8));
-    return body;
-}
 
 Bytes Controller::answer(const Bytes &request) {
     ++answered;
@@ -99,7 +93,7 @@ Bytes Controller::answer_remote(const Bytes &request) const {
     const std::uint8_t station = request[4];
     const bool is_write = request[2] != 0;
     if (is_write)
-        return with_crc({station, 16, request[9], request[10], request[11], request[12]});
+        return with_crc(Bytes{station, 16, request[9], request[10], request[11], request[12]});
 
     const int type = word_at(request, 5);
     const int count = word_at(request, 11);

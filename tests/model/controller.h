@@ -28,9 +28,6 @@ private:
     int answered = 0;  ///< memory that nobody wrote changes with every answer
 };
 
-/// `body` with its CRC appended, low byte first.
-Bytes with_crc(Bytes body);
-
 }  // namespace model
 
 #endif

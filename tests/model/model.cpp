@@ -1,5 +1,7 @@
 #include "model.h"
 
+#include "support/crc.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -27,12 +29,6 @@ void append_u16(Bytes &bytes, long long value) {
 void append_u32(Bytes &bytes, int value) {
     append_u16(bytes, value >> 16);
     append_u16(bytes, value);
-}
-
-void append_crc(Bytes &frame) {
-    const int crc = cal_crc(frame, frame.size());
-    frame.push_back(low8(crc));
-    frame.push_back(low8(crc >> 8));
 }
 
 // Station, function and mapped start address.
@@ -236,13 +232,7 @@ int cal_sum(const Bytes &data) {
 }
 
 int cal_crc(const Bytes &data, std::size_t length) {
-    int crc = 0xFFFF;
-    for (std::size_t i = 0; i < length; ++i) {
-        crc ^= data[i];
-        for (int bit = 0; bit < 8; ++bit)
-            crc = crc % 2 == 1 ? (crc / 2) ^ 0xA001 : crc / 2;
-    }
-    return crc;
+    return static_cast<int>(support::crc16(data.data(), data.data() + length));
 }
 
 int cal_lrc(const Bytes &data) {
@@ -762,7 +752,7 @@ int Driver::set_register_data(const std::string &text, int reg_type, const std::
                         if (start + 4 - i < var.value_bytes.size())
                             var.value_bytes[start + 4 - i] = data[next + i];
                         else
-                            note("leftover byte behind the chunk dropped");
+                            note("leftover byte after the chunk dropped");
                     }
                     next += left;
                 }
@@ -844,7 +834,7 @@ void Driver::read_analog(const Var &var) {
     }
     Bytes frame = header(var.station_no, function, var.reg_type, var.reg_addr);
     append_u16(frame, quantity);
-    append_crc(frame);
+    frame = support::with_crc(frame);
     queue_frame(frame, low32(b + 5), 3, low32(b), var);
     expect_good_replies(1);
 }
@@ -861,7 +851,7 @@ void Driver::read_analog_2(const Var &var, int split) {
         const long long b = bits ? divided_down(k + 7, 8) : 2 * k;
         Bytes frame = header(part.station_no, bits ? 1 : 3, part.reg_type, part.reg_addr);
         append_u16(frame, k);
-        append_crc(frame);
+        frame = support::with_crc(frame);
         queue_frame(frame, low32(b + 5), 3, low32(b), part);
     }
     expect_good_replies(2);
@@ -930,7 +920,7 @@ void Driver::write_analog(const Var &var) {
             return;
         }
     }
-    append_crc(frame);
+    frame = support::with_crc(frame);
     queue_frame(frame, 8, 0, 0, var);
     expect_good_replies(1);
 }
@@ -957,7 +947,7 @@ void Driver::write_analog_in_two(const Var &var, int split, bool swapped) {
             frame.push_back(low8(swapped ? one : other));
             next += 2;
         }
-        append_crc(frame);
+        frame = support::with_crc(frame);
         queue_frame(frame, 8, 0, 0, var);
     }
     expect_good_replies(2);
@@ -969,7 +959,7 @@ void Driver::write_analog_bit(const Var &var) {
 
     Bytes read = header(var.station_no, 3, var.reg_type, reg);
     append_u16(read, 1);
-    append_crc(read);
+    read = support::with_crc(read);
     Var read_half = var;
     read_half.host_ref2 = 0;
     read_half.store_mode = -1;

@@ -53,7 +53,7 @@ const char *const kinds[] = {
     "register write filled up with 0x30",
     "register write cut into chunks",
     "leftover bytes of a 32-bit value",
-    "leftover byte behind the chunk dropped",
+    "leftover byte after the chunk dropped",
     "32-bit write on registers cut into chunks",
     "32-bit write cut into chunks",
     "type that is not writable",

@@ -4,9 +4,10 @@
 #include "link/replies.h"
 #include "store/register_cache.h"
 #include "store/reply_storage.h"
+#include "support/crc.h"
+#include "support/reset_driver.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 namespace model {
@@ -77,7 +78,7 @@ const std::vector<Session::Mood> Session::moods = {
 
 Session::Session(Choices &source)
     : choices(source), mood(&moods[0]), model_blocks(2), driver_blocks(new std::vector<DriverBlock>(2)) {
-    reset_driver();
+    support::reset_driver();
     found_calls.clear();
     RegistCallBackFuncIntf(on_write_result, on_comm_error);
 
@@ -99,7 +100,7 @@ Session::Session(Choices &source)
 }
 
 Session::~Session() {
-    reset_driver();
+    support::reset_driver();
     found_calls.clear();
 }
 
@@ -239,13 +240,13 @@ Session::Reply Session::bad_reply() {
     const std::uint8_t function = head.frame.at(1);
     const auto resign = [&bytes] {
         bytes.resize(bytes.size() - 2);
-        bytes = with_crc(bytes);
+        bytes = support::with_crc(bytes);
     };
     const auto measure = [&reply] {
         reply.length = static_cast<int>(reply.bytes.size());
     };
     if (bytes.size() < 5) {
-        bytes = with_crc({station, function, 2, 0, 0});
+        bytes = support::with_crc(Bytes{station, function, 2, 0, 0});
         measure();
     }
     switch (choices.next(18)) {
@@ -265,7 +266,7 @@ Session::Reply Session::bad_reply() {
         break;
     case 3:
         reply.words = "an exception reply";
-        bytes = with_crc({station, static_cast<std::uint8_t>(function | 0x80), 2});
+        bytes = support::with_crc(Bytes{station, static_cast<std::uint8_t>(function | 0x80), 2});
         measure();
         break;
     case 4:
@@ -321,7 +322,7 @@ Session::Reply Session::bad_reply() {
         bytes = {station, function};
         for (std::uint8_t byte : some_bytes(1 + choices.next(12)))
             bytes.push_back(byte);
-        bytes = with_crc(bytes);
+        bytes = support::with_crc(bytes);
         reply.length = head.reply_len;
         break;
     case 15:
@@ -358,7 +359,7 @@ void Session::data_com() {
     const Reply reply = some_reply();
     const int code = expected.data_com(reply.null ? nullptr : &reply.bytes, reply.length);
 
-    // Borrowed bytes have no zero behind them, so that a sanitizer sees a read past the end.
+    // Borrowed bytes have no zero after them, so that a sanitizer sees a read past the end.
     QByteArray array = QByteArray::fromRawData(reinterpret_cast<const char *>(reply.bytes.data()),
                                                static_cast<int>(reply.bytes.size()));
     const RW_VAR *found = DataCom(reply.null ? nullptr : &array, reply.length);
@@ -746,34 +747,6 @@ void Session::flood() {
         PLC_driver.once_read_list.clear();
         break;
     }
-}
-
-void reset_driver() {
-    PLC_driver.com_info = nullptr;
-    PLC_driver.read_list.clear();
-    PLC_driver.write_list.clear();
-    PLC_driver.once_read_list.clear();
-    PLC_driver.read_source_list.clear();
-    PLC_driver.frame_list.clear();
-    PLC_driver.extend_list.clear();
-    PLC_driver.write_result_cb = nullptr;
-    PLC_driver.comm_error_cb = nullptr;
-    PLC_driver.disabled_stations.clear();
-    PLC_driver.ret_var = RW_VAR();
-    PLC_driver.last_op = 100;
-    PLC_driver.write_tries = 0;
-    PLC_driver.once_read_tries = 0;
-    PLC_driver.read_pass_count = 0;
-    PLC_driver.comm_failed = false;
-    PLC_driver.spare_flag = false;
-    PLC_driver.fail_var = RW_VAR();
-    std::memset(PLC_driver.send_buf, 0, sizeof PLC_driver.send_buf);
-    PLC_driver.bit_cache.clear();
-    PLC_driver.word_cache.clear();
-    PLC_driver.dword_cache.clear();
-    LB = nullptr;
-    LW = nullptr;
-    RWI = nullptr;
 }
 
 }  // namespace model

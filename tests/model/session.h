@@ -129,9 +129,6 @@ private:
     std::deque<std::string> done;
 };
 
-/// Puts PLC_driver and the three memory words back to the state after loading.
-void reset_driver();
-
 }  // namespace model
 
 #endif

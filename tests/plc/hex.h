@@ -1,9 +1,9 @@
 #pragma once
 
+#include "plc/protocol/frame.h"
+
 #include <cstdlib>
 #include <string>
-
-#include "plc/frame.h"
 
 /// Bytes from text such as "01 03 00 00": two hexadecimal digits for each byte, a blank between.
 inline plc::Bytes hex(const std::string &text) {

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "plc/system/descriptor.h"
+
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 
 #include <netinet/in.h>
 #include <sys/socket.h>
-
-#include "plc/descriptor.h"
 
 /// Connects to a line that calls itself "tcp:127.0.0.1:PORT".
 inline plc::Descriptor connect_to(const std::string &line) {

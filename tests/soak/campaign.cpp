@@ -2,6 +2,8 @@
 
 #include "resident_size.h"
 
+#include "host/driver/raw_calls.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <iomanip>
@@ -91,9 +93,10 @@ void StationSwitch::exchanged(const kelpo::Exchange &exchange) {
 
 Campaign::Campaign(const Options &options)
     : options_(options), variables_(all_variables()), random_(options.seed), judge_(variables_), switch_(judge_),
-      controller_(options.plc),
-      session_(settings(options, controller_.line()), stop_, {&judge_, &switch_, &pace_}, kelpo::OnLoss::open_again) {
-    switch_.use(session_.driver().entry());
+      controller_(options.plc), driver_(options.driver),
+      session_(driver_, settings(options, controller_.line()), stop_, {&judge_, &switch_, &pace_},
+               kelpo::OnLoss::open_again) {
+    switch_.use(driver_.library().entry());
     std::vector<kelpo::Variable> all, half;
     for (std::size_t i = 0; i < variables_.size(); ++i) {
         all.push_back(variables_[i].shown);
@@ -143,7 +146,7 @@ void Campaign::live(unsigned life) {
     std::vector<std::string> faults(std::begin(always), std::end(always));
     faults.insert(faults.end(), choice.lines.begin(), choice.lines.end());
 
-    judge_.expect_life(faults, {settle_time, choice.latest});
+    judge_.expect_life(faults, {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2});
     const std::string presets = judge_.presets(life == 0 ? nullptr : &controller_.memory());
     controller_.start(faults, presets, options_.seed + life);
     judge_.begin_life(controller_.memory());
@@ -178,9 +181,9 @@ void Campaign::live(unsigned life) {
 
 void Campaign::ask_at_random() {
     constexpr int most_waiting = 100;
-    if (random_() % 4 == 0 && session_.driver().requests_waiting() < most_waiting)
+    if (random_() % 4 == 0 && driver_.library().requests_waiting() < most_waiting)
         write(written_[random_() % written_.size()]);
-    if (random_() % 12 == 0 && session_.driver().requests_waiting() < most_waiting)
+    if (random_() % 12 == 0 && driver_.library().requests_waiting() < most_waiting)
         read_once(readable_once_[random_() % readable_once_.size()]);
     if (random_() % 64 == 0)
         rebuild();
@@ -191,7 +194,7 @@ void Campaign::write(int variable) {
     const auto request = judge_.announce(variable, true, switch_.is_off(shown.station));
     const QByteArray bytes = bytes_of_write(variables_[static_cast<std::size_t>(variable)], variable, request->serial);
     const int waiting = set_waits_.measure([&] {
-        return session_.driver().entry().SetRegisterData(QString(), shown.type,
+        return driver_.library().entry().SetRegisterData(QString(), shown.type,
                                                          QString::fromLatin1(shown.address.c_str()), shown.station,
                                                          bytes, shown.count, Judge::write_group, request->id);
     });
@@ -208,14 +211,14 @@ void Campaign::read_once(int variable) {
     var.reg_type = shown.type;
     var.station_no = shown.station;
     var.reg_count = shown.count;
-    const int waiting = once_waits_.measure([&] { return session_.driver().entry().AddListOnceReadVar(&var, 0); });
+    const int waiting = once_waits_.measure([&] { return driver_.library().entry().AddListOnceReadVar(&var, 0); });
     judge_.queued(request, waiting >= most_queued);
 }
 
 // Every other time only half of the variables are on the screen.
 void Campaign::rebuild() {
     QList<HOST_VAR> *list = random_() % 2 == 0 ? &all_polled_ : &half_polled_;
-    rebuild_waits_.measure([&] { return session_.driver().entry().ReCreatReadVarList(list); });
+    rebuild_waits_.measure([&] { return driver_.library().entry().ReCreatReadVarList(list); });
 }
 
 // While the line is lost nothing leaves the queue: what does not fit any more is refused.
@@ -226,18 +229,18 @@ void Campaign::fill_queue() {
 
 // What waits is dealt with, everything is read again, and then screens and controller agree.
 void Campaign::come_to_rest() {
-    while (session_.driver().requests_waiting() > 0)
+    while (driver_.library().requests_waiting() > 0)
         pace();
     pace();  // the watcher has told the last report
     judge_.expect_all_reported();
     const std::uint64_t quiet_since = exchanges_;
-    const int blocks = session_.driver().entry().ReCreatReadVarList(&all_polled_);
+    const int blocks = driver_.library().entry().ReCreatReadVarList(&all_polled_);
     while (exchanges_ < quiet_since + static_cast<std::uint64_t>(blocks) + 10)
         pace();
     for (std::size_t i = 0; i < variables_.size(); ++i) {
         const kelpo::Variable &shown = variables_[i].shown;
         QByteArray value;
-        session_.driver().entry().GetRegisterData(QString(), shown.type, QString::fromLatin1(shown.address.c_str()),
+        driver_.library().entry().GetRegisterData(QString(), shown.type, QString::fromLatin1(shown.address.c_str()),
                                                   shown.station, value, shown.count);
         judge_.shown_at_rest(static_cast<int>(i), value, quiet_since);
     }
@@ -274,7 +277,7 @@ void Campaign::show() {
             const QString address = QString::fromLatin1(shown.address.c_str());
             QByteArray value;
             get_waits_.measure([&] {
-                return session_.driver().entry().GetRegisterData(QString(), shown.type, address, shown.station, value,
+                return driver_.library().entry().GetRegisterData(QString(), shown.type, address, shown.station, value,
                                                                  shown.count);
             });
             judge_.shown(number, value, look);
@@ -312,7 +315,8 @@ void Campaign::print(std::ostream &out) const {
     row("values judged", scores.values);
     row("false values", scores.false_values);
     row("lost writes", scores.lost_writes);
-    row("indistinguishable replies", scores.replies_mistaken);
+    row("second replies taken for another request's", scores.copies_mistaken);
+    row("replies later than promised taken for another's", scores.late_mistaken);
     row("values shown in between", scores.values_mistaken);
     row("writes taken for done in between", scores.writes_mistaken);
     row("stations switched off", scores.station_losses);

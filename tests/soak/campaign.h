@@ -115,6 +115,7 @@ private:
     StationSwitch switch_;
     Controller controller_;
     kelpo::StopSignal stop_;
+    kelpo::Driver driver_;
     kelpo::Session session_;
 
     std::uint64_t exchanges_ = 0;  // seen by this thread

@@ -1,6 +1,6 @@
 #include "cells.h"
 
-#include "plc/world.h"
+#include "plc/memory/moving_values.h"
 
 #include <algorithm>
 #include <sstream>
@@ -15,23 +15,8 @@ std::size_t index_of(int station, bool coil, int address) {
     return (static_cast<std::size_t>(station) * 2 + (coil ? 1 : 0)) * table_size + static_cast<std::size_t>(address);
 }
 
-template <std::size_t count>
-std::optional<plc::Place> place_in(const std::array<unsigned, count> &bases, const Cell &cell) {
-    const auto address = static_cast<unsigned>(cell.address);
-    for (std::size_t zone = 0; zone < count; ++zone)
-        if (address >= bases[zone] && address < bases[zone] + plc::zone_length)
-            return plc::Place{static_cast<unsigned>(cell.station), static_cast<unsigned>(zone), address - bases[zone]};
-    return std::nullopt;
-}
-
-std::optional<plc::Place> moving_place(const Cell &cell) {
-    return cell.coil ? place_in(plc::coil_zone_bases, cell) : place_in(plc::register_zone_bases, cell);
-}
-
-std::uint16_t moving_value(const Cell &cell, plc::Moment moment) {
-    const plc::Place place = *moving_place(cell);
-    return cell.coil ? static_cast<std::uint16_t>(plc::moving_coil(place, moment))
-                     : plc::moving_register(place, moment);
+plc::Table table_of(const Cell &cell) {
+    return cell.coil ? plc::Table::coils : plc::Table::registers;
 }
 
 std::string name_of(const Cell &cell) {
@@ -40,11 +25,10 @@ std::string name_of(const Cell &cell) {
 }
 
 std::uint16_t held(const plc::MemoryReader &memory, const Cell &cell) {
-    const auto station = static_cast<unsigned>(cell.station);
-    const auto address = static_cast<unsigned>(cell.address);
-    if (cell.coil)
-        return memory.coil(station, address, memory.moment()).value_or(false) ? 1 : 0;
-    return memory.holding_register(station, address, memory.moment()).value_or(0xDEAD);
+    return memory
+        .value(static_cast<unsigned>(cell.station), table_of(cell), static_cast<unsigned>(cell.address),
+               memory.moment())
+        .value_or(0xDEAD);
 }
 
 // The values that `shown` gives to the variable's places, in their order.
@@ -82,7 +66,7 @@ Cells::Cells(const std::vector<Variable> &variables)
                 index = static_cast<std::int32_t>(states_.size());
                 State state;
                 state.cell = cell;
-                state.moves = moving_place(cell).has_value();
+                state.moves = plc::moves(table_of(cell), static_cast<unsigned>(cell.address));
                 state.holds = pattern_of(cell);
                 states_.push_back(state);
             }
@@ -113,7 +97,7 @@ void Cells::asked(int variable, std::uint32_t serial) {
 
 std::string Cells::carried_out(int variable, std::uint32_t serial, const plc::LoggedWrite &write, int bit,
                                bool merged_badly, std::vector<int> &places) {
-    const bool coil = write.table == plc::LoggedWrite::Table::coils;
+    const bool coil = write.table == plc::Table::coils;
     State *state = find(static_cast<int>(write.station), coil, static_cast<int>(write.address));
     const Variable &asked_for = variables_[static_cast<std::size_t>(variable)];
     const std::string where = name_of({static_cast<int>(write.station), coil, static_cast<int>(write.address)}) +
@@ -227,7 +211,8 @@ bool Cells::may_show(const State &state, std::uint16_t value, int bit, std::uint
             const plc::Moment first = life == age.life ? age.moment : 0;
             const plc::Moment last = life == now.life ? now.moment : last_moments[static_cast<std::size_t>(life)];
             for (plc::Moment moment = first; moment <= last; ++moment) {
-                const std::uint16_t moving = moving_value(state.cell, moment);
+                const auto moving = *plc::moving_value(static_cast<unsigned>(state.cell.station), table_of(state.cell),
+                                                       static_cast<unsigned>(state.cell.address), moment);
                 if ((state.cell.coil || bit < 0 ? moving : static_cast<std::uint16_t>(moving >> bit & 1)) == value)
                     return true;
             }

@@ -2,7 +2,7 @@
 
 #include "variables.h"
 
-#include "plc/memory_file.h"
+#include "plc/memory/memory_reader.h"
 
 #include <cstdint>
 #include <map>

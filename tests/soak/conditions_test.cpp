@@ -5,6 +5,7 @@
 #include "process.h"
 #include "pseudo_terminal.h"
 
+#include "host/driver/raw_calls.h"
 #include "host/line/rtu_crc.h"
 #include "host/link/link_loop.h"
 #include "host/link/session.h"
@@ -37,8 +38,8 @@ QList<HOST_VAR> whole_screen() {
 /// How often each request was reported with each status.
 class Reports : public kelpo::LinkWatcher {
 public:
-    void request_ended(int, int id, int status) override {
-        ++counts_[{id, status}];
+    void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override {
+        ++counts_[{name.id, outcome == kelpo::RequestOutcome::done ? done : failed}];
     }
     int count(int id, int status) const {
         const auto found = counts_.find({id, status});
@@ -207,7 +208,6 @@ class SlowLine : public testing::Test {
 protected:
     kelpo::LinkSettings settings() const {
         kelpo::LinkSettings result;
-        result.driver = DRIVER_FILE;
         result.line.path = terminal.path();
         result.timeouts = {hours(1), hours(1), milliseconds(0), milliseconds(0)};
         result.pauses = {hours(1), hours(1)};
@@ -221,30 +221,31 @@ protected:
 
     // Returns when all calls have.
     void call_everything() {
-        const kelpo::DriverEntryPoints &driver = session->driver().entry();
+        const kelpo::DriverEntryPoints &entry = driver.library().entry();
         QByteArray value;
-        EXPECT_EQ(driver.GetRegisterData(QString(), 7, QLatin1String("100"), 1, value, 10), 1);
-        EXPECT_GT(driver.SetRegisterData(QString(), 7, QLatin1String("100"), 1, QByteArray(2, '\1'), 1, 20, 1), 0);
+        EXPECT_EQ(entry.GetRegisterData(QString(), 7, QLatin1String("100"), 1, value, 10), 1);
+        EXPECT_GT(entry.SetRegisterData(QString(), 7, QLatin1String("100"), 1, QByteArray(2, '\1'), 1, 20, 1), 0);
         RW_VAR var;
         var.var_id = 2;
         var.reg_type = 7;
         var.addr_text = QLatin1String("100");
         var.station_no = 1;
         var.reg_count = 1;
-        EXPECT_GT(driver.AddListOnceReadVar(&var, 0), 0);
-        driver.EnableEthernet(9, 0);
-        EXPECT_EQ(session->poll({{"", 1, 7, "200", 1, kelpo::View::unsigned_words}}), 1);
+        EXPECT_GT(entry.AddListOnceReadVar(&var, 0), 0);
+        entry.EnableEthernet(9, 0);
+        EXPECT_EQ(driver.poll({{"", 1, 7, "200", 1, kelpo::View::unsigned_words}}), 1);
     }
 
     PseudoTerminal terminal;
     kelpo::StopSignal stop;
+    kelpo::Driver driver{DRIVER_FILE};
     std::unique_ptr<kelpo::Session> session;
 };
 
 TEST_F(SlowLine, HoldsUpNoCallWhileAReplyIsAwaited) {
-    session = std::make_unique<kelpo::Session>(settings(), stop, std::vector<kelpo::LinkWatcher *>(),
+    session = std::make_unique<kelpo::Session>(driver, settings(), stop, std::vector<kelpo::LinkWatcher *>(),
                                                kelpo::OnLoss::open_again);
-    session->poll({{"", 1, 7, "100", 1, kelpo::View::unsigned_words}});
+    driver.poll({{"", 1, 7, "100", 1, kelpo::View::unsigned_words}});
     session->start();
     terminal.take(8);
     call_everything();
@@ -254,9 +255,9 @@ TEST_F(SlowLine, HoldsUpNoCallWhileAReplyIsAwaited) {
 }
 
 TEST_F(SlowLine, HoldsUpNoCallWhileTheLineIsLost) {
-    session = std::make_unique<kelpo::Session>(settings(), stop, std::vector<kelpo::LinkWatcher *>(),
+    session = std::make_unique<kelpo::Session>(driver, settings(), stop, std::vector<kelpo::LinkWatcher *>(),
                                                kelpo::OnLoss::open_again);
-    session->poll({{"", 1, 7, "100", 1, kelpo::View::unsigned_words}});
+    driver.poll({{"", 1, 7, "100", 1, kelpo::View::unsigned_words}});
     session->start();
     terminal.take(8);
     terminal.hang_up();

@@ -1,6 +1,7 @@
 #include "judge.h"
 
 #include <algorithm>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -18,8 +19,9 @@ constexpr std::size_t most_complaints = 10;
 // As many writes and once-reads may follow each other, and then a cyclic read comes between.
 constexpr std::uint64_t alike_in_a_row = 11;
 
-// Between the moment when the controller has handed bytes to the line and the moment when the host can read them.
-constexpr auto on_the_way = milliseconds(10);
+// Between the moment when the controller has handed bytes to the line and the moment when the host can read them. A
+// busy machine takes its time.
+constexpr auto on_the_way = milliseconds(40);
 
 std::uint32_t word_at(std::string_view frame, std::size_t at) {
     return static_cast<std::uint32_t>(static_cast<unsigned char>(frame[at])) << 8 |
@@ -55,6 +57,12 @@ bool was_reached(const Request &request) {
 bool takes_several_requests(const kelpo::Variable &variable) {
     const bool one_by_one = variable.type == 2 || variable.type == 3 || variable.type >= 15;
     return one_by_one && variable.count > 1;
+}
+
+// The host tells the time of day.
+std::chrono::steady_clock::time_point on_the_steady_clock(kelpo::Exchange::Time time) {
+    const auto ago = kelpo::Exchange::Time::clock::now() - time;
+    return std::chrono::steady_clock::now() - std::chrono::duration_cast<std::chrono::nanoseconds>(ago);
 }
 
 std::uint64_t most_spoiled(const Patience &patience) {
@@ -220,7 +228,6 @@ void Judge::finish() {
 }
 
 void Judge::exchanged(const kelpo::Exchange &exchange) {
-    const auto ended_at = Clock::now();
     const std::lock_guard<std::mutex> locked(mutex_);
     ++scores_.exchanges;
     scores_.sent_again += exchange.outcome == kelpo::Outcome::sent_again ? 1 : 0;
@@ -231,10 +238,12 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
     traffic.bytes_sent += exchange.request.size();
     sent.ends_at = traffic.bytes_sent;
     sent.flight = flight_;
+    sent.at = on_the_steady_clock(exchange.sent_at);
+    sent.station = exchange.station;
     sent.type = exchange.type;
     sent.address = exchange.address;
-    if (const auto found = open_.find(exchange.id);
-        found != open_.end() && (exchange.group == write_group || exchange.group == once_group))
+    if (const auto found = open_.find(exchange.name.id);
+        found != open_.end() && (exchange.name.group == write_group || exchange.name.group == once_group))
         sent.request = found->second;
     traffic.sent.push_back(sent);
     trim(traffic.sent, requests_kept);
@@ -258,8 +267,6 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
         ++flight_;
         flight_age_ = now();
     }
-    failed_before_ = exchange.outcome != kelpo::Outcome::good;
-    ended_at_ = ended_at;
 }
 
 // A read that fills no cache.
@@ -269,13 +276,16 @@ void Judge::line_probed(const kelpo::Exchange &exchange) {
     traffic.bytes_sent += static_cast<std::uint32_t>(exchange.request.size());
     Sent sent;
     sent.ends_at = traffic.bytes_sent;
+    sent.at = on_the_steady_clock(exchange.sent_at);
+    sent.station = exchange.station;
     traffic.sent.push_back(sent);
 }
 
-void Judge::request_ended(int, int id, int status) {
+void Judge::request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    const auto found = open_.find(id);
-    ended_.push_back({id, status, found != open_.end() && found->second->under_way});
+    const auto found = open_.find(name.id);
+    const int status = outcome == kelpo::RequestOutcome::done ? 1 : 2;
+    ended_.push_back({name.id, status, found != open_.end() && found->second->under_way});
 }
 
 void Judge::line_opened() {
@@ -365,6 +375,8 @@ void Judge::adopt(const Sent &sent, std::size_t frame_size) {
 
 void Judge::carry_out(Served &served, const Sent &sent) {
     served.flight = sent.flight;
+    served.sent_at = sent.at;
+    served.station = sent.station;
     if (served.writes.empty())
         return;
     if (sent.request == nullptr || !sent.request->is_write) {
@@ -393,43 +405,72 @@ Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange
     const std::uint64_t end = exchange.received;
     const std::uint64_t begin = end - exchange.reply.size();
     bool found = false;
-    bool right = true;
-    std::uint64_t sent_at = 0;  // of its last bytes
+    std::optional<std::size_t> wrong;
     for (std::size_t i = traffic.pieces.size(); i-- > 0 && traffic.pieces[i].ends_at > begin;) {
         if (end <= traffic.pieces_begin[i])
             continue;
-        const std::uint64_t number = traffic.pieces[i].request;
-        const auto served = std::find_if(traffic.served.rbegin(), traffic.served.rend(),
-                                         [number](const Served &one) { return one.number == number; });
-        right = right && served != traffic.served.rend() && served->flight == sent.flight;
-        sent_at = found ? sent_at : traffic.pieces[i].microseconds;
         found = true;
+        const Served *served = served_by(traffic, traffic.pieces[i].request);
+        if (served == nullptr || served->flight != sent.flight)
+            wrong = i;
     }
     if (!found)
         complain_locked("the host took a reply that the controller has not sent");
-    const bool echo = is_read(exchange.request) && exchange.reply == exchange.request;
-    const bool mistaken = !right || echo;
-    if (mistaken) {
-        ++scores_.replies_mistaken;
+    if (is_read(exchange.request) && exchange.reply == exchange.request)
+        complain_locked("the line's echo of a reading was taken for its reply");
+    if (wrong) {
+        note_mistaken(traffic, *wrong, exchange.reply.size());
         if (sent.request != nullptr)
             sent.request->mistaken = true;
-        if (!echo && found && was_there(traffic, sent_at))
-            complain_locked("a late reply was taken that should have been thrown away");
     }
     // The first half of a bit's write is a read that fills no cache.
     if (is_read(exchange.request) && (sent.request == nullptr || !sent.request->is_write))
         cells_.read(exchange.request[0], exchange.request[1] == 1, static_cast<int>(word_at(exchange.request, 2)),
-                    static_cast<int>(word_at(exchange.request, 4)), !mistaken, flight_age_, scores_.exchanges);
-    return {!mistaken, mistaken};
+                    static_cast<int>(word_at(exchange.request, 4)), !wrong, flight_age_, scores_.exchanges);
+    return {!wrong, wrong.has_value()};
 }
 
-// Whether what was sent then was there before the host had drained the line for the exchange under way.
-bool Judge::was_there(const Traffic &traffic, std::uint64_t microseconds) const {
-    auto drained = ended_at_;
-    if (failed_before_)
-        drained += traffic.patience.settle;
-    const auto until = std::chrono::duration_cast<std::chrono::microseconds>((drained - on_the_way).time_since_epoch());
-    return microseconds <= static_cast<std::uint64_t>(until.count());
+const Judge::Served *Judge::served_by(const Traffic &traffic, std::uint64_t request) {
+    const auto served = std::find_if(traffic.served.rbegin(), traffic.served.rend(),
+                                     [request](const Served &one) { return one.number == request; });
+    return served == traffic.served.rend() ? nullptr : &*served;
+}
+
+// A reply was taken for another request's: that must not be, but for what listening cannot prevent.
+void Judge::note_mistaken(const Traffic &traffic, std::size_t piece, std::size_t reply_size) {
+    if (is_copy(traffic, piece, reply_size))
+        ++scores_.copies_mistaken;
+    else if (may_be_too_late(traffic, piece))
+        ++scores_.late_mistaken;
+    else
+        complain_locked("a reply that came in time was taken for another request's");
+}
+
+// The request that the piece answers had had its whole reply before.
+bool Judge::is_copy(const Traffic &traffic, std::size_t piece, std::size_t reply_size) {
+    std::uint64_t sent = 0;
+    for (std::size_t i = 0; i < piece; ++i)
+        if (traffic.pieces[i].request == traffic.pieces[piece].request)
+            sent += traffic.pieces[i].ends_at - traffic.pieces_begin[i];
+    return sent >= reply_size;
+}
+
+// Counted from its request, or from the reply of the station before it. What is not known any more is older than that.
+bool Judge::may_be_too_late(const Traffic &traffic, std::size_t piece) {
+    const plc::LoggedPiece &late = traffic.pieces[piece];
+    const Served *served = served_by(traffic, late.request);
+    if (served == nullptr)
+        return true;
+    const auto micros = [](auto time) {
+        return std::chrono::duration_cast<std::chrono::microseconds>(time);
+    };
+    auto since = micros(served->sent_at.time_since_epoch());
+    for (std::size_t i = 0; i < piece; ++i) {
+        const Served *before = served_by(traffic, traffic.pieces[i].request);
+        if (before != nullptr && before->number != served->number && before->station == served->station)
+            since = std::max(since, std::chrono::microseconds(traffic.pieces[i].microseconds));
+    }
+    return std::chrono::microseconds(late.microseconds) - since + on_the_way > traffic.patience.promise;
 }
 
 std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent,
@@ -465,7 +506,9 @@ std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange
             return was_served && piece.request == served->number && piece.ends_at <= exchange.received;
         });
     if (!taken.mistaken && answered == traffic.pieces.rend()) {
+        // The machine was busy. Its reply is late as after a fault, and may spoil as many exchanges.
         ++scores_.slow;
+        spoiled_ = 0;
         return note.empty() ? "late" : note;
     }
     ++since_reopening_;

@@ -36,9 +36,10 @@ struct Scores {
     std::uint64_t values = 0;  ///< judged
     std::uint64_t false_values = 0;
     std::uint64_t lost_writes = 0;
-    std::uint64_t replies_mistaken = 0;  ///< meant for another request, and nothing told
-    std::uint64_t values_mistaken = 0;   ///< shown in between
-    std::uint64_t writes_mistaken = 0;   ///< reported done for it, and not carried out
+    std::uint64_t copies_mistaken = 0;  ///< second replies to a request, taken for another request's
+    std::uint64_t late_mistaken = 0;    ///< the same of replies that were later than the host promises to keep apart
+    std::uint64_t values_mistaken = 0;  ///< shown in between
+    std::uint64_t writes_mistaken = 0;  ///< reported done for it, and not carried out
     std::uint64_t hang_ups = 0;
     std::uint64_t recoveries = 0;
     std::uint64_t worst_recovery = 0;   ///< exchanges with live stations after the last fault, until one was good
@@ -51,6 +52,8 @@ struct Scores {
 struct Patience {
     std::chrono::milliseconds settle;
     std::chrono::milliseconds latest;  ///< longest that a fault holds a reply back
+    /// How late a reply may be, from its request or the station's reply before, to be known as another request's.
+    std::chrono::microseconds promise;
 };
 
 /// A request of the campaign's to write a variable or to read it once.
@@ -121,7 +124,7 @@ public:
 
     void exchanged(const kelpo::Exchange &exchange) override;
     void line_probed(const kelpo::Exchange &exchange) override;
-    void request_ended(int group, int id, int status) override;
+    void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
@@ -135,6 +138,8 @@ private:
     struct Sent {
         std::uint64_t ends_at = 0;  // bytes that the host had sent on this line until then
         std::uint64_t flight = 0;   // the same for all tries of a frame
+        Clock::time_point at{};     // when it had left
+        int station = 0;
         int type = 0;
         int address = 0;
         std::shared_ptr<Request> request;
@@ -145,6 +150,8 @@ private:
         plc::LoggedRequest log{};
         std::vector<plc::LoggedWrite> writes;
         std::uint64_t flight = 0;  // of the frame that it was; 0: not known yet
+        Clock::time_point sent_at{};
+        int station = 0;
     };
     // Both ends of the line while one controller lives.
     struct Traffic {
@@ -188,7 +195,10 @@ private:
     void carry_out(Served &served, const Sent &sent);
     void adopt(const Sent &sent, std::size_t frame_size);
     Taken take_reply(Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent);
-    bool was_there(const Traffic &traffic, std::uint64_t microseconds) const;
+    static const Served *served_by(const Traffic &traffic, std::uint64_t request);
+    void note_mistaken(const Traffic &traffic, std::size_t piece, std::size_t reply_size);
+    static bool is_copy(const Traffic &traffic, std::size_t piece, std::size_t reply_size);
+    static bool may_be_too_late(const Traffic &traffic, std::size_t piece);
     std::string follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent, Taken taken);
     void end_request(Ended ended);
     bool is_early(const std::shared_ptr<Request> &request, const Ended &ended);
@@ -217,8 +227,6 @@ private:
 
     std::uint64_t flight_ = 1;
     Age flight_age_{0, 0};  // when it began, or before
-    Clock::time_point ended_at_{};
-    bool failed_before_ = false;
 
     bool disturbed_ = false;
     std::uint64_t spoiled_ = 0;  // exchanges with live stations since the last fault that went wrong without one

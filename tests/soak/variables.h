@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/driver/variables.h"
+#include "host/driver/raw_calls.h"
 
 #include <cstdint>
 #include <string>

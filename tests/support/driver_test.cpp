@@ -1,7 +1,9 @@
 #include "driver_test.h"
 
 #include "hex_text.h"
+#include "reset_driver.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -84,34 +86,6 @@ int HostBlock::word(int index) const {
     return value;
 }
 
-void reset_driver() {
-    PLC_driver.com_info = nullptr;
-    PLC_driver.read_list.clear();
-    PLC_driver.write_list.clear();
-    PLC_driver.once_read_list.clear();
-    PLC_driver.read_source_list.clear();
-    PLC_driver.frame_list.clear();
-    PLC_driver.extend_list.clear();
-    PLC_driver.write_result_cb = nullptr;
-    PLC_driver.comm_error_cb = nullptr;
-    PLC_driver.disabled_stations.clear();
-    PLC_driver.ret_var = RW_VAR();
-    PLC_driver.last_op = 100;
-    PLC_driver.write_tries = 0;
-    PLC_driver.once_read_tries = 0;
-    PLC_driver.read_pass_count = 0;
-    PLC_driver.comm_failed = false;
-    PLC_driver.spare_flag = false;
-    PLC_driver.fail_var = RW_VAR();
-    std::memset(PLC_driver.send_buf, 0, sizeof PLC_driver.send_buf);
-    PLC_driver.bit_cache.clear();
-    PLC_driver.word_cache.clear();
-    PLC_driver.dword_cache.clear();
-    LB = nullptr;
-    LW = nullptr;
-    RWI = nullptr;
-}
-
 bool is_free(QMutex &mutex) {
     const bool locked = mutex.tryLock();
     if (locked)
@@ -125,6 +99,20 @@ bool waits_for(QMutex &mutex, const std::function<void()> &action) {
 
 bool passes_by(QMutex &mutex, const std::function<void()> &action) {
     return ends_while_held(mutex, action, std::chrono::minutes(1));
+}
+
+testing::AssertionResult takes_only(std::initializer_list<QMutex *> mutexes, const std::function<void()> &action) {
+    const std::pair<QMutex *, const char *> all[] = {{&PLC_driver.list_mutex, "list_mutex"},
+                                                     {&PLC_driver.cache_mutex, "cache_mutex"},
+                                                     {&PLC_driver.station_mutex, "station_mutex"}};
+    for (const auto &mutex : all) {
+        const bool is_due = std::find(mutexes.begin(), mutexes.end(), mutex.first) != mutexes.end();
+        if (is_due && !waits_for(*mutex.first, action))
+            return testing::AssertionFailure() << "does not take " << mutex.second;
+        if (!is_due && !passes_by(*mutex.first, action))
+            return testing::AssertionFailure() << "takes " << mutex.second;
+    }
+    return testing::AssertionSuccess();
 }
 
 DriverTest::DriverTest() : info(block.info), write_results(seen_write_results), comm_errors(seen_comm_errors) {

@@ -4,14 +4,21 @@
 #define SUPPORT_DRIVER_TEST_H
 
 #include "ozna_kelpo_port.h"
+#include "reset_driver.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
+#include <limits>
 #include <string>
 #include <vector>
 
 namespace support {
+
+/// The ends of the range of a record's fields.
+const int int_max = std::numeric_limits<int>::max();
+const int int_min = std::numeric_limits<int>::min();
 
 /// The host's block as the driver gets it: the named words 0, the words without a name and those around the block set
 /// to a pattern that nobody may change.
@@ -54,9 +61,6 @@ struct CommError {
     bool cache_mutex_held;  ///< the driver's `cache_mutex` was held during the call
 };
 
-/// Puts PLC_driver back to the state that it has right after loading.
-void reset_driver();
-
 /// True when nobody holds `mutex`.
 bool is_free(QMutex &mutex);
 
@@ -67,8 +71,12 @@ bool waits_for(QMutex &mutex, const std::function<void()> &action);
 /// True when `action`, run in a thread of its own, ends although `mutex` is held.
 bool passes_by(QMutex &mutex, const std::function<void()> &action);
 
-/// A driver as after loading, that has a HostBlock and the recording callbacks. Each test ends with a look at the
-/// host's foreign words and at the three mutexes.
+/// Success when `action` takes exactly `mutexes` of the driver's three: run with one held at a time, it waits for these
+/// and passes by the others.
+testing::AssertionResult takes_only(std::initializer_list<QMutex *> mutexes, const std::function<void()> &action);
+
+/// A driver as after loading, that has a HostBlock and the recording callbacks. At the end of each test the words of
+/// the host's block that are not the driver's must be untouched, and the three mutexes free.
 class DriverTest : public ::testing::Test {
 protected:
     DriverTest();

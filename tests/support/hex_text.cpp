@@ -31,24 +31,6 @@ std::string hex(const QByteArray &data) {
     return text;
 }
 
-unsigned crc16(const QByteArray &data) {
-    unsigned crc = 0xFFFF;
-    for (int i = 0; i < static_cast<int>(data.size()); ++i) {
-        crc ^= static_cast<unsigned char>(data.at(i));
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0xA001u : crc >> 1;
-    }
-    return crc;
-}
-
-QByteArray with_crc(const QByteArray &body) {
-    const unsigned crc = crc16(body);
-    QByteArray frame = body;
-    frame.append(static_cast<char>(crc & 0xFFu));
-    frame.append(static_cast<char>(crc >> 8));
-    return frame;
-}
-
 TightBytes::TightBytes(const QByteArray &data) : block(data.constBegin(), data.constEnd()) {
     block.shrink_to_fit();
 }

@@ -1,16 +1,8 @@
 #include "memory_controller.h"
 
-QByteArray MemoryController::with_crc(QByteArray frame) {
-    unsigned int crc = 0xFFFF;
-    for (const char byte : frame) {
-        crc ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1U) != 0 ? crc >> 1 ^ 0xA001U : crc >> 1;
-    }
-    frame.append(static_cast<char>(crc & 0xFF));
-    frame.append(static_cast<char>(crc >> 8));
-    return frame;
-}
+#include "support/crc.h"
+
+using support::with_crc;
 
 QByteArray MemoryController::answer(const QByteArray &request) {
     const auto byte = [&request](int index) {

@@ -22,7 +22,5 @@ private:
         std::array<std::uint16_t, 65536> registers{};
     };
 
-    static QByteArray with_crc(QByteArray frame);
-
     std::map<int, Station> stations_;
 };

@@ -1,5 +1,5 @@
 // Qt's functions that order what threads do, in the test program, where the loader finds them first: Qt itself is not
-// built with the sanitizer. It is told of each lock and unlock, and then finds races on what the mutexes guard, also
+// built with the sanitizer. Each lock and unlock is reported to it; it then finds races on what the mutexes guard, also
 // inside the driver; and it sees each reference to shared bytes and texts go that an assignment drops.
 #include <QtCore/QByteArray>
 #include <QtCore/QMutex>

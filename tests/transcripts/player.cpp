@@ -595,7 +595,7 @@ Step cache(const Statement &statement) {
     static const std::regex dword("0x[0-9A-F]{8}|-");
     const auto parts = cut(statement.joined(), ": ");
     if (!parts)
-        throw Malformed(statement.line, "the values stand behind a colon");
+        throw Malformed(statement.line, "the values come after a colon");
     const RW_VAR var = record_of(statement.line, parts->first, {"station", "class", "from"}).record();
     if (var.reg_type < 0 || var.reg_type > 13)
         throw Malformed(statement.line, "no class that is cached");

@@ -15,7 +15,7 @@ struct Complaint {
     std::string text;
 };
 
-/// Reads all of `text`, then plays it against a driver as after loading; the language stands in README.md. Returns
+/// Reads all of `text`, then plays it against a driver as after loading; README.md describes the language. Returns
 /// what does not hold, in order: nothing when all is as written, a single complaint when a line is malformed.
 std::vector<Complaint> play(std::istream &text);
 

@@ -20,7 +20,7 @@ Statement statement_of(int number, const std::string &text) {
     if (colon == std::string::npos)
         throw Malformed(number, "no statement: a verb ends in a colon");
     if (colon + 1 < text.size() && text[colon + 1] != ' ')
-        throw Malformed(number, "no blank behind the colon");
+        throw Malformed(number, "no blank after the colon");
     const std::size_t begin = text.find_first_not_of(' ', colon + 1);
     return {number, text.substr(0, colon), begin == std::string::npos ? std::string() : text.substr(begin), {}};
 }

@@ -177,7 +177,7 @@ TEST(TranscriptLanguage, LooksAtStateAreCompared) {
 TEST(TranscriptLanguage, RefusesWhatIsNoStatement) {
     expect_refused("next frmae: none", "unknown verb");
     expect_refused("no colon here", "no statement");
-    expect_refused("returns:1", "no blank behind the colon");
+    expect_refused("returns:1", "no blank after the colon");
     expect_refused("\treturns: 1", "tab");
     expect_refused("Returns: 1", "unknown verb");
 }
@@ -186,7 +186,7 @@ TEST(TranscriptLanguage, RefusesWhatAStatementDoesNotKnow) {
     expect_refused("next frame: 01 03 0", "hexadecimal");
     expect_refused("next frame:", "a frame is its bytes");
     expect_refused("next frame: none 01", "unknown");
-    expect_refused("next frame: expects 8 byte", "\"bytes\" should stand");
+    expect_refused("next frame: expects 8 byte", "\"bytes\" should be");
     expect_refused("same frame: none", "cannot be none");
     expect_refused("reply: 1", "hexadecimal");
     expect_refused("reply:", "a reply is");
@@ -207,11 +207,11 @@ TEST(TranscriptLanguage, RefusesWhatAStatementDoesNotKnow) {
     expect_refused("read: station 1 type 7 address 0 count 1 is 2A 00", "\"gives\"");
     expect_refused("parse: type 7 address 0 gives nothing", "not a number");
     expect_refused("parse: type 7 address \"0 gives 1", "a quote that does not close");
-    expect_refused("cache: station 1 class 7 from 0 0x002A", "behind a colon");
+    expect_refused("cache: station 1 class 7 from 0 0x002A", "after a colon");
     expect_refused("cache: station 1 class 7 from 0: 0x2A", "no value of this class");
     expect_refused("cache: station 1 class 4 from 0: 0x002A", "no value of this class");
-    expect_refused("cache holds: 0 bits, 1 words, 0 values", "\"registers\" should stand");
-    expect_refused("EnableEthernet: 3", "\"station\" should stand");
+    expect_refused("cache holds: 0 bits, 1 words, 0 values", "\"registers\" should be");
+    expect_refused("EnableEthernet: 3", "\"station\" should be");
     expect_refused("host changes: max_count", "ends too early");
     expect_refused("poll: station 1 type 300 address 0 count 1", "0 to 255");
     expect_refused("in flight: 01 0", "hexadecimal");

@@ -24,7 +24,7 @@ Words::Words(int line, const std::string &text) : line_number(line), words(), at
             if (i < text.size() && text[i] == ',')
                 ++i;
             if (i < text.size() && text[i] != ' ')
-                refuse("no blank behind a closing quote");
+                refuse("no blank after a closing quote");
         } else {
             const std::size_t blank = std::min(text.find(' ', i), text.size());
             word.text = text.substr(i, blank - i);
@@ -54,7 +54,7 @@ std::string Words::take() {
 
 void Words::take(const std::string &word) {
     if (!next_is(word))
-        refuse("\"" + word + "\" should stand " + (done() ? "at the end" : "before \"" + words[at].text + "\""));
+        refuse("\"" + word + "\" should be " + (done() ? "at the end" : "before \"" + words[at].text + "\""));
     ++at;
 }
 

@@ -19,7 +19,7 @@ public:
     const int line;
 };
 
-/// The words of a text, separated by blanks. A comma behind a word is punctuation. A word in double quotes may be
+/// The words of a text, separated by blanks. A comma after a word is punctuation. A word in double quotes may be
 /// empty and may hold blanks. Every operation that does not find what it asks for throws Malformed.
 class Words {
 public:
@@ -39,7 +39,7 @@ public:
     /// The next word as a decimal int.
     int number();
 
-    /// The hexadecimal pairs that follow, up to the first other word; the word "none" stands for no bytes.
+    /// The hexadecimal pairs that follow, up to the first other word; the word "none" means no bytes.
     QByteArray data();
 
     /// Nothing may be left.

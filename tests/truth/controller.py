@@ -27,6 +27,7 @@ OVERTAKING = "overtaking"  # each delay begins with its request, and replies may
 
 SPACING_S = 0.005  # from one reply to the next, but where they overtake each other
 SILENCE_S = 0.05  # what is no whole request after this silence is dropped
+LOOK_S = 0.005  # how often the line is looked at while nothing comes
 
 
 def content(station, address):
@@ -74,12 +75,13 @@ class Request:
 class Event:
     kind: str  # "asked", "written" or "sent"
     moment: float  # of the monotonic clock
-    request: Request = None  # asked
+    request: Request = None  # asked, or answered by what was sent
     station: int = 0  # written
     table: str = ""  # written: "register" or "coil"
     address: int = 0  # written
     value: int = 0  # written
     frame: bytes = b""  # sent
+    took: float = 0.0  # sent: seconds since its request or the reply before it, at most
 
 
 def bits_to_bytes(bits):
@@ -119,6 +121,9 @@ class Controller:
 
     .behave(request) says what happens to a request: a list of (delay in seconds, bytes to send). It is called in the
     controller's own thread. Without it each request is served at once. .order says how delays go together.
+
+    On a busy machine a reply leaves later than it should. So each event of kind "sent" says how long that reply took
+    at most: a request came in after the last look at the line that found nothing, and before it was read.
     """
 
     def __init__(self, stations=(1,), behave=None, order=IN_ORDER):
@@ -158,6 +163,7 @@ class Controller:
         os.replace(new, self.path)
         self._waiting = []
         self._last_due = 0.0
+        self._last_sent = {}  # moment by station
         self._wake_read, self._wake_write = os.pipe()
         self._thread = threading.Thread(target=self._run, daemon=True)
         self._thread.start()
@@ -240,17 +246,19 @@ class Controller:
 
     def _run(self):
         received = bytearray()
-        last = 0.0
+        last = drained = time.monotonic()
         while True:
             now = time.monotonic()
             while self._waiting and self._waiting[0][0] <= now:
-                self._send(heapq.heappop(self._waiting)[2])
-            wait = max(0.0, self._waiting[0][0] - now) if self._waiting else 1.0
+                self._send(*heapq.heappop(self._waiting)[2:])
+            wait = max(0.0, min(LOOK_S, self._waiting[0][0] - now)) if self._waiting else LOOK_S
             ready, _, _ = select.select([self._master, self._wake_read], [], [], wait)
             if self._wake_read in ready:
                 return
             if self._master not in ready:
+                drained = now
                 continue
+            before = time.monotonic()
             data = os.read(self._master, 4096)
             if self.loop_back:
                 self._send(data)
@@ -265,9 +273,10 @@ class Controller:
                 if not request:
                     break
                 del received[:length]
-                self._take(request)
+                self._take(request, drained)
+            drained = before
 
-    def _take(self, request):
+    def _take(self, request, not_before):
         if request.station not in self.stations:
             return
         now = time.monotonic()
@@ -279,17 +288,21 @@ class Controller:
             if self.order != OVERTAKING:
                 due = max(due, self._last_due + SPACING_S)
             self._last_due = due
-            heapq.heappush(self._waiting, (due, next(self._numbers), frame))
+            heapq.heappush(self._waiting, (due, next(self._numbers), frame, request, not_before))
 
-    def _send(self, frame):
+    def _send(self, frame, request=None, not_before=0.0):
         if not frame:
             return
-        with self._lock:
-            self._log.append(Event("sent", time.monotonic(), frame=frame))
-        try:
-            os.write(self._master, frame)
-        except BlockingIOError:
-            pass  # nobody has read for 4096 bytes: what comes now is lost, as on a wire
+        station = request.station if request else 0
+        with self._lock:  # who has the reply finds it in the log
+            try:
+                os.write(self._master, frame)
+            except BlockingIOError:
+                pass  # nobody has read for 4096 bytes: what comes now is lost, as on a wire
+            now = time.monotonic()
+            took = now - max(not_before, self._last_sent.get(station, 0.0))
+            self._log.append(Event("sent", now, request=request, frame=frame, took=took))
+        self._last_sent[station] = now
 
 
 def constant(seconds):

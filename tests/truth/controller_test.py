@@ -37,6 +37,27 @@ class TheController(Sentences):
             with self.assertRaisesRegex(AssertionError, "1:10 is shown with the value of .'1:11'."):
                 self.true_or_failed(read, controller)
 
+    def test_the_controller_knows_how_long_a_reply_took_at_most(self):
+        with Controller() as controller:
+            controller.behave = lambda request: [(0.3, controller.serve(request))]
+            kelpo("read", "--line", controller.path, "--reply-timeout", 5000, "1:7:10", "1:7:200")
+            sent = controller.events("sent")
+            self.assertEqual([event.request.address for event in sent], [10, 200])
+            for event in sent:
+                self.assertGreaterEqual(event.took, 0.3)
+
+    def test_the_judge_judges_no_reply_that_was_later_than_promised(self):
+        with Controller() as controller:
+            other = content(1, 11).to_bytes(2, "big")
+            controller.behave = lambda request: [(0.3, with_check(b"\x01\x03\x02" + other))]
+            read = kelpo("read", "--line", controller.path, "--reply-timeout", 5000, "--json", "1:7:10")
+            self.promise_s = 0.29
+            self.true_or_failed(read, controller)
+            self.assertEqual(self.unjudged, 1)
+            self.promise_s = 100
+            with self.assertRaisesRegex(AssertionError, "1:10 is shown with the value of .'1:11'."):
+                self.true_or_failed(read, controller)
+
 
 if __name__ == "__main__":
     main()

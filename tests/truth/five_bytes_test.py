@@ -4,7 +4,7 @@ from programs import EMERGENCY_S, kelpo, list_file, start
 from sentences import Sentences, main
 
 BAD, GOOD = 2, (1, 3)
-MUCH = 5  # so many requests of a station mean that it is not left out
+MUCH = 5  # this many requests of a station show that it is not left out
 QUICK = ["--reply-timeout", 100, "--settle", 20]
 
 

@@ -1,12 +1,16 @@
 """A reply that is late is never taken for the answer of another request."""
+import itertools
 import re
 
 from controller import IN_ORDER, QUEUED, Controller, constant
-from programs import kelpo, records
+from programs import kelpo, list_file, records
+from record_test import Poll
 from sentences import Sentences, main
 
 
 class LateReply(Sentences):
+    promise_s = 4.5 * 0.5  # of the default reply time-out
+
     def controller(self, delay, order=IN_ORDER):
         controller = Controller(order=order)
         self.addCleanup(controller.close)
@@ -30,6 +34,18 @@ class LateReply(Sentences):
         read = kelpo("read", "--line", controller.path, "1:7:10", "1:7:100", "1:7:200")
         told = re.search(r"after up to (\d+) ms: reply-ms 500 is too short", read.stderr)
         self.assertTrue(told, read.stderr)
+        self.assertGreaterEqual(int(told[1]), 690)
+
+    def test_a_poll_shows_that_reply_ms_is_too_short(self):
+        """Every other reply is late, and comes before the station is asked again."""
+        chance = itertools.cycle((0.0, 0.7))
+        controller = self.controller(lambda: next(chance))
+        poll = Poll(list_file([("one", 1, 7, 100, 1), ("other", 1, 7, 300, 1)], self.folder), controller, "--format",
+                    "json", "--every", 100, quick=("--settle", 20))
+        controller.wait_for(lambda: len(controller.asked()) > 8, "requests of the poll")
+        errors = poll.end()
+        told = re.search(r"station 1 answers after up to (\d+) ms: reply-ms 500 is too short", errors)
+        self.assertTrue(told, errors)
         self.assertGreaterEqual(int(told[1]), 690)
 
 

@@ -70,46 +70,10 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"Type17_IsMappedAsType11", 17, {{0, 8500}, {256, 8756}, {8000, 16500}, {-1, 8499}}}),
     row_name);
 
-TEST(AddressMap, Type2_2047MapsTo4047And2048To12000) {
-    EXPECT_EQ(mapped(2, 2047), 4047);
-    EXPECT_EQ(mapped(2, 2048), 12000);
-}
-
-TEST(AddressMap, Type3_255MapsTo4655And256To30000) {
-    EXPECT_EQ(mapped(3, 255), 4655);
-    EXPECT_EQ(mapped(3, 256), 30000);
-}
-
-TEST(AddressMap, Type8_255MapsTo8255And256To12000) {
-    EXPECT_EQ(mapped(8, 255), 8255);
-    EXPECT_EQ(mapped(8, 256), 12000);
-}
-
-TEST(AddressMap, Type7_7999StaysAnd8000MapsTo50000) {
-    EXPECT_EQ(mapped(7, 7999), 7999);
-    EXPECT_EQ(mapped(7, 8000), 50000);
-}
-
-TEST(AddressMap, Type13_0MapsTo9700And5To9710) {
-    EXPECT_EQ(mapped(13, 0), 9700);
-    EXPECT_EQ(mapped(13, 5), 9710);
-}
-
 TEST(AddressMap, Type1_Type18AndTypeMinus1LeaveTheAddressUnchanged) {
     for (int type : {1, 18, -1, 19, 255, 256, int_max, int_min})
         for (int address : {0, 300, 9000, 65536, -7, int_max, int_min})
             EXPECT_EQ(mapped(type, address), address) << "type " << type;
-}
-
-TEST(AddressMap, ANegativeAddressOfType2IsBelow2048AndGets2000More) {
-    EXPECT_EQ(mapped(2, -1), 1999);
-    EXPECT_EQ(mapped(2, -2000), 0);
-    EXPECT_EQ(mapped(2, -5000), -3000);
-}
-
-TEST(AddressMap, ABitTypeAndAWordTypeMayMeetAtOneModbusAddress) {
-    EXPECT_EQ(mapped(2, 2048), 12000);
-    EXPECT_EQ(mapped(8, 256), 12000);
 }
 
 // Plain 32-bit addition: a sum that leaves 32 bits keeps its low ones.

@@ -1,23 +1,19 @@
 // The reply to the read half of a bit write. What other replies store is the matter of reply_storage_test.
 #include "store/reply_storage.h"
 
-#include "write_exchange.h"
-
-#include <limits>
+#include "exchange.h"
 
 using support::bytes;
 using support::DriverTest;
-using support::entries;
 using support::frames_in_flight;
 using support::hex;
+using support::int_max;
+using support::int_min;
 using support::Lines;
 using support::TightBytes;
 using support::write_var;
 
 namespace {
-
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
 
 class BitMerge : public DriverTest {
 protected:
@@ -54,19 +50,6 @@ protected:
 
 }  // namespace
 
-TEST_F(BitMerge, Bit3SetInARegisterOf0010GivesAWriteOf0018WithAFreshCrc) {
-    EXPECT_EQ(merged(0x23, "01", "01 03 02 00 10 B9 88"), "01 06 1F 42 00 18 2E 00");
-}
-
-TEST_F(BitMerge, Bit3ClearedInARegisterOfFFFFGivesAWriteOfFFF7) {
-    EXPECT_EQ(merged(0x23, "00", "01 03 02 FF FF B9 F4"), "01 06 1F 42 FF F7 2E 7C");
-}
-
-TEST_F(BitMerge, ABitThatIsAlreadyAsAskedForLeavesTheValue) {
-    EXPECT_EQ(merged(0x23, "01", "01 03 02 12 38 00 00"), "01 06 1F 42 12 38 23 78");
-    EXPECT_EQ(merged(0x23, "00", "01 03 02 12 30 00 00"), "01 06 1F 42 12 30 22 BE");
-}
-
 TEST_F(BitMerge, EachOfTheSixteenBitsIsTheLow4BitsOfTheAddress) {
     const char *const set[16] = {"00 01", "00 02", "00 04", "00 08", "00 10", "00 20", "00 40", "00 80",
                                  "01 00", "02 00", "04 00", "08 00", "10 00", "20 00", "40 00", "80 00"};
@@ -85,6 +68,14 @@ TEST_F(BitMerge, TheBitOfANegativeAddressIsItsLow4BitsToo) {
     EXPECT_EQ(merged(int_max, "01", "01 03 02 00 00 B8 44").substr(12, 5), "80 00");
 }
 
+TEST_F(BitMerge, TheBitIsThatOfTheReadHalf) {
+    queue_pair(0x23, bytes("01"));
+    PLC_driver.frame_list[1].var.reg_addr = 0x24;
+    QByteArray reply = bytes("01 03 02 00 10 B9 88");
+    SaveToLocalDataErea(&reply);
+    EXPECT_EQ(write_half().substr(12, 5), "00 18");
+}
+
 TEST_F(BitMerge, AnyFirstByteButZeroSetsAndOnlyTheFirstCounts) {
     for (const char *value : {"01", "02", "80", "FF", "30", "01 00"})
         EXPECT_EQ(merged(0x23, value, "01 03 02 00 10 B9 88").substr(12, 5), "00 18") << value;
@@ -100,7 +91,7 @@ TEST_F(BitMerge, WithoutValueBytesTheBitIsCleared) {
     EXPECT_EQ(write_half().substr(12, 5), "FF F7");
 }
 
-// The register stands at bytes 3 and 4 of every reply to a one-register read, while data_offset of these records is 0.
+// The register is at bytes 3 and 4 of every reply to a one-register read, while data_offset of these records is 0.
 // Reading through data_offset would merge the bit into station and function code.
 TEST_F(BitMerge, TheRegisterIsReadAtBytes3And4WhateverTheRecordSays) {
     for (int offset : {0, 3, 5, -1, int_max}) {
@@ -140,7 +131,7 @@ TEST_F(BitMerge, ANullOrEmptyReplyMergesNothing) {
     EXPECT_EQ(write_half(), "01 06 1F 42 00 00 00 00");
 }
 
-TEST_F(BitMerge, AReadHalfWithNothingBehindItMergesNothing) {
+TEST_F(BitMerge, AReadHalfWithNoWriteHalfMergesNothing) {
     queue_pair(0x23, bytes("01"));
     PLC_driver.frame_list.removeLast();
     QByteArray reply = bytes("01 03 02 00 10 B9 88");
@@ -203,7 +194,7 @@ TEST_F(BitMerge, TheReplyToAReadHalfIsNeverStored) {
 
 // The write half asks for the register's other fifteen bits only to send them back. Keeping them would let the cache
 // show a register that nobody polls, and that grows old.
-TEST_F(BitMerge, AfterABitWritePairTheCacheHoldsNoEntryForTheRegisterUnlessSomeReadStoredIt) {
+TEST_F(BitMerge, ABitWriteOnAFailedLinkLeavesNothingInTheCache) {
     PLC_driver.comm_failed = true;
     RW_VAR var = write_var(16, 0x23, 1, "01");
     AddListWriteVar(&var);
@@ -216,47 +207,11 @@ TEST_F(BitMerge, AfterABitWritePairTheCacheHoldsNoEntryForTheRegisterUnlessSomeR
     EXPECT_TRUE(support::caches_empty());
 }
 
-// While the link works, building the frames has put the one bit into the cache; the register's value still does not
-// get there.
-TEST_F(BitMerge, OverAWorkingLinkTheCacheHoldsTheWrittenBitAndNothingOfTheReply) {
-    RW_VAR var = write_var(16, 0x23, 1, "01");
-    AddListWriteVar(&var);
-    ComCommunication();
-    support::answer(bytes("01 03 02 FF 10 F8 78"));
-    ComCommunication();
-    support::answer(PLC_driver.frame_list.first().frame);
-    EXPECT_EQ(entries(PLC_driver.word_cache), "01080002=8");
-}
-
-TEST_F(BitMerge, ARegisterThatAReadHasStoredKeepsItsOtherBits) {
-    PLC_driver.word_cache.insert(0x01080002, 0x0A00);
-    RW_VAR var = write_var(16, 0x23, 1, "01");
-    AddListWriteVar(&var);
-    ComCommunication();
-    support::answer(bytes("01 03 02 00 10 B9 88"));
-    ComCommunication();
-    support::answer(PLC_driver.frame_list.first().frame);
-    EXPECT_EQ(entries(PLC_driver.word_cache), "01080002=A08");
-}
-
-TEST_F(BitMerge, ARegisterReadAndARegisterWrittenAreIndistinguishable) {
-    PLC_driver.frame_list.append(support::make_frame(support::make_var(7, 30, 1), bytes("01 03 00 1E 00 01 E4 0C"), 2));
-    QByteArray reply = bytes("01 03 02 12 34 B5 33");
-    SaveToLocalDataErea(&reply);
-    const std::string read = entries(PLC_driver.word_cache);
-    PLC_driver.word_cache.clear();
-    SetRegisterData(QString(), 7, QString::fromLatin1("30"), 1, bytes("34 12"), 1, 0, 0);
-    EXPECT_EQ(entries(PLC_driver.word_cache), read);
-    EXPECT_EQ(read, "0107001E=1234");
-}
-
 TEST_F(BitMerge, TakesNoLock) {
     queue_pair(0x23, bytes("01"));
     const auto merge = [] {
         QByteArray reply = bytes("01 03 02 00 10 B9 88");
         SaveToLocalDataErea(&reply);
     };
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, merge));
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, merge));
-    EXPECT_TRUE(support::passes_by(PLC_driver.station_mutex, merge));
+    EXPECT_TRUE(support::takes_only({}, merge));
 }

@@ -47,11 +47,6 @@ TEST(Sum, Of300BytesOfFFIs76500Modulo65536WhichIs10964) {
     EXPECT_EQ(sum(Buffer(300, 0xFF)), 10964);
 }
 
-TEST(Sum, ReachesButNeverPasses65535) {
-    EXPECT_EQ(sum(Buffer(257, 0xFF)), 65535);
-    EXPECT_EQ(sum(Buffer(258, 0xFF)), 254);
-}
-
 TEST(Sum, CountsBytesAsUnsigned) {
     EXPECT_EQ(sum(buffer("80 80")), 256);
 }
@@ -71,10 +66,6 @@ TEST(Crc, OfAnEmptyBufferIsFFFF) {
 
 TEST(Crc, OfTheAsciiDigits1To9Is4B37) {
     EXPECT_EQ(crc(buffer("31 32 33 34 35 36 37 38 39")), 0x4B37);
-}
-
-TEST(Crc, Of01_03_00_00_00_0A_IsCDC5) {
-    EXPECT_EQ(crc(buffer("01 03 00 00 00 0A")), 0xCDC5);
 }
 
 TEST(Crc, HasNoFinalXorAndReflectsBothWays) {
@@ -111,10 +102,6 @@ TEST(Crc, DoesNotDependOnWhereTheBufferBegins) {
         data.insert(data.end(), digits.begin(), digits.end());
         EXPECT_EQ(CalCRC(data.data() + offset, 9), 0x4B37) << "offset " << offset;
     }
-}
-
-TEST(Crc, OfABufferWithItsCrcLowByteFirstIs0) {
-    EXPECT_EQ(crc(buffer("01 03 00 00 00 0A C5 CD")), 0);
 }
 
 TEST(Crc, TakesTheLongestBufferALengthCanName) {
@@ -174,10 +161,6 @@ TEST(DigitToCharacter, Gives0To9AndUpperCaseAToF) {
     const char expected[] = "0123456789ABCDEF";
     for (int digit = 0; digit < 16; ++digit)
         EXPECT_EQ(DigitalToASCII(digit), expected[digit]) << "digit " << digit;
-}
-
-TEST(DigitToCharacter, Of10Is41Hex) {
-    EXPECT_EQ(DigitalToASCII(10), 0x41);
 }
 
 // There is no range check on purpose: the neighbours of the digits come out by the same two sums.

@@ -105,7 +105,7 @@ TEST_F(Construction, MakesThreeMutexesThatAreNotRecursive) {
     }
 }
 
-TEST_F(Construction, DestroyingItNeitherCallsTheHostNorTouchesTheHostsBlockOrMemories) {
+TEST_F(Construction, DestructionLeavesTheHostAlone) {
     ComInfo info;
     std::memset(&info, 0x3C, sizeof info);
     const ComInfo before = info;

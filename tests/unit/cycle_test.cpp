@@ -1,211 +1,131 @@
-#include "driver_test.h"
-#include "hex_text.h"
+// The whole communication cycle: writes, once-reads, the cyclic list, disabled stations and remote mode together.
+#include "exchange.h"
 
-#include <initializer_list>
-
-using support::blocks;
-using support::bytes;
 using support::DriverTest;
-using support::hex;
+using support::frames_in_flight;
+using support::int_max;
+using support::int_min;
+using support::Lines;
 using support::make_var;
+using support::seen;
+using support::write_var;
 
 namespace {
 
 class Cycle : public DriverTest {
 protected:
-    // A cyclic list of one register of class 7 at address 10 x station for each of `stations`.
-    static void poll(std::initializer_list<int> stations) {
-        PLC_driver.read_list.clear();
-        for (int station : stations)
-            PLC_driver.read_list.append(make_var(7, 10 * station, 1, station));
+    Cycle() {
+        info.channel_id = 70;
     }
 
-    // The stations of the cyclic list, head first.
-    static std::string order() {
-        std::string text;
-        for (const RW_VAR &var : PLC_driver.read_list)
-            text += std::to_string(var.station_no) + " ";
-        return text;
+    // A write of one register; its address doubles as the host's identity of it.
+    static void queue_write(int addr, int station = 1) {
+        RW_VAR var = write_var(7, addr, 1, "34 12", station);
+        var.var_group = 20;
+        var.var_id = addr;
+        AddListWriteVar(&var);
     }
 
-    static std::string frame_of(const Protocol *request) {
-        return request == nullptr ? "none" : hex(request->frame);
+    static void queue_writes(int first, int last) {
+        for (int addr = first; addr <= last; ++addr)
+            queue_write(addr);
     }
 
-    // Takes the frame in flight off the list with a good reply of one register.
-    static void answer(const Protocol *request) {
-        QByteArray body = bytes("00 03 02 00 07");
-        body[0] = request->frame.at(0);
-        QByteArray reply = support::with_crc(body);
-        ASSERT_EQ(DataCom(&reply, static_cast<int>(reply.size()))->ret_value, 1);
+    static void queue_once(int addr, int station = 1) {
+        RW_VAR var = make_var(7, addr, 1, station);
+        var.var_group = 20;
+        var.var_id = addr;
+        AddListOnceReadVar(&var, 1);
+    }
+
+    static void queue_onces(int first, int last) {
+        for (int addr = first; addr <= last; ++addr)
+            queue_once(addr);
+    }
+
+    static void poll(int addr, int station = 1) {
+        RW_VAR var = make_var(7, addr, 1, station);
+        AddListReadVar(&var);
+    }
+
+    // What the next call asks for.
+    static std::string serve() {
+        const Protocol *request = ComCommunication();
+        if (request == nullptr)
+            return "nothing";
+        EXPECT_EQ(request, &PLC_driver.frame_list.first());
+        const int kind = PLC_driver.last_op;
+        const std::string name = kind == 1 ? "write" : kind == 2 ? "once" : kind == 0 ? "read" : "?";
+        return name + " " + std::to_string(request->var.reg_addr);
+    }
+
+    // What the next `calls` calls ask for, each answered well.
+    static Lines served(int calls) {
+        Lines lines;
+        for (int i = 0; i < calls; ++i) {
+            lines.push_back(serve());
+            if (!PLC_driver.frame_list.isEmpty())
+                support::answer_well();
+        }
+        return lines;
+    }
+
+    static std::string counters() {
+        return "last_op " + std::to_string(PLC_driver.last_op) + ", writes " + std::to_string(PLC_driver.write_tries) +
+               ", onces " + std::to_string(PLC_driver.once_read_tries);
     }
 };
 
 }  // namespace
 
-TEST_F(Cycle, WithAllQueuesEmptyTheResultIsNullFinishFlagIs1AndBothTryCountersAre0) {
-    PLC_driver.write_tries = 3;
-    PLC_driver.once_read_tries = 4;
-    PLC_driver.last_op = 2;
-    info.finish_flag = 0;
-    EXPECT_EQ(ComCommunication(), nullptr);
-    EXPECT_EQ(info.finish_flag, 1);
-    EXPECT_EQ(PLC_driver.write_tries, 0);
-    EXPECT_EQ(PLC_driver.once_read_tries, 0);
-    EXPECT_EQ(PLC_driver.last_op, 2) << "last_op keeps its value";
-    EXPECT_TRUE(PLC_driver.frame_list.isEmpty());
+// ---- order
+
+TEST_F(Cycle, TwoFullQueuesLeaveEveryEleventhRequestToTheCyclicList) {
+    queue_writes(10, 21);
+    queue_onces(40, 51);
+    poll(80);
+    const Lines expected = {"write 10", "write 11", "write 12", "write 13", "write 14", "once 40",  "once 41",
+                            "once 42",  "once 43",  "once 44",  "read 80",  "write 15", "write 16", "write 17",
+                            "write 18", "write 19", "once 45",  "once 46",  "once 47",  "once 48",  "once 49",
+                            "read 80",  "write 20", "write 21", "once 50",  "once 51",  "read 80"};
+    EXPECT_EQ(served(27), expected);
 }
 
-TEST_F(Cycle, ACyclicReadGivesTheFrameOfTheHead) {
-    poll({1, 2});
-    const Protocol *const request = ComCommunication();
-    ASSERT_NE(request, nullptr);
-    EXPECT_EQ(request, &PLC_driver.frame_list.first());
-    EXPECT_EQ(hex(request->frame), "01 03 00 0A 00 01 A4 08");
-    EXPECT_EQ(request->send_len, 8);
-    EXPECT_EQ(request->reply_len, 7);
-    EXPECT_EQ(PLC_driver.frame_list.size(), 1);
+// A write that comes in between does not start the once-reads' count again.
+TEST_F(Cycle, AWriteBetweenOnceReadsDoesNotStartTheirCountAgain) {
+    poll(30);
+    queue_onces(20, 26);
+    EXPECT_EQ(served(4), (Lines{"once 20", "once 21", "once 22", "once 23"}));
+    queue_write(10);
+    EXPECT_EQ(served(4), (Lines{"write 10", "once 24", "read 30", "once 25"}));
 }
 
-TEST_F(Cycle, ACyclicReadSetsLastOpAndBothTryCountersTo0) {
-    poll({1});
-    PLC_driver.write_tries = 3;
-    PLC_driver.once_read_tries = 4;
-    ASSERT_NE(ComCommunication(), nullptr);
-    EXPECT_EQ(PLC_driver.last_op, 0);
-    EXPECT_EQ(PLC_driver.write_tries, 0);
-    EXPECT_EQ(PLC_driver.once_read_tries, 0);
-}
-
-TEST_F(Cycle, BuildingAReadLeavesFinishFlagAndTheOrderOfTheList) {
-    poll({1, 2, 3});
-    info.finish_flag = 0;
-    ASSERT_NE(ComCommunication(), nullptr);
-    EXPECT_EQ(info.finish_flag, 0);
-    EXPECT_EQ(order(), "1 2 3 ");
-
-    PLC_driver.frame_list.clear();
-    info.finish_flag = 1;
-    ASSERT_NE(ComCommunication(), nullptr);
-    EXPECT_EQ(info.finish_flag, 1);
-}
-
-TEST_F(Cycle, WithAFrameInFlightRepeatedCallsReturnTheSameRecordAndChangeNoCounter) {
-    poll({1, 2});
-    PLC_driver.frame_list.append(support::make_frame(make_var(7, 500, 1), bytes("01 03 01 F4 00 01 C4 04"), 2));
-    const Protocol *const in_flight = &PLC_driver.frame_list.first();
-    PLC_driver.write_list.append(make_var(7, 1, 1));
-    PLC_driver.once_read_list.append(make_var(7, 1, 1));
-    PLC_driver.last_op = 2;
-    PLC_driver.write_tries = 3;
-    PLC_driver.once_read_tries = 4;
-    PLC_driver.read_pass_count = 5;
-    info.finish_flag = 0;
-    info.success_count = 6;
-    info.success_limit = 7;
-    for (int call = 0; call < 10; ++call) {
-        ASSERT_EQ(ComCommunication(), in_flight);
-        EXPECT_EQ(PLC_driver.frame_list.size(), 1);
+TEST_F(Cycle, BuildingAFrameForTheSameHeadAgainCountsAsAnotherTry) {
+    queue_write(10);
+    poll(30);
+    for (int tries = 1; tries <= 5; ++tries) {
+        EXPECT_EQ(serve(), "write 10");
+        EXPECT_EQ(PLC_driver.write_tries, tries);
+        info.success_limit = 2;
+        EXPECT_EQ(support::answer_well(), 1);
         EXPECT_EQ(PLC_driver.write_list.size(), 1);
-        EXPECT_EQ(PLC_driver.once_read_list.size(), 1);
-        EXPECT_EQ(order(), "1 2 ");
-        EXPECT_EQ(PLC_driver.last_op, 2);
-        EXPECT_EQ(PLC_driver.write_tries, 3);
-        EXPECT_EQ(PLC_driver.once_read_tries, 4);
-        EXPECT_EQ(PLC_driver.read_pass_count, 5);
-        EXPECT_EQ(info.finish_flag, 0);
-        EXPECT_EQ(info.success_count, 6);
-        EXPECT_EQ(info.success_limit, 7);
     }
+    EXPECT_EQ(serve(), "read 30");
 }
 
-TEST_F(Cycle, AFrameInFlightIsReturnedAlthoughItsStationIsDisabledSince) {
-    poll({1, 2});
-    const Protocol *const request = ComCommunication();
-    EnableEthernet(1, 0);
-    EXPECT_EQ(ComCommunication(), request);
-    EXPECT_EQ(frame_of(ComCommunication()), "01 03 00 0A 00 01 A4 08");
-}
-
-// The first step looks at the frame list without a lock; with one, a re-send would wait for a rebuild.
-TEST_F(Cycle, ReturningTheFrameInFlightTakesNoLock) {
-    poll({1});
-    const Protocol *const request = ComCommunication();
-    ASSERT_NE(request, nullptr);
-    for (QMutex *mutex : {&PLC_driver.list_mutex, &PLC_driver.cache_mutex, &PLC_driver.station_mutex})
-        EXPECT_TRUE(support::passes_by(*mutex, [request] { EXPECT_EQ(ComCommunication(), request); }));
-}
-
-TEST_F(Cycle, BuildingAFrameTakesListMutexAndStationMutex) {
-    poll({1});
-    EXPECT_TRUE(support::waits_for(PLC_driver.list_mutex, [] { ComCommunication(); }));
-    PLC_driver.frame_list.clear();
-    EXPECT_TRUE(support::waits_for(PLC_driver.station_mutex, [] { ComCommunication(); }));
-    PLC_driver.frame_list.clear();
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, [] { ComCommunication(); }));
-}
-
-TEST_F(Cycle, FindingNothingToSendTakesListMutexToo) {
-    EXPECT_TRUE(support::waits_for(PLC_driver.list_mutex, [] { ComCommunication(); }));
-}
-
-TEST_F(Cycle, HeadsOnDisabledStationsAreRotatedToTheEndAndKept) {
-    poll({1, 2, 3, 4});
-    EnableEthernet(1, 0);
-    EnableEthernet(2, 0);
-    EXPECT_EQ(frame_of(ComCommunication()), "03 03 00 1E 00 01 E5 EE");
-    EXPECT_EQ(order(), "3 4 1 2 ");
-}
-
-TEST_F(Cycle, OnlyTheHeadIsLookedAt) {
-    poll({1, 2, 3});
-    EnableEthernet(2, 0);
-    EXPECT_EQ(frame_of(ComCommunication()), "01 03 00 0A 00 01 A4 08");
-    EXPECT_EQ(order(), "1 2 3 ");
-}
-
-TEST_F(Cycle, AListWhoseEntriesAreAllOnDisabledStationsIsRotatedOnceThroughAndTheResultIsNull) {
-    poll({1, 2, 3});
-    for (int station : {1, 2, 3})
-        EnableEthernet(station, 0);
-    PLC_driver.last_op = 2;
-    PLC_driver.write_tries = 3;
-    PLC_driver.once_read_tries = 4;
-    info.finish_flag = 0;
-    EXPECT_EQ(ComCommunication(), nullptr);
-    EXPECT_EQ(order(), "1 2 3 ");
-    EXPECT_EQ(info.finish_flag, 1);
-    EXPECT_EQ(PLC_driver.last_op, 2);
-    EXPECT_EQ(PLC_driver.write_tries, 0);
-    EXPECT_EQ(PLC_driver.once_read_tries, 0);
-}
-
-TEST_F(Cycle, AStationIsReadAgainOnceItIsEnabled) {
-    poll({1});
-    EnableEthernet(1, 0);
-    EXPECT_EQ(ComCommunication(), nullptr);
-    EnableEthernet(1, 1);
-    EXPECT_EQ(frame_of(ComCommunication()), "01 03 00 0A 00 01 A4 08");
-}
-
-TEST_F(Cycle, TheLastEntryThatIsNotDisabledIsFound) {
-    poll({1, 2, 3});
-    EnableEthernet(1, 0);
-    EnableEthernet(2, 0);
-    EXPECT_EQ(frame_of(ComCommunication()), "03 03 00 1E 00 01 E5 EE");
-    EXPECT_EQ(order(), "3 1 2 ");
-}
-
-TEST_F(Cycle, EntriesAreServedInTurn) {
-    poll({1, 2, 3});
-    std::string served;
-    for (int turn = 0; turn < 7; ++turn) {
-        const Protocol *const request = ComCommunication();
-        ASSERT_NE(request, nullptr);
-        served += std::to_string(request->var.station_no) + " ";
-        answer(request);
-    }
-    EXPECT_EQ(served, "1 2 3 1 2 3 1 ");
+TEST_F(Cycle, ASplitWriteIsOneTryOfTwoFrames) {
+    RW_VAR var = write_var(8, 255, 2, "34 12 78 56");
+    AddListWriteVar(&var);
+    poll(30);
+    EXPECT_EQ(served(3), (Lines{"write 255", "write 255", "read 30"}));
+    AddListWriteVar(&var);
+    serve();
+    EXPECT_EQ(frames_in_flight().size(), 2u);
+    support::answer_well();
+    EXPECT_EQ(PLC_driver.write_tries, 1);
+    EXPECT_EQ(PLC_driver.write_list.size(), 1);
+    EXPECT_EQ(serve(), "write 255");
+    EXPECT_EQ(PLC_driver.write_tries, 1);
 }
 
 // Short lists and long ones are rotated in different ways.
@@ -213,65 +133,204 @@ TEST_F(Cycle, AListOfAnyLengthIsServedInTurnAgainAndAgain) {
     for (const int length : {1, 2, 255, 256, 257, 600}) {
         PLC_driver.read_list.clear();
         for (int address = 0; address < length; ++address)
-            PLC_driver.read_list.append(make_var(7, address, 1, 1));
+            poll(address);
         for (int turn = 0; turn < 2 * length; ++turn) {
             const Protocol *const request = ComCommunication();
             ASSERT_NE(request, nullptr);
             ASSERT_EQ(request->var.reg_addr, turn % length) << "turn " << turn << " of a list of " << length;
-            answer(request);
+            ASSERT_EQ(support::answer_well(), 1);
             ASSERT_EQ(PLC_driver.read_list.size(), length);
         }
     }
 }
 
-TEST_F(Cycle, ASplitReadIsSentAsTwoFramesInTurn) {
-    PLC_driver.read_list.append(make_var(8, 255, 2));
-    EXPECT_EQ(frame_of(ComCommunication()), "01 03 20 3F 00 01 BF C6");
-    ASSERT_EQ(PLC_driver.frame_list.size(), 2);
-    answer(&PLC_driver.frame_list.first());
-    EXPECT_EQ(frame_of(ComCommunication()), "01 03 2E E0 00 01 8C D4");
+// ---- a frame in flight
+
+TEST_F(Cycle, AFrameInFlightIsReturnedAgainAndChangesNoCounter) {
+    queue_writes(10, 12);
+    queue_once(20);
+    const Protocol *first = ComCommunication();
+    ASSERT_NE(first, nullptr);
+    PLC_driver.write_tries = 33;
+    PLC_driver.once_read_tries = 44;
+    info.finish_flag = 5;
+    info.success_count = 6;
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(ComCommunication(), first);
+    EXPECT_EQ(counters(), "last_op 1, writes 33, onces 44");
+    EXPECT_EQ(info.finish_flag, 5);
+    EXPECT_EQ(info.success_count, 6);
+    EXPECT_EQ(PLC_driver.write_list.size(), 3);
     EXPECT_EQ(PLC_driver.frame_list.size(), 1);
 }
 
-// An entry that no read frame exists for must not hold up the list for ever.
-TEST_F(Cycle, AHeadThatGivesNoFrameIsRotatedSoThatTheNextCallServesTheOthers) {
-    poll({2, 3});
-    PLC_driver.read_list.prepend(make_var(12, 5, 1, 1));
-    info.finish_flag = 0;
-    EXPECT_EQ(ComCommunication(), nullptr);
-    EXPECT_EQ(info.finish_flag, 1);
-    EXPECT_EQ(order(), "2 3 1 ");
-    EXPECT_EQ(frame_of(ComCommunication()), "02 03 00 14 00 01 C4 3D");
+TEST_F(Cycle, AFrameInFlightIsReturnedWithoutAnyLock) {
+    queue_write(10);
+    serve();
+    const auto again = [] {
+        EXPECT_NE(ComCommunication(), nullptr);
+    };
+    EXPECT_TRUE(support::takes_only({}, again));
 }
 
-TEST_F(Cycle, AListOfNothingButSuchEntriesGivesNullOnEveryCall) {
-    PLC_driver.read_list.append(make_var(12, 5, 1, 1));
-    PLC_driver.read_list.append(make_var(99, 5, 1, 2));
-    for (int call = 0; call < 5; ++call)
+// ---- disabled stations
+
+TEST_F(Cycle, WhileTheWriteStepIsPassedOverNothingIsDroppedFromIt) {
+    EnableEthernet(5, 0);
+    queue_write(10, 5);
+    queue_once(20, 5);
+    PLC_driver.write_tries = 5;
+    PLC_driver.once_read_tries = 5;
+    poll(30);
+    EXPECT_EQ(serve(), "read 30");
+    EXPECT_EQ(PLC_driver.write_list.size(), 1);
+    EXPECT_EQ(PLC_driver.once_read_list.size(), 1);
+}
+
+// ---- remote mode
+
+TEST_F(Cycle, AnyRemoteModeButZeroSendsRemoteRequestsOnly) {
+    for (int mode : {1, 2, -1, int_max, int_min}) {
+        info.remote_mode = mode;
+        PLC_driver.read_list.clear();
+        queue_write(10);
+        queue_once(20);
+        poll(30);
+        EXPECT_EQ(serve(), "write 10");
+        EXPECT_EQ(frames_in_flight(), Lines{"18 14 01 00 01 00 07 00 00 00 0A 00 01 00 00 00 00 00 00 00 00 34 12 86"});
+        EXPECT_EQ(support::answer_well(), 1);
+        EXPECT_EQ(serve(), "once 20");
+        EXPECT_EQ(frames_in_flight(), Lines{"16 14 00 00 01 00 07 00 00 00 14 00 01 00 00 00 00 00 00 00 00 47"});
+        EXPECT_EQ(support::answer_well(), 1);
+        EXPECT_EQ(serve(), "read 30");
+        EXPECT_EQ(frames_in_flight(), Lines{"16 00 00 00 01 00 07 00 00 00 1E 00 01 00 00 00 00 00 00 00 00 3D"});
+        EXPECT_EQ(support::answer_well(), 1);
+    }
+}
+
+TEST_F(Cycle, InRemoteModeDisabledStationsAreDroppedAndPassedOverToo) {
+    info.remote_mode = 1;
+    EnableEthernet(5, 0);
+    queue_write(10, 5);
+    queue_once(20, 5);
+    poll(30, 5);
+    poll(31);
+    EXPECT_EQ(serve(), "read 31");
+    EXPECT_TRUE(PLC_driver.write_list.isEmpty());
+    EXPECT_TRUE(PLC_driver.once_read_list.isEmpty());
+}
+
+TEST_F(Cycle, InRemoteModeNothingIsRefused) {
+    info.remote_mode = 1;
+    for (int type : {12, 14, 18, -1, int_max, int_min}) {
+        RW_VAR write = write_var(type, 10, 1, QByteArray(3000, 'x'));
+        AddListWriteVar(&write);
+        RW_VAR once = make_var(type, 20, 1);
+        AddListOnceReadVar(&once, 1);
+        PLC_driver.read_list.clear();
+        RW_VAR polled = make_var(type, 30, 1);
+        AddListReadVar(&polled);
+        EXPECT_EQ(served(3), (Lines{"write 10", "once 20", "read 30"})) << "type " << type;
+    }
+}
+
+// ---- requests that no frame exists for
+
+namespace {
+
+class Refusal : public Cycle {
+protected:
+    Refusal() {
+        info.success_count = 7;
+        info.success_limit = 9;
+        PLC_driver.write_tries = 3;
+        PLC_driver.once_read_tries = 3;
+    }
+
+    // The call had nothing to send, and says so.
+    void expect_nothing_sent(int kind) {
         EXPECT_EQ(ComCommunication(), nullptr);
-    EXPECT_EQ(PLC_driver.read_list.size(), 2);
-    EXPECT_TRUE(PLC_driver.frame_list.isEmpty());
+        EXPECT_TRUE(PLC_driver.frame_list.isEmpty());
+        EXPECT_EQ(counters(), "last_op " + std::to_string(kind) + ", writes 0, onces 0");
+        EXPECT_EQ(info.finish_flag, 1);
+        EXPECT_EQ(info.success_count, 7);
+        EXPECT_EQ(info.success_limit, 9);
+        EXPECT_EQ(info.retry_count, 0);
+        EXPECT_FALSE(PLC_driver.comm_failed);
+        EXPECT_TRUE(support::caches_empty());
+        EXPECT_TRUE(comm_errors.empty());
+    }
+
+    static RW_VAR identified(RW_VAR var) {
+        var.var_group = 20;
+        var.var_id = 21;
+        return var;
+    }
+};
+
+}  // namespace
+
+TEST_F(Refusal, ARefusedWriteIsReportedEvenIfALaterOneWaits) {
+    RW_VAR refused = identified(write_var(18, 10, 1, "34 12"));
+    RW_VAR later = identified(write_var(7, 10, 1, "34 12"));
+    AddListWriteVar(&refused);
+    AddListWriteVar(&later);
+    expect_nothing_sent(1);
+    EXPECT_EQ(seen(write_results), Lines{"70 20 21 2"});
+    EXPECT_EQ(serve(), "write 10");
 }
 
-TEST_F(Cycle, TheBlockIsUsedInPlace) {
-    poll({1});
-    info.success_count = 5;
-    info.success_limit = 6;
-    ASSERT_NE(ComCommunication(), nullptr);
-    EXPECT_EQ(block.word(12), 0) << "success_count";
-    EXPECT_EQ(block.word(11), 1) << "success_limit";
-    PLC_driver.frame_list.clear();
-    PLC_driver.read_list.clear();
-    EXPECT_EQ(ComCommunication(), nullptr);
-    EXPECT_EQ(block.word(17), 1) << "finish_flag";
+TEST_F(Refusal, AListOfRefusedEntriesOnlyIsGoneThroughOneACall) {
+    for (int addr : {1, 2}) {
+        RW_VAR var = make_var(18, addr, 1);
+        AddListReadVar(&var);
+    }
+    for (int i = 0; i < 5; ++i)
+        expect_nothing_sent(0);
+    EXPECT_EQ(support::spans(PLC_driver.read_list), "(2,1) (1,1)");
 }
 
-TEST_F(Cycle, CallsNoCallback) {
-    poll({1});
-    ComCommunication();
-    PLC_driver.frame_list.clear();
-    PLC_driver.read_list.clear();
-    ComCommunication();
-    EXPECT_TRUE(write_results.empty());
-    EXPECT_TRUE(comm_errors.empty());
+// ---- what the cycle has no use for
+
+TEST_F(Cycle, TheSpareListsAndTheSpareFlagAreNeverUsed) {
+    info.retry_times = 0;
+    for (int mode : {0, 1}) {
+        info.remote_mode = mode;
+        PLC_driver.read_list.clear();
+        queue_writes(10, 11);
+        queue_onces(20, 21);
+        poll(30);
+        served(4);
+        ComCommunication();
+        support::answer_nothing();
+    }
+    EXPECT_TRUE(PLC_driver.extend_list.isEmpty());
+    EXPECT_TRUE(PLC_driver.read_source_list.isEmpty());
+    EXPECT_FALSE(PLC_driver.spare_flag);
+    EXPECT_EQ(comm_errors.size(), 2u);
+}
+
+// ---- locks
+
+TEST_F(Cycle, BuildingHoldsListMutexAndTakesTheOtherTwoInsideIt) {
+    const auto build = [] {
+        queue_write(10);
+        PLC_driver.frame_list.clear();
+        PLC_driver.write_tries = 0;
+        ComCommunication();
+    };
+    EXPECT_TRUE(support::waits_for(PLC_driver.list_mutex, [] { ComCommunication(); }));
+    EXPECT_TRUE(support::waits_for(PLC_driver.station_mutex, build));
+    EXPECT_TRUE(support::waits_for(PLC_driver.cache_mutex, build));
+}
+
+TEST_F(Cycle, BuildingAReadTakesNoCacheMutex) {
+    poll(30);
+    queue_once(20);
+    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, [] {
+        ComCommunication();
+        PLC_driver.frame_list.clear();
+        PLC_driver.once_read_list.clear();
+        ComCommunication();
+    }));
 }

@@ -14,6 +14,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -132,9 +133,9 @@ TEST_F(DebugLog, HelloAt45MillisecondsPast090703On5January2024) {
     EXPECT_EQ(log_content(), "2024.01.05.09:07:03.45:hello\n");
 }
 
-// The milliseconds stand without leading zeros and without trailing ones added or cut, whatever the Qt version's own
+// The milliseconds have no leading zeros, and no trailing ones are added or cut, whatever the Qt version's own
 // idea of the format is.
-TEST_F(DebugLog, MillisecondsStandWithoutLeadingZeros) {
+TEST_F(DebugLog, MillisecondsHaveNoLeadingZeros) {
     EXPECT_EQ(line_at(0), "2024.01.05.09:07:03.0:hello\n");
     EXPECT_EQ(line_at(5), "2024.01.05.09:07:03.5:hello\n");
     EXPECT_EQ(line_at(45), "2024.01.05.09:07:03.45:hello\n");
@@ -266,9 +267,9 @@ void restore_handler() {
 
 }  // namespace
 
-// A host that has this function as its Qt message handler gets every warning that Qt utters back in here: one about the
+// A host that has this function as its Qt message handler gets every warning of Qt back in here: one about the
 // file that cannot be opened would call for the next, without end.
-TEST_F(DebugLog, AFileThatCannotBeOpenedMakesQtUtterNoMessage) {
+TEST_F(DebugLog, AFileThatCannotBeOpenedMakesQtWriteNoMessage) {
     if (was_there)
         GTEST_SKIP() << log_path << " belongs to somebody else";
     ASSERT_EQ(mkdir(log_path, 0700), 0);
@@ -277,6 +278,21 @@ TEST_F(DebugLog, AFileThatCannotBeOpenedMakesQtUtterNoMessage) {
     customMessageHandler(QtDebugMsg, "into nothing");
     restore_handler();
     EXPECT_EQ(qt_messages, 0);
+}
+
+TEST_F(DebugLog, WithoutAFreeDescriptorTheLineIsLostAndQtWritesNoMessage) {
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit none = before;
+    none.rlim_cur = 0;
+    qt_messages = 0;
+    install_counter();
+    setrlimit(RLIMIT_NOFILE, &none);
+    customMessageHandler(QtDebugMsg, "into nothing");
+    setrlimit(RLIMIT_NOFILE, &before);
+    restore_handler();
+    EXPECT_EQ(qt_messages, 0);
+    EXPECT_FALSE(std::ifstream(log_path).is_open());
 }
 
 // Without a reader the pipe would hold up whoever logs for ever; with this one the line would be in it.

@@ -1,5 +1,6 @@
 // What the calls do when an allocation fails: nothing half, nothing lost that was there, and no exception.
-#include "write_exchange.h"
+#include "exchange.h"
+#include "sanitizers.h"
 
 #include <cstdlib>
 #include <new>
@@ -143,15 +144,7 @@ TEST_F(NoMemory, ALongListTurnsWithoutAny) {
 }
 
 // A sanitizer has its own idea of the address space, and so has an emulator.
-#if defined(__SANITIZE_ADDRESS__) || defined(__arm__)
-#    define ADDRESS_SPACE_CAN_BE_LIMITED 0
-#elif defined(__has_feature)
-#    define ADDRESS_SPACE_CAN_BE_LIMITED !__has_feature(address_sanitizer)
-#else
-#    define ADDRESS_SPACE_CAN_BE_LIMITED 1
-#endif
-
-#if ADDRESS_SPACE_CAN_BE_LIMITED
+#if !WITH_ADDRESS_SANITIZER && !defined(__arm__)
 namespace {
 
 // While it lives, no more than `bytes` of addresses.

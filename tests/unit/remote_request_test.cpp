@@ -1,26 +1,21 @@
 #include "frames/remote_request.h"
 
-#include "write_exchange.h"
+#include "exchange.h"
 
 #include <cstring>
-#include <limits>
 
 using support::bytes;
 using support::describe;
 using support::DriverTest;
-using support::entries;
-using support::frames_in_flight;
 using support::hex;
+using support::int_max;
+using support::int_min;
 using support::lengths;
-using support::Lines;
 using support::make_var;
 using support::TightBytes;
 using support::write_var;
 
 namespace {
-
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
 
 class RemoteRequest : public DriverTest {
 protected:
@@ -71,18 +66,6 @@ int byte_of(const QByteArray &frame, int index) {
 
 // ---- reads
 
-TEST_F(RemoteRequest, AReadCarriesTheRecordsFieldsAndTheLowByteOfTheirSum) {
-    RW_VAR var = make_var(8, 100, 10);
-    var.var_group = 3;
-    var.area_no = 2;
-    var.store_mode = -1;
-    EXPECT_EQ(read(var), "16 03 00 02 01 00 08 00 00 00 64 00 0A FF FF FF FF 00 00 00 00 8E");
-    EXPECT_EQ(lengths(frame()), "send 22, reply 25, 20 data bytes at 3");
-    EXPECT_EQ(describe(frame().var), describe(var));
-    EXPECT_EQ(info.success_count, 0);
-    EXPECT_EQ(info.success_limit, 1);
-}
-
 TEST_F(RemoteRequest, EveryFieldHasItsPlaceHighByteFirst) {
     RW_VAR var = support::full_var();
     var.var_group = 0x11;
@@ -96,13 +79,6 @@ TEST_F(RemoteRequest, EveryFieldHasItsPlaceHighByteFirst) {
     var.aux_word = 0x02030405;
     EXPECT_EQ(read(var), "16 11 22 33 44 55 66 77 88 99 AA 1B CC 1D EE FF 01 02 03 04 05 BD");
     EXPECT_EQ(describe(frame().var), describe(var));
-}
-
-// The remote station has a map of its own: an address that is mapped here would be mapped twice.
-TEST_F(RemoteRequest, TheTypeAndTheAddressAreNeitherFoldedNorMappedNorSplit) {
-    EXPECT_EQ(read(make_var(12, 7990, 100)), "16 00 00 00 01 00 0C 00 00 1F 36 00 64 00 00 00 00 00 00 00 00 DC");
-    EXPECT_EQ(read(make_var(3, 250, 10)), "16 00 00 00 01 00 03 00 00 00 FA 00 0A 00 00 00 00 00 00 00 00 1E");
-    EXPECT_EQ(read(make_var(16, 0x23, 1)), "16 00 00 00 01 00 10 00 00 00 23 00 01 00 00 00 00 00 00 00 00 4B");
 }
 
 TEST_F(RemoteRequest, FieldsWiderThanTheirPlaceAreCutToTheirLowBits) {
@@ -124,11 +100,6 @@ TEST_F(RemoteRequest, FieldsWiderThanTheirPlaceAreCutToTheirLowBits) {
 TEST_F(RemoteRequest, TheValueBytesOfAReadAreNotSent) {
     EXPECT_EQ(read(write_var(8, 100, 10, "AA BB CC")),
               "16 00 01 00 01 00 08 00 00 00 64 00 0A 00 00 00 00 00 00 00 00 8E");
-}
-
-TEST_F(RemoteRequest, AReadOfType0With9BitsExpects2BytesAndOfType13With2Values8) {
-    EXPECT_EQ(read_lengths(0, 9), "send 22, reply 7, 2 data bytes at 3");
-    EXPECT_EQ(read_lengths(13, 2), "send 22, reply 13, 8 data bytes at 3");
 }
 
 TEST_F(RemoteRequest, TheReplySizeFollowsTheTypeOfEveryRow) {
@@ -156,46 +127,11 @@ TEST_F(RemoteRequest, TheReplySizeOfAHugeCountIsTheLow32BitsOfItsSum) {
 
 // ---- writes
 
-TEST_F(RemoteRequest, AWriteWith4ValueBytesIs26BytesLongAndSaysSo) {
-    RW_VAR var = write_var(8, 100, 2, "12 34 AB CD");
-    var.var_group = 3;
-    var.area_no = 2;
-    EXPECT_EQ(written(var), "1A 03 01 02 01 00 08 00 00 00 64 00 02 00 00 00 00 00 00 00 00 12 34 AB CD 4D");
-    EXPECT_EQ(lengths(frame()), "send 26, reply 8, 0 data bytes at 0");
-    EXPECT_EQ(describe(frame().var), describe(var));
-    EXPECT_EQ(info.success_count, 0);
-    EXPECT_EQ(info.success_limit, 1);
-}
-
-TEST_F(RemoteRequest, AWriteToStation0AwaitsNoReply) {
-    EXPECT_EQ(written(write_var(8, 100, 2, "12 34 AB CD", 0)),
-              "1A 00 01 00 00 00 08 00 00 00 64 00 02 00 00 00 00 00 00 00 00 12 34 AB CD 47");
-    EXPECT_EQ(lengths(frame()), "send 26, reply 0, 0 data bytes at 0");
-}
-
 TEST_F(RemoteRequest, OnlyStation0ItselfAwaitsNoReply) {
     for (int station : {256, -1, -256, 1, int_min}) {
         written(write_var(8, 100, 1, "12 34", station));
         EXPECT_EQ(lengths(frame()), "send 24, reply 8, 0 data bytes at 0") << "station " << station;
     }
-}
-
-// Byte 0 has room for the low byte of the length only. The remote station counts on it; a write refused or cut at 255
-// bytes would lose values.
-TEST_F(RemoteRequest, AWriteWith250ValueBytesIs272BytesLongAndByte0Is16) {
-    written(write_var(8, 100, 125, QByteArray(250, 'x')));
-    EXPECT_EQ(frame().frame.size(), 272);
-    EXPECT_EQ(lengths(frame()), "send 272, reply 8, 0 data bytes at 0");
-    EXPECT_EQ(byte_of(frame().frame, 0), 16);
-    EXPECT_EQ(byte_of(frame().frame, 271), sum_of(frame().frame));
-}
-
-TEST_F(RemoteRequest, TheLengthStartsAgainAt0With234ValueBytes) {
-    written(write_var(8, 100, 1, QByteArray(233, 'x')));
-    EXPECT_EQ(byte_of(frame().frame, 0), 255);
-    written(write_var(8, 100, 1, QByteArray(234, 'x')));
-    EXPECT_EQ(byte_of(frame().frame, 0), 0);
-    EXPECT_EQ(frame().send_len, 256);
 }
 
 TEST_F(RemoteRequest, AWriteWithoutValueBytesIs22BytesLong) {
@@ -242,39 +178,15 @@ TEST_F(RemoteRequest, AWriteOfMoreThan65535BytesIsSummedWhole) {
     }
 }
 
-TEST_F(RemoteRequest, AWritePutsItsValueIntoTheCache) {
-    written(write_var(8, 100, 2, "34 12 78 56"));
-    EXPECT_EQ(entries(PLC_driver.word_cache), "01080064=1234 01080065=5678");
-    written(write_var(2, 100, 3, "05"));
-    EXPECT_EQ(entries(PLC_driver.bit_cache), "01020064=1 01020065=0 01020066=1");
-    written(write_var(13, 100, 1, "78 56 34 12"));
-    EXPECT_EQ(entries(PLC_driver.dword_cache), "010D0064=12345678");
-    PLC_driver.word_cache.clear();
-    written(write_var(17, 0x23, 1, "01"));
-    EXPECT_EQ(entries(PLC_driver.word_cache), "010B0002=8");
-}
-
-// Unlike the local builders. The remote station is told even while it does not answer, and the host sees its value.
-TEST_F(RemoteRequest, AWriteFillsTheCacheAlsoWhileTheLinkHasFailed) {
-    PLC_driver.comm_failed = true;
-    written(write_var(8, 100, 1, "34 12"));
-    EXPECT_EQ(entries(PLC_driver.word_cache), "01080064=1234");
-}
-
 TEST_F(RemoteRequest, AWriteOfAnUnknownTypeIsSentButNotCached) {
     for (int type : {18, -1, int_max, int_min})
         written(write_var(type, 100, 1, "34 12"));
     EXPECT_TRUE(support::caches_empty());
 }
 
-TEST_F(RemoteRequest, AReadTouchesNoCache) {
-    read(make_var(8, 100, 1));
-    EXPECT_TRUE(support::caches_empty());
-}
-
 // ---- both
 
-TEST_F(RemoteRequest, RequestsAreAppendedBehindThoseAlreadyThere) {
+TEST_F(RemoteRequest, RequestsAreAppendedToThoseAlreadyThere) {
     Remote_ReadVar(make_var(8, 1, 1));
     Remote_WriteVar(write_var(8, 2, 1, "01 02"));
     Remote_ReadVar(make_var(8, 3, 1));
@@ -299,10 +211,6 @@ TEST_F(RemoteRequest, OnlyAWriteTakesALockAndOnlyCacheMutex) {
     const auto write_one = [] {
         Remote_WriteVar(write_var(8, 2, 1, "01 02"));
     };
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, read_one));
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, read_one));
-    EXPECT_TRUE(support::passes_by(PLC_driver.station_mutex, read_one));
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, write_one));
-    EXPECT_TRUE(support::waits_for(PLC_driver.cache_mutex, write_one));
-    EXPECT_TRUE(support::passes_by(PLC_driver.station_mutex, write_one));
+    EXPECT_TRUE(support::takes_only({}, read_one));
+    EXPECT_TRUE(support::takes_only({&PLC_driver.cache_mutex}, write_one));
 }

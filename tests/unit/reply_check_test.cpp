@@ -3,17 +3,14 @@
 #include "driver_test.h"
 #include "hex_text.h"
 
-#include <limits>
-
 using support::bytes;
 using support::DriverTest;
+using support::int_max;
+using support::int_min;
 using support::make_frame;
 using support::make_var;
 
 namespace {
-
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
 
 // A read of two registers of station 1 is in flight.
 class ReplyCheck : public DriverTest {
@@ -39,18 +36,6 @@ protected:
 
 }  // namespace
 
-TEST_F(ReplyCheck, AReplyOf5BytesWithGoodStationFunctionAndCrcPasses) {
-    EXPECT_EQ(check("01 03 00 20 F0"), 1);
-}
-
-TEST_F(ReplyCheck, AFullReplyPasses) {
-    EXPECT_EQ(check("01 03 04 12 34 AB CD 00 20"), 1);
-}
-
-TEST_F(ReplyCheck, A4ByteReplyIsRejected) {
-    EXPECT_EQ(check("01 03 40 21"), 0);
-}
-
 TEST_F(ReplyCheck, EveryShorterReplyIsRejected) {
     EXPECT_EQ(check("01 03 00"), 0);
     EXPECT_EQ(check("01 7E 80"), 0);
@@ -72,22 +57,6 @@ TEST_F(ReplyCheck, AnyReplyWhileNoFrameIsInFlightIsRejected) {
     EXPECT_EQ(CheckGetData(nullptr, 0), 0);
 }
 
-TEST_F(ReplyCheck, InLocalModeAnExceptionReplyIsRejected) {
-    EXPECT_EQ(check("01 83 02 C0 F1"), 0);
-}
-
-TEST_F(ReplyCheck, InRemoteModeTheSameReplyPasses) {
-    info.remote_mode = 1;
-    EXPECT_EQ(check("01 83 02 C0 F1"), 1);
-    PLC_driver.frame_list.first().var.host_ref2 = 1;
-    EXPECT_EQ(check("01 83 02 C0 F1"), 2);
-}
-
-TEST_F(ReplyCheck, SwappedCrcBytesAreRejected) {
-    EXPECT_EQ(check("01 03 04 12 34 AB CD 20 00"), 0);
-    EXPECT_EQ(check("01 03 00 F0 20"), 0);
-}
-
 TEST_F(ReplyCheck, AWrongByteAnywhereIsRejected) {
     const QByteArray good = bytes("01 03 04 12 34 AB CD 00 20");
     for (int at = 0; at < good.size(); ++at)
@@ -96,17 +65,6 @@ TEST_F(ReplyCheck, AWrongByteAnywhereIsRejected) {
             bad[at] = static_cast<char>(bad.at(at) ^ (1 << bit));
             ASSERT_EQ(check(bad), 0) << "byte " << at << ", bit " << bit;
         }
-}
-
-TEST_F(ReplyCheck, TheReplyOfAnotherStationIsRejected) {
-    EXPECT_EQ(check("02 03 04 12 34 AB CD 33 20"), 0);
-    info.remote_mode = 1;
-    EXPECT_EQ(check("02 03 04 12 34 AB CD 33 20"), 0);
-}
-
-TEST_F(ReplyCheck, InLocalModeAnotherFunctionCodeIsRejected) {
-    EXPECT_EQ(check("01 04 04 12 34 AB CD 01 97"), 0);
-    EXPECT_EQ(check("01 01 04 12 34 AB CD 01 C2"), 0);
 }
 
 TEST_F(ReplyCheck, AnyRemoteModeButZeroLeavesTheFunctionCodeUnchecked) {
@@ -212,13 +170,12 @@ TEST_F(ReplyCheck, AReplyThatTheHostSharesStaysShared) {
 }
 
 TEST_F(ReplyCheck, TakesNoLock) {
-    for (QMutex *mutex : {&PLC_driver.list_mutex, &PLC_driver.cache_mutex, &PLC_driver.station_mutex})
-        EXPECT_TRUE(support::passes_by(*mutex, [] { EXPECT_EQ(check("01 03 00 20 F0"), 1); }));
+    EXPECT_TRUE(support::takes_only({}, [] { EXPECT_EQ(check("01 03 00 20 F0"), 1); }));
 }
 
 // The CRC runs over size - 2 bytes modulo 65536: at 65538 bytes that is none at all, whose CRC is FFFF. A count that
 // did not wrap would be "better" and different from what is deployed.
-TEST_F(ReplyCheck, TheCrcOfAReplyOfMoreThan65537BytesCoversItsSizeLess2Modulo65536) {
+TEST_F(ReplyCheck, TheCrcCoversTheSizeLess2Modulo65536) {
     QByteArray reply = bytes("01 03 00") + QByteArray(65535 - 2, 0x5A) + bytes("FF FF");
     ASSERT_EQ(reply.size(), 65538);
     EXPECT_EQ(check(reply), 1);
@@ -238,6 +195,8 @@ TEST_F(ReplyCheck, ARequestWithoutBytesAnswersToNobodyInLocalMode) {
     EXPECT_EQ(check("01 03 04 12 34 AB CD 00 20"), 0);
     PLC_driver.frame_list.first().frame = bytes("01");
     EXPECT_EQ(check("01 03 04 12 34 AB CD 00 20"), 0);
+    // Not even a reply with the zero that a byte array has after its end.
+    EXPECT_EQ(check(support::with_crc(bytes("01 00 00"))), 0);
 }
 
 TEST_F(ReplyCheck, ARequestOfTwoBytesIsEnoughForTheComparison) {

@@ -1,19 +1,16 @@
 #include "store/reply_storage.h"
 
-#include "driver_test.h"
-#include "hex_text.h"
+#include "exchange.h"
 
-#include <limits>
 #include <random>
 
 using support::bytes;
 using support::DriverTest;
+using support::int_max;
+using support::int_min;
 using support::make_var;
 
 namespace {
-
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
 
 class ReplyStorage : public DriverTest {
 protected:
@@ -64,25 +61,6 @@ protected:
 
 }  // namespace
 
-TEST_F(ReplyStorage, ARegisterReplyOf1234AndABCDFor10Stores1234At10AndABCDAt11) {
-    store(make_var(7, 10, 2), "01 03 04 12 34 AB CD 00 20", 4);
-    EXPECT_EQ(word_at(0x0107000A), 0x1234);
-    EXPECT_EQ(word_at(0x0107000B), 0xABCD);
-    EXPECT_EQ(cached(), 2);
-}
-
-TEST_F(ReplyStorage, A32BitReplyOf000186A0Stores100000) {
-    store(make_var(13, 10, 1), "01 03 04 00 01 86 A0 C9 EB", 4);
-    EXPECT_EQ(dword_at(0x010D000A), 100000);
-    EXPECT_EQ(cached(), 1);
-}
-
-TEST_F(ReplyStorage, ABitReplyOf81And02For10BitsStores1_0_0_0_0_0_0_1_And0_1) {
-    store(make_var(0, 10, 10), "01 01 02 81 02 58 6D", 2);
-    EXPECT_EQ(bits_at(0x0100000A, 11), "1000000101-");
-    EXPECT_EQ(cached(), 10);
-}
-
 TEST_F(ReplyStorage, ARegisterPayloadOfOddLengthIgnoresItsLastByte) {
     store(make_var(7, 10, 2), "01 03 03 12 34 AB B2 F4", 3);
     EXPECT_EQ(word_at(0x0107000A), 0x1234);
@@ -97,29 +75,6 @@ TEST_F(ReplyStorage, A32BitPayloadOf7BytesStoresOneValue) {
     EXPECT_EQ(cached(), 1);
     store(make_var(13, 20, 1), "01 03 03 FF EE DD F8 47", 3);
     EXPECT_EQ(cached(), 1);
-}
-
-TEST_F(ReplyStorage, EachBitClassHasItsOwnKeys) {
-    for (int type = 0; type <= 6; ++type)
-        store(make_var(type, 0x123, 3, 2), "02 01 01 05 91 CF", 1);
-    for (unsigned type = 0; type <= 6; ++type)
-        EXPECT_EQ(bits_at(0x02000123u + (type << 16), 4), "101-") << "class " << type;
-    EXPECT_EQ(cached(), 21);
-}
-
-TEST_F(ReplyStorage, EachRegisterClassHasItsOwnKeys) {
-    for (int type = 7; type <= 11; ++type)
-        store(make_var(type, 0x123, 1, 2), "02 03 02 12 34 F1 33", 2);
-    for (unsigned type = 7; type <= 11; ++type)
-        EXPECT_EQ(word_at(0x02000123u + (type << 16)), 0x1234) << "class " << type;
-    EXPECT_EQ(cached(), 5);
-}
-
-TEST_F(ReplyStorage, A32BitValueIsHighByteFirstOverItsWholeRange) {
-    store(make_var(13, 0, 3), "01 03 0C FF FF FF FF 80 00 00 00 00 00 00 01 4E D5", 12);
-    EXPECT_EQ(dword_at(0x010D0000), 0xFFFFFFFFLL);
-    EXPECT_EQ(dword_at(0x010D0001), 0x80000000LL);
-    EXPECT_EQ(dword_at(0x010D0002), 1);
 }
 
 TEST_F(ReplyStorage, EveryBitPositionOfAByteGoesToItsOwnAddress) {
@@ -161,21 +116,6 @@ TEST_F(ReplyStorage, ForRegistersTheCountOfTheVariableIsNotUsed) {
     EXPECT_EQ(dword_at(0x010D0000), 3);
 }
 
-TEST_F(ReplyStorage, AStoreOverwritesWhatWasThere) {
-    PLC_driver.word_cache.insert(0x0107000A, 0xFFFF);
-    PLC_driver.word_cache.insert(0x0107000B, 0x7777);
-    PLC_driver.bit_cache.insert(0x0100000A, 1);
-    PLC_driver.dword_cache.insert(0x010D000A, 9);
-    store(make_var(7, 10, 1), "01 03 02 00 00 B8 44", 2);
-    store(make_var(0, 10, 1), "01 01 01 00 51 88", 1);
-    store(make_var(13, 10, 1), "01 03 04 00 00 00 00 FA 33", 4);
-    EXPECT_EQ(word_at(0x0107000A), 0);
-    EXPECT_EQ(word_at(0x0107000B), 0x7777);
-    EXPECT_EQ(bits_at(0x0100000A, 1), "0");
-    EXPECT_EQ(dword_at(0x010D000A), 0);
-    EXPECT_EQ(cached(), 4);
-}
-
 TEST_F(ReplyStorage, TheDataBeginAtTheOffsetOfTheRecord) {
     store(make_var(7, 10, 1), "01 03 04 12 34 56 78 81 07", 2, 5);
     EXPECT_EQ(word_at(0x0107000A), 0x5678);
@@ -206,8 +146,8 @@ TEST_F(ReplyStorage, WithNoFrameInFlightNothingIsStored) {
     EXPECT_EQ(cached(), 0);
 }
 
-// The class is used as it stands. Folding it again here would be harmless for 12, but 15 would find the words of 7.
-TEST_F(ReplyStorage, TheKeyIsMadeByPlainOrSoThatALargeAddressRunsIntoTheClass) {
+// The class is used as it is. Folding it again here would be harmless for 12, but 15 would find the words of 7.
+TEST_F(ReplyStorage, ALargeAddressRunsIntoTheClass) {
     store(make_var(7, 0x10005, 1), "01 03 02 12 34 B5 33", 2);
     EXPECT_EQ(word_at(0x01070005), 0x1234);
     store(make_var(8, 0x10005, 1), "01 03 02 56 78 87 C6", 2);
@@ -317,7 +257,7 @@ TEST_F(ReplyStorage, OnlyTheHeadOfTheFrameListCounts) {
     EXPECT_EQ(cached(), 1);
 }
 
-TEST_F(ReplyStorage, ReadsNothingOutsideARandomReplyWhateverTheRecordClaims) {
+TEST_F(ReplyStorage, ReadsNothingOutsideARandomReply) {
     std::mt19937 random(20240105);
     const int extremes[] = {int_min, -1, 0, 1, 7, 8, 9, 0xFFFF, 0x10000, int_max};
     const auto pick = [&] {
@@ -333,8 +273,6 @@ TEST_F(ReplyStorage, ReadsNothingOutsideARandomReplyWhateverTheRecordClaims) {
         store(make_var(type, pick(), wild ? pick() : static_cast<int>(random() % 400), pick()), reply,
               wild ? pick() : static_cast<int>(random() % 60), wild ? pick() : static_cast<int>(random() % 8));
         ASSERT_LE(cached(), size * 8);
-        PLC_driver.bit_cache.clear();
-        PLC_driver.word_cache.clear();
-        PLC_driver.dword_cache.clear();
+        support::clear_caches();
     }
 }

@@ -1,0 +1,43 @@
+# How test programs are built, and under which names ctest runs them.
+
+option(KELPO_TEST_CASES "Run each case of a test program as a test of its own; OFF runs each program once" ON)
+
+# GoogleTest's headers take longer to compile than most tests do. They are compiled once, with what most tests include
+# anyway, and once more with Qt for the tests of the driver. One header serves only programs that are built with the same
+# options, so all are position independent in one way. Each file still includes what it uses: script/lint reads it so.
+function(kelpo_test_header name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;LIBRARIES")
+    file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "// Only its header is wanted.\n")
+    add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+    target_compile_features(${name} PRIVATE cxx_std_17)
+    target_link_libraries(${name} PRIVATE GTest::gmock ${arg_LIBRARIES})
+    target_precompile_headers(${name} PRIVATE <gmock/gmock.h>
+        <chrono> <functional> <map> <memory> <optional> <sstream> <string> <thread> <vector> ${arg_HEADERS})
+endfunction()
+
+# Lets the test program `target` use a compiled header of kelpo_test_header.
+function(kelpo_use_test_header target header)
+    target_precompile_headers(${target} REUSE_FROM ${header})
+    # A compiler cache can only then see what such a header holds.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+endfunction()
+
+# Adds the cases of the test program `target`, each as "<PREFIX><suite>.<case>". With WHOLE, and KELPO_TEST_CASES off,
+# the program is one test, "<PREFIX><target>": for cases that wait for nothing, where it takes longer to start the
+# program than to run them. With NAMED, cases with a parameter have the names that the program gives them, otherwise
+# their value. FILTER chooses among the cases; PROPERTIES are those of each test.
+function(kelpo_add_tests target)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "WHOLE;NAMED" "PREFIX;FILTER" "PROPERTIES")
+    set(properties TIMEOUT 300 ${arg_PROPERTIES})
+    if(arg_WHOLE AND NOT KELPO_TEST_CASES)
+        add_test(NAME ${arg_PREFIX}${target} COMMAND ${target})
+        set_tests_properties(${arg_PREFIX}${target} PROPERTIES ${properties})
+    else()
+        set(values)
+        if(arg_NAMED)
+            set(values NO_PRETTY_VALUES)
+        endif()
+        gtest_discover_tests(${target} TEST_PREFIX "${arg_PREFIX}" TEST_FILTER "${arg_FILTER}" ${values}
+            DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 PROPERTIES ${properties})
+    endif()
+endfunction()

@@ -1,0 +1,131 @@
+#include "host/driver/driver.h"
+
+#include "host/driver/driver_library.h"
+#include "host/driver/raw_calls.h"
+
+#include <map>
+#include <mutex>
+
+namespace kelpo {
+namespace {
+
+// Outside of those that the driver's return codes tell apart.
+constexpr int group_of_host = ozna_kelpo::groups_told_apart;
+
+}  // namespace
+
+struct Driver::State {
+    ComInfo info{};
+    int max_count = DriverSettings().max_count;
+    std::mutex mutex;  // guards all below; the driver's list lock may be held when it is taken, and not the reverse
+    int next_id = 0;
+    std::map<RequestName, RequestOutcome> ended;
+};
+
+Driver::Driver(const std::string &file)
+    : library_(std::make_unique<DriverLibrary>(file)), state_(std::make_unique<State>()) {}
+
+Driver::~Driver() = default;
+
+ComInfo &Driver::configure(const DriverSettings &settings) {
+    ComInfo &info = state_->info;
+    info = {};
+    info.max_count = settings.max_count;
+    info.default_station = 1;
+    info.retry_times = settings.retries;
+    info.multi_station = 1;
+    info.write_mode = ozna_kelpo::write_to_controller;
+    state_->max_count = settings.max_count;
+    library_->entry().SetComInfo(&info);
+    return info;
+}
+
+std::optional<int> Driver::number_of(int type, const std::string &address) const {
+    const int number = library_->entry().PLCAddressChangeIntef(type, driver_text(address));
+    return number < 0 ? std::nullopt : std::optional<int>(number);
+}
+
+std::string Driver::held_bytes(const Variable &variable) const {
+    return cached_bytes(library_->entry(), variable);
+}
+
+Values Driver::held_values(const Variable &variable) const {
+    return shown_by(library_->entry(), variable);
+}
+
+int Driver::poll(const std::vector<Variable> &variables) const {
+    QList<HOST_VAR> list = polled(variables);
+    return library_->entry().ReCreatReadVarList(&list);
+}
+
+std::vector<PolledBlock> Driver::blocks() const {
+    std::vector<PolledBlock> blocks;
+    for (const RW_VAR &entry : library_->read_blocks())
+        blocks.push_back({entry.station_no, entry.reg_type, entry.reg_addr, entry.reg_count});
+    return blocks;
+}
+
+void Driver::switch_station(int station, bool on) const {
+    library_->entry().EnableEthernet(station, on ? ozna_kelpo::station_on : ozna_kelpo::station_off);
+}
+
+RequestName Driver::new_name() {
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    return {group_of_host, state_->next_id++};
+}
+
+RequestName Driver::queue_read(const Variable &place) {
+    const RequestName name = new_name();
+    for (const Variable &part : parts_to_read(*this, place, state_->max_count)) {
+        RW_VAR record = once_read_record(part, name.group, name.id);
+        library_->entry().AddListOnceReadVar(&record, ozna_kelpo::parse_and_cut);
+    }
+    return name;
+}
+
+RequestName Driver::queue_write(const WritePart &part) {
+    const RequestName name = new_name();
+    library_->entry().SetRegisterData(QString(), part.type, driver_text(part.address), part.station,
+                                      driver_bytes(part.bytes), part.count, name.group, name.id);
+    return name;
+}
+
+bool Driver::has_room_for(int requests) const {
+    return library_->requests_waiting() + requests <= most_queued;
+}
+
+bool Driver::all_served() const {
+    return library_->requests_waiting() == 0;
+}
+
+std::optional<RequestOutcome> Driver::take_outcome(const RequestName &name) {
+    if (library_->is_waiting(name.group, name.id))
+        return std::nullopt;
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    const auto found = state_->ended.find(name);
+    if (found == state_->ended.end())
+        return RequestOutcome::dropped;
+    const RequestOutcome outcome = found->second;
+    state_->ended.erase(found);
+    return outcome;
+}
+
+// The driver reports the end of each part; one that failed counts.
+void Driver::note_end(const RequestName &name, RequestOutcome outcome) {
+    if (name.group != group_of_host)
+        return;
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    const auto noted = state_->ended.insert({name, outcome}).first;
+    if (outcome == RequestOutcome::failed)
+        noted->second = outcome;
+}
+
+bool Driver::serves_a_write_next() const {
+    return library_->serves_a_write_next();
+}
+
+void Driver::give_up(const RequestName &name) const {
+    library_->give_up(name.group, name.id);
+}
+
+}  // namespace kelpo

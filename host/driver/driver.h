@@ -1,0 +1,110 @@
+#pragma once
+
+#include "host/driver/driver_error.h"
+#include "host/driver/driver_queries.h"
+#include "host/driver/request_name.h"
+#include "host/driver/request_parts.h"
+#include "host/driver/variable.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct ComInfo;
+
+namespace kelpo {
+
+class DriverLibrary;
+
+/// A read of the driver's cyclic list.
+struct PolledBlock {
+    int station;
+    int register_class;
+    int first;  ///< first number, as the class counts
+    int count;
+};
+
+/// How the driver is to work.
+struct DriverSettings {
+    int max_count = 100;  ///< most units in one request, 1 to 100
+    int retries = 2;      ///< failed replies that are tolerated before a request is given up
+};
+
+/// The driver, loaded by file name while the host runs, as a panel does it. What is the driver's own stays inside
+/// this class: its records and texts, its lists and locks, its status numbers. There is one driver in a process.
+///
+/// The functions take the driver's list lock, which its callbacks hold: they must not be called from
+/// LinkWatcher::request_ended and communication_failed. Otherwise they can be called from any thread.
+class Driver : public DriverQueries {
+public:
+    /// Loads `file`: see DriverLibrary. Throws DriverLibraryError.
+    explicit Driver(const std::string &file);
+
+    /// Unloads the driver. No other thread may still be inside it.
+    ~Driver() override;
+    Driver(const Driver &) = delete;
+    Driver &operator=(const Driver &) = delete;
+
+    /// The loaded library itself: for the link loop, and for tests.
+    const DriverLibrary &library() const {
+        return *library_;
+    }
+
+    /// Configures the driver: every variable has its own station, and writes go to the controllers. Returns the
+    /// driver's block of settings, which it looks at as long as it is loaded. Only while no link runs.
+    ComInfo &configure(const DriverSettings &settings);
+
+    std::optional<int> number_of(int type, const std::string &address) const override;
+    std::string held_bytes(const Variable &variable) const override;
+
+    /// The same as values.
+    Values held_values(const Variable &variable) const;
+
+    /// Makes the driver poll these variables, and no others. Returns the number of blocks.
+    int poll(const std::vector<Variable> &variables) const;
+
+    /// The block reads that the driver cycles through, in their present order.
+    std::vector<PolledBlock> blocks() const;
+
+    /// Off: what waits for the station is dropped, and it is asked for nothing more. A request on its way is not
+    /// affected.
+    void switch_station(int station, bool on) const;
+
+    /// Queues a read of `place`, one that place_to_read gave. There must be room for its requests.
+    RequestName queue_read(const Variable &place);
+
+    /// Queues a write. There must be room for it.
+    RequestName queue_write(const WritePart &part);
+
+    /// True when `requests` more fit into either queue.
+    bool has_room_for(int requests) const;
+
+    /// True when nothing that was queued waits or is on its way any more.
+    bool all_served() const;
+
+    /// How a request has ended; nothing while a part of it waits or is on its way. It is forgotten with this call: the
+    /// next one says `dropped`.
+    std::optional<RequestOutcome> take_outcome(const RequestName &name);
+
+    /// The link calls this when the driver's callback reports a request, with the list lock held.
+    void note_end(const RequestName &name, RequestOutcome outcome);
+
+    /// True when a write that is queued now, before any other, is what the driver asks for next, unless its station is
+    /// switched off. For the thread that runs the link.
+    bool serves_a_write_next() const;
+
+    /// Gives up the request if it is on its way, as when no reply comes however often it is sent. For the same thread,
+    /// while no link loop runs.
+    void give_up(const RequestName &name) const;
+
+private:
+    struct State;
+
+    RequestName new_name();
+
+    std::unique_ptr<DriverLibrary> library_;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <tuple>
+
+namespace kelpo {
+
+/// How the driver knows a request. The two numbers mean nothing to the host but are shown in traces.
+struct RequestName {
+    int group;
+    int id;
+
+    /// True for the block reads that the driver makes of its own accord (ozna_kelpo::polled_id).
+    bool is_polled() const {
+        return id == -1;
+    }
+    bool operator==(const RequestName &other) const {
+        return group == other.group && id == other.id;
+    }
+    bool operator<(const RequestName &other) const {
+        return std::tie(group, id) < std::tie(other.group, other.id);
+    }
+};
+
+/// How a queued read or write has ended.
+enum class RequestOutcome {
+    done,
+    failed,  ///< given up, or the driver could not make a request of it; its other parts are dropped
+    dropped  ///< never sent: the driver drops what waits for a station that is switched off
+};
+
+}  // namespace kelpo

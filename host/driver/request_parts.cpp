@@ -1,0 +1,135 @@
+#include "host/driver/request_parts.h"
+
+#include "host/driver/address_text.h"
+#include "host/driver/register_types.h"
+
+#include <ozna_kelpo_constants.h>
+
+#include <algorithm>
+
+namespace kelpo {
+namespace {
+
+using TypeUnit = RegisterType::Unit;
+using Writes = RegisterType::Writes;
+
+int rounded_up(int units, int per_request) {
+    return (units + per_request - 1) / per_request;
+}
+
+int least_one(int max_count) {
+    return std::max(1, max_count);
+}
+
+// A 32-bit register, of which an address names a whole one. The other 32-bit types have two registers each.
+bool is_double_register(const RegisterType &type) {
+    return type.modbus_per_number == 2;
+}
+
+// Modbus has 125 registers in one request.
+int double_words_per_read(int max_count) {
+    return std::clamp(max_count, 1, static_cast<int>(ozna_kelpo::most_double_words_modbus));
+}
+
+// What the driver puts into one request, in values of the type's unit: 0 when it does not write the type.
+int values_per_write(const RegisterType &type, int max_count) {
+    constexpr int bits_per_unit = 8;
+    if (type.writes == Writes::never)
+        return 0;
+    if (type.writes == Writes::one_by_one)
+        return 1;
+    switch (type.unit) {
+    case TypeUnit::double_word:
+        return std::min(least_one(max_count), static_cast<int>(ozna_kelpo::most_double_words));
+    case TypeUnit::word:
+        return least_one(max_count);
+    case TypeUnit::bit:
+        break;
+    }
+    return bits_per_unit * least_one(max_count);
+}
+
+// What `count` of a variable counts for each value of the type's unit.
+int counts_per_value(const RegisterType &type) {
+    return type.unit == TypeUnit::double_word ? 2 : 1;
+}
+
+}  // namespace
+
+const int most_queued = ozna_kelpo::most_queued;
+
+std::optional<Variable> place_to_read(const DriverQueries &driver, const Variable &place) {
+    const RegisterType &type = register_type(place.type);
+    if (!type.is_bit_of_register)
+        return place;
+    const auto bit = driver.number_of(place.type, place.address);
+    if (!bit)
+        return std::nullopt;
+    const NumberRange range = range_in_class(type, *bit, place.count);
+    Variable registers = place;
+    registers.type = type.register_class;
+    registers.address = std::to_string(range.first);
+    registers.count = static_cast<int>(range.last - range.first) + 1;
+    registers.view = View::unsigned_words;
+    return registers;
+}
+
+std::vector<Variable> places_to_read(const DriverQueries &driver, const std::vector<Variable> &places) {
+    std::vector<Variable> all;
+    all.reserve(places.size());
+    for (const Variable &place : places)
+        all.push_back(place_to_read(driver, place).value_or(place));
+    return all;
+}
+
+std::vector<Variable> parts_to_read(const DriverQueries &driver, const Variable &place, int max_count) {
+    const auto number = driver.number_of(place.type, place.address);
+    const int registers = 2 * double_words_per_read(max_count);
+    if (!is_double_register(register_type(place.type)) || place.count <= registers || !number)
+        return {place};
+    std::vector<Variable> parts;
+    for (int done = 0; done < place.count; done += registers) {
+        Variable part = place;
+        part.address = address_text(place.type, *number + done / 2);
+        part.count = std::min(registers, place.count - done);
+        parts.push_back(part);
+    }
+    return parts;
+}
+
+int requests_of_read(const Variable &place, int max_count) {
+    const RegisterType &type = register_type(place.type);
+    const int even = rounded_up(place.count, 2) * 2;
+    if (is_double_register(type))
+        return rounded_up(even / 2, double_words_per_read(max_count));
+    return rounded_up(type.unit == TypeUnit::double_word ? even : place.count, least_one(max_count));
+}
+
+int requests_of_write(const Variable &place, int max_count) {
+    const RegisterType &type = register_type(place.type);
+    const int values = values_per_write(type, max_count);
+    return values == 0 ? 0 : rounded_up(rounded_up(place.count, counts_per_value(type)), values);
+}
+
+std::vector<WritePart> parts_of_write(const DriverQueries &driver, const Variable &place, const Values &values,
+                                      int max_count) {
+    const RegisterType &type = register_type(place.type);
+    const int at_once = values_per_write(type, max_count);
+    const auto first = driver.number_of(place.type, place.address);
+    std::vector<WritePart> parts;
+    if (at_once == 0 || !first)
+        return parts;
+    const std::string bytes = bytes_of(place.view, values);
+    const auto size = static_cast<std::size_t>(value_size(type, counts_per_value(type)));
+    const int numbers = type.unit == TypeUnit::double_word && !is_double_register(type) ? 2 : 1;
+    const int all = rounded_up(place.count, counts_per_value(type));
+    for (int done = 0; done < all; done += at_once) {
+        const int taken = std::min(all - done, at_once);
+        parts.push_back({place.station, place.type, address_text(place.type, *first + done * numbers),
+                         taken * counts_per_value(type),
+                         bytes.substr(static_cast<std::size_t>(done) * size, static_cast<std::size_t>(taken) * size)});
+    }
+    return parts;
+}
+
+}  // namespace kelpo

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "host/driver/view.h"
+
+#include <string>
+
+namespace kelpo {
+
+constexpr int last_station = 247;
+
+/// A variable: a place in a controller, and how its value is shown.
+struct Variable {
+    std::string name;
+    int station;          ///< 1 to 247
+    int type;             ///< register type, 0 to 17
+    std::string address;  ///< in the syntax of the register type
+    int count;            ///< bits, or 16-bit registers also where a value takes two of them
+    View view;
+};
+
+}  // namespace kelpo

@@ -1,0 +1,69 @@
+#include "host/frames/verdict.h"
+
+#include <ozna_kelpo_constants.h>
+
+#include "host/frames/frame_words.h"
+#include "host/frames/rtu_frame.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace kelpo {
+namespace {
+
+bool is_exception(const FrameBytes &reply, const FrameBytes &request) {
+    return reply.size() == modbus::exception_size && request.size() >= 2 && reply[0] == request[0] &&
+           reply[1] == (request[1] | modbus::exception_bit) && crc_right(reply);
+}
+
+// Also when that was held back from the driver, since it asked too often.
+bool asks_to_wait(const FrameBytes &reply, const FrameBytes &request) {
+    constexpr int wait_function = 0x6A, wait_code = 0x8B;
+    return reply.size() == modbus::exception_size && !request.empty() && reply[0] == request[0] &&
+           reply[1] == wait_function && reply[2] == wait_code && crc_right(reply);
+}
+
+// What an adapter sends back that hears itself: the receiver stops at the length that is due.
+bool is_echo(const FrameBytes &reply, const FrameBytes &request) {
+    return reply.size() >= modbus::shortest_frame && reply.size() <= request.size() &&
+           std::equal(reply.begin(), reply.end(), request.begin());
+}
+
+}  // namespace
+
+Failure failure_of(const Exchange &exchange) {
+    using Kind = Failure::Kind;
+    const FrameBytes reply = bytes_of(exchange.reply), request = bytes_of(exchange.request);
+    if (exchange.code == ozna_kelpo::code_not_now || asks_to_wait(reply, request))
+        return {Kind::not_now, "the controller asks to wait (6A 8B)"};
+    if (reply.empty())
+        return {Kind::no_reply, "no reply"};
+    if (is_exception(reply, request)) {
+        const int exception = reply[2];
+        return {Kind::refused,
+                "refused: " + exception_words(exception) + " (exception " + std::to_string(exception) + ")"};
+    }
+    if (is_echo(reply, request))
+        return {Kind::bad_reply, "bad reply: the request came back; the adapter hears itself, or the line is a loop"};
+    const FrameMeaning meaning = reply_meaning(reply, request, std::nullopt);
+    std::string text = "bad reply: " + meaning.words;
+    // What looks well and was not taken: the driver must have had its reason.
+    if (!meaning.failed)
+        text += "; the driver did not take it (code " + std::to_string(exchange.code) + ")";
+    return {Kind::bad_reply, text};
+}
+
+ExitCode exit_code_of(Failure::Kind kind) {
+    switch (kind) {
+    case Failure::Kind::no_reply:
+        return ExitCode::no_reply;
+    case Failure::Kind::refused:
+        return ExitCode::refused;
+    case Failure::Kind::bad_reply:
+    case Failure::Kind::not_now:
+        break;
+    }
+    return ExitCode::bad_reply;
+}
+
+}  // namespace kelpo

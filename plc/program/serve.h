@@ -1,0 +1,12 @@
+#pragma once
+
+#include "plc/line/line.h"
+#include "plc/program/controller.h"
+
+namespace plc {
+
+/// Carries bytes between the line and the controller until `stop` becomes readable.
+/// Throws std::system_error when the line breaks.
+void serve(Line &line, Controller &controller, int stop);
+
+}  // namespace plc

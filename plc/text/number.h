@@ -1,0 +1,12 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace plc {
+
+/// The whole of `text` as a number: decimal, or hexadecimal after 0x, with a minus or without. Empty when it is none,
+/// or none that 32 bits hold.
+std::optional<long long> number_in(const std::string &text);
+
+}  // namespace plc
