@@ -99,7 +99,9 @@ LineNote::Left LineNote::left_by_others() const {
     char *end = nullptr;
     const nanoseconds until(std::strtoll(text, &end, 10));
     const nanoseconds patience(std::strtoll(end, &end, 10));
-    if (std::string(end) != " " + line_ + "\n")
+    // A longer note may have been there before, about another terminal.
+    const std::string rest(end);
+    if (rest.substr(0, rest.find('\n')) != " " + line_)
         return {};
     const nanoseconds none(0), time = std::clamp(until - since_boot(), none, longest_wait);
     return {time, std::clamp(patience, none, time)};
@@ -132,7 +134,7 @@ bool LineNote::is_the_one_there() const {
            ours.st_ino == there.st_ino;
 }
 
-// One write, of always the same size: a reader finds the old note or the new one.
+// One write: a reader finds the old note or the new one. Only the first line counts.
 void LineNote::write(nanoseconds until) {
     char numbers[64];
     std::snprintf(numbers, sizeof numbers, "%020lld %020lld", static_cast<long long>(until.count()),

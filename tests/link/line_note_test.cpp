@@ -110,6 +110,12 @@ TEST_F(Note, IsAboutTheTerminalThatIsOpenWhateverItsNameLeadsToByNow) {
     EXPECT_GT(left(), seconds(10));
 }
 
+TEST_F(Note, IsReadAlsoWhenALongerOneWasThereBefore) {
+    std::ofstream(file()) << std::string(200, '7') << "\n";
+    expect_for(seconds(20));
+    EXPECT_GT(left(), seconds(10));
+}
+
 TEST_F(Note, BecomesExactAtTheEnd) {
     const LineNote::Time now = LineNote::Time::clock::now();
     LineNote ours = note();
