@@ -26,6 +26,7 @@ IN_ORDER = "in order"  # each delay begins with its request, but no reply overta
 OVERTAKING = "overtaking"  # each delay begins with its request, and replies may change places
 
 SPACING_S = 0.005  # from one reply to the next, but where they overtake each other
+CALM_S = 0.2  # a line that was this long without a request and a reply, and owes none, is calm
 SILENCE_S = 0.05  # what is no whole request after this silence is dropped
 LOOK_S = 0.005  # how often the line is looked at while nothing comes
 
@@ -82,6 +83,7 @@ class Event:
     value: int = 0  # written
     frame: bytes = b""  # sent
     took: float = 0.0  # sent: seconds since its request or the reply before it, at most
+    slowest: float = 0.0  # sent: the longest that a reply took since the line was calm, this one included
 
 
 def bits_to_bytes(bits):
@@ -123,7 +125,9 @@ class Controller:
     controller's own thread. Without it each request is served at once. .order says how delays go together.
 
     On a busy machine a reply leaves later than it should. So each event of kind "sent" says how long that reply took
-    at most: a request came in after the last look at the line that found nothing, and before it was read.
+    at most: a request came in after the last look at the line that found nothing, and before it was read. Who was
+    answered too late may have taken that reply for the next request's, that one's for the request after it, and so on
+    until there is a pause. So the event also knows the slowest reply since the last pause.
     """
 
     def __init__(self, stations=(1,), behave=None, order=IN_ORDER):
@@ -164,6 +168,8 @@ class Controller:
         self._waiting = []
         self._last_due = 0.0
         self._last_sent = {}  # moment by station
+        self._last_used = 0.0  # moment of the last request or reply
+        self._slowest = 0.0
         self._wake_read, self._wake_write = os.pipe()
         self._thread = threading.Thread(target=self._run, daemon=True)
         self._thread.start()
@@ -280,6 +286,9 @@ class Controller:
         if request.station not in self.stations:
             return
         now = time.monotonic()
+        if not self._waiting and not_before - self._last_used > CALM_S:
+            self._slowest = 0.0
+        self._last_used = now
         with self._lock:
             self._log.append(Event("asked", now, request=request))
         for delay, frame in self.behave(request):
@@ -300,9 +309,10 @@ class Controller:
             except BlockingIOError:
                 pass  # nobody has read for 4096 bytes: what comes now is lost, as on a wire
             now = time.monotonic()
-            took = now - max(not_before, self._last_sent.get(station, 0.0))
-            self._log.append(Event("sent", now, request=request, frame=frame, took=took))
-        self._last_sent[station] = now
+            took = now - max(not_before, self._last_sent.get(station, 0.0)) if request else 0.0
+            self._slowest = max(self._slowest, took)
+            self._log.append(Event("sent", now, request=request, frame=frame, took=took, slowest=self._slowest))
+        self._last_sent[station] = self._last_used = now
 
 
 def constant(seconds):

@@ -1,5 +1,7 @@
 """The controller and the judge themselves can be relied on: what the other files of this folder say rests on them."""
-from controller import Controller, check_sum, content, first_request, with_check
+import time
+
+from controller import CALM_S, Controller, check_sum, content, first_request, with_check
 from programs import OK, kelpo, records
 from sentences import Sentences, main
 
@@ -45,6 +47,18 @@ class TheController(Sentences):
             self.assertEqual([event.request.address for event in sent], [10, 200])
             for event in sent:
                 self.assertGreaterEqual(event.took, 0.3)
+
+    def test_the_controller_knows_the_slowest_reply_since_the_line_was_calm(self):
+        with Controller() as controller:
+            delays = iter((0.3, 0.0, 0.0))
+            controller.behave = lambda request: [(next(delays), controller.serve(request))]
+            kelpo("read", "--line", controller.path, "--reply-timeout", 5000, "1:7:10", "1:7:200")
+            time.sleep(2 * CALM_S)
+            kelpo("read", "--line", controller.path, "--reply-timeout", 5000, "1:7:10")
+            first, soon_after, after_a_pause = controller.events("sent")
+            self.assertEqual(first.slowest, first.took)
+            self.assertEqual(soon_after.slowest, max(first.took, soon_after.took))
+            self.assertEqual(after_a_pause.slowest, after_a_pause.took)
 
     def test_the_judge_judges_no_reply_that_was_later_than_promised(self):
         with Controller() as controller:

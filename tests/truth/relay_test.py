@@ -18,7 +18,7 @@ class Relay(Sentences):
 
     def acknowledged_too_late(self, controller, place, value):
         """Whether another write of VALUE to PLACE may have been acknowledged later than promised."""
-        return any(event.took > self.promise_s for event in controller.events("sent") if not event.request.reads
+        return any(event.slowest > self.promise_s for event in controller.events("sent") if not event.request.reads
                    and place in event.request.places and set(event.request.values) == {value})
 
     def relay(self, seed):

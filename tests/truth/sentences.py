@@ -61,7 +61,7 @@ class Sentences(unittest.TestCase):
         if self.promise_s is None:
             return False
         carried = b"".join(value.to_bytes(2, "big") for value in values)
-        return any(event.took > self.promise_s for event in controller.events("sent")
+        return any(event.slowest > self.promise_s for event in controller.events("sent")
                    if event.request and event.request.reads and carried in event.frame)
 
 
