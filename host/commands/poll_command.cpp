@@ -44,6 +44,7 @@ ExitCode run(const Chosen &chosen) {
     options.list.link = chosen.line.over(options.list.link);
     if (options.list.link.line.path.empty())
         throw common::UsageError("--line, or a list with a line in it, is required");
+    refuse_to_overwrite(options.list.link.line.path, chosen.trace_file);
     options.list_file = chosen.list;
     options.format = chosen.format;
     if (chosen.seconds)

@@ -9,6 +9,7 @@
 #include "host/list/remark_text.h"
 #include "host/trace/trace_run.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -42,13 +43,18 @@ ExitCode trace_list(const Chosen &chosen, const LineOptions &line, StopSignal &s
     reading.list.link = line.over(reading.list.link);
     if (reading.list.link.line.path.empty())
         throw common::UsageError("--line, or a line in the list, is required");
+    for (const std::string &output : {chosen.options.to, chosen.options.pcap})
+        refuse_to_overwrite(reading.list.link.line.path, output);
     return trace_line(driver, reading.list, chosen.options, duration, stop, std::cout, std::cerr);
 }
 
 ExitCode run(Chosen &chosen, const LineOptions &line) {
     chosen.options.style = {on_a_colourful_terminal(), chosen.utc ? TimeZone::utc : TimeZone::local};
-    refuse_to_overwrite(chosen.what, chosen.options.to);
-    refuse_to_overwrite(chosen.what, chosen.options.pcap);
+    for (const std::string &output : {chosen.options.to, chosen.options.pcap})
+        refuse_to_overwrite(chosen.what, output);
+    refuse_same_output(chosen.options.to, chosen.options.pcap);
+    // Whoever closes a pipe has read enough.
+    std::signal(SIGPIPE, SIG_IGN);
     StopSignal stop;
     const StopOnSignals on_signals(stop);
     if (is_capture_file(chosen.what))

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "common/file_beside.h"
 #include "host/frames/trace_record.h"
+#include "host/line/descriptor.h"
 
-#include <fstream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -22,8 +24,9 @@ enum class TraceForm {
 /// Writes records to a file. One thread at a time.
 class TraceOutput {
 public:
-    /// Makes the file, or replaces an earlier one of the same form. Throws TraceOutputError, also when the file exists
-    /// and holds anything else: a slip of the keyboard must not cost a variable list.
+    /// Makes the file beside its place. What is there already stays, and is replaced when the new file is put in place.
+    /// Throws TraceOutputError, also when that is neither an earlier file of the same form nor empty: a slip of the
+    /// keyboard must not cost a variable list. A pipe or a device is written to as it is, once a pipe has its reader.
     TraceOutput(const std::string &file, TraceForm form);
 
     /// Throws TraceOutputError.
@@ -32,12 +35,18 @@ public:
     /// Makes sure that what was written is in the file. Throws TraceOutputError.
     void flush();
 
+    /// Gives the file its name; without that it is removed at its end. More may be written to it. Throws
+    /// TraceOutputError.
+    void put_in_place();
+
 private:
-    void check();
+    [[noreturn]] void fail(int error) const;
 
     std::string file_;
     TraceForm form_;
-    std::ofstream out_;
+    std::optional<common::FileBeside> beside_;
+    std::optional<Descriptor> straight_;  // of a pipe or a device
+    std::string unwritten_;
 };
 
 }  // namespace kelpo

@@ -124,6 +124,8 @@ PollEngine::PollEngine(Driver &driver, const PollList &list, StopSignal &stop, c
 void PollEngine::start() {
     started_ = std::chrono::steady_clock::now();
     session_.start();
+    if (output_)
+        output_->put_in_place();
 }
 
 PollEngine::News PollEngine::refresh() {

@@ -82,7 +82,8 @@ public:
     PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
                std::chrono::milliseconds within);
 
-    /// Opens the line and begins to poll. Throws LineError.
+    /// Opens the line and begins to poll; only then the trace file takes the place of an earlier one. Throws LineError
+    /// and TraceOutputError.
     void start();
 
     struct News {

@@ -39,9 +39,18 @@ public:
             file.flush();
     }
 
+    void put_in_place() {
+        for (TraceOutput &file : files_)
+            file.put_in_place();
+    }
+
     // False once what is shown has no reader any more.
-    bool wanted() const {
+    bool shown() const {
         return out_.good();
+    }
+
+    bool saved() const {
+        return !files_.empty();
     }
 
     std::string summary() const {
@@ -60,6 +69,11 @@ ExitCode failed(const std::string &what, std::ostream &error) {
     return ExitCode::system;
 }
 
+ExitCode ended_early(std::ostream &error) {
+    error << "kelpo: ended before all was saved; nothing is\n";
+    return ExitCode::not_right;
+}
+
 }  // namespace
 
 ExitCode show_trace(const std::string &file, const TraceOptions &options, const StopSignal &stop, std::ostream &out,
@@ -72,12 +86,15 @@ ExitCode show_trace(const std::string &file, const TraceOptions &options, const 
         const std::size_t mistakes = read_trace(in, file,
                                                 {[&](const TraceRecord &record) {
                                                      outputs.write(record);
-                                                     return outputs.wanted() && !stop.raised();
+                                                     return (outputs.shown() || outputs.saved()) && !stop.raised();
                                                  },
                                                  [&error](const std::string &mistake) {
                                                      error << "kelpo: " << mistake << '\n';
                                                  }});
         outputs.flush();
+        if (stop.raised() && outputs.saved())
+            return ended_early(error);
+        outputs.put_in_place();
         return mistakes == 0 ? ExitCode::all_well : ExitCode::not_right;
     } catch (const TraceOutputError &cause) {
         return failed(cause.what(), error);
@@ -98,6 +115,8 @@ ExitCode trace_line(Driver &driver, const PollList &list, const TraceOptions &op
                 driver.switch_station(station.number, false);
         driver.poll(list.variables);
         session.start();
+        // An earlier trace is kept when the line cannot be opened. From here on the file grows in its place.
+        outputs.put_in_place();
 
         const auto write_all = [&] {
             for (const TraceRecord &record : queue.taken())
@@ -105,7 +124,7 @@ ExitCode trace_line(Driver &driver, const PollList &list, const TraceOptions &op
             outputs.flush();
         };
         const auto end = Clock::now() + duration.value_or(std::chrono::seconds(0));
-        while (outputs.wanted() && (!duration || Clock::now() < end) && !stop.wait_for(between_looks))
+        while (outputs.shown() && (!duration || Clock::now() < end) && !stop.wait_for(between_looks))
             write_all();
         session.finish();
         write_all();

@@ -1,17 +1,16 @@
 #include "plc/memory/memory_writer.h"
 
+#include "common/file_beside.h"
 #include "plc/memory/memory_layout.h"
 #include "plc/system/descriptor.h"
 #include "plc/system/system_call.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <iterator>
 #include <stdexcept>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace plc {
 namespace {
@@ -33,33 +32,12 @@ void refuse_to_replace_other_files(const std::string &path) {
         throw std::runtime_error(path + " exists and is no memory file of a controller");
 }
 
-struct NewFile {
-    std::string path;
-    Descriptor descriptor;
-};
-
-// A file that was not there, beside `path`: whatever another user put under its name is neither followed nor touched.
-NewFile make_file_beside(const std::string &path) {
-    constexpr int most_tries = 100;
-    std::string name = path + "." + std::to_string(::getpid());
-    for (int tried = 1;; ++tried) {
-        Descriptor file(::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-        if (file.number() >= 0)
-            return {name, std::move(file)};
-        if (errno != EEXIST || tried == most_tries)
-            fail("cannot make " + name);
-        name = path + "." + std::to_string(::getpid()) + "." + std::to_string(tried);
-    }
-}
-
-MappedFile map_new_file(const NewFile &made, std::size_t size) {
+MappedFile map_new_file(int file, const std::string &path, std::size_t size) {
     // Reserved now: a full disk must not end the controller later.
-    const int error = ::posix_fallocate(made.descriptor.number(), 0, static_cast<off_t>(size));
-    if (error != 0) {
-        ::unlink(made.path.c_str());
-        fail("cannot make " + made.path, error);
-    }
-    return MappedFile(made.descriptor.number(), size, true);
+    const int error = ::posix_fallocate(file, 0, static_cast<off_t>(size));
+    if (error != 0)
+        fail("cannot make " + path, error);
+    return MappedFile(file, size, true);
 }
 
 // The new file is all zeros.
@@ -95,8 +73,8 @@ MemoryLayout &MemoryWriter::published() {
 
 MemoryWriter::MemoryWriter(const std::string &path, const std::vector<StationMemory> &stations) {
     refuse_to_replace_other_files(path);
-    const NewFile unfinished = make_file_beside(path);
-    file_ = map_new_file(unfinished, memory_file_size(stations.size()));
+    common::FileBeside made(path, 0644);
+    file_ = map_new_file(made.descriptor(), path, memory_file_size(stations.size()));
 
     MemoryLayout &layout = published();
     std::copy(std::begin(memory_magic), std::end(memory_magic), layout.magic);
@@ -107,11 +85,7 @@ MemoryWriter::MemoryWriter(const std::string &path, const std::vector<StationMem
         put_values(layout, i, stations[i]);
     }
 
-    if (::rename(unfinished.path.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        ::unlink(unfinished.path.c_str());
-        fail("cannot make " + path, error);
-    }
+    made.put_in_place();
 }
 
 void MemoryWriter::publish_next_moment() {

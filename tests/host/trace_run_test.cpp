@@ -6,10 +6,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace kelpo {
 namespace {
@@ -61,6 +68,11 @@ protected:
         return show_trace(file, options, stop, out, error);
     }
 
+    // In the folder of the test.
+    std::ptrdiff_t files() const {
+        return std::distance(std::filesystem::directory_iterator(directory.file("")), {});
+    }
+
     TemporaryDirectory directory;
     const std::string file = directory.file("saved.trace");
     TraceOptions options;
@@ -107,6 +119,69 @@ TEST_F(TraceRunTest, FilesThatCannotBeUsedAreTold) {
     options.pcap = directory.file("no/such/folder");
     EXPECT_EQ(show(saved), ExitCode::system);
     EXPECT_EQ(error.str(), "kelpo: cannot write " + options.pcap + ": No such file or directory\n");
+}
+
+TEST_F(TraceRunTest, AnEarlierFileStaysUntilTheNewOneIsWhole) {
+    options.to = directory.file("again.trace");
+    const std::string earlier = "# kelpo trace 1\n2026-11-20 12:00:00.000000 * earlier\n";
+    put(options.to, earlier);
+    stop.raise();
+    EXPECT_EQ(show(saved), ExitCode::not_right);
+    EXPECT_EQ(error.str(), "kelpo: ended before all was saved; nothing is\n");
+    EXPECT_EQ(content(options.to), earlier);
+    EXPECT_EQ(files(), 2);
+}
+
+TEST_F(TraceRunTest, AFileIsSavedWholeWhenNobodyReadsWhatIsShown) {
+    options.to = directory.file("again.trace");
+    out.setstate(std::ios::badbit);
+    EXPECT_EQ(show(saved), ExitCode::all_well);
+    EXPECT_EQ(content(options.to), saved);
+}
+
+TEST_F(TraceRunTest, ALinkIsNotFollowed) {
+    options.to = directory.file("link.trace");
+    for (const std::string target : {"earlier.trace", "nowhere"}) {
+        std::filesystem::remove(options.to);
+        std::filesystem::create_symlink(directory.file(target), options.to);
+        put(directory.file("earlier.trace"), saved);
+        error.str({});
+        EXPECT_EQ(show(saved), ExitCode::system);
+        EXPECT_EQ(error.str(), "kelpo: " + options.to + " is a link; name the file itself\n");
+        EXPECT_EQ(content(directory.file("earlier.trace")), saved);
+        EXPECT_FALSE(std::filesystem::exists(directory.file("nowhere")));
+    }
+}
+
+TEST_F(TraceRunTest, WhatOthersMayNotReadOrWriteStaysSo) {
+    options.to = directory.file("again.trace");
+    put(options.to, saved);
+    using std::filesystem::perms;
+    std::filesystem::permissions(options.to, perms::owner_read | perms::owner_write);
+    EXPECT_EQ(show(saved), ExitCode::all_well);
+    EXPECT_EQ(std::filesystem::status(options.to).permissions(), perms::owner_read | perms::owner_write);
+}
+
+TEST_F(TraceRunTest, ADeviceIsWrittenToAsItIs) {
+    options.to = "/dev/null";
+    options.pcap = "/dev/full";
+    EXPECT_EQ(show(saved), ExitCode::system);
+    EXPECT_EQ(error.str(), "kelpo: cannot write /dev/full: No space left on device\n");
+}
+
+TEST_F(TraceRunTest, APipeWithoutAReaderKeepsNobodyWaiting) {
+    options.to = directory.file("pipe");
+    ASSERT_EQ(mkfifo(options.to.c_str(), 0600), 0);
+    EXPECT_EQ(show(saved), ExitCode::system);
+    EXPECT_EQ(error.str(), "kelpo: cannot write " + options.to + ": No such device or address\n");
+
+    const int reader = open(options.to.c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    EXPECT_EQ(show(saved), ExitCode::all_well);
+    std::string got(saved.size() + 1, '\0');
+    got.resize(static_cast<std::size_t>(std::max<ssize_t>(0, read(reader, got.data(), got.size()))));
+    close(reader);
+    EXPECT_EQ(got, saved);
 }
 
 TEST_F(TraceRunTest, OnlyASavedTraceIsTakenForOne) {
@@ -211,8 +286,11 @@ TEST_F(TraceLineTest, AStationThatTheListSwitchesOffIsNotAsked) {
     EXPECT_EQ(times(content(options.to), "> 02 "), 0U);
 }
 
-TEST_F(TraceLineTest, ALineThatCannotBeOpenedIsAnError) {
+TEST_F(TraceLineTest, ALineThatCannotBeOpenedIsAnErrorAndLeavesAnEarlierTrace) {
+    put(options.to, saved);
     EXPECT_THROW(trace_line(driver, list, options, {}, stop, out, error), LineError);
+    EXPECT_EQ(content(options.to), saved);
+    EXPECT_EQ(files(), 1);
 }
 
 }  // namespace
