@@ -136,13 +136,14 @@ struct PublishedValues {
 /// counted from 0, is number n % 4096. It is the same with requests and pieces, modulo 1024. Requests to stations that
 /// are not there are not logged.
 ///
-/// Everything that changes while readers look is atomic, so that the two processes never race. A reader that finds the
+/// Everything that changes while readers look is atomic, so that the two processes never race. So are the version and
+/// the number of stations: a reader loads them once, and others may write there meanwhile. A reader that finds the
 /// sequence counter even, and the same after its reads as before, has seen no half change: the values are stored with
 /// release and loaded with acquire, so they are read between its two looks at the counter.
 struct MemoryLayout {
     char magic[8];
-    std::uint32_t version;
-    std::uint32_t station_count;
+    std::atomic<std::uint32_t> version;
+    std::atomic<std::uint32_t> station_count;
     std::atomic<std::uint32_t> sequence;
     std::atomic<std::uint32_t> moment;
     std::atomic<std::uint32_t> fault_count;

@@ -89,8 +89,8 @@ MemoryReader MemoryReader::open(const std::string &path) {
 
     MappedFile mapped(file.number(), size, false);
     const MemoryLayout &layout = *static_cast<const MemoryLayout *>(mapped.start());
-    const std::size_t station_count = layout.station_count;
-    if (layout.version != memory_version || station_count > sizeof layout.stations ||
+    const std::size_t station_count = load(layout.station_count);
+    if (load(layout.version) != memory_version || station_count > sizeof layout.stations ||
         size != memory_file_size(station_count))
         throw std::runtime_error(path + " has a layout that this reader does not know");
     return MemoryReader(std::move(mapped), station_count);

@@ -78,8 +78,8 @@ MemoryWriter::MemoryWriter(const std::string &path, const std::vector<StationMem
 
     MemoryLayout &layout = published();
     std::copy(std::begin(memory_magic), std::end(memory_magic), layout.magic);
-    layout.version = memory_version;
-    layout.station_count = static_cast<std::uint32_t>(stations.size());
+    store(layout.version, memory_version);
+    store(layout.station_count, static_cast<std::uint32_t>(stations.size()));
     for (std::size_t i = 0; i < stations.size(); ++i) {
         layout.stations[i] = static_cast<std::uint8_t>(stations[i].station());
         put_values(layout, i, stations[i]);

@@ -459,6 +459,18 @@ TEST_F(MemoryFile, LeavesNothingBehindWhenItCannotBeMade) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(parent), {}), 1);
 }
 
+TEST_F(MemoryFile, LeavesNothingBehindWhenItCannotBeMapped) {
+    std::vector<MemoryWriter> all;
+    try {
+        for (;;)
+            all.emplace_back(path_, stations_);
+    } catch (const std::runtime_error &) {
+    }
+    EXPECT_EQ(all.size(), 64U);
+    const std::filesystem::path parent = std::filesystem::path(path_).parent_path();
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(parent), {}), 1);
+}
+
 TEST_F(MemoryFile, IsMadeBesideALinkThatAnotherUserPutInItsWay) {
     const std::string victim = folder_ / "victim";
     std::ofstream(victim) << "my diary";
