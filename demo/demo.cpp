@@ -120,7 +120,7 @@ void Demo::run_screen() {
         if (link_.passes > 0)
             panel_.refresh();
         for (const std::string &event : exercised_.take())
-            screen.tell(event);
+            screen.show_event(event);
         screen.show(panel_.cells(), status_line(link_, panel_.judge(), exerciser_.scores(), Clock::now() - started_));
         if (options_.until_proven && everything_proven())
             events_.stop();

@@ -158,7 +158,7 @@ Screen::~Screen() {
         write_all(descriptor_, leave_screen);
 }
 
-void Screen::tell(const std::string &event) {
+void Screen::show_event(const std::string &event) {
     if (!terminal_) {
         write_all(descriptor_, event + "\n");
         return;

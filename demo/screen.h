@@ -47,8 +47,8 @@ public:
     Screen(const Screen &) = delete;
     Screen &operator=(const Screen &) = delete;
 
-    /// Tells an event, in one line. A terminal shows it with the next call of show().
-    void tell(const std::string &event);
+    /// Shows an event, in one line. A terminal shows it with the next call of show().
+    void show_event(const std::string &event);
 
     void show(const std::vector<Cell> &cells, const std::string &status);
 

@@ -21,12 +21,12 @@ void print_remarks(const Remarks &remarks, const std::string &prefix, std::ostre
     for (const Remark &remark : remarks)
         if (++(remark.kind == Remark::Kind::mistake ? mistakes : warnings) <= most)
             out << prefix << text_of(remark) << '\n';
-    const auto tell_rest = [&](std::size_t count, const char *what) {
+    const auto print_rest = [&](std::size_t count, const char *what) {
         if (count > most)
             out << prefix << "and " << count - most << " more " << what << (count - most == 1 ? "" : "s") << '\n';
     };
-    tell_rest(mistakes, "mistake");
-    tell_rest(warnings, "warning");
+    print_rest(mistakes, "mistake");
+    print_rest(warnings, "warning");
 }
 
 }  // namespace kelpo

@@ -16,16 +16,16 @@ std::string result_json(const OnceResult &result) {
     object.set("station", place.station);
     object.set("type", place.type);
     object.set("address", place.address);
-    object.set("ok", result.ending.code == ExitCode::all_well);
+    object.set("ok", result.status.code == ExitCode::all_well);
     if (!result.reference.values.empty())
         object.set("written", json_values(place.view, result.reference.values));
     if (result.held) {
         object.set("values", json_values(place.view, *result.held));
         object.set("text", text_of(place.view, *result.held));
     }
-    if (!result.ending.problem.empty())
-        object.set("problem", result.ending.problem);
-    object.set("exit_code", static_cast<int>(result.ending.code));
+    if (!result.status.problem.empty())
+        object.set("problem", result.status.problem);
+    object.set("exit_code", static_cast<int>(result.status.code));
     return object.in_one_line();
 }
 

@@ -50,7 +50,7 @@ void OnceRun::wait_until_served(const std::function<void()> &meanwhile) {
 
 void OnceRun::finish() {
     session_.finish();
-    const Ending end = unserved();
+    const Status end = unserved();
     writer_.end(end.problem, end.code);
     take_write_results();
 }
@@ -61,18 +61,18 @@ void OnceRun::take_write_results() {
 }
 
 // What is not through when the run ends.
-Ending OnceRun::unserved() const {
+Status OnceRun::unserved() const {
     if (!line_error().empty())
         return {false, "the line failed before it was through", ExitCode::no_line};
     return {false, "was ended before it was through", ExitCode::not_right};
 }
 
-Ending OnceRun::write_ending(int id) const {
+Status OnceRun::write_status(int id) const {
     const auto found = writes_.find(id);
     return found == writes_.end() ? unserved() : found->second;
 }
 
-Ending OnceRun::read_ending(const std::optional<RequestName> &name) {
+Status OnceRun::read_status(const std::optional<RequestName> &name) {
     const auto outcome = name ? driver_.take_outcome(*name) : std::nullopt;
     if (outcome == RequestOutcome::done)
         return all_well;

@@ -2,9 +2,9 @@
 
 #include "host/link/link_remarks.h"
 #include "host/link/session.h"
-#include "host/once/ending.h"
 #include "host/once/reference.h"
 #include "host/once/request_watch.h"
+#include "host/once/status.h"
 #include "host/write/writer.h"
 
 #include <chrono>
@@ -42,10 +42,10 @@ public:
     void finish();
 
     /// How a read has ended; that of no name was not served. After finish(), once for each name.
-    Ending read_ending(const std::optional<RequestName> &name);
+    Status read_status(const std::optional<RequestName> &name);
 
     /// Likewise of a write, also before finish() once it was served.
-    Ending write_ending(int id) const;
+    Status write_status(int id) const;
 
     /// What the driver holds for the place: what was read, once its reading has ended well.
     Values values(const Variable &place) const;
@@ -63,7 +63,7 @@ public:
 private:
     bool wait_for_room(int requests) const;
     void take_write_results();
-    Ending unserved() const;
+    Status unserved() const;
 
     Driver &driver_;
     int max_count_;
@@ -72,7 +72,7 @@ private:
     Writer writer_;
     LinkRemarks remarks_;
     Session session_;
-    std::map<int, Ending> writes_;  // that have ended, by id
+    std::map<int, Status> writes_;  // that have ended, by id
 };
 
 }  // namespace kelpo

@@ -7,40 +7,40 @@
 namespace kelpo {
 namespace {
 
-Ending too_many(int requests) {
+Status too_many(int requests) {
     return {false,
             "needs " + std::to_string(requests) + " requests, and the driver's queue holds " +
                 std::to_string(most_queued) + "; do it in parts",
             ExitCode::wrong_usage};
 }
 
-Ending no_address(const Variable &place) {
+Status no_address(const Variable &place) {
     return {false, "the address " + place.address + " " + why_no_address(place.type, place.address),
             ExitCode::bad_address};
 }
 
 }  // namespace
 
-Ending PlaceCheck::of_read(const Variable &place) const {
-    Ending address = of_address(place);
+Status PlaceCheck::of_read(const Variable &place) const {
+    Status address = of_address(place);
     if (!address.done)
         return address;
     const int requests = requests_of_read(place_to_read(driver_, place).value_or(place), max_count_);
     return requests > most_queued ? too_many(requests) : all_well;
 }
 
-Ending PlaceCheck::of_write(const Variable &place, bool read_back) const {
+Status PlaceCheck::of_write(const Variable &place, bool read_back) const {
     const int requests = requests_of_write(place, max_count_);
     if (requests == 0)
         return {false, "type " + std::to_string(place.type) + " cannot be written; the driver only reads it",
                 ExitCode::wrong_usage};
-    Ending reading = read_back ? of_read(place) : of_address(place);
+    Status reading = read_back ? of_read(place) : of_address(place);
     if (!reading.done)
         return reading;
     return requests > most_queued ? too_many(requests) : all_well;
 }
 
-Ending PlaceCheck::of_address(const Variable &place) const {
+Status PlaceCheck::of_address(const Variable &place) const {
     constexpr std::int64_t last_modbus_address = 65535;
     const auto number = driver_.number_of(place.type, place.address);
     if (!number)

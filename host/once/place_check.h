@@ -2,7 +2,7 @@
 
 #include "host/driver/driver_queries.h"
 #include "host/driver/variable.h"
-#include "host/once/ending.h"
+#include "host/once/status.h"
 
 namespace kelpo {
 
@@ -13,13 +13,13 @@ public:
     /// `driver` must outlive the check. `max_count` is as in LinkSettings.
     PlaceCheck(const DriverQueries &driver, int max_count) : driver_(driver), max_count_(max_count) {}
 
-    Ending of_read(const Variable &place) const;
+    Status of_read(const Variable &place) const;
 
     /// With `read_back` the place is to be read afterwards.
-    Ending of_write(const Variable &place, bool read_back) const;
+    Status of_write(const Variable &place, bool read_back) const;
 
 private:
-    Ending of_address(const Variable &place) const;
+    Status of_address(const Variable &place) const;
 
     const DriverQueries &driver_;
     int max_count_;

@@ -24,13 +24,13 @@ public:
     }
 
     ExitCode result(const OnceResult &result) {
-        const bool well = result.ending.code == ExitCode::all_well;
+        const bool well = result.status.code == ExitCode::all_well;
         if (json_)
             out_ << result_json(result) << "\n";
         else if (well)
             out_ << result_line(result) << "\n";
         return well ? ExitCode::all_well
-                    : problem(result.reference.place.name + ": " + result.ending.problem, result.ending.code);
+                    : problem(result.reference.place.name + ": " + result.status.problem, result.status.code);
     }
 
 private:
@@ -67,7 +67,7 @@ ExitCode check(const Driver &driver, const OnceOptions &options, const std::vect
     const PlaceCheck places(driver, options.link.max_count);
     ExitCode code = ExitCode::all_well;
     for (const Reference &reference : references) {
-        const Ending found = purpose == Purpose::read ? places.of_read(reference.place)
+        const Status found = purpose == Purpose::read ? places.of_read(reference.place)
                                                       : places.of_write(reference.place, options.check);
         if (!found.done)
             code = worse(code, printer.problem(reference.place.name + ": " + found.problem, found.code));
@@ -78,24 +78,24 @@ ExitCode check(const Driver &driver, const OnceOptions &options, const std::vect
 using ReadName = std::optional<RequestName>;
 
 OnceResult read_result(OnceRun &run, const Reference &reference, const ReadName &name) {
-    OnceResult result{reference, run.read_ending(name), std::nullopt};
-    if (result.ending.done)
+    OnceResult result{reference, run.read_status(name), std::nullopt};
+    if (result.status.done)
         result.held = run.values(reference.place);
     return result;
 }
 
 OnceResult write_result(OnceRun &run, const Reference &reference, int id, bool checked, const ReadName &read_back) {
-    OnceResult result{reference, run.write_ending(id), std::nullopt};
-    if (!result.ending.done || !checked)
+    OnceResult result{reference, run.write_status(id), std::nullopt};
+    if (!result.status.done || !checked)
         return result;
-    const Ending reading = run.read_ending(read_back);
+    const Status reading = run.read_status(read_back);
     if (!reading.done) {
-        result.ending = {false, "was written, but not read back: " + reading.problem, reading.code};
+        result.status = {false, "was written, but not read back: " + reading.problem, reading.code};
         return result;
     }
     result.held = run.values(reference.place);
     if (*result.held != reference.values)
-        result.ending = {false,
+        result.status = {false,
                          "holds " + text_of(reference.place.view, *result.held) + " after " +
                              text_of(reference.place.view, reference.values) + " was written",
                          ExitCode::not_right};
@@ -123,7 +123,7 @@ std::vector<ReadName> write(OnceRun &run, const std::vector<Reference> &referenc
     if (!options.check)
         return names;
     for (std::size_t i = 0; i < references.size(); ++i)
-        if (run.write_ending(static_cast<int>(i)).done)
+        if (run.write_status(static_cast<int>(i)).done)
             names[i] = run.queue_read(references[i].place);
     run.wait_until_served([] {});
     return names;

@@ -100,11 +100,11 @@ void LinkGauge::judge_station(const Exchange &exchange, const std::optional<Fail
     }
     if (!failure || !is_silence(*failure)) {
         if (station.down_since)
-            tell({LinkEvent::Kind::station_back, {}, place_of(exchange), 0, {}, {}, {}});
+            add_event({LinkEvent::Kind::station_back, {}, place_of(exchange), 0, {}, {}, {}});
         station.down_since.reset();
     } else if (exchange.outcome == Outcome::given_up && !station.down_since) {
         station.down_since = now;
-        tell({LinkEvent::Kind::station_down, {}, place_of(exchange), 0, {}, failure->text, failure->kind});
+        add_event({LinkEvent::Kind::station_down, {}, place_of(exchange), 0, {}, failure->text, failure->kind});
     }
 }
 
@@ -114,14 +114,15 @@ void LinkGauge::judge_block(const Exchange &exchange, const std::optional<Failur
         block.failure.reset();
     } else if (exchange.outcome == Outcome::given_up) {
         block.failure = failure;
-        tell({LinkEvent::Kind::given_up, {}, place_of(exchange), exchange.count, {}, failure->text, failure->kind});
+        add_event(
+            {LinkEvent::Kind::given_up, {}, place_of(exchange), exchange.count, {}, failure->text, failure->kind});
     }
 }
 
 void LinkGauge::line_opened() {
     const std::lock_guard<std::mutex> locked(mutex_);
     if (lost_)
-        tell({LinkEvent::Kind::line_back, {}, {}, 0, {}, {}, {}});
+        add_event({LinkEvent::Kind::line_back, {}, {}, 0, {}, {}, {}});
     lost_ = false;
     reading_.line_open = true;
     reading_.line_error.clear();
@@ -135,7 +136,7 @@ void LinkGauge::line_lost(const std::string &why, std::chrono::milliseconds paus
     reading_.line_error = why;
     reading_.next_try = clock_() + pause;
     forget_cycle();
-    tell({LinkEvent::Kind::line_lost, {}, {}, 0, pause, why, {}});
+    add_event({LinkEvent::Kind::line_lost, {}, {}, 0, pause, why, {}});
 }
 
 void LinkGauge::forget_cycle() {
@@ -143,7 +144,7 @@ void LinkGauge::forget_cycle() {
     resend_ = false;
 }
 
-void LinkGauge::tell(LinkEvent event) {
+void LinkGauge::add_event(LinkEvent event) {
     event.time = WallClock::now();
     events_.push_back(std::move(event));
 }

@@ -113,7 +113,7 @@ private:
     void judge_station(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
     void judge_block(const Exchange &exchange, const std::optional<Failure> &failure);
     void forget_cycle();
-    void tell(LinkEvent event);
+    void add_event(LinkEvent event);
 
     const Clock clock_;
     mutable std::mutex mutex_;  // guards all below

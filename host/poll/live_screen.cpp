@@ -148,7 +148,7 @@ void LiveScreen::refresh() {
         if (is_news(event))
             happened += (happened.empty() ? "" : "; ") + words_of(event, engine_.watch().variables());
     if (!happened.empty())
-        tell(happened);
+        show_message(happened);
     if (paused_)
         return;
     const Time now = steady_clock::now();
@@ -322,7 +322,7 @@ void LiveScreen::take_typed() {
     const Asked asked = std::exchange(asked_, Asked::nothing);
     const std::size_t *variable = selected_variable();
     if (asked == Asked::value && variable != nullptr)
-        tell(engine_.write(*variable, typed_).text);
+        show_message(engine_.write(*variable, typed_).text);
 }
 
 void LiveScreen::ask_for_value() {
@@ -338,10 +338,10 @@ void LiveScreen::ask_for_value() {
 
 void LiveScreen::switch_station() {
     if (const std::size_t *variable = selected_variable())
-        tell(engine_.switch_station(engine_.watch().variables()[*variable].station));
+        show_message(engine_.switch_station(engine_.watch().variables()[*variable].station));
 }
 
-void LiveScreen::tell(const std::string &message) {
+void LiveScreen::show_message(const std::string &message) {
     message_ = message;
     message_at_ = steady_clock::now();
 }

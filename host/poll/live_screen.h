@@ -36,7 +36,7 @@ private:
     void take_typed();
     void ask_for_value();
     void switch_station();
-    void tell(const std::string &message);
+    void show_message(const std::string &message);
     void search_for(const std::string &text);
     const std::size_t *selected_variable() const;
 

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 // All places that records go to.
 class Outputs {
 public:
-    Outputs(const TraceOptions &options, std::ostream &out) : teller_(options.style, options.filter), out_(out) {
+    Outputs(const TraceOptions &options, std::ostream &out) : formatter_(options.style, options.filter), out_(out) {
         if (!options.to.empty())
             files_.emplace_back(options.to, TraceForm::saved_trace);
         if (!options.pcap.empty())
@@ -27,7 +27,7 @@ public:
     }
 
     void write(const TraceRecord &record) {
-        for (const std::string &line : teller_.lines(record))
+        for (const std::string &line : formatter_.lines(record))
             out_ << line << '\n';
         for (TraceOutput &file : files_)
             file.write(record);
@@ -54,12 +54,12 @@ public:
     }
 
     std::string summary() const {
-        return std::to_string(teller_.requests()) + " requests, " + std::to_string(teller_.failures()) +
+        return std::to_string(formatter_.requests()) + " requests, " + std::to_string(formatter_.failures()) +
                " without a good reply";
     }
 
 private:
-    TraceTeller teller_;
+    TraceFormatter formatter_;
     std::ostream &out_;
     std::vector<TraceOutput> files_;
 };

@@ -48,9 +48,9 @@ std::string time_between(TraceTime from, TraceTime to) {
 
 }  // namespace
 
-TraceTeller::TraceTeller(const TraceStyle &style, const TraceFilter &filter) : style_(style), filter_(filter) {}
+TraceFormatter::TraceFormatter(const TraceStyle &style, const TraceFilter &filter) : style_(style), filter_(filter) {}
 
-std::vector<std::string> TraceTeller::lines(const TraceRecord &record) {
+std::vector<std::string> TraceFormatter::lines(const TraceRecord &record) {
     std::vector<std::string> lines;
     switch (record.direction) {
     case Direction::sent:
@@ -72,19 +72,19 @@ std::vector<std::string> TraceTeller::lines(const TraceRecord &record) {
     return lines;
 }
 
-void TraceTeller::sent(const TraceRecord &record, std::vector<std::string> &lines) {
+void TraceFormatter::sent(const TraceRecord &record, std::vector<std::string> &lines) {
     ++requests_;
     const FrameMeaning meaning = request_meaning(record.bytes, record.context);
     const bool again = request_ && last_failed_ && request_->record.bytes == record.bytes;
-    request_ = Told{record, meaning.words + (again ? ", again" : ""), meaning.failed,
-                    passes(meaning.station, meaning.function), false};
+    request_ = LastRequest{record, meaning.words + (again ? ", again" : ""), meaning.failed,
+                           passes(meaning.station, meaning.function), false};
     if (request_->passes && !filter_.failures) {
         show(record, request_->words, request_->failed, lines);
         request_->shown = true;
     }
 }
 
-void TraceTeller::received(const TraceRecord &record, std::vector<std::string> &lines) {
+void TraceFormatter::received(const TraceRecord &record, std::vector<std::string> &lines) {
     const FrameBytes asked = request_ ? request_->record.bytes : FrameBytes();
     const FrameMeaning meaning = reply_meaning(record.bytes, asked, record.context);
     last_failed_ = meaning.failed;
@@ -101,12 +101,12 @@ void TraceTeller::received(const TraceRecord &record, std::vector<std::string> &
          lines);
 }
 
-bool TraceTeller::passes(const std::optional<int> &station, const std::optional<int> &function) const {
+bool TraceFormatter::passes(const std::optional<int> &station, const std::optional<int> &function) const {
     return (!filter_.station || station == filter_.station) && (!filter_.function || function == filter_.function);
 }
 
-void TraceTeller::show(const TraceRecord &record, const std::string &words, bool failed,
-                       std::vector<std::string> &lines) {
+void TraceFormatter::show(const TraceRecord &record, const std::string &words, bool failed,
+                          std::vector<std::string> &lines) {
     constexpr std::size_t hex_width = 23;  // of the shortest requests, eight bytes
     const std::string date = date_text(record.time, style_.zone);
     if (date != date_) {

@@ -25,9 +25,9 @@ struct TraceFilter {
 
 /// Turns records into lines, in the order in which they happened: time, direction, bytes, meaning. Each reply is judged
 /// against the request before it. A line of its own names the date, first and when it changes.
-class TraceTeller {
+class TraceFormatter {
 public:
-    TraceTeller(const TraceStyle &style, const TraceFilter &filter);
+    TraceFormatter(const TraceStyle &style, const TraceFilter &filter);
 
     /// The lines, without line ends, that `record` adds: none where the filter leaves it out, several where a request
     /// was kept back until its reply failed.
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    struct Told {
+    struct LastRequest {
         TraceRecord record;
         std::string words;
         bool failed;
@@ -58,9 +58,9 @@ private:
 
     TraceStyle style_;
     TraceFilter filter_;
-    std::optional<Told> request_;  // the last one
-    bool last_failed_ = false;     // its reply, or the last reply before it
-    std::string date_;             // shown last
+    std::optional<LastRequest> request_;  // the last one
+    bool last_failed_ = false;            // its reply, or the last reply before it
+    std::string date_;                    // shown last
     std::uint64_t requests_ = 0;
     std::uint64_t failures_ = 0;
 };

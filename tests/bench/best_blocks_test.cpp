@@ -86,7 +86,7 @@ void expect_covered(const std::vector<int> &units, const std::vector<Stretch> &r
     }
 }
 
-TEST(BestBlocks, UnitsAreSortedAndEachStandsOnce) {
+TEST(BestBlocks, UnitsAreSortedAndEachIsThereOnce) {
     EXPECT_EQ(bench::units_of({{7, 2}, {3, 1}, {8, 3}, {20, 0}}), (std::vector<int>{3, 7, 8, 9, 10}));
 }
 

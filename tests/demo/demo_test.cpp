@@ -81,7 +81,7 @@ TEST_F(DemoTest, FindsEverythingRight) {
     EXPECT_FALSE(contains(output, "\x1b")) << output;
 }
 
-TEST_F(DemoTest, NoticesADriverThatTellsOneValueWrongly) {
+TEST_F(DemoTest, NoticesADriverThatGivesOneValueWrongly) {
     Process host(demo({"--keep"}, FALSE_DRIVER_FILE), output_file());
     ASSERT_TRUE(comes_true([&] { return counts_any(host.output(), "wrong "); })) << host.output();
     host.signal(SIGINT);
@@ -109,7 +109,7 @@ TEST_F(DemoTest, NoticesADriverThatWritesWrongly) {
     EXPECT_TRUE(contains(output, "2 exercises were not right")) << output;
 }
 
-TEST_F(DemoTest, NoticesAControllerThatStandsStill) {
+TEST_F(DemoTest, NoticesAControllerWhoseValuesStopMoving) {
     Process still({KELPO_PLC_PROGRAM, "--stations", "1,2,3", "--moment", "0", "--link", directory.file("still"),
                    "--memory", directory.file("still memory")},
                   directory.file("still.txt"));

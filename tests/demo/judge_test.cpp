@@ -106,7 +106,7 @@ TEST_F(JudgeTest, DoesNotMixTheHalvesOfTwoMoments) {
     EXPECT_EQ(judge.judge(long_word, {0x10000}, {4, 5}), Verdict::wrong);
 }
 
-TEST_F(JudgeTest, WantsTheValuesOfOnePlaceToBeOfOneMoment) {
+TEST_F(JudgeTest, ExpectsTheValuesOfOnePlaceToBeOfOneMoment) {
     hold_coils(1200, 4, {true, false, true});
     hold_coils(1200, 5, {false, true, false});
     EXPECT_EQ(judge.judge(coils, {1, 0, 1}, {4, 5}), Verdict::right);

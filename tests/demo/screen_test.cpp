@@ -125,7 +125,7 @@ std::string seen_on_terminal(const std::vector<Cell> &shown, const std::vector<s
     {
         Screen screen(descriptor, "title");
         for (const std::string &event : events)
-            screen.tell(event);
+            screen.show_event(event);
         screen.show(shown, "status");
     }
     std::string seen = terminal.take_all();
@@ -158,7 +158,7 @@ TEST(Screen, ShowsTheLastEventsBelowTheTable) {
     EXPECT_LT(third, seen.find("status"));
 }
 
-TEST(Screen, HasNoStylesWhereColoursAreUnwanted) {
+TEST(Screen, HasNoStylesWhereColoursAreNotWanted) {
     const Environment type("TERM", "xterm");
     std::vector<Cell> fresh = cells(1);
     fresh[0].mark = Cell::Mark::fresh;
@@ -175,9 +175,9 @@ TEST(Screen, WritesPlainLinesWhereThereIsNoTerminal) {
     ASSERT_EQ(pipe(ends), 0);
     {
         Screen screen(ends[1], "title");
-        screen.tell("first event");
-        screen.tell("second event");
-        screen.tell("third event");
+        screen.show_event("first event");
+        screen.show_event("second event");
+        screen.show_event("third event");
         screen.show(cells(3), "status");
     }
     close(ends[1]);

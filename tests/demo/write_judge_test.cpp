@@ -71,19 +71,19 @@ TEST_F(WriteJudge, AllowsAWriteThatWasSentAgain) {
     EXPECT_EQ(fault(words, {1, 2, 3}), "");
 }
 
-TEST_F(WriteJudge, WantsTheMemoryToHoldTheValue) {
+TEST_F(WriteJudge, ExpectsTheMemoryToHoldTheValue) {
     hold(8254, 1), hold(8255, 2), hold(12100, 4);
     write(8254, 0, 1), write(8255, 0, 2), write(12100, 9, 3);
     EXPECT_EQ(fault(words, {1, 2, 3}), "the controller does not hold the value");
 }
 
-TEST_F(WriteJudge, DoesNotWantAMovingPlaceToHoldTheValue) {
+TEST_F(WriteJudge, DoesNotExpectAMovingPlaceToHoldTheValue) {
     hold(1, 55);
     write(1, 40, 7);
     EXPECT_EQ(fault(moving_word, {7}), "");
 }
 
-TEST_F(WriteJudge, WantsTheHighWordAtTheLowerAddress) {
+TEST_F(WriteJudge, ExpectsTheHighWordAtTheLowerAddress) {
     write(4, 0, 0x1234), write(5, 0, 0x5678);
     EXPECT_EQ(fault(long_word, {0x12345678}), "");
     EXPECT_NE(fault(long_word, {0x56781234}), "");
@@ -98,7 +98,7 @@ TEST_F(WriteJudge, ReadsCoilsFromTheirOwnTable) {
     EXPECT_NE(fault(coils, {1, 0}), "");
 }
 
-TEST_F(WriteJudge, WantsOneBitChangedAndTheOthersAsTheyWere) {
+TEST_F(WriteJudge, ExpectsOneBitChangedAndTheOthersAsTheyWere) {
     write(7, 0x0123, 0x8123), write(8, 0x0041, 0x0040);
     EXPECT_EQ(fault(word_bits, {1, 0}), "");
     log[0].after = 0x8122;
@@ -115,7 +115,7 @@ TEST_F(WriteJudge, AllowsAWordThatWasReadInTheMomentBefore) {
     EXPECT_NE(fault(word_bits, {1, 0}), "");
 }
 
-TEST_F(WriteJudge, WantsEveryBit) {
+TEST_F(WriteJudge, ExpectsEveryBit) {
     write(7, 0, 0x8000);
     EXPECT_EQ(fault(word_bits, {1, 1}), "the controller's log has no such write to address 8");
 }

@@ -90,7 +90,7 @@ void judge_frames(const std::vector<TraceRecord> &records) {
 void judge_lines(const std::vector<TraceRecord> &records) {
     TraceFilter failures;
     failures.failures = true;
-    TraceTeller all({false, TimeZone::utc}, {}), failed({false, TimeZone::utc}, failures);
+    TraceFormatter all({false, TimeZone::utc}, {}), failed({false, TimeZone::utc}, failures);
     for (const TraceRecord &record : records) {
         const std::vector<std::string> lines = all.lines(record);
         require(!lines.empty(), "without a filter every record is shown");

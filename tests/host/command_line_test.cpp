@@ -61,23 +61,23 @@ TEST_F(CommandLineTest, HelpAndVersionEndWell) {
     EXPECT_EQ(error.str(), "");
 }
 
-TEST_F(CommandLineTest, ACommandThatIsNoneSuggestsWhatWasMeant) {
+TEST_F(CommandLineTest, AnUnknownCommandSuggestsWhatWasMeant) {
     EXPECT_EQ(refusal({"red"}), "tool: there is no command red; read was meant\n");
 }
 
-TEST_F(CommandLineTest, ACommandFarFromAllSaysWhichThereAre) {
+TEST_F(CommandLineTest, AnUnknownCommandUnlikeAllOthersListsThem) {
     EXPECT_EQ(refusal({"xyzzy"}), "tool: there is no command xyzzy; there are read, write, other\n");
 }
 
-TEST_F(CommandLineTest, AnOptionThatIsNoneSuggestsWhatWasMeant) {
+TEST_F(CommandLineTest, AnUnknownOptionSuggestsWhatWasMeant) {
     EXPECT_EQ(refusal({"read", "--sped", "4"}), "tool: there is no option --sped; --speed was meant\n");
 }
 
-TEST_F(CommandLineTest, AnOptionThatIsNoneIsNamedWithoutItsValue) {
+TEST_F(CommandLineTest, AnUnknownOptionIsNamedWithoutItsValue) {
     EXPECT_EQ(refusal({"read", "--color=red"}), "tool: there is no option --color; --colour was meant\n");
 }
 
-TEST_F(CommandLineTest, AWordThatIsNoneSuggestsWhatWasMeant) {
+TEST_F(CommandLineTest, AnUnknownWordSuggestsWhatWasMeant) {
     EXPECT_EQ(refusal({"read", "--colour", "rad"}), "tool: --colour: there is no rad; red was meant\n");
 }
 
@@ -85,7 +85,7 @@ TEST_F(CommandLineTest, WhatNothingTakesIsNamed) {
     EXPECT_EQ(refusal({"read", "more"}), "tool: nothing takes the argument more\n");
 }
 
-TEST_F(CommandLineTest, WhatACommandRefusesIsToldInOneLine) {
+TEST_F(CommandLineTest, WhatACommandRefusesIsReportedInOneLine) {
     EXPECT_EQ(refusal({"write"}), "tool: nothing to write\n");
 }
 

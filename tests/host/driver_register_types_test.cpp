@@ -38,7 +38,7 @@ TEST_P(RegisterTypes, ArePolledInTheirClass) {
     }
 }
 
-TEST_P(RegisterTypes, LieWhereTheDriverAsksForThem) {
+TEST_P(RegisterTypes, AreWhereTheDriverAsksForThem) {
     const ClassMap map = dry_run.map_of(type.register_class);
     EXPECT_EQ(map.coils, type.table == ModbusTable::coils);
     EXPECT_EQ(map.width, type.modbus_per_number);
@@ -75,7 +75,7 @@ TEST(RegisterTypeOutsideTheTable, CannotBeWritten) {
     }
 }
 
-TEST(BytesOfAValue, LieInTheNumbersOfTheClass) {
+TEST(BytesOfAValue, AreInTheNumbersOfTheClass) {
     const auto numbers = [](int type, int number, int size) {
         std::string text;
         for (int i = 0; i < size; ++i)

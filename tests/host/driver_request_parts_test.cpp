@@ -89,7 +89,7 @@ TEST(PlacesToRead, OfAListAreThoseOfItsVariables) {
     EXPECT_EQ(places[1].address, "8");
 }
 
-TEST(PartsToRead, AreOfSoMany32BitRegistersAsModbusLetsOneRequestRead) {
+TEST(PartsToRead, HoldAsMany32BitRegistersAsModbusLetsOneRequestRead) {
     const kelpo::Driver driver(DRIVER_FILE);
     const auto parts = kelpo::parts_to_read(driver, place("3:13:210x130"), 100);
     ASSERT_EQ(parts.size(), 3U);

@@ -51,7 +51,7 @@ private:
     Books books{driver};
 };
 
-TEST_F(DriverTest, TellsThatAWriteIsDone) {
+TEST_F(DriverTest, ReportsAWriteThatIsDone) {
     const RequestName name = driver.queue_write({1, 7, "100", 1, std::string("\x2A\0", 2)});
     EXPECT_EQ(request(), std::string("\x01\x10\x00\x64\x00\x01\x02\x00\x2A\x2F\xAB", 11));
     EXPECT_FALSE(driver.take_outcome(name));
@@ -61,7 +61,7 @@ TEST_F(DriverTest, TellsThatAWriteIsDone) {
     EXPECT_EQ(driver.take_outcome(name), RequestOutcome::done);
 }
 
-TEST_F(DriverTest, TellsThatAReadIsDoneOnceAllItsPartsAre) {
+TEST_F(DriverTest, ReportsAReadDoneOnceAllItsPartsAre) {
     const RequestName name = driver.queue_read(register_100(101));
     request();
     reply(rtu::with_crc(std::string("\x01\x03\xC8", 3) + std::string(200, '\1')));
@@ -73,7 +73,7 @@ TEST_F(DriverTest, TellsThatAReadIsDoneOnceAllItsPartsAre) {
     EXPECT_EQ(driver.held_values({"", 1, 7, "200", 1, View::unsigned_words}), Values{7});
 }
 
-TEST_F(DriverTest, TellsThatAReadHasFailedThoughAPartOfItWasDone) {
+TEST_F(DriverTest, ReportsAReadFailedThoughAPartOfItWasDone) {
     const RequestName name = driver.queue_read(register_100(101));
     request();
     reply(rtu::with_crc(std::string("\x01\x03\xC8", 3) + std::string(200, '\1')));
@@ -82,7 +82,7 @@ TEST_F(DriverTest, TellsThatAReadHasFailedThoughAPartOfItWasDone) {
     EXPECT_EQ(driver.take_outcome(name), RequestOutcome::failed);
 }
 
-TEST_F(DriverTest, TellsThatAWriteToAStationThatIsOffWasDropped) {
+TEST_F(DriverTest, ReportsThatAWriteToAStationThatIsOffWasDropped) {
     const RequestName name = driver.queue_write({1, 7, "100", 1, std::string("\x2A\0", 2)});
     driver.switch_station(1, false);
     EXPECT_EQ(request(), "");
@@ -93,7 +93,7 @@ TEST_F(DriverTest, TellsThatAWriteToAStationThatIsOffWasDropped) {
     EXPECT_NE(request(), "");
 }
 
-TEST_F(DriverTest, TellsABitInARegisterDoneOnlyWhenItIsWritten) {
+TEST_F(DriverTest, ReportsABitInARegisterDoneOnlyWhenItIsWritten) {
     const RequestName name = driver.queue_write({1, 15, "100.3", 1, "\1"});
     EXPECT_EQ(request().substr(0, 6), std::string("\x01\x03\x00\x64\x00\x01", 6));
     reply(rtu::with_crc(std::string("\x01\x03\x02\x00\x01", 5)));
@@ -119,7 +119,7 @@ TEST_F(DriverTest, HasRoomForAsManyRequestsAsItsQueueHolds) {
     EXPECT_FALSE(driver.has_room_for(1024));
 }
 
-TEST_F(DriverTest, TellsTheBlocksThatItPolls) {
+TEST_F(DriverTest, ListsTheBlocksThatItPolls) {
     EXPECT_EQ(driver.poll({register_100(), {"", 2, 12, "10", 2, View::unsigned_longs}}), 2);
     const auto blocks = driver.blocks();
     ASSERT_EQ(blocks.size(), 2U);

@@ -92,7 +92,7 @@ TEST(TraceFrameWordsTest, LongValuesAreCutShort) {
     EXPECT_NE(words.find("0x000F (0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15) and 4 more"), std::string::npos) << words;
 }
 
-TEST(TraceFrameWordsTest, OddRequestsAreToldToo) {
+TEST(TraceFrameWordsTest, OddRequestsAreDescribedToo) {
     EXPECT_EQ(request(""), "nothing was sent");
     EXPECT_EQ(request("01 03 23"), "too short for a request: 3 bytes");
     EXPECT_EQ(request("01 08 00 00 12 34 ED 7C"), "station 1 function 8 (diagnostics), 4 bytes of data");
@@ -104,7 +104,7 @@ TEST(TraceFrameWordsTest, OddRequestsAreToldToo) {
         "10 no. 56035..56036 or others), beyond 65535");
 }
 
-TEST(TraceFrameWordsTest, RemoteStationsRequestIsRemarkedUpon) {
+TEST(TraceFrameWordsTest, RemoteStationsRequestGetsARemark) {
     EXPECT_EQ(request("16 03 00 02 01 00 08 00 00 00 64 00 0A FF FF FF FF 00 00 00 00 8E"),
               "remote station's request: station 1 read type 8 address 100, 10 units");
     EXPECT_EQ(request("18 03 01 02 01 00 08 00 00 00 64 00 01 00 00 00 00 00 00 00 00 12 34 D2"),

@@ -45,7 +45,7 @@ TEST(TraceMappedPlacesTest, ARangeDoesNotCrossABoundary) {
     EXPECT_EQ(places(registers, 8255, 2), "");
 }
 
-TEST(TraceMappedPlacesTest, TheRequestTellsTheType) {
+TEST(TraceMappedPlacesTest, TheTypeFollowsFromTheRequest) {
     EXPECT_EQ(places(registers, 9008, 2, 11, 508, 2), "type 11 no. 508..509");
     EXPECT_EQ(places(registers, 9704, 4, 13, 2, 2), "type 13 no. 202..203");
     EXPECT_EQ(places(registers, 50000, 10, 7, 7990, 20), "type 7 no. 8000..8009")

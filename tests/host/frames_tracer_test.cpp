@@ -80,7 +80,7 @@ TEST_F(TracerTest, AGivenUpRequestEndsWithANote) {
     EXPECT_EQ(records()[2].text, "given up: no reply (driver code 45)");
 }
 
-TEST_F(TracerTest, AReplyThatLooksGoodAndIsNotTakenIsRemarkedUpon) {
+TEST_F(TracerTest, AReplyThatLooksGoodAndIsNotTakenGetsARemark) {
     tracer.exchanged(exchange(reply_9008, Outcome::sent_again, 0));
     ASSERT_EQ(records().size(), 3U);
     EXPECT_EQ(records()[2].text, "the driver does not take this reply (driver code 0)");
@@ -100,7 +100,7 @@ TraceRecord note(const std::string &text) {
     return {TraceTime(microseconds(7)), Direction::note, {}, {}, text};
 }
 
-TEST_F(TracerTest, QueueHandsOutEachRecordOnceAndTellsWhatItLeftOut) {
+TEST_F(TracerTest, QueueHandsOutEachRecordOnceAndSaysWhatItLeftOut) {
     TraceQueue queue(2);
     for (const char *text : {"a", "b", "c", "d"})
         queue.take(note(text));

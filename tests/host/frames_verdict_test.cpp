@@ -51,7 +51,7 @@ TEST(Failures, AreBadRepliesWhenAnythingElseCame) {
     }
 }
 
-TEST(Failures, TellOfAnEcho) {
+TEST(Failures, NameAnEcho) {
     // The receiver stops at the seven bytes that are due.
     const Failure echo = failure(request.substr(0, 7), 11);
     EXPECT_EQ(echo.kind, Kind::bad_reply);

@@ -33,7 +33,7 @@ TEST(LinkStatistics, CountsWhatHappensOnTheLine) {
     EXPECT_EQ(counts.bytes_discarded, 20U);
 }
 
-TEST(LinkStatistics, TellsPartsOfRequestsThatFailedFromThoseThatAreDone) {
+TEST(LinkStatistics, DistinguishesPartsOfRequestsThatFailedFromThoseThatAreDone) {
     LinkStatistics statistics;
     statistics.request_ended({12, 1}, RequestOutcome::done);
     statistics.request_ended({12, 2}, RequestOutcome::failed);

@@ -57,14 +57,14 @@ TEST(CsvTable, LeavesOutCommentsAndLinesWithoutContent) {
     EXPECT_THAT(lines_of(table), ElementsAre(3, 7));
 }
 
-TEST(CsvTable, NotesAQuoteThatIsNeverClosed) {
+TEST(CsvTable, ReportsAQuoteThatIsNeverClosed) {
     const CsvTable table = csv_table("a,b\n1,\"2\n3,4\n");
     ASSERT_EQ(table.mistakes.size(), 1U);
     EXPECT_EQ(table.mistakes[0].line, 2);
     EXPECT_EQ(table.mistakes[0].text, "a quote is never closed; put \" after the field");
 }
 
-TEST(CsvTable, NotesTextBehindAClosingQuote) {
+TEST(CsvTable, ReportsTextAfterAClosingQuote) {
     const CsvTable table = csv_table("a,b\n\"1\"x,2\n");
     ASSERT_EQ(table.mistakes.size(), 1U);
     EXPECT_EQ(table.mistakes[0].line, 2);

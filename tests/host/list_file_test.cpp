@@ -187,7 +187,7 @@ struct Mistake {
 
 class ListMistakes : public testing::TestWithParam<Mistake> {};
 
-TEST_P(ListMistakes, AreToldWithTheLineAndWhatWouldBeRight) {
+TEST_P(ListMistakes, AreReportedWithTheLineAndWhatWouldBeRight) {
     const ListReading reading = ListMaterial().read(GetParam().list);
     EXPECT_FALSE(reading.usable());
     EXPECT_THAT(texts_of(reading.remarks), ElementsAre(std::string("list.toml:") + GetParam().remark));
@@ -296,7 +296,7 @@ INSTANTIATE_TEST_SUITE_P(InVariables, ListMistakes, testing::ValuesIn(variables)
 
 class CsvMistakes : public testing::TestWithParam<Mistake> {};
 
-TEST_P(CsvMistakes, AreToldWithTheLineAndWhatWouldBeRight) {
+TEST_P(CsvMistakes, AreReportedWithTheLineAndWhatWouldBeRight) {
     const ListReading reading = ListMaterial().read(GetParam().list, "tags.csv");
     EXPECT_FALSE(reading.usable());
     EXPECT_THAT(texts_of(reading.remarks), ElementsAre(std::string("tags.csv:") + GetParam().remark));
@@ -362,20 +362,20 @@ TEST(ListFile, SurvivesTextThatIsNoList) {
             EXPECT_FALSE(material.read(text, file).usable()) << text.substr(0, 20);
 }
 
-TEST(ListFile, RefusesKeysOfSoManyPartsThatTheParserWouldExhaustTheStack) {
+TEST(ListFile, RefusesKeysOfMorePartsThanTheParsersStackHolds) {
     std::string parts = "a";
     for (int i = 0; i < 200000; ++i)
         parts += ".a";
-    const std::string told =
+    const std::string remark =
         "more than 100 points in one line; a key of a list has one or two parts, such as line.speed";
     const ListMaterial material;
-    EXPECT_THAT(texts_of(material.read("# 1\n\n" + parts + " = 1\n").remarks), ElementsAre("list.toml:3: " + told));
+    EXPECT_THAT(texts_of(material.read("# 1\n\n" + parts + " = 1\n").remarks), ElementsAre("list.toml:3: " + remark));
     EXPECT_THAT(texts_of(material.read("a = \"\"\"\n\\\"\n\"\"\"\n[" + parts + "]\n").remarks),
-                ElementsAre("list.toml:4: " + told));
+                ElementsAre("list.toml:4: " + remark));
     EXPECT_THAT(texts_of(material.read("a = \"\"\"b\"\"\"\"\"\n" + parts + " = \"\"\n").remarks),
-                ElementsAre("list.toml:2: " + told));
+                ElementsAre("list.toml:2: " + remark));
     EXPECT_THAT(texts_of(material.read("a = [\n'\\', \"'\", {" + parts + " = 1}]\n").remarks),
-                ElementsAre("list.toml:2: " + told));
+                ElementsAre("list.toml:2: " + remark));
 }
 
 TEST(ListFile, TakesAnyNumberOfPointsThatPartNoKey) {
@@ -406,11 +406,11 @@ TEST(ListFile, ReadsKeysOfAsManyPartsAsALineMayHave) {
 }
 
 TEST(ListFile, SaysWhatIsWrongWithALetterBeyondAsciiOutsideQuotes) {
-    const std::string told = "a letter beyond ASCII outside quotes; put the key or the value into double quotes";
+    const std::string remark = "a letter beyond ASCII outside quotes; put the key or the value into double quotes";
     const ListMaterial material;
-    EXPECT_THAT(texts_of(material.read("gr\xC3\xB6\xC3\x9F\x65 = 1\n").remarks), ElementsAre("list.toml:1: " + told));
+    EXPECT_THAT(texts_of(material.read("gr\xC3\xB6\xC3\x9F\x65 = 1\n").remarks), ElementsAre("list.toml:1: " + remark));
     EXPECT_THAT(texts_of(material.read("# \xC3\xB6\n[line]\npath = \xC2\xA0\"/dev/ttyS0\"\n").remarks),
-                ElementsAre("list.toml:3: " + told));
+                ElementsAre("list.toml:3: " + remark));
 }
 
 TEST(ListFile, TakesLettersBeyondAsciiInQuotesAndCommentsAndAByteOrderMark) {
@@ -421,7 +421,7 @@ TEST(ListFile, TakesLettersBeyondAsciiInQuotesAndCommentsAndAByteOrderMark) {
                 IsEmpty());
 }
 
-TEST(ListFile, TakesLettersBeyondAsciiBehindALineThatGoesOn) {
+TEST(ListFile, TakesLettersBeyondAsciiAfterALineThatContinues) {
     const ListReading reading = ListMaterial().read("[[variable]]\nname = \"\"\"Pump \\\n  \xC3\xA9\xC3\xA9\"\"\"\n"
                                                     "type = 7\naddress = 1\n");
     EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
@@ -429,12 +429,12 @@ TEST(ListFile, TakesLettersBeyondAsciiBehindALineThatGoesOn) {
     EXPECT_EQ(reading.list.variables[0].name, "Pump \xC3\xA9\xC3\xA9");
 }
 
-TEST(ListFile, RefusesALetterBeyondAsciiBehindABackslash) {
+TEST(ListFile, RefusesALetterBeyondAsciiAfterABackslash) {
     EXPECT_THAT(texts_of(ListMaterial().read("a = \"\"\"\\\xC3\xA9\"\"\"\n").remarks),
                 ElementsAre(testing::HasSubstr("unknown escape sequence '\\\xC3\xA9'")));
 }
 
-TEST(ListFile, TakesEveryLetterAsItStands) {
+TEST(ListFile, TakesEveryLetterAsItIs) {
     const std::string names[] = {"100 %", "%41", "%C3%A9", "\xC2\xA0\xE2\x80\xA8", "\xF0\x9F\x92\xA7\xF4\x80\x80\x80"};
     for (const std::string &name : names) {
         const std::string list = "[[variable]]\ntype = 7\naddress = 1\n[[station]]\nnumber = 1\nname = ";
@@ -450,10 +450,10 @@ TEST(ListFile, TakesEveryLetterAsItStands) {
 }
 
 TEST(ListFile, RefusesTheEscapeThatItKeepsForItself) {
-    const std::string told = "list.toml:2: an escape for %; write the letter itself";
+    const std::string remark = "list.toml:2: an escape for %; write the letter itself";
     for (const char *escape : {"\\u0025C3", "\\U00000025C3"})
         EXPECT_THAT(texts_of(ListMaterial().read("\na = \"" + std::string(escape) + "\"\n").remarks),
-                    ElementsAre(told));
+                    ElementsAre(remark));
 }
 
 TEST(ListFile, ShowsControlCharactersOfTextThatIsNoToml) {

@@ -15,7 +15,7 @@ std::string printed(const Remarks &remarks) {
     return out.str();
 }
 
-TEST(RemarkText, StandsInTheOrderOfTheLinesTheListFirst) {
+TEST(RemarkText, IsInTheOrderOfTheLinesTheListFirst) {
     Remarks remarks = {{Remark::Kind::warning, {"tags.csv", 1}, "c"},
                        {Remark::Kind::warning, {"list.toml", 9}, "b"},
                        {Remark::Kind::mistake, {"list.toml", 2}, "a"}};

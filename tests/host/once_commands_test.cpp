@@ -220,7 +220,7 @@ TEST_F(OnceCommandsWithController, SpeakJson) {
 }
 
 // As in the records of poll: numbers, and null for what JSON has no number for.
-TEST_F(OnceCommandsWithController, TellInfinityInJsonAsPollDoes) {
+TEST_F(OnceCommandsWithController, PrintInfinityInJsonAsPollDoes) {
     const Ended written = write({"--json", "--check", "1:12:100/float=inf,1.5,nan"});
     EXPECT_THAT(written.output, HasSubstr("\"written\":[null,1.5,null],\"values\":[null,1.5,null],"
                                           "\"text\":\"inf 1.5 nan\""));
@@ -371,7 +371,7 @@ TEST_F(OnceCommandsWithFaults, EndWithTheHighestCodeAndServeTheOthers) {
     EXPECT_THAT(mixed.output, HasSubstr("\n1:7:4 = "));
 }
 
-TEST_F(OnceCommandsWithFaults, AskAgainAsOftenAsTheyAreTold) {
+TEST_F(OnceCommandsWithFaults, AskAgainAsOftenAsTheOptionSays) {
     // Every second request is lost.
     EXPECT_EQ(read({"5:7:3"}, {"--reply-timeout", "1000", "--retries", "9"}).output, "5:7:3 = 5003\n");
 }

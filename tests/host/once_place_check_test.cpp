@@ -6,8 +6,8 @@
 
 namespace {
 
-using kelpo::Ending;
 using kelpo::ExitCode;
+using kelpo::Status;
 using kelpo::Variable;
 
 Variable place(const char *reference) {
@@ -16,10 +16,10 @@ Variable place(const char *reference) {
 
 class PlaceChecks : public testing::Test {
 protected:
-    Ending of_read(const char *reference) {
+    Status of_read(const char *reference) {
         return kelpo::PlaceCheck(driver, max_count).of_read(place(reference));
     }
-    Ending of_write(const char *reference, bool read_back = false) {
+    Status of_write(const char *reference, bool read_back = false) {
         return kelpo::PlaceCheck(driver, max_count).of_write(place(reference), read_back);
     }
 
@@ -35,7 +35,7 @@ TEST_F(PlaceChecks, LetPassWhatTheDriverServes) {
     EXPECT_TRUE(of_write("1:17:3.15x100").done);
 }
 
-TEST_F(PlaceChecks, TellWhatIsNoAddress) {
+TEST_F(PlaceChecks, SayWhatIsNoAddress) {
     EXPECT_EQ(of_read("1:1:8").code, ExitCode::bad_address);
     EXPECT_EQ(of_read("1:1:8").problem,
               "the address 8 has a digit above 7; type 1 takes an octal number (digits 0 to 7), such as 17");
@@ -43,7 +43,7 @@ TEST_F(PlaceChecks, TellWhatIsNoAddress) {
     EXPECT_EQ(of_write("1:13:199").code, ExitCode::bad_address);
 }
 
-TEST_F(PlaceChecks, TellWhatNoFrameCanName) {
+TEST_F(PlaceChecks, SayWhatNoFrameCanName) {
     // 23535 of type 7 is Modbus address 65535, 27917 of type 13 registers 65534 and 65535.
     EXPECT_TRUE(of_read("1:13:28117").done);
     EXPECT_EQ(of_read("1:13:28118").code, ExitCode::bad_address);
@@ -52,12 +52,12 @@ TEST_F(PlaceChecks, TellWhatNoFrameCanName) {
     EXPECT_EQ(of_write("1:15:23535.20").code, ExitCode::bad_address);
 }
 
-TEST_F(PlaceChecks, TellThatType0IsNotWritten) {
+TEST_F(PlaceChecks, SayThatType0IsNotWritten) {
     EXPECT_EQ(of_write("1:0:17").code, ExitCode::wrong_usage);
     EXPECT_EQ(of_write("1:0:17").problem, "type 0 cannot be written; the driver only reads it");
 }
 
-TEST_F(PlaceChecks, TellWhatTheQueueDoesNotHold) {
+TEST_F(PlaceChecks, SayWhatTheQueueDoesNotHold) {
     EXPECT_TRUE(of_write("1:2:0x1024").done);
     EXPECT_EQ(of_write("1:2:0x1025").code, ExitCode::wrong_usage);
     EXPECT_EQ(of_write("1:2:0x1025").problem, "needs 1025 requests, and the driver's queue holds 1024; do it in parts");

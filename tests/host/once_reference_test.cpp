@@ -62,10 +62,10 @@ TEST(References, SpreadOneValueOverAllPlaces) {
     EXPECT_EQ(reference.values, (Values{5, 5, 5}));
 }
 
-TEST(References, ThatAreWrongTellWhatWouldBeRight) {
+TEST(References, ThatAreWrongSayWhatWouldBeRight) {
     struct Wrong {
         const char *text;
-        const char *told;
+        const char *problem;
     };
     const std::initializer_list<Wrong> cases = {
         {"", "'': a reference is STATION:TYPE:ADDRESS, such as 1:7:100"},
@@ -99,7 +99,7 @@ TEST(References, ThatAreWrongTellWhatWouldBeRight) {
             reference_from(wrong.text, {});
             ADD_FAILURE() << "taken: " << wrong.text;
         } catch (const kelpo::ReferenceError &error) {
-            EXPECT_STREQ(error.what(), wrong.told);
+            EXPECT_STREQ(error.what(), wrong.problem);
         }
     }
 }

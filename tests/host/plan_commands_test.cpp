@@ -33,7 +33,7 @@ private:
     int runs_ = 0;
 };
 
-TEST_F(ListCommands, CheckPraisesAGoodList) {
+TEST_F(ListCommands, CheckSaysThatAListIsGood) {
     const std::string file = list("tags.csv", "name,station,type,address\na,1,7,0\nb,2,7,0\nc,2,7,1\n");
     const Ended ended = kelpo({"check", file, "--driver", DRIVER_FILE});
     EXPECT_EQ(ended.exit_code, 0);
@@ -47,7 +47,7 @@ TEST_F(ListCommands, CheckLetsAListWithWarningsPass) {
     EXPECT_THAT(ended.output, StartsWith(file + ":2: warning: type 0 can be read but not written (1 variable)\n"));
 }
 
-TEST_F(ListCommands, CheckTellsEveryMistakeOfABadList) {
+TEST_F(ListCommands, CheckReportsEveryMistakeOfABadList) {
     const std::string file = list("list.toml", "[line]\nspeed = 9601\n[[variable]]\ntype = 18\naddress = 0\n");
     const Ended ended = kelpo({"check", file, "--driver", DRIVER_FILE});
     EXPECT_EQ(ended.exit_code, 2);
@@ -67,7 +67,7 @@ TEST_F(ListCommands, SayWhenTheDriverCannotBeLoaded) {
     }
 }
 
-TEST_F(ListCommands, AddressTellsThePlaceOrWhyThereIsNone) {
+TEST_F(ListCommands, AddressPrintsThePlaceOrWhyThereIsNone) {
     const Ended good = kelpo({"address", "8", "256", "--driver", DRIVER_FILE});
     EXPECT_EQ(good.exit_code, 0);
     EXPECT_THAT(good.output, HasSubstr("polled     holding register 12000 (counted from 1: 12001; 412001)\n"));
@@ -78,7 +78,7 @@ TEST_F(ListCommands, AddressTellsThePlaceOrWhyThereIsNone) {
     EXPECT_EQ(kelpo({"address", "18", "0", "--driver", DRIVER_FILE}).exit_code, 2);
 }
 
-TEST_F(ListCommands, TheVersionIsTold) {
+TEST_F(ListCommands, TheVersionIsPrinted) {
     const Ended ended = kelpo({"--version"});
     EXPECT_EQ(ended.exit_code, 0);
     EXPECT_THAT(ended.output, testing::MatchesRegex("kelpo [0-9]+\\.[0-9]+\\.[0-9]+\n"));

@@ -158,14 +158,14 @@ TEST(PlanAdvice, NamesTheUnusedRegistersThatCostMost) {
                                    "gaps between them save up to 112.0 ms");
 }
 
-TEST(PlanAdvice, TellsWhenMaxCountIsSmall) {
+TEST(PlanAdvice, SaysWhenMaxCountIsSmall) {
     PollList list = list_of({{"a", 1, 9, "0", 30, View::unsigned_words}}, {{1, "", true}});
     list.link.max_count = 10;
     // Two requests of 3.5 ms, 8 + 5 bytes and 5 ms.
     EXPECT_EQ(plan_of(list).advice[0].text, "max-count 10 is small: with 100 the cycle saves 2 requests and 43.0 ms");
 }
 
-TEST(PlanAdvice, TellsWhatStationsThatAreOffWouldTake) {
+TEST(PlanAdvice, SaysWhatStationsThatAreOffWouldTake) {
     EXPECT_THAT(
         advice_of(plan_of(plant())),
         testing::Contains("station 3 is off: when it is switched on, the cycle has 1 request and 23.5 ms more"));

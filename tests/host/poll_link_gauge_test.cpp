@@ -31,20 +31,20 @@ protected:
     void exchange(int station, int address, const std::string &request, const std::string &reply, int code,
                   int id = polled, std::chrono::milliseconds took = 10ms) {
         now += took;
-        Exchange told{};
-        told.sent_at = Exchange::Time(std::chrono::hours(1));
-        told.ended_at = told.sent_at + took;
-        told.request = request;
-        told.reply = reply;
-        told.expected_length = 7;
-        told.station = station;
-        told.type = 7;
-        told.address = address;
-        told.count = 1;
-        told.name = {0, id};
-        told.code = code;
-        told.outcome = outcome_of(code);
-        gauge.exchanged(told);
+        Exchange seen{};
+        seen.sent_at = Exchange::Time(std::chrono::hours(1));
+        seen.ended_at = seen.sent_at + took;
+        seen.request = request;
+        seen.reply = reply;
+        seen.expected_length = 7;
+        seen.station = station;
+        seen.type = 7;
+        seen.address = address;
+        seen.count = 1;
+        seen.name = {0, id};
+        seen.code = code;
+        seen.outcome = outcome_of(code);
+        gauge.exchanged(seen);
     }
     void answer(int station, int address = 16) {
         exchange(station, address, station == 1 ? ask_1 : ask_2, good_1, good_code);
@@ -53,7 +53,7 @@ protected:
         exchange(station, 16, station == 1 ? ask_1 : ask_2, "", no_reply_code);
     }
 
-    std::vector<Kind> kinds_told() {
+    std::vector<Kind> reported_kinds() {
         std::vector<Kind> kinds;
         for (const LinkEvent &event : gauge.take_events())
             kinds.push_back(event.kind);
@@ -61,7 +61,7 @@ protected:
     }
 };
 
-TEST_F(LinkGaugeTest, TellsTheRateOfTheLastTwoSeconds) {
+TEST_F(LinkGaugeTest, ReportsTheRateOfTheLastTwoSeconds) {
     now += 10s;
     for (int i = 0; i < 100; ++i)
         answer(1);  // 10 ms each
@@ -122,7 +122,7 @@ TEST_F(LinkGaugeTest, DoesNotTakeTimeWithoutALineForACycle) {
     EXPECT_EQ(gauge.reading().cycles.last, 10ms);
 }
 
-TEST_F(LinkGaugeTest, KnowsSinceWhenAStationIsDownAndTellsOnce) {
+TEST_F(LinkGaugeTest, KnowsSinceWhenAStationIsDownAndReportsItOnce) {
     answer(1);
     exchange(2, 16, ask_2, "", again_code);
     EXPECT_FALSE(gauge.reading().stations.at(2).down_since);
@@ -137,7 +137,7 @@ TEST_F(LinkGaugeTest, KnowsSinceWhenAStationIsDownAndTellsOnce) {
     EXPECT_FALSE(down.stations.at(1).down_since);
     answer(2);
     EXPECT_FALSE(gauge.reading().stations.at(2).down_since);
-    EXPECT_THAT(kinds_told(),
+    EXPECT_THAT(reported_kinds(),
                 testing::ElementsAre(Kind::station_down, Kind::given_up, Kind::given_up, Kind::station_back));
 }
 
@@ -148,7 +148,7 @@ TEST_F(LinkGaugeTest, TakesARefusalForAnAnswerOfTheStationButNotOfTheBlock) {
     const LinkReading::Block &block = reading.blocks.at({1, 7, 16});
     ASSERT_TRUE(block.failure);
     EXPECT_EQ(block.failure->kind, Failure::Kind::refused);
-    EXPECT_THAT(kinds_told(), testing::ElementsAre(Kind::given_up));
+    EXPECT_THAT(reported_kinds(), testing::ElementsAre(Kind::given_up));
 }
 
 TEST_F(LinkGaugeTest, KnowsOfEachBlockWhetherItWasRead) {
@@ -178,7 +178,7 @@ TEST_F(LinkGaugeTest, KnowsWhyTheLineIsLostAndWhenItIsTriedAgain) {
     gauge.line_opened();
     EXPECT_TRUE(gauge.reading().line_open);
     EXPECT_EQ(gauge.reading().line_error, "");
-    EXPECT_THAT(kinds_told(), testing::ElementsAre(Kind::line_lost, Kind::line_back));
+    EXPECT_THAT(reported_kinds(), testing::ElementsAre(Kind::line_lost, Kind::line_back));
 }
 
 }  // namespace

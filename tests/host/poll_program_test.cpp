@@ -197,7 +197,7 @@ TEST_F(PollScreenTest, ShowsValuesAndAStationThatIsDownAndWritesByKeys) {
     EXPECT_TRUE(window->comes_to_show("\n echo")) << window->shown();
 }
 
-TEST_F(PollScreenTest, TellsWhyARefusedVariableIsNotReadAndThatItsStationRefuses) {
+TEST_F(PollScreenTest, SaysWhyARefusedVariableIsNotReadAndThatItsStationRefuses) {
     start_controller({"--fault", "exception station=2 code=2"});
     write_list(variables, 10000);
     open({});
@@ -283,7 +283,7 @@ protected:
     }
 };
 
-TEST_F(PollRecordsTest, TellValuesAndEndWithASummaryWhenTerminated) {
+TEST_F(PollRecordsTest, PrintValuesAndEndWithASummaryWhenTerminated) {
     start_controller();
     write_list(variables, 10000);
     Process host(poll({"--format", "json"}), output_file());
@@ -302,7 +302,7 @@ TEST_F(PollRecordsTest, TellValuesAndEndWithASummaryWhenTerminated) {
     EXPECT_THAT(host.output(), HasSubstr("\nexchanges  "));
 }
 
-TEST_F(PollRecordsTest, TellAllValuesAgainAndAgainWhenAskedTo) {
+TEST_F(PollRecordsTest, PrintAllValuesAgainAndAgainWhenAskedTo) {
     start_controller();
     write_list(variables, 10000);
     Process host(poll({"--format", "csv", "--every", "10"}), output_file());
@@ -318,7 +318,7 @@ TEST_F(PollRecordsTest, TellAllValuesAgainAndAgainWhenAskedTo) {
     EXPECT_EQ(host.exit_code(), 0) << host.output();
 }
 
-TEST_F(PollRecordsTest, TellThatTheLineIsLostAndKeepWritesUntilItIsBack) {
+TEST_F(PollRecordsTest, ReportThatTheLineIsLostAndKeepWritesUntilItIsBack) {
     start_controller();
     write_list(variables, 10000);
     ASSERT_EQ(mkfifo(directory.file("input").c_str(), 0600), 0);
@@ -437,7 +437,7 @@ TEST_F(PollRecordsTest, MarkValuesOfALostLineAndOfADeadStationAsBad) {
     host.exit_code();
 }
 
-TEST_F(PollRecordsTest, TellThatAValueIsBadAlsoWhenItDoesNotChange) {
+TEST_F(PollRecordsTest, ReportThatAValueIsBadAlsoWhenItDoesNotChange) {
     start_controller();
     write_list(variables, 10000);
     Process host(poll({"--format", "csv"}), output_file());

@@ -49,17 +49,17 @@ protected:
     }};
 
     void exchange(int station, int register_class, int address, int count, int code, int id = -1) {
-        Exchange told{};
-        told.ended_at = Exchange::Time(now.time_since_epoch() + 1h);
-        told.request = std::string_view("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
-        told.station = station;
-        told.type = register_class;
-        told.address = address;
-        told.count = count;
-        told.name = {0, id};
-        told.code = code;
-        told.outcome = outcome_of(code);
-        values.exchanged(told);
+        Exchange seen{};
+        seen.ended_at = Exchange::Time(now.time_since_epoch() + 1h);
+        seen.request = std::string_view("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
+        seen.station = station;
+        seen.type = register_class;
+        seen.address = address;
+        seen.count = count;
+        seen.name = {0, id};
+        seen.code = code;
+        seen.outcome = outcome_of(code);
+        values.exchanged(seen);
     }
     void read(int station, int register_class, int address, int count) {
         exchange(station, register_class, address, count, 1);
@@ -153,14 +153,14 @@ TEST_F(ReadValuesTest, FindTheRegistersOfEveryType) {
             fresh.use(driver, {variable}, {block(1, one.register_class, one.first, numbers)});
         };
         const auto reads = [&](ReadValues &fresh, int first, int count) {
-            Exchange told{};
-            told.station = 1;
-            told.type = one.register_class;
-            told.address = first;
-            told.count = count;
-            told.name = {0, -1};
-            told.outcome = Outcome::good;
-            fresh.exchanged(told);
+            Exchange seen{};
+            seen.station = 1;
+            seen.type = one.register_class;
+            seen.address = first;
+            seen.count = count;
+            seen.name = {0, -1};
+            seen.outcome = Outcome::good;
+            fresh.exchanged(seen);
         };
         ReadValues around;
         begin(around);
@@ -184,7 +184,7 @@ TEST_F(ReadValuesTest, FindTheRegistersOfEveryType) {
     }
 }
 
-TEST_F(ReadValuesTest, TellOfFailuresAndForgetThemWhenAStationIsSwitched) {
+TEST_F(ReadValuesTest, KnowFailuresAndForgetThemWhenAStationIsSwitched) {
     values.use(driver, {word("100"), word("100", 1, 2)}, {block(1, 7, 100, 1), block(2, 7, 100, 1)});
     exchange(1, 7, 100, 1, 0);  // comes again
     EXPECT_THAT(values.take(), IsEmpty());

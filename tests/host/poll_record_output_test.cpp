@@ -71,7 +71,7 @@ TEST_F(RecordOutputTest, StopsWhereNobodyEverReads) {
     writer.join();
 }
 
-TEST_F(RecordOutputTest, TellsWhatTheSystemRefuses) {
+TEST_F(RecordOutputTest, ReportsWhatTheSystemRefuses) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     ASSERT_GE(full, 0);
     RecordOutput output(full, stop);

@@ -38,13 +38,13 @@ VariableState state(const Variable &variable, const Values &values) {
     return state;
 }
 
-TEST_F(RecordsTest, TellValuesInPlainLines) {
+TEST_F(RecordsTest, PrintValuesInPlainLines) {
     EXPECT_EQ(record_head(RecordFormat::plain), "");
     EXPECT_EQ(value_record(RecordFormat::plain, time_of_record, level, state(level, {-42})),
               "05:31:26.123 tank level = -42\n");
 }
 
-TEST_F(RecordsTest, TellValuesInCsv) {
+TEST_F(RecordsTest, PrintValuesInCsv) {
     EXPECT_EQ(record_head(RecordFormat::csv), "time,kind,name,station,type,address,count,text,quality,read_at\n");
     EXPECT_EQ(value_record(RecordFormat::csv, time_of_record, level, state(level, {-42})),
               "2026-11-21T05:31:26.123Z,value,tank level,3,7,100,1,-42,good,2026-11-21T05:31:26.023Z\n");
@@ -53,7 +53,7 @@ TEST_F(RecordsTest, TellValuesInCsv) {
               "2026-11-21T05:31:26.023Z\n");
 }
 
-TEST_F(RecordsTest, TellValuesInJson) {
+TEST_F(RecordsTest, PrintValuesInJson) {
     EXPECT_EQ(
         value_record(RecordFormat::json, time_of_record, level, state(level, {-42})),
         R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"tank level","station":3,"type":7,)"
@@ -67,7 +67,7 @@ TEST_F(RecordsTest, TellValuesInJson) {
         "\n");
 }
 
-TEST_F(RecordsTest, MarkAValueThatIsNotGoodAndTellWhenItWasRead) {
+TEST_F(RecordsTest, MarkAValueThatIsNotGoodAndSayWhenItWasRead) {
     VariableState old = state(level, {-42});
     old.quality = Quality::stale;
     old.wall_time = time_of_record - 1min;
@@ -85,7 +85,7 @@ TEST_F(RecordsTest, MarkAValueThatIsNotGoodAndTellWhenItWasRead) {
               "\n");
 }
 
-TEST_F(RecordsTest, TellEventsWithWhatIsKnownOfThem) {
+TEST_F(RecordsTest, PrintEventsWithWhatIsKnownOfThem) {
     struct Case {
         PollEvent event;
         const char *plain, *csv, *json;
@@ -140,7 +140,7 @@ TEST_F(RecordsTest, TellEventsWithWhatIsKnownOfThem) {
     }
 }
 
-TEST_F(RecordsTest, TellOfAWriteThatIsRefused) {
+TEST_F(RecordsTest, ReportAWriteThatIsRefused) {
     EXPECT_EQ(refusal_record(RecordFormat::plain, time_of_record, nullptr, "no variable \"x\" in the list"),
               "05:31:26.123 * no variable \"x\" in the list\n");
     EXPECT_EQ(refusal_record(RecordFormat::csv, time_of_record, &level, "not now"),

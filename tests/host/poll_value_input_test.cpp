@@ -27,7 +27,7 @@ TEST(ValueInputTest, TakesBitsInARowOrApart) {
     EXPECT_THAT(value_input(variable(1, 1, "bits"), "1").values, ElementsAre(1));
 }
 
-TEST(ValueInputTest, TellsWhatIsWrongAndWhatWouldBeRight) {
+TEST(ValueInputTest, SaysWhatIsWrongAndWhatWouldBeRight) {
     const std::tuple<Variable, const char *, const char *> cases[] = {
         {variable(7, 1, "unsigned"), "", "0 values typed; -32768 to 65535"},
         {variable(7, 1, "unsigned"), "1 2", "2 values typed; -32768 to 65535"},

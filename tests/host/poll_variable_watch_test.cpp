@@ -73,7 +73,7 @@ TEST_F(VariableWatchTest, CountsChangesAndKnowsWhenTheLastWas) {
     }
 }
 
-TEST_F(VariableWatchTest, KeepsTheLastValueAndTellsWhyItIsNotReadAnyMore) {
+TEST_F(VariableWatchTest, KeepsTheLastValueAndSaysWhyItIsNotReadAnyMore) {
     read(5);
     ReadValue failed;
     failed.bytes = std::string("\x05\x00", 2);

@@ -123,7 +123,7 @@ TEST(PollViewTest, MarksARowWhoseStationAnswersButThatIsNotRead) {
     EXPECT_EQ(screen.lines[5][0].style.colour, Colour::yellow);
 }
 
-TEST(PollViewTest, TellsThatTheLineIsLostWhyAndHowLong) {
+TEST(PollViewTest, SaysThatTheLineIsLostWhyAndHowLong) {
     PollModel model = plant();
     model.link.line_error = "/dev/ttyUSB0: hung up";
     model.until_next_try = 2100ms;
@@ -141,7 +141,7 @@ TEST(PollViewTest, HasNoCycleBeforeTheFirst) {
     EXPECT_EQ(text_of(poll_screen(model, {80, 14}).lines[1]), "line open  52.2 exchanges/s  cycle -");
 }
 
-TEST(PollViewTest, TellsOfACycleThatTakesLongerThanAnyBefore) {
+TEST(PollViewTest, ReportsACycleThatTakesLongerThanAnyBefore) {
     PollModel model = plant();
     model.link.cycles = {};
     model.link.cycles.so_far = 12s;
@@ -208,7 +208,7 @@ TEST(PollViewTest, MarksWhatIsStaleAndWhatHasNoLine) {
     EXPECT_EQ(screen.lines[6][0].style.colour, Colour::red);
 }
 
-TEST(PollViewTest, TellsWhichStationsRefuse) {
+TEST(PollViewTest, NamesTheStationsThatRefuse) {
     PollModel model = plant();
     model.stations[1] = {2, PollStation::State::refusing, {}, "refusing, 1 of 3 blocks refused: illegal data address"};
     const ScreenLine stations = poll_screen(model, {120, 14}).lines[3];
@@ -258,7 +258,7 @@ TEST(PollViewTest, KeepsTheSelectedRowInSight) {
     }
 }
 
-TEST(PollViewTest, TellsWhatPartOfTheListIsShown) {
+TEST(PollViewTest, SaysWhichPartOfTheListIsShown) {
     PollModel model = many_rows(500);
     model.paused = true;
     model.search = "tag";
@@ -294,7 +294,7 @@ TEST(PollViewTest, ShowsTheTraceBelowTheTable) {
     EXPECT_EQ(screen.rows_shown, 4U);
 }
 
-TEST(PollViewTest, AsksInTheMessageLineWithTheCursorBehindTheText) {
+TEST(PollViewTest, AsksInTheMessageLineWithTheCursorAfterTheText) {
     PollModel model = plant();
     model.prompt = {"write boiler temperature (-32768 to 65535): ", "12"};
     PollScreen screen = poll_screen(model, {80, 14});

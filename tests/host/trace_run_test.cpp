@@ -86,7 +86,7 @@ TEST_F(TraceRunTest, ASavedTraceIsShownAgain) {
     EXPECT_EQ(error.str(), "");
 }
 
-TEST_F(TraceRunTest, MistakesAreToldAndTheRestIsShown) {
+TEST_F(TraceRunTest, MistakesAreReportedAndTheRestIsShown) {
     EXPECT_EQ(show(saved + "2026-11-21 12:00:00.000000 x\n2026-11-21 12:00:01.000000 * end\n"), ExitCode::not_right);
     EXPECT_EQ(out.str(), shown + "12:00:01.000000 * end\n");
     EXPECT_EQ(error.str(),
@@ -112,7 +112,7 @@ TEST_F(TraceRunTest, AnotherKindOfFileIsNotOverwritten) {
     EXPECT_EQ(content(options.to), "[line]\n");
 }
 
-TEST_F(TraceRunTest, FilesThatCannotBeUsedAreTold) {
+TEST_F(TraceRunTest, FilesThatCannotBeUsedAreReported) {
     EXPECT_EQ(show_trace(directory.file("none"), options, stop, out, error), ExitCode::system);
     EXPECT_EQ(error.str(), "kelpo: cannot read " + directory.file("none") + ": No such file or directory\n");
     error.str({});
@@ -266,7 +266,7 @@ TEST_F(TraceLineTest, EveryTypeIsNamedAsTheListHasIt) {
         EXPECT_NE(out.str().find(part), std::string::npos) << part;
 }
 
-TEST_F(TraceLineTest, AMissingReplyIsToldAndGivenUp) {
+TEST_F(TraceLineTest, AMissingReplyIsReportedAndGivenUp) {
     list.link.timeouts.reply = milliseconds(20);
     start_controller({"--stations", "1"});
     poll(7, 1, "10", 1);

@@ -36,10 +36,10 @@ TraceRecord note(const std::string &text) {
 
 // What is shown of the records, without the date.
 Lines shown(const std::vector<TraceRecord> &records, const TraceFilter &filter = {}, bool coloured = false) {
-    TraceTeller teller({coloured, TimeZone::utc}, filter);
+    TraceFormatter formatter({coloured, TimeZone::utc}, filter);
     Lines all;
     for (const TraceRecord &record : records)
-        for (const std::string &line : teller.lines(record))
+        for (const std::string &line : formatter.lines(record))
             if (line.substr(0, 4) != "----")
                 all.push_back(line);
     return all;
@@ -70,12 +70,12 @@ TEST(TraceTextTest, TheSameRequestAfterAFailureIsMarked) {
     EXPECT_EQ(lines[4], read_line);
 }
 
-TEST(TraceTextTest, TheDateStandsAboveTheFirstLineOfEachDay) {
-    TraceTeller teller({false, TimeZone::utc}, {});
+TEST(TraceTextTest, TheDateIsAboveTheFirstLineOfEachDay) {
+    TraceFormatter formatter({false, TimeZone::utc}, {});
     constexpr std::int64_t half_a_day = 43200000000;
-    EXPECT_EQ(teller.lines(note("one")), (Lines{"---- 2026-11-21", "12:00:00.000000 * one"}));
-    EXPECT_EQ(teller.lines(note("two")), (Lines{"12:00:00.000000 * two"}));
-    EXPECT_EQ(teller.lines({at(half_a_day), Direction::note, {}, {}, "three"}),
+    EXPECT_EQ(formatter.lines(note("one")), (Lines{"---- 2026-11-21", "12:00:00.000000 * one"}));
+    EXPECT_EQ(formatter.lines(note("two")), (Lines{"12:00:00.000000 * two"}));
+    EXPECT_EQ(formatter.lines({at(half_a_day), Direction::note, {}, {}, "three"}),
               (Lines{"---- 2026-11-22", "00:00:00.000000 * three"}));
 }
 
@@ -111,11 +111,11 @@ TEST(TraceTextTest, FailuresOnlyShowsTheRequestOnceItsReplyFailed) {
 TEST(TraceTextTest, RequestsAndFailuresAreCountedWhateverIsShown) {
     TraceFilter filter;
     filter.station = 7;
-    TraceTeller teller({}, filter);
+    TraceFormatter formatter({}, filter);
     for (const TraceRecord &record : {sent(read_9008), received(refusal), sent(read_9008), received(reply_9008)})
-        teller.lines(record);
-    EXPECT_EQ(teller.requests(), 2U);
-    EXPECT_EQ(teller.failures(), 1U);
+        formatter.lines(record);
+    EXPECT_EQ(formatter.requests(), 2U);
+    EXPECT_EQ(formatter.failures(), 1U);
 }
 
 TEST(TraceTextTest, ColoursOnlyWhenAskedFor) {

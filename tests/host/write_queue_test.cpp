@@ -45,10 +45,10 @@ protected:
     }
 
     std::vector<std::pair<Kind, std::string>> results() {
-        std::vector<std::pair<Kind, std::string>> told;
+        std::vector<std::pair<Kind, std::string>> seen;
         for (const WriteResult &result : queue.take_results())
-            told.emplace_back(result.kind, result.text);
-        return told;
+            seen.emplace_back(result.kind, result.text);
+        return seen;
     }
 };
 
@@ -98,7 +98,7 @@ TEST_F(WriteQueueTest, NeverHandsOverWhatIsLate) {
     }
 }
 
-TEST_F(WriteQueueTest, TellsOfLateWritesWithoutALine) {
+TEST_F(WriteQueueTest, ReportsLateWritesWithoutALine) {
     add(1, 1, 1s);
     add(1, 1, 3s);
     queue.line_lost("hung up");
@@ -163,7 +163,7 @@ TEST_F(WriteQueueTest, WaitsForTheWritingHalfOfABit) {
     EXPECT_THAT(results(), ElementsAre(Pair(Kind::done, "")));
 }
 
-TEST_F(WriteQueueTest, TellsWhyAWriteFailedAndWhetherItMayHaveBeenCarriedOut) {
+TEST_F(WriteQueueTest, SaysWhyAWriteFailedAndWhetherItMayHaveBeenCarriedOut) {
     struct Case {
         Failure failure;
         ExitCode code;
@@ -186,7 +186,7 @@ TEST_F(WriteQueueTest, TellsWhyAWriteFailedAndWhetherItMayHaveBeenCarriedOut) {
     }
 }
 
-TEST_F(WriteQueueTest, TellsHowMuchOfAWriteWasDoneAndSendsNoMoreOfIt) {
+TEST_F(WriteQueueTest, SaysHowMuchOfAWriteWasDoneAndSendsNoMoreOfIt) {
     add(3);
     add();
     answer(hand_over());
@@ -250,7 +250,7 @@ TEST_F(WriteQueueTest, GivesEveryWriteAResultAtTheEnd) {
     EXPECT_EQ(queue.size(), 0U);
 }
 
-TEST_F(WriteQueueTest, TellsAtTheEndThatTheControllerAskedToWait) {
+TEST_F(WriteQueueTest, SaysAtTheEndThatTheControllerAskedToWait) {
     add();
     queue.exchanged(hand_over(), true, please_wait);
     queue.end("was ended", ExitCode::not_right);

@@ -189,7 +189,7 @@ TEST_F(Guide, AHostVarWithoutAnInitialiserIsNotZero) {
 
 // ---- Queues
 
-TEST_F(Guide, OneThousandAndTwentyFourDoesNotTellTheLastAcceptedWriteFromADroppedOne) {
+TEST_F(Guide, OneThousandAndTwentyFourIsTheSizeAfterTheLastAcceptedWriteAndAfterADroppedOne) {
     int answer = 0;
     for (int id = 1; id <= 1024; ++id)
         answer = write(word_100, "01 00", id);

@@ -230,7 +230,7 @@ TEST(SeveralLines, ACopiedFileIsADriverOfItsOwn) {
     EXPECT_EQ(second.PLC_driver->com_info, &other);
 }
 
-TEST(SeveralLines, CopiesOfAGlobalOneAreToldApartAllTheSame) {
+TEST(SeveralLines, CopiesOfAGlobalOneAreStillToldApart) {
     // In a process of its own: a driver in the global scope stays for good.
     const auto in_child = [] {
         void *global = dlopen(driver_file, RTLD_NOW | RTLD_GLOBAL);
@@ -282,7 +282,7 @@ TEST(SeveralLines, PrivateCopiesAreFoundByTheNameAloneToo) {
     EXPECT_NE(second.PLC_driver, third.PLC_driver);
 }
 
-TEST(SeveralLines, PrivateCopiesLeaveNoFileBehind) {
+TEST(SeveralLines, PrivateCopiesLeaveNoFile) {
     const auto open_files = [] {
         int number = 0;
         for (int file = 0; file < 256; ++file)

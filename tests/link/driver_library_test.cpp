@@ -25,7 +25,7 @@ TEST(DriverLibrary, NamesTheFileThatDoesNotExist) {
     EXPECT_NE(message_of("/nowhere/libdriver.so").find("/nowhere/libdriver.so"), std::string::npos);
 }
 
-TEST(DriverLibrary, TellsWhereItLookedForANameAndWhatToDo) {
+TEST(DriverLibrary, SaysWhereItLookedForANameAndWhatToDo) {
     const std::string told = message_of("libno_such_driver.so.1");
     EXPECT_EQ(told.find("cannot load the driver: libno_such_driver.so.1: "), 0U) << told;
     EXPECT_NE(told.find("; looked for /"), std::string::npos) << told;

@@ -71,7 +71,7 @@ TEST_F(LateCommands, AReplyToACommandThatHasEndedIsNotTheNextOnes) {
     EXPECT_EQ(second.output(), "1:7:200 = 222\n");
 }
 
-TEST_F(LateCommands, NorIsOneToACommandThatWasKilled) {
+TEST_F(LateCommands, AReplyToACommandThatWasKilledIsNotTheNextOnesEither) {
     Process first(command({"read", "1:7:100", "--reply-timeout", "1000"}), directory.file("first"));
     ASSERT_EQ(terminal.take(8), read_100);
     later(milliseconds(1500), [this] { terminal.put(reply_111); });
@@ -105,15 +105,15 @@ TEST_F(LateCommands, ASecondInterruptDoesNotWait) {
     EXPECT_EQ(reading.exit_code(), 1);
 }
 
-TEST_F(LateCommands, TellThatTheTimeOutIsTooShort) {
+TEST_F(LateCommands, SayThatTheTimeOutIsTooShort) {
     Process reading(command({"read", "1:7:100", "--reply-timeout", "1000", "--settle", "1000", "--retries", "1"}),
                     directory.file("first"));
     ASSERT_EQ(terminal.take(8), read_100);
     later(milliseconds(1300), [this] { terminal.put(reply_111); });
     EXPECT_EQ(reading.exit_code(), no_reply);
-    const std::string told = reading.output();
-    EXPECT_NE(told.find("kelpo: station 1 answers after up to 1"), std::string::npos) << told;
-    EXPECT_NE(told.find(" ms: reply-ms 1000 is too short\n"), std::string::npos) << told;
+    const std::string output = reading.output();
+    EXPECT_NE(output.find("kelpo: station 1 answers after up to 1"), std::string::npos) << output;
+    EXPECT_NE(output.find(" ms: reply-ms 1000 is too short\n"), std::string::npos) << output;
 }
 
 }  // namespace

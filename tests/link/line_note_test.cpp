@@ -66,7 +66,7 @@ TEST_F(Note, SaysNothingOfALineThatNobodyHasUsed) {
     EXPECT_EQ(left().count(), 0);
 }
 
-TEST_F(Note, TellsTheNextOneUntilWhenRepliesCanCome) {
+TEST_F(Note, LetsTheNextOneKnowUntilWhenRepliesCanCome) {
     expect_for(seconds(20));
     EXPECT_GT(left(), seconds(10));
     EXPECT_LE(left(), seconds(25));
@@ -77,7 +77,7 @@ TEST_F(Note, IsForHalfAMinuteAtMost) {
     EXPECT_EQ(left(), seconds(30));
 }
 
-TEST_F(Note, TellsHowLongAfterEachReplyTheNextOneCanCome) {
+TEST_F(Note, SaysHowLongAfterEachReplyTheNextOneCanCome) {
     expect_for(seconds(20));
     EXPECT_EQ(note().left_by_others().patience, seconds(3));
     note().expect_replies_until(LineNote::Time::clock::now() - seconds(1), seconds(3));

@@ -90,7 +90,7 @@ TEST_F(LineOverTcp, PutsTogetherAReplyThatComesInPieces) {
     controller.join();
 }
 
-TEST_F(LineOverTcp, KeepsTheSilenceThatTheLineBehindTheServerNeeds) {
+TEST_F(LineOverTcp, KeepsTheSilenceThatTheServersLineNeeds) {
     EXPECT_EQ(line.frame_gap(), std::chrono::microseconds(1750));
 }
 
@@ -193,20 +193,20 @@ TEST(TcpOpening, SendsAtOnceAndNoticesAServerThatHasVanished) {
     EXPECT_EQ(option(tcp, IPPROTO_TCP, TCP_USER_TIMEOUT), 10000);
 }
 
-TEST(TcpOpening, TellsWhenNothingListens) {
+TEST(TcpOpening, SaysWhenNothingListens) {
     DeviceServer server;
     server.stop_listening();
     EXPECT_EQ(message_on_opening(settings(server.path())),
               server.path() + ": connection refused; does the device server have a line at this port, and is it free?");
 }
 
-TEST(TcpOpening, TellsWhenTheHostIsNotKnown) {
+TEST(TcpOpening, SaysWhenTheHostIsNotKnown) {
     const std::string path = "tcp:no-such-host.invalid:4001", message = message_on_opening(settings(path));
     EXPECT_EQ(message.find(path + ": the "), 0U) << message;
     EXPECT_NE(message.find("no-such-host.invalid", path.size()), std::string::npos) << message;
 }
 
-TEST(TcpOpening, TellsHowAPathIsWritten) {
+TEST(TcpOpening, SaysHowAPathIsWritten) {
     const std::string right = "; write tcp:HOST:PORT, such as tcp:192.168.0.7:4001 or tcp:[fd00::7]:4001";
     const std::pair<const char *, const char *> wrong[] = {
         {"tcp:", "the port is missing"},

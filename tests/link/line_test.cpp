@@ -174,7 +174,7 @@ TEST_F(LineTest, SettlesWhereNothingComes) {
     EXPECT_EQ(line.settle(milliseconds(20)), "");
 }
 
-TEST_F(LineTest, SettlesNoLongerThanItIsTold) {
+TEST_F(LineTest, SettlesNoLongerThanItIsAskedTo) {
     terminal.put("fresh");
     terminal.wait_until_arrived(5);
     EXPECT_EQ(line.settle(milliseconds(0)), "");
@@ -376,7 +376,7 @@ TEST(LineOpening, RefusesALineThatAnotherMasterHas) {
     const Line third(settings(terminal.path()), stop);
 }
 
-TEST(LineOpening, TellsWhenTheKernelDoesNotSwitchTheTransmitter) {
+TEST(LineOpening, SaysWhenTheKernelDoesNotSwitchTheTransmitter) {
     PseudoTerminal terminal;
     const StopSignal stop;
     LineSettings two_wires = settings(terminal.path());

@@ -123,7 +123,7 @@ TEST_F(LinkLoop, SendsTheRequestAndHandsOverTheReply) {
     EXPECT_EQ(statistics.bytes_received, 5U);
 }
 
-TEST_F(LinkLoop, TellsEachTimeBeforeItAsksTheDriver) {
+TEST_F(LinkLoop, CallsTheWatcherEachTimeBeforeItAsksTheDriver) {
     struct : kelpo::LinkWatcher {
         int times = 0;
         void about_to_ask() override {
@@ -131,15 +131,15 @@ TEST_F(LinkLoop, TellsEachTimeBeforeItAsksTheDriver) {
         }
     } asking;
     watchers.add(asking);
-    std::vector<int> told_before;
+    std::vector<int> called_before;
     driver.has_request = [&] {
-        told_before.push_back(asking.times);
-        if (told_before.size() == 3)
+        called_before.push_back(asking.times);
+        if (called_before.size() == 3)
             stop.raise();
         return false;
     };
     run(soon);
-    EXPECT_EQ(told_before, (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(called_before, (std::vector<int>{1, 2, 3}));
 }
 
 TEST_F(LinkLoop, HandsOverAMissingReplyAsOneOfLengthZero) {

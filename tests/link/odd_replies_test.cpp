@@ -30,21 +30,21 @@ const std::string written_200 = with_crc(std::string("\x01\x10\x00\xC8\x00\x01",
 const std::string refusal("\x01\x83\x02\xC0\xF1", 5);
 const std::string wait_please("\x01\x6A\x8B\x4E\xC7", 5);
 
-struct Told {
+struct SeenExchange {
     std::string request, reply, late;
     Outcome outcome;
     int code;
 };
 
-/// Ends the loop after so many exchanges, and keeps what it was told.
+/// Ends the loop after `most` exchanges, and keeps what it saw.
 class Recorder : public kelpo::LinkRemarks {
 public:
     explicit Recorder(SimulatedLine &line) : LinkRemarks(milliseconds(500)), line_(line) {}
 
     void exchanged(const Exchange &exchange) override {
-        told.push_back({std::string(exchange.request), std::string(exchange.reply), std::string(exchange.late),
+        seen.push_back({std::string(exchange.request), std::string(exchange.reply), std::string(exchange.late),
                         exchange.outcome, exchange.code});
-        if (told.size() == most)
+        if (seen.size() == most)
             line_.stop();
     }
     void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override {
@@ -55,7 +55,7 @@ public:
     }
 
     std::size_t most = 1;
-    std::vector<Told> told;
+    std::vector<SeenExchange> seen;
     std::vector<std::pair<int, int>> ended;
     std::vector<std::string> probes;
 
@@ -129,8 +129,8 @@ TEST_F(OddReplies, AnAcknowledgementOfAnotherWriteIsNone) {
     };
     run(2);
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
-    EXPECT_EQ(recorder.told[1].late, written_100);
-    EXPECT_EQ(recorder.told[1].reply, "");
+    EXPECT_EQ(recorder.seen[1].late, written_100);
+    EXPECT_EQ(recorder.seen[1].reply, "");
     EXPECT_EQ(recorder.sentences(),
               std::vector<std::string>{"station 1 answers after up to 700 ms: reply-ms 500 is too short"});
 }
@@ -142,10 +142,10 @@ TEST_F(OddReplies, AnAcknowledgementOfWhatNobodyHasWrittenIsNone) {
     };
     run(1);
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
-    EXPECT_EQ(recorder.told[0].reply, written_100);
+    EXPECT_EQ(recorder.seen[0].reply, written_100);
 }
 
-TEST_F(OddReplies, TheLateOneIsPassedOverForTheRightOneBehindIt) {
+TEST_F(OddReplies, TheLateOneIsPassedOverForTheRightOneAfterIt) {
     write("100");
     write("200");
     answer = [&](const std::string &request) {
@@ -153,8 +153,8 @@ TEST_F(OddReplies, TheLateOneIsPassedOverForTheRightOneBehindIt) {
     };
     run(2);
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, done}}));
-    EXPECT_EQ(recorder.told[1].late, written_100);
-    EXPECT_EQ(recorder.told[1].reply, written_200);
+    EXPECT_EQ(recorder.seen[1].late, written_100);
+    EXPECT_EQ(recorder.seen[1].reply, written_200);
 }
 
 TEST_F(OddReplies, AByteCountThatIsNotTheReplysIsNone) {
@@ -191,7 +191,7 @@ TEST_F(OddReplies, TheEchoOfAWriteOfOneBitIsNoAcknowledgement) {
     ASSERT_EQ(sent.size(), 3U);
     ASSERT_EQ(sent[0][1], 5);
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
-    EXPECT_EQ(recorder.told[0].reply, sent[0]);
+    EXPECT_EQ(recorder.seen[0].reply, sent[0]);
     EXPECT_EQ(recorder.probes, std::vector<std::string>{sent[1]});
     EXPECT_EQ(sent[1], with_crc(sent[0].substr(0, 1) + '\1' + sent[0].substr(2, 2) + std::string("\0\1", 2)));
     EXPECT_EQ(recorder.sentences().size(), 1U);
@@ -228,16 +228,16 @@ TEST_F(OddReplies, NoProbeIsNeededWhereAValueWasRead) {
     EXPECT_TRUE(recorder.probes.empty());
 }
 
-TEST_F(OddReplies, AStationMayAskToWaitSoManyTimesInARow) {
+TEST_F(OddReplies, AStationMayAskToWaitALimitedNumberOfTimesInARow) {
     read_once("100");
     answer = [&](const std::string &) {
         line.comes(milliseconds(10), wait_please);
     };
     run(17);
     for (std::size_t i = 0; i < 16; ++i)
-        EXPECT_EQ(recorder.told[i].code, 1000) << i;
-    EXPECT_EQ(recorder.told[16].outcome, Outcome::given_up);
-    EXPECT_EQ(recorder.told[16].reply, wait_please);
+        EXPECT_EQ(recorder.seen[i].code, 1000) << i;
+    EXPECT_EQ(recorder.seen[16].outcome, Outcome::given_up);
+    EXPECT_EQ(recorder.seen[16].reply, wait_please);
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
     EXPECT_EQ(recorder.sentences(),
               std::vector<std::string>{"station 1 asks to wait again and again (6A 8B): that is taken for no reply"});
@@ -261,7 +261,7 @@ TEST_F(OddReplies, ARefusalIsKnownByItsLength) {
         line.comes(milliseconds(20), reply_111);
     };
     run(1);
-    EXPECT_EQ(recorder.told[0].reply, refusal);
+    EXPECT_EQ(recorder.seen[0].reply, refusal);
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
 }
 
@@ -274,8 +274,8 @@ TEST_F(OddReplies, AReplySoonerThanTheSpeedAllowsIsAnothers) {
         line.comes(milliseconds(40), reply_111);
     };
     run(1);
-    EXPECT_EQ(recorder.told[0].late, reply_222);
-    EXPECT_EQ(recorder.told[0].reply, reply_111);
+    EXPECT_EQ(recorder.seen[0].late, reply_222);
+    EXPECT_EQ(recorder.seen[0].reply, reply_111);
     EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
 }
 
@@ -287,12 +287,12 @@ TEST_F(OddReplies, WithoutAWireNoReplyIsTooSoon) {
         line.comes(milliseconds(1), reply_111);
     };
     run(1);
-    EXPECT_EQ(recorder.told[0].reply, reply_111);
+    EXPECT_EQ(recorder.seen[0].reply, reply_111);
     EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
 }
 
 // A controller's own USB port takes any speed, and keeps to none.
-TEST_F(OddReplies, TheSpeedTellsNothingWhereNothingComesBehindSuchReplies) {
+TEST_F(OddReplies, TheSpeedProvesNothingWhereNothingComesAfterSuchReplies) {
     line.time_of_a_character = milliseconds(1);
     info.retry_times = 5;
     read_once("100");
@@ -300,8 +300,8 @@ TEST_F(OddReplies, TheSpeedTellsNothingWhereNothingComesBehindSuchReplies) {
         line.comes(milliseconds(3), reply_111);
     };
     run(3);
-    EXPECT_EQ(recorder.told[1].late, reply_111);
-    EXPECT_EQ(recorder.told[2].reply, reply_111);
+    EXPECT_EQ(recorder.seen[1].late, reply_111);
+    EXPECT_EQ(recorder.seen[2].reply, reply_111);
     EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
 }
 
@@ -312,8 +312,8 @@ TEST_F(OddReplies, AStopWaitsForTheReplyInFlight) {
         line.comes(milliseconds(400), reply_111);
     };
     run(9);
-    ASSERT_EQ(recorder.told.size(), 1U);
-    EXPECT_EQ(recorder.told[0].reply, reply_111);
+    ASSERT_EQ(recorder.seen.size(), 1U);
+    EXPECT_EQ(recorder.seen[0].reply, reply_111);
     EXPECT_FALSE(line.replies_until);
 }
 
@@ -360,12 +360,12 @@ TEST_F(OddReplies, AWordThatWasReadBeforeTheLineBrokeIsNotWrittenBack) {
     EXPECT_EQ(sent[1][1], 6);
     loop().line_was_lost();
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
-    EXPECT_EQ(recorder.told.back().request, sent[1]);
-    EXPECT_EQ(recorder.told.back().outcome, Outcome::given_up);
+    EXPECT_EQ(recorder.seen.back().request, sent[1]);
+    EXPECT_EQ(recorder.seen.back().outcome, Outcome::given_up);
     EXPECT_TRUE(driver.entry().PLC_driver->frame_list.isEmpty());
 }
 
-TEST_F(OddReplies, TheReadingOfABitsRegisterIsMadeAgainWhenTheLineBreaksBehindIt) {
+TEST_F(OddReplies, TheReadingOfABitsRegisterIsMadeAgainWhenTheLineBreaksAfterIt) {
     write("100.4", 15);
     bool broken = false;
     answer = [&](const std::string &request) {

@@ -159,7 +159,7 @@ TEST_F(Ledger, WaitsWhereItCannotRememberMore) {
     EXPECT_EQ(listens_until(450), 0);
 }
 
-TEST_F(Ledger, TellsRepliesApartByFunctionAndSize) {
+TEST_F(Ledger, DistinguishesRepliesByFunctionAndSize) {
     sent(read_two, 0, two_word_reply);
     sent(read_100, 110);
     EXPECT_EQ(heard(one_word, read_100, 120), Whose::awaited);
@@ -244,7 +244,7 @@ TEST_F(Ledger, KnowsTheSizeOfAReplyByItsHeader) {
     EXPECT_EQ(ledger.reply_size(std::string("\x01\x03\x06", 3)), 0U);
 }
 
-TEST_F(Ledger, TellsUntilWhenRepliesCanCome) {
+TEST_F(Ledger, SaysUntilWhenRepliesCanCome) {
     EXPECT_FALSE(ledger.last_reply_until(at(0)));
     sent(read_100, 0);
     EXPECT_EQ(ledger.last_reply_until(at(10)), at(450));

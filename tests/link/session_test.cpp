@@ -330,7 +330,7 @@ TEST_F(SessionTest, ItsWaitsEndWhenTheyShouldInsteadOf50MicrosecondsLater) {
     EXPECT_EQ(recorder.timer_slack(), 1);
 }
 
-TEST_F(SessionTest, ReportsEachTryInVainAndMakesThePausesGrow) {
+TEST_F(SessionTest, ReportsEachFailedTryAndMakesThePausesGrow) {
     Adapter adapter;
     begin(settings(adapter.path()), {word("100")});
     ASSERT_EQ(adapter.request(), read_100);

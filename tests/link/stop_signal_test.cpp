@@ -63,7 +63,7 @@ TEST(StopSignalTest, EndsAllWaitsThatRunAndAllThatComeLater) {
     EXPECT_TRUE(stop.wait_for(hours(1)));
 }
 
-TEST(StopSignalTest, WaitsNoShorterThanItIsTold) {
+TEST(StopSignalTest, WaitsNoShorterThanItIsAskedTo) {
     const StopSignal stop;
     const Pipe silent;
     for (const auto time : {std::chrono::microseconds(30), std::chrono::microseconds(20000)}) {

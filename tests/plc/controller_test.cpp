@@ -159,7 +159,7 @@ TEST_F(ControllerTest, ASilenceCutsARequestInTwo) {
     EXPECT_EQ(exchange(read_register_100), register_100_is_0);
 }
 
-TEST_F(ControllerTest, ARequestBehindGarbageIsAnsweredAfterTheSilence) {
+TEST_F(ControllerTest, ARequestAfterGarbageIsAnsweredAfterTheSilence) {
     settings_.turnaround = milliseconds(1);
     start();
     controller_->receive(hex("55 AA"), now_);
@@ -339,7 +339,7 @@ TEST_F(ControllerTest, TheSeedDecidesWhatIsLeftToChance) {
     EXPECT_NE(exchange(read_register_100), hex("07 3C"));
 }
 
-TEST_F(ControllerTest, PresetsStandFromTheStart) {
+TEST_F(ControllerTest, PresetsAreThereFromTheStart) {
     settings_.presets = {parse_preset("2,register,101,-5,0x1234"), parse_preset("2,coil,101,1,0,1"),
                          parse_preset("2,register,102,7")};
     start_with_memory();
@@ -359,7 +359,7 @@ TEST_F(ControllerTest, APresetInAMovingZoneHoldsUntilTheNextMoment) {
     EXPECT_EQ(exchange(hex("01 03 00 00 00 01 84 0A")), hex("01 03 02 03 E9 79 3A"));
 }
 
-TEST_F(ControllerTest, TheMemoryFileTellsHowOftenEachFaultCameUp) {
+TEST_F(ControllerTest, TheMemoryFileCountsHowOftenEachFaultHappened) {
     settings_.faults = {parse_fault("garbled function=6"), parse_fault("dead station=2 every=2")};
     start_with_memory();
     const MemoryReader memory = reader();

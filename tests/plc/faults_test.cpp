@@ -42,18 +42,18 @@ TEST(FaultsTest, HappenAlwaysUnlessTheyAreCounted) {
     EXPECT_EQ(hits("no-reply times=2", 5), "xx...");
 }
 
-TEST(FaultsTest, HappenToTheFirstOfSoMany) {
+TEST(FaultsTest, HappenToTheFirstOfAGivenNumber) {
     EXPECT_EQ(hits("no-reply every=3", 7), "x..x..x");
     EXPECT_EQ(hits("no-reply every=2 times=2", 7), "x.x....");
 }
 
-TEST(FaultsTest, BeginAfterSoManyRequestsThatFit) {
+TEST(FaultsTest, BeginAfterAGivenNumberOfRequestsThatFit) {
     EXPECT_EQ(hits("no-reply after=3", 6), "...xxx");
     EXPECT_EQ(hits("no-reply after=2 every=3", 9), "..x..x..x");
     EXPECT_EQ(hits("dead after=2 times=3", 8), "..xxx...");
 }
 
-TEST(FaultsTest, LastForSoManyInARow) {
+TEST(FaultsTest, LastForAGivenNumberInARow) {
     EXPECT_EQ(hits("dead every=5 for=2", 12), "xx...xx...xx");
     EXPECT_EQ(hits("dead after=1 every=4 for=3 times=4", 12), ".xxx.x......");
     EXPECT_EQ(hits("dead every=2 for=3", 8), "xxx.xxx.");

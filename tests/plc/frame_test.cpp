@@ -11,7 +11,7 @@ bool has_right_crc(const Bytes &frame) {
     return crc_is_right(frame.data(), frame.size());
 }
 
-std::optional<std::size_t> length_told_by(const Bytes &start) {
+std::optional<std::size_t> length_from(const Bytes &start) {
     return request_length(start.data(), start.size());
 }
 
@@ -34,24 +34,24 @@ TEST(Frame, HasNoCrcWhenItIsTooShortToBeAFrame) {
     EXPECT_FALSE(has_right_crc(hex("00 40 BF")));
 }
 
-TEST(Frame, TellsTheLengthOfARequestByItsFunction) {
-    EXPECT_EQ(length_told_by(hex("01 01")), 8u);
-    EXPECT_EQ(length_told_by(hex("01 03")), 8u);
-    EXPECT_EQ(length_told_by(hex("01 05")), 8u);
-    EXPECT_EQ(length_told_by(hex("01 06")), 8u);
-    EXPECT_EQ(length_told_by(hex("01 0F 00 00 00 09 02")), 11u);
-    EXPECT_EQ(length_told_by(hex("01 10 00 00 00 02 04")), 13u);
+TEST(Frame, KnowsTheLengthOfARequestByItsFunction) {
+    EXPECT_EQ(length_from(hex("01 01")), 8u);
+    EXPECT_EQ(length_from(hex("01 03")), 8u);
+    EXPECT_EQ(length_from(hex("01 05")), 8u);
+    EXPECT_EQ(length_from(hex("01 06")), 8u);
+    EXPECT_EQ(length_from(hex("01 0F 00 00 00 09 02")), 11u);
+    EXPECT_EQ(length_from(hex("01 10 00 00 00 02 04")), 13u);
 }
 
-TEST(Frame, TellsNoLengthBeforeTheBytesThatDecideIt) {
-    EXPECT_EQ(length_told_by(hex("")), std::nullopt);
-    EXPECT_EQ(length_told_by(hex("01")), std::nullopt);
-    EXPECT_EQ(length_told_by(hex("01 10 00 00 00 02")), std::nullopt);
+TEST(Frame, KnowsNoLengthBeforeTheBytesThatDecideIt) {
+    EXPECT_EQ(length_from(hex("")), std::nullopt);
+    EXPECT_EQ(length_from(hex("01")), std::nullopt);
+    EXPECT_EQ(length_from(hex("01 10 00 00 00 02")), std::nullopt);
 }
 
-TEST(Frame, TellsNoLengthOfAFunctionThatIsNotServed) {
-    EXPECT_EQ(length_told_by(hex("01 02 00 00 00 01 B9 CA")), std::nullopt);
-    EXPECT_EQ(length_told_by(hex("01 83 00 00 00 01 B9 CA")), std::nullopt);
+TEST(Frame, KnowsNoLengthOfAFunctionThatIsNotServed) {
+    EXPECT_EQ(length_from(hex("01 02 00 00 00 01 B9 CA")), std::nullopt);
+    EXPECT_EQ(length_from(hex("01 83 00 00 00 01 B9 CA")), std::nullopt);
 }
 
 TEST(Frame, AnExceptionReplyHasTheFunctionsTopBitSetAndTheCode) {

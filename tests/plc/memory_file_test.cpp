@@ -262,7 +262,7 @@ TEST_F(MemoryFile, ForgetsTheOldestWrites) {
     EXPECT_EQ(kept->back().after, write_log_length);
 }
 
-TEST_F(MemoryFile, TellsHowOftenFaultsCameUp) {
+TEST_F(MemoryFile, CountsHowOftenFaultsHappened) {
     MemoryWriter writer = make_file({1});
     const MemoryReader reader = MemoryReader::open(path_);
     EXPECT_TRUE(reader.fault_counts().empty());
@@ -451,7 +451,7 @@ TEST_F(MemoryFile, IsNotMadeInPlaceOfAnotherFile) {
     EXPECT_EQ(bytes(), "my diary");
 }
 
-TEST_F(MemoryFile, LeavesNothingBehindWhenItCannotBeMade) {
+TEST_F(MemoryFile, LeavesNoFileWhenItCannotBeMade) {
     std::filesystem::create_directory(path_);
     EXPECT_THROW(make_file({1}), std::runtime_error);
     EXPECT_THROW(MemoryWriter(folder_ / "nowhere/memory", stations_), std::runtime_error);

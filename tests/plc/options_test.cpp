@@ -86,7 +86,7 @@ TEST_F(OptionsTest, TakesSeveralFaults) {
     EXPECT_EQ(faults[1].station, std::nullopt);
 }
 
-TEST_F(OptionsTest, TakesTheFaultsOfFilesBehindItsOwn) {
+TEST_F(OptionsTest, TakesTheFaultsOfFilesAfterItsOwn) {
     const std::string morning = file("morning", "# when the pumps start\nlate ms=80 rate=1/10\n\ngarbled # noise\n");
     const std::string night = file("night", "dead station=1 after=1000");
     const auto faults = options({"--faults", morning, "--fault", "no-reply", "--faults", night}).settings.faults;
@@ -104,7 +104,7 @@ TEST_F(OptionsTest, TakesPresetsFromFiles) {
     EXPECT_EQ(presets[1].station, 2u);
 }
 
-TEST_F(OptionsTest, MistakesInFilesAreToldWithTheirLines) {
+TEST_F(OptionsTest, MistakesInFilesAreReportedWithTheirLines) {
     const std::string values = file("values.csv", "1,register,100,7\n3,coil,5,1\n1,coil,5,2\n");
     const std::string faults = file("faults", "no-reply\n\nlate ms=soon\n");
     const auto result = read({"--stations", "1,2", "--preset", values, "--faults", faults});
@@ -154,7 +154,7 @@ TEST_F(OptionsTest, HelpGoesToTheOutputAndEndsWell) {
     EXPECT_EQ(error_.str(), "");
 }
 
-TEST_F(OptionsTest, VersionIsToldUnderTheNameThatItWasCalledBy) {
+TEST_F(OptionsTest, VersionIsPrintedUnderTheNameThatItWasCalledBy) {
     const auto result = read_options({"--version"}, "kelpo plc", out_, error_);
     ASSERT_TRUE(std::holds_alternative<int>(result));
     EXPECT_EQ(std::get<int>(result), 0);

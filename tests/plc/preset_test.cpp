@@ -72,7 +72,7 @@ TEST_F(ListFile, HasAnItemInEachLineThatIsMoreThanAComment) {
     EXPECT_EQ(presets[1].address, 7u);
 }
 
-TEST_F(ListFile, TellsEveryMistakeWithItsLine) {
+TEST_F(ListFile, ReportsEveryMistakeWithItsLine) {
     const auto presets = read("1,coil,5,7\n# nothing\n1,coil,5,1\n1,lamp,5,1\n");
     EXPECT_EQ(mistakes_, (Mistakes{path_ + ":1: a coil's value is 0 to 1, not 7",
                                    path_ + ":4: the second field is coil or register, not lamp"}));

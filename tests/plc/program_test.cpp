@@ -198,7 +198,7 @@ TEST_F(ProgramTest, EndsCleanlyWhenItIsInterrupted) {
     EXPECT_FALSE(std::filesystem::is_symlink(link_));
 }
 
-TEST_F(ProgramTest, EndsWithTheProcessThatItIsTold) {
+TEST_F(ProgramTest, EndsWithTheProcessThatIsNamed) {
     Program companion({});
     ASSERT_NE(companion.first_line(), "");
     Program program({"--link", link_, "--while", std::to_string(companion.process())});
@@ -270,7 +270,7 @@ TEST_F(ProgramTest, KeepsBackTheReplyThatAFaultNames) {
     EXPECT_EQ(client.receive(8), hex("01 06 00 64 12 34 C5 62"));
 }
 
-TEST_F(ProgramTest, TellsAtItsEndHowOftenEachFaultHappened) {
+TEST_F(ProgramTest, SaysAtItsEndHowOftenEachFaultHappened) {
     Program program({"--moment", "0", "--fault", "dead station=9", "--fault", "exception  function=3 every=2"});
     const Client client(program.first_line().substr(5));
     client.send(hex("01 03 00 64 00 01 C5 D5"));
@@ -290,7 +290,7 @@ TEST_F(ProgramTest, EndsWellWhenNobodyReadsItsOutputAnyMore) {
     EXPECT_FALSE(std::filesystem::is_symlink(link_));
 }
 
-TEST_F(ProgramTest, SendsAReplyInPiecesBehindNoise) {
+TEST_F(ProgramTest, SendsAReplyInPiecesAfterNoise) {
     Program program({"--moment", "0", "--fault", "pieces size=3 gap=1 function=3", "--fault", "noise bytes=2"});
     const Client client(program.first_line().substr(5));
     client.send(hex("01 03 00 64 00 01 C5 D5"));

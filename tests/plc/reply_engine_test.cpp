@@ -63,7 +63,7 @@ TEST_F(ReplyEngineTest, SwitchesACoilOnAndOff) {
     EXPECT_EQ(memory_.coils[100], 0);
 }
 
-TEST_F(ReplyEngineTest, TellsWhatWasThereBeforeAWrite) {
+TEST_F(ReplyEngineTest, SaysWhatWasThereBeforeAWrite) {
     memory_.registers[100] = 7;
     memory_.registers[101] = 8;
     reply_to(hex("01 10 00 64 00 02 04 12 34 FF FE 70 B2"));

@@ -95,7 +95,7 @@ TEST(SpoiledReply, NamesAFunctionThatLooksAlikeUnderARightCrc) {
     EXPECT_EQ(only_part("wrong-function", hex("01 82 01 81 60")), hex("01 83 01 80 F0"));
 }
 
-TEST(SpoiledReply, HasADataByteTooFewOrAsManyAsItIsToldUnderARightCrc) {
+TEST(SpoiledReply, HasADataByteTooFewOrTheGivenNumberUnderARightCrc) {
     EXPECT_EQ(only_part("wrong-length"), hex("01 03 03 12 34 56 73 75"));
     EXPECT_EQ(only_part("wrong-length data=3"), hex("01 03 03 12 34 56 73 75"));
     EXPECT_EQ(only_part("wrong-length data=5"), hex("01 03 05 12 34 56 78 00 C6 B1"));
@@ -124,7 +124,7 @@ TEST(SpoiledReply, ComesInPieces) {
     EXPECT_EQ(only_part("pieces size=9"), two_registers);
 }
 
-TEST(SpoiledReply, HasNoiseBeforeOrBehind) {
+TEST(SpoiledReply, HasNoiseBeforeOrAfter) {
     expect_two_parts("noise", hex("07 3C F0 55 E6"), milliseconds(0), two_registers);
     expect_two_parts("noise bytes=2 gap=3", hex("07 3C"), milliseconds(3), two_registers);
     expect_two_parts("noise-behind", two_registers, milliseconds(0), hex("07 3C F0 55 E6"));

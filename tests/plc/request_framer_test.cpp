@@ -35,7 +35,7 @@ private:
 
 const Bytes good_request = hex("01 03 00 00 00 0A C5 CD");
 
-TEST(RequestFramer, FindsARequestThatStandsAloneAtOnce) {
+TEST(RequestFramer, FindsARequestThatIsAloneAtOnce) {
     RequestFramer framer;
     EXPECT_EQ(take(framer, good_request), good_request);
     EXPECT_TRUE(framer.at_rest());
@@ -62,7 +62,7 @@ TEST(RequestFramer, FindsTheNextRequestWithoutASilenceAfterAGoodOne) {
     EXPECT_EQ(take(framer, good_request), good_request);
 }
 
-TEST(RequestFramer, FindsARequestBehindGarbageWhenSilenceEndsTheFrame) {
+TEST(RequestFramer, FindsARequestAfterGarbageWhenSilenceEndsTheFrame) {
     RequestFramer framer;
     EXPECT_EQ(take(framer, hex("00 FF 01")), std::nullopt);
     EXPECT_EQ(take(framer, good_request), std::nullopt);
@@ -121,7 +121,7 @@ TEST(RequestFramer, DropsAnUnknownFunctionWithAWrongCrc) {
     EXPECT_EQ(framer.end_by_silence(), std::nullopt);
 }
 
-TEST(RequestFramer, DropsAnUnknownFunctionBehindGarbage) {
+TEST(RequestFramer, DropsAnUnknownFunctionAfterGarbage) {
     RequestFramer framer;
     EXPECT_EQ(take(framer, joined(hex("55"), hex("01 02 00 00 00 01 B9 CA"))), std::nullopt);
     EXPECT_EQ(framer.end_by_silence(), std::nullopt);

@@ -130,8 +130,8 @@ bool Campaign::run(std::ostream &out) {
     session_.finish();
     judge_.finish();
     resident_late_ = size_of_what_is_held();
-    constexpr std::uint64_t enough_to_tell = 50000;
-    if (options_.exchanges >= enough_to_tell && has_grown(resident_early_, resident_late_))
+    constexpr std::uint64_t enough_to_judge = 50000;
+    if (options_.exchanges >= enough_to_judge && has_grown(resident_early_, resident_late_))
         judge_.complain("the resident size has grown by more than 5 %");
     print(out);
     return judge_.complaints().empty();
@@ -231,7 +231,7 @@ void Campaign::fill_queue() {
 void Campaign::come_to_rest() {
     while (driver_.library().requests_waiting() > 0)
         pace();
-    pace();  // the watcher has told the last report
+    pace();  // the watcher has passed on the last report
     judge_.expect_all_reported();
     const std::uint64_t quiet_since = exchanges_;
     const int blocks = driver_.library().entry().ReCreatReadVarList(&all_polled_);

@@ -223,10 +223,10 @@ bool Cells::may_show(const State &state, std::uint16_t value, int bit, std::uint
         if (!state.cell.coil && written.bit != bit)
             continue;
         const std::uint32_t asked = asked_[static_cast<std::size_t>(written.variable)];
-        const std::uint16_t behind = writes_behind(written.variable, written.place, floor, value);
+        const std::uint16_t writes = writes_since(written.variable, written.place, floor, value);
         if (state.cell.coil || bit >= 0)
-            return asked > floor || (behind & 1) == 0;
-        return behind <= asked - floor;
+            return asked > floor || (writes & 1) == 0;
+        return writes <= asked - floor;
     }
     return (state.cell.coil || bit < 0 ? state.holds : static_cast<std::uint16_t>(state.holds >> bit & 1)) == value;
 }

@@ -118,7 +118,7 @@ protected:
     Reports reports_;
 };
 
-TEST_F(DriverWithoutPort, TellsByTheQueueItReturnsWhatAFullQueueRefused) {
+TEST_F(DriverWithoutPort, ReturnsASizeThatShowsWhatAFullQueueRefused) {
     for (int id = 1; id <= most_queued; ++id)
         ASSERT_EQ(write(1, "100", id, id), id);
     for (int id = most_queued + 1; id <= most_queued + 100; ++id)

@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 // Of each controller's life. A reply may come in many pieces.
 constexpr std::size_t requests_kept = 256;
 constexpr std::size_t pieces_kept = 1024;
-constexpr std::size_t length_of_tale = 40;
+constexpr std::size_t most_recent = 40;
 constexpr std::size_t most_complaints = 10;
 
 // As many writes and once-reads may follow each other, and then a cyclic read comes between.
@@ -177,7 +177,7 @@ void Judge::shown(int variable, const QByteArray &value, const Look &look) {
     const std::lock_guard<std::mutex> locked(mutex_);
     ++scores_.values;
     const std::string wrong = cells_.judge(variable, value, look.floors, look.ages, now(), last_moments_);
-    // The link thread may have taken a wrong reply just now, and not told it yet.
+    // The link thread may have taken a wrong reply just now, and not reported it yet.
     if (!wrong.empty())
         suspects_.push_back({variable, wrong, look.exchange, scores_.exchanges + 2});
 }
@@ -255,10 +255,10 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
 
     const Taken taken = take_reply(traffic, exchange, sent);
     const std::string note = follow_recovery(traffic, exchange, sent, taken);
-    tale_.push_back({scores_.exchanges, std::string(exchange.request), std::string(exchange.reply),
-                     std::string(exchange.stale), note, exchange.code});
-    if (tale_.size() > length_of_tale)
-        tale_.pop_front();
+    recent_.push_back({scores_.exchanges, std::string(exchange.request), std::string(exchange.reply),
+                       std::string(exchange.stale), note, exchange.code});
+    if (recent_.size() > most_recent)
+        recent_.pop_front();
 
     for (const Ended &ended : std::exchange(ended_, {}))
         end_request(ended);
@@ -588,13 +588,13 @@ void Judge::complain_locked(const std::string &what) {
     std::ostringstream text;
     text << "exchange " << scores_.exchanges << ": " << what;
     if (complaints_.empty())
-        for (const Told &told : tale_) {
-            text << "\n  " << told.number << "  " << hex(told.request) << "\n      -> " << hex(told.reply) << "  code "
-                 << told.code;
-            if (!told.stale.empty())
-                text << "  thrown away before: " << hex(told.stale);
-            if (!told.note.empty())
-                text << "  (" << told.note << ")";
+        for (const RecentExchange &recent : recent_) {
+            text << "\n  " << recent.number << "  " << hex(recent.request) << "\n      -> " << hex(recent.reply)
+                 << "  code " << recent.code;
+            if (!recent.stale.empty())
+                text << "  thrown away before: " << hex(recent.stale);
+            if (!recent.note.empty())
+                text << "  (" << recent.note << ")";
         }
     complaints_.push_back(text.str());
 }

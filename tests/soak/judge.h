@@ -174,7 +174,7 @@ private:
         std::uint64_t since;
         std::uint64_t due;
     };
-    struct Told {
+    struct RecentExchange {
         std::uint64_t number;
         std::string request, reply, stale, note;
         int code;
@@ -211,7 +211,7 @@ private:
     Cells cells_;
     Scores scores_;
     std::vector<std::string> complaints_;
-    std::deque<Told> tale_;
+    std::deque<RecentExchange> recent_;
     std::deque<Suspect> suspects_;
 
     std::unordered_map<int, std::shared_ptr<Request>> open_;

@@ -225,7 +225,7 @@ std::uint16_t written_value(const Variable &of, int variable, int place, std::ui
     return at.cell.coil || at.bit >= 0 ? value & 1U : value;
 }
 
-std::uint16_t writes_behind(int variable, int place, std::uint32_t floor, std::uint16_t value) {
+std::uint16_t writes_since(int variable, int place, std::uint32_t floor, std::uint16_t value) {
     return static_cast<std::uint16_t>(value - first_value(variable, place) - floor);
 }
 

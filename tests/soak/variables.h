@@ -49,6 +49,6 @@ std::uint16_t pattern_of(const Cell &cell);
 std::uint16_t written_value(const Variable &of, int variable, int place, std::uint32_t serial);
 
 /// The number of writes from `floor` on after which a register's place would show `value`, modulo 2^16.
-std::uint16_t writes_behind(int variable, int place, std::uint32_t floor, std::uint16_t value);
+std::uint16_t writes_since(int variable, int place, std::uint32_t floor, std::uint16_t value);
 
 }  // namespace soak

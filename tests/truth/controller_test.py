@@ -13,7 +13,7 @@ class TheController(Sentences):
     def test_no_two_registers_of_a_station_hold_the_same(self):
         self.assertEqual(len({content(1, address) for address in range(65536)}), 65536)
 
-    def test_a_request_is_found_behind_garbage_and_only_when_it_is_whole(self):
+    def test_a_request_is_found_after_garbage_and_only_when_it_is_whole(self):
         frame = bytes.fromhex("0110000100020400030004") + check_sum(bytes.fromhex("0110000100020400030004"))
         self.assertEqual(first_request(frame[:-1]), (None, 0))
         request, end = first_request(b"\xff\x01" + frame + b"\x01")

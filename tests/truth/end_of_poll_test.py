@@ -33,7 +33,7 @@ class EndOfPoll(Sentences):
                                  "a request of the poll that is under way")
         return poll
 
-    def read_tells_the_truth(self):
+    def read_shows_what_is_there(self):
         self.assertEqual(self.unanswered(), 0, "the poll ended with a request that was not answered yet")
         read = kelpo("read", *self.line, *PATIENT, "--json", "1:7:200")
         self.assertEqual(read.returncode, OK, read.stderr)
@@ -44,7 +44,7 @@ class EndOfPoll(Sentences):
             poll = self.start_poll()
             poll.send_signal(number)
             poll.communicate(timeout=EMERGENCY_S)
-            self.read_tells_the_truth()
+            self.read_shows_what_is_there()
 
     def test_a_poll_that_is_interrupted_leaves_no_request_on_the_line(self):
         self.ended_by_signal(signal.SIGINT)
@@ -55,7 +55,7 @@ class EndOfPoll(Sentences):
     def test_a_poll_that_ends_by_time_leaves_no_request_on_the_line(self):
         for _ in range(ROUNDS):
             kelpo("poll", self.list, *self.line, *PATIENT, "--format", "json", "--seconds", 1)
-            self.read_tells_the_truth()
+            self.read_shows_what_is_there()
 
     def test_a_poll_whose_reader_goes_away_leaves_no_request_on_the_line(self):
         for _ in range(ROUNDS):
@@ -64,9 +64,9 @@ class EndOfPoll(Sentences):
             poll.stdout.close()
             poll.stderr.read()
             poll.wait(timeout=EMERGENCY_S)
-            self.read_tells_the_truth()
+            self.read_shows_what_is_there()
 
-    def test_a_read_behind_a_poll_that_was_killed_prints_no_value_of_its(self):
+    def test_a_read_after_a_poll_that_was_killed_prints_no_value_of_its(self):
         for _ in range(ROUNDS):
             poll = self.start_poll()
             poll.kill()

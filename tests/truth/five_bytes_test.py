@@ -46,10 +46,10 @@ class FiveBytes(Sentences):
     def test_a_station_that_answers_all_with_five_bytes_does_not_stop_the_others(self):
         self.the_others_go_on(short_reply(BAD))
 
-    def test_nor_does_one_with_a_wrong_check(self):
+    def test_nor_does_a_station_that_answers_all_with_a_wrong_check(self):
         self.the_others_go_on(short_reply(BAD, right=False))
 
-    def test_nor_does_one_in_the_name_of_another_station(self):
+    def test_nor_does_a_station_that_answers_all_in_the_name_of_another(self):
         self.the_others_go_on(short_reply(9))
 
     def test_a_station_that_answers_all_with_five_bytes_is_reported(self):

@@ -29,12 +29,12 @@ class LateReply(Sentences):
     def test_three_reads_at_a_controller_that_takes_700_ms_for_each_print_no_value_of_another_register(self):
         self.three_reads(QUEUED)
 
-    def test_the_user_is_told_that_reply_ms_is_too_short_and_what_was_seen(self):
+    def test_a_read_says_that_reply_ms_is_too_short_and_what_was_seen(self):
         controller = self.controller(constant(0.7))
         read = kelpo("read", "--line", controller.path, "1:7:10", "1:7:100", "1:7:200")
-        told = re.search(r"after up to (\d+) ms: reply-ms 500 is too short", read.stderr)
-        self.assertTrue(told, read.stderr)
-        self.assertGreaterEqual(int(told[1]), 690)
+        warning = re.search(r"after up to (\d+) ms: reply-ms 500 is too short", read.stderr)
+        self.assertTrue(warning, read.stderr)
+        self.assertGreaterEqual(int(warning[1]), 690)
 
     def test_a_poll_shows_that_reply_ms_is_too_short(self):
         """Every other reply is late, and comes before the station is asked again."""
@@ -44,9 +44,9 @@ class LateReply(Sentences):
                     "json", "--every", 100, quick=("--settle", 20))
         controller.wait_for(lambda: len(controller.asked()) > 8, "requests of the poll")
         errors = poll.end()
-        told = re.search(r"station 1 answers after up to (\d+) ms: reply-ms 500 is too short", errors)
-        self.assertTrue(told, errors)
-        self.assertGreaterEqual(int(told[1]), 690)
+        warning = re.search(r"station 1 answers after up to (\d+) ms: reply-ms 500 is too short", errors)
+        self.assertTrue(warning, errors)
+        self.assertGreaterEqual(int(warning[1]), 690)
 
 
 if __name__ == "__main__":

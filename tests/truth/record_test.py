@@ -70,7 +70,7 @@ class Record(Sentences):
         self.assertTrue(all(record["quality"] in ("stale", "bad") for record in later), later)
         self.assertEqual(len({record["read_at"] for record in later}), 1, later)
 
-    def test_a_dead_station_s_values_are_not_good_and_their_time_of_reading_stands_still(self):
+    def test_a_dead_station_s_values_are_not_good_and_their_time_of_reading_does_not_change(self):
         poll = self.poll("--format", "json", "--every", 50)
         self.controller.wait_for(lambda: poll.records(kind="value", name="dying", quality="good"), "a good value")
         self.kill_station_2()
@@ -80,7 +80,7 @@ class Record(Sentences):
             lambda: [r for r in poll.records(kind="value", name="living", quality="good") if r["read_at"] > before],
             "a newer value of the station that lives")
 
-    def test_a_lost_line_s_values_are_not_good_and_their_time_of_reading_stands_still(self):
+    def test_a_lost_line_s_values_are_not_good_and_their_time_of_reading_does_not_change(self):
         poll = self.poll("--format", "json", "--every", 50)
         self.controller.wait_for(lambda: poll.records(kind="value", name="living", quality="good"), "a good value")
         self.controller.die()

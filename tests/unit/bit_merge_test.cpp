@@ -156,7 +156,7 @@ TEST_F(BitMerge, AWriteHalfShorterThan8BytesIsLengthenedToReachByte7) {
     EXPECT_EQ(write_half(), "00 00 00 00 00 18 00 11");
 }
 
-TEST_F(BitMerge, OnlyBytes4To7OfTheFrameBehindTheHeadChange) {
+TEST_F(BitMerge, OnlyBytes4To7OfTheFrameAfterTheHeadChange) {
     queue_pair(0x23, bytes("01"), "01 06 1F 42 00 00 00 00 AA BB");
     PLC_driver.frame_list.append(
         support::make_frame(write_var(16, 0x23, 1, "01"), bytes("01 06 00 00 00 00 00 00"), 0));

@@ -7,12 +7,12 @@
 namespace kelpo {
 
 /// How something that the user asked for has ended.
-struct Ending {
+struct Status {
     bool done;
     std::string problem;  ///< why not, for the user; empty when it is done
     ExitCode code;        ///< all_well when it is done
 };
 
-inline const Ending all_well{true, "", ExitCode::all_well};
+inline const Status all_well{true, "", ExitCode::all_well};
 
 }  // namespace kelpo
