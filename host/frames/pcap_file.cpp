@@ -2,14 +2,13 @@
 
 #include "host/frames/pcap_file.h"
 
+#include "common/regular_file.h"
 #include "host/frames/rtu_frame.h"
 #include "host/text/words.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <string_view>
 
 namespace kelpo {
@@ -136,13 +135,8 @@ bool is_capture_file(const std::string &file) {
     // In either order of bytes, with times in microseconds or nanoseconds.
     constexpr std::array<std::string_view, 5> heads = {"\xA1\xB2\xC3\xD4"sv, "\xD4\xC3\xB2\xA1"sv, "\xA1\xB2\x3C\x4D"sv,
                                                        "\x4D\x3C\xB2\xA1"sv, "\x0A\x0D\x0D\x0A"sv};
-    std::error_code none;
-    if (!std::filesystem::is_regular_file(file, none))
-        return false;
-    std::ifstream in(file, std::ios::binary);
-    std::string start(4, '\0');
-    return in.read(start.data(), static_cast<std::streamsize>(start.size())) &&
-           std::find(heads.begin(), heads.end(), start) != heads.end();
+    return std::any_of(heads.begin(), heads.end(),
+                       [&file](std::string_view head) { return common::file_starts_with(file, head); });
 }
 
 }  // namespace kelpo

@@ -1,12 +1,11 @@
 #include "host/frames/trace_file.h"
 
+#include "common/regular_file.h"
 #include "host/frames/trace_time.h"
 #include "host/text/hex.h"
 #include "host/text/words.h"
 
 #include <charconv>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -187,12 +186,7 @@ std::string trace_file_line(const TraceRecord &record) {
 }
 
 bool is_trace_file(const std::string &file) {
-    std::error_code none;
-    if (!std::filesystem::is_regular_file(file, none))
-        return false;
-    std::ifstream in(file, std::ios::binary);
-    std::string start(magic.size(), '\0');
-    return in.read(start.data(), static_cast<std::streamsize>(start.size())) && start == magic;
+    return common::file_starts_with(file, magic);
 }
 
 std::size_t read_trace(std::istream &in, const std::string &file, const TraceReading &reading) {

@@ -1,11 +1,11 @@
 #include "host/frames/trace_output.h"
 
+#include "common/regular_file.h"
 #include "host/frames/pcap_file.h"
 #include "host/frames/trace_file.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <system_error>
 
 #include <fcntl.h>
@@ -18,15 +18,9 @@ namespace {
 constexpr std::size_t most_unwritten = 65536;
 constexpr mode_t mode_of_new_files = 0666;  // less what the user's mask takes away
 
-bool starts_as_pcap(const std::string &file) {
-    const std::string head = pcap_file_head();
-    std::string start(head.size(), '\0');
-    std::ifstream in(file, std::ios::binary);
-    return in.read(start.data(), static_cast<std::streamsize>(start.size())) && start == head;
-}
-
 bool may_be_replaced(const std::string &file, TraceForm form, const struct stat &found) {
-    return found.st_size == 0 || (form == TraceForm::pcap ? starts_as_pcap(file) : is_trace_file(file));
+    return found.st_size == 0 ||
+           (form == TraceForm::pcap ? common::file_starts_with(file, pcap_file_head()) : is_trace_file(file));
 }
 
 bool is_link(const std::string &file) {

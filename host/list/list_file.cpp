@@ -1,6 +1,5 @@
 #include "host/list/list_file.h"
 
-#include "host/line/descriptor.h"
 #include "host/list/csv_list.h"
 #include "host/list/remark_text.h"
 #include "host/list/toml_list.h"
@@ -8,19 +7,10 @@
 #include "host/text/words.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace kelpo {
 namespace {
-
-constexpr std::size_t largest_file = std::size_t{16} << 20U;
 
 int first_line_not_utf8(std::string_view text) {
     int number = 1;
@@ -74,27 +64,6 @@ void add_named_csv(const Field &name, const std::string &file, const ListSurroun
         add_csv_variables(*text, path, builder);
 }
 
-// Opened without waiting: what is no file, a pipe or a terminal, would keep the command for ever.
-FileContent content_of(const std::string &path) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status {};
-    if (file.number() < 0 || ::fstat(file.number(), &status) != 0)
-        return {std::nullopt, std::strerror(errno)};
-    if (!S_ISREG(status.st_mode))
-        return {std::nullopt, S_ISDIR(status.st_mode) ? std::strerror(EISDIR) : "it is no regular file"};
-    std::string text;
-    std::array<char, 65536> piece;
-    while (text.size() <= largest_file) {
-        const ssize_t size = ::read(file.number(), piece.data(), piece.size());
-        if (size < 0)
-            return {std::nullopt, std::strerror(errno)};
-        if (size == 0)
-            return {text, ""};
-        text.append(piece.data(), static_cast<std::size_t>(size));
-    }
-    return {std::nullopt, "it is larger than 16 MiB"};
-}
-
 }  // namespace
 
 bool ListReading::usable() const {
@@ -122,7 +91,7 @@ ListReading parse_list(const std::string &text, const std::string &file, const L
 }
 
 ListReading load_list(const std::string &file, const LinkSettings &defaults, const DriverQueries &driver) {
-    const FileContent content = content_of(file);
+    const FileContent content = common::content_of_file(file);
     if (!content.text) {
         ListReading unread;
         unread.remarks.push_back(
@@ -132,7 +101,7 @@ ListReading load_list(const std::string &file, const LinkSettings &defaults, con
     const auto address_of = [&driver](int type, const std::string &text) {
         return driver.number_of(type, text);
     };
-    return parse_list(*content.text, file, defaults, {address_of, content_of});
+    return parse_list(*content.text, file, defaults, {address_of, common::content_of_file});
 }
 
 }  // namespace kelpo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/regular_file.h"
 #include "host/driver/driver_queries.h"
 #include "host/list/list_builder.h"
 #include "host/list/poll_list.h"
@@ -19,11 +20,7 @@ struct ListReading {
     bool usable() const;
 };
 
-/// The content of a file, or why there is none.
-struct FileContent {
-    std::optional<std::string> text;
-    std::string error;
-};
+using common::FileContent;
 
 /// What reading a list asks of the world around it.
 struct ListSurroundings {

@@ -1,5 +1,6 @@
 #include "plc/faults/fault.h"
 
+#include "plc/text/list_file.h"
 #include "plc/text/number.h"
 
 #include <algorithm>
@@ -74,15 +75,14 @@ const Word &word_named(const std::string &name) {
         return *found;
     std::vector<std::string> names(words.size());
     std::transform(words.begin(), words.end(), names.begin(), [](const Word &word) { return word.name; });
-    throw std::invalid_argument("a fault begins with " + with_commas(names) + ", not with " +
-                                (name.empty() ? "nothing" : name));
+    throw std::invalid_argument("a fault begins with " + with_commas(names) + ", not with " + shown(name));
 }
 
 void refuse_field_of_others(const Word &word, const std::string &name) {
     std::vector<std::string> names = word.own_fields;
     names.insert(names.end(), fields_of_all.begin(), fields_of_all.end());
     if (std::find(names.begin(), names.end(), name) == names.end())
-        throw std::invalid_argument(std::string("the fault ") + word.name + " has no field " + name + ", but " +
+        throw std::invalid_argument(std::string("the fault ") + word.name + " has no field " + shown(name) + ", but " +
                                     with_commas(names));
 }
 
@@ -91,7 +91,8 @@ Rate rate_in(const std::string &text) {
     const auto part = number_in(text.substr(0, stroke));
     const auto whole = number_in(stroke == std::string::npos ? std::string() : text.substr(stroke + 1));
     if (!part || !whole || *part < 1 || *part > *whole || *whole > a_million)
-        throw std::invalid_argument("a fault's rate is a part such as 1/1000, from 1/1000000 to 1/1, not " + text);
+        throw std::invalid_argument("a fault's rate is a part such as 1/1000, from 1/1000000 to 1/1, not " +
+                                    shown(text));
     return {static_cast<unsigned>(*part), static_cast<unsigned>(*whole)};
 }
 
@@ -105,7 +106,7 @@ void take_field(Fault &fault, const std::string &name, const std::string &value)
     const auto number = number_in(value);
     if (!number || *number < field.lowest || *number > field.highest)
         throw std::invalid_argument("a fault's " + name + " is " + std::to_string(field.lowest) + " to " +
-                                    std::to_string(field.highest) + ", not " + (value.empty() ? "nothing" : value));
+                                    std::to_string(field.highest) + ", not " + shown(value));
     fault.*field.place = static_cast<unsigned>(*number);
 }
 
@@ -124,7 +125,7 @@ Fault parse_fault(const std::string &text) {
         const std::size_t sign = part.find('=');
         const std::string name = part.substr(0, sign);
         if (sign == std::string::npos)
-            throw std::invalid_argument("a fault's fields are name=number, not " + part);
+            throw std::invalid_argument("a fault's fields are name=number, not " + shown(part));
         refuse_field_of_others(word, name);
         if (!seen.insert(name).second)
             throw std::invalid_argument("a fault has " + name + " twice");

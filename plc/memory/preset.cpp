@@ -1,5 +1,6 @@
 #include "plc/memory/preset.h"
 
+#include "plc/text/list_file.h"
 #include "plc/text/number.h"
 
 #include <stdexcept>
@@ -27,7 +28,7 @@ long long number_of(const std::string &what, const std::string &text, long long 
     const auto number = number_in(text);
     if (!number || *number < lowest || *number > highest)
         throw std::invalid_argument(what + " is " + std::to_string(lowest) + " to " + std::to_string(highest) +
-                                    ", not " + (text.empty() ? "nothing" : text));
+                                    ", not " + shown(text));
     return *number;
 }
 
@@ -36,7 +37,7 @@ Table table_in(const std::string &text) {
         return Table::coils;
     if (text == "register")
         return Table::registers;
-    throw std::invalid_argument("the second field is coil or register, not " + (text.empty() ? "nothing" : text));
+    throw std::invalid_argument("the second field is coil or register, not " + shown(text));
 }
 
 std::uint16_t value_in(Table table, const std::string &text) {
@@ -52,7 +53,7 @@ Preset parse_preset(const std::string &text) {
     if (fields.size() <= first_value)
         throw std::invalid_argument("a preset is station,coil,address,value or station,register,address,value and "
                                     "perhaps more values, not " +
-                                    text);
+                                    shown(text));
     Preset preset;
     preset.station = static_cast<unsigned>(number_of("a station", fields[0], 1, 247));
     preset.table = table_in(fields[1]);

@@ -161,20 +161,22 @@ Preset parse_preset_of(const std::vector<unsigned> &stations, const std::string 
 
 Mistakes read_files(const Arguments &arguments, Settings &settings) {
     Mistakes mistakes;
-    for (const std::string &path : arguments.preset_files) {
-        const auto parse = [&settings](const std::string &text) {
-            return parse_preset_of(settings.stations, text);
-        };
-        const auto presets = read_list<Preset>(path, parse, mistakes);
-        settings.presets.insert(settings.presets.end(), presets.begin(), presets.end());
-    }
-    for (const std::string &path : arguments.fault_files) {
-        const auto faults = read_list<Fault>(path, parse_fault, mistakes);
-        settings.faults.insert(settings.faults.end(), faults.begin(), faults.end());
-    }
-    if (settings.faults.size() > max_faults)
+    const auto take_preset = [&settings](const std::string &text) {
+        settings.presets.push_back(parse_preset_of(settings.stations, text));
+    };
+    for (const std::string &path : arguments.preset_files)
+        read_list(path, take_preset, mistakes);
+    std::size_t faults = settings.faults.size();
+    const auto take_fault = [&settings, &faults](const std::string &text) {
+        const Fault fault = parse_fault(text);
+        if (++faults <= max_faults)
+            settings.faults.push_back(fault);
+    };
+    for (const std::string &path : arguments.fault_files)
+        read_list(path, take_fault, mistakes);
+    if (faults > max_faults)
         mistakes.push_back("there may be " + std::to_string(max_faults) + " faults at most, not " +
-                           std::to_string(settings.faults.size()));
+                           std::to_string(faults));
     return mistakes;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <stdexcept>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,32 +9,12 @@ namespace plc {
 /// What the user has to mend: "FILE:LINE: what would be right", or "FILE: ..." when it cannot be read at all.
 using Mistakes = std::vector<std::string>;
 
-struct ListLine {
-    unsigned number;   // counted from 1
-    std::string text;  ///< without comment, and without blanks around
-};
+/// Reads a text file with one item in each line, in which # begins a comment; what is empty without comment and blanks
+/// is left out. `take` gets each line's text; what it throws as std::invalid_argument becomes one of the `mistakes`:
+/// the first hundred, and how many more there are. Only a regular file of at most 16 MiB is read.
+void read_list(const std::string &path, const std::function<void(const std::string &)> &take, Mistakes &mistakes);
 
-/// The lines of a text file in which # begins a comment; what is empty then is left out. Throws std::runtime_error when
-/// the file cannot be read.
-std::vector<ListLine> lines_of_list(const std::string &path);
-
-/// Reads a list with one item in each line. `parse` makes an item of a line's text, or throws std::invalid_argument,
-/// which becomes one of the `mistakes`.
-template <typename Item, typename Parse>
-std::vector<Item> read_list(const std::string &path, Parse parse, Mistakes &mistakes) {
-    std::vector<Item> items;
-    try {
-        for (const ListLine &line : lines_of_list(path)) {
-            try {
-                items.push_back(parse(line.text));
-            } catch (const std::invalid_argument &refused) {
-                mistakes.push_back(path + ":" + std::to_string(line.number) + ": " + refused.what());
-            }
-        }
-    } catch (const std::runtime_error &unreadable) {
-        mistakes.push_back(path + ": " + unreadable.what());
-    }
-    return items;
-}
+/// `text` of a user as a message shows it: "nothing" when empty, short, and nothing that a terminal obeys.
+std::string shown(const std::string &text);
 
 }  // namespace plc

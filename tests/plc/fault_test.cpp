@@ -92,6 +92,10 @@ TEST(FaultText, IsRefusedWithAFieldThatTheWordDoesNotHave) {
 }
 
 TEST(FaultText, IsRefusedWhenItIsNotUnderstood) {
+    EXPECT_EQ(refusal_of("no-reply \x1B[2J"), "a fault's fields are name=number, not \\x1B[2J");
+    EXPECT_EQ(refusal_of("late ms=\x1B[2J"), "a fault's ms is 1 to 3600000, not \\x1B[2J");
+    EXPECT_EQ(refusal_of("late rate=\x1B[2J"),
+              "a fault's rate is a part such as 1/1000, from 1/1000000 to 1/1, not \\x1B[2J");
     EXPECT_EQ(refusal_of("no-reply station"), "a fault's fields are name=number, not station");
     EXPECT_EQ(refusal_of("no-reply station=3 station=4"), "a fault has station twice");
     EXPECT_EQ(refusal_of("no-reply station=248"), "a fault's station is 1 to 247, not 248");

@@ -7,6 +7,10 @@
 
 #include <fstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
 
 namespace plc {
 namespace {
@@ -56,7 +60,10 @@ class ListFile : public testing::Test {
 protected:
     std::vector<Preset> read(const std::string &text) {
         std::ofstream(path_) << text;
-        return read_list<Preset>(path_, parse_preset, mistakes_);
+        std::vector<Preset> presets;
+        read_list(
+            path_, [&presets](const std::string &line) { presets.push_back(parse_preset(line)); }, mistakes_);
+        return presets;
     }
 
     TemporaryFolder folder_;
@@ -80,13 +87,46 @@ TEST_F(ListFile, ReportsEveryMistakeWithItsLine) {
 }
 
 TEST_F(ListFile, IsMissed) {
-    read_list<Preset>(folder_ / "nowhere", parse_preset, mistakes_);
+    read_list(folder_ / "nowhere", parse_preset, mistakes_);
     EXPECT_EQ(mistakes_, Mistakes{folder_ / "nowhere: cannot be read: No such file or directory"});
 }
 
 TEST_F(ListFile, IsNotAFolder) {
-    read_list<Preset>(folder_ / ".", parse_preset, mistakes_);
+    read_list(folder_ / ".", parse_preset, mistakes_);
     EXPECT_EQ(mistakes_, Mistakes{folder_ / ".: cannot be read: Is a directory"});
+}
+
+TEST_F(ListFile, IsNoPipeAndNoDevice) {
+    ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+    read_list(path_, parse_preset, mistakes_);
+    read_list("/dev/zero", parse_preset, mistakes_);
+    EXPECT_EQ(mistakes_, (Mistakes{path_ + ": cannot be read: it is no regular file",
+                                   "/dev/zero: cannot be read: it is no regular file"}));
+}
+
+TEST_F(ListFile, IsNotLargerThan16Mebibytes) {
+    EXPECT_EQ(read(std::string(16 * 1024 * 1024 - 10, '\n') + "1,coil,5,1").size(), 1u);
+    EXPECT_EQ(mistakes_, Mistakes());
+    EXPECT_TRUE(read(std::string(16 * 1024 * 1024 - 9, '\n') + "1,coil,5,1").empty());
+    EXPECT_EQ(mistakes_, Mistakes{path_ + ": cannot be read: it is larger than 16 MiB"});
+}
+
+TEST_F(ListFile, TellsAHundredMistakesAndCountsTheRest) {
+    std::string text;
+    for (int line = 1; line <= 103; ++line)
+        text += "root:*:19000\n";
+    read(text);
+    ASSERT_EQ(mistakes_.size(), 101u);
+    EXPECT_EQ(mistakes_[99], path_ + ":100: a preset is station,coil,address,value or station,register,address,value "
+                                     "and perhaps more values, not root:*:19000");
+    EXPECT_EQ(mistakes_[100], path_ + ": and 3 more mistakes");
+}
+
+TEST(PresetText, IsQuotedShortAndWithoutWhatATerminalObeys) {
+    EXPECT_EQ(refusal_of("1,\x1B]0;x\x07,5,1"), "the second field is coil or register, not \\x1B]0;x\\x07");
+    EXPECT_EQ(refusal_of(std::string(5000, 'x')),
+              "a preset is station,coil,address,value or station,register,address,value and perhaps more values, not " +
+                  std::string(59, 'x') + "...");
 }
 
 }  // namespace
