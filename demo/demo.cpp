@@ -93,8 +93,8 @@ private:
 void Demo::run() {
     session_.start();
     started_ = Clock::now();
-    asio::signal_set signals(events_, SIGINT, SIGTERM, SIGHUP);
-    signals.async_wait([this](const asio::error_code &, int) { events_.stop(); });
+    asio::signal_set ends(events_, SIGINT, SIGTERM, SIGHUP);
+    ends.async_wait([this](const asio::error_code &, int) { events_.stop(); });
     asio::steady_timer end(events_);
     if (options_.duration) {
         end.expires_after(*options_.duration);

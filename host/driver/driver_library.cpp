@@ -5,6 +5,7 @@
 #include <QtCore/QMutexLocker>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 
@@ -124,8 +125,8 @@ bool DriverLibrary::is_waiting(int group, int id) const {
     };
     Communication_Protocol &driver = *entry_.PLC_driver;
     QMutexLocker locked(&driver.list_mutex);
-    return std::any_of(driver.write_list.cbegin(), driver.write_list.cend(), is_part) ||
-           std::any_of(driver.once_read_list.cbegin(), driver.once_read_list.cend(), is_part);
+    return std::any_of(driver.write_list.constBegin(), driver.write_list.constEnd(), is_part) ||
+           std::any_of(driver.once_read_list.constBegin(), driver.once_read_list.constEnd(), is_part);
 }
 
 bool DriverLibrary::serves_a_write_next() const {

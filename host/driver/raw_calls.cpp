@@ -38,7 +38,7 @@ std::string cached_bytes(const DriverEntryPoints &driver, const Variable &variab
     QByteArray bytes;
     driver.GetRegisterData(QString(), variable.type, driver_text(variable.address), variable.station, bytes,
                            variable.count);
-    return bytes.toStdString();
+    return {bytes.constData(), static_cast<std::size_t>(bytes.size())};
 }
 
 Values shown_by(const DriverEntryPoints &driver, const Variable &variable) {

@@ -21,10 +21,11 @@ protected:
     // The next request; empty when there is none.
     std::string request() {
         const Protocol *next = driver.library().entry().ComCommunication();
-        return next == nullptr ? std::string() : next->frame.left(next->send_len).toStdString();
+        return next == nullptr ? std::string()
+                               : std::string(next->frame.constData(), static_cast<std::size_t>(next->send_len));
     }
     void reply(const std::string &bytes) {
-        QByteArray received = QByteArray::fromStdString(bytes);
+        QByteArray received(bytes.data(), static_cast<int>(bytes.size()));
         driver.library().entry().DataCom(&received, static_cast<int>(received.size()));
     }
     void acknowledge() {

@@ -29,11 +29,12 @@ OPENED = [*TANK, "set_point = 0", "recipe = 5 6 7 8", "set_point = 1234", *TANK]
 class Controller:
     """The installed one; the line leads to it under the same name each time."""
 
-    def __init__(self, program, line, presets=PRESETS, stations="1"):
+    def __init__(self, program, line, environment, presets=PRESETS, stations="1"):
         preset = pathlib.Path(str(line) + ".preset")
         preset.write_text(presets, encoding="ascii")
         self.process = subprocess.Popen(
-            [program, "plc", "--stations", stations, "--preset", preset, "--link", line], stdout=subprocess.PIPE, text=True)
+            [program, "plc", "--stations", stations, "--preset", preset, "--link", line], stdout=subprocess.PIPE, text=True,
+            env=environment)
         if not self.process.stdout.readline().startswith("line "):
             raise RuntimeError("the controller does not start")
 
@@ -53,12 +54,14 @@ class Panels(unittest.TestCase):
         subprocess.run([os.environ["CMAKE"], "--install", os.environ["BUILD"], "--prefix", installed], check=True,
                        stdout=subprocess.DEVNULL)
         cls.kelpo = installed / "bin/kelpo"
+        of_qt = ""
         libraries, packages = [installed / os.environ["LIBDIR"]], [installed / os.environ["LIBDIR"] / "pkgconfig"]
         if os.environ["QMAKE"]:
             of_qt = subprocess.run([os.environ["QMAKE"], "-query", "QT_INSTALL_LIBS"], check=True, capture_output=True,
                                    text=True).stdout.strip()
             libraries.append(of_qt)
             packages.append(of_qt + "/pkgconfig")
+        cls.without_driver = dict(os.environ, LD_LIBRARY_PATH=of_qt)
         cls.environment = dict(os.environ, LD_LIBRARY_PATH=":".join(map(str, libraries)),
                                PKG_CONFIG_PATH=":".join(map(str, packages)))
         cls.work = work / "work"
@@ -89,7 +92,7 @@ class Panels(unittest.TestCase):
     def controller(self, **more):
         if not self.kelpo.exists():
             self.skipTest("this build has no simulated controller")
-        controller = Controller(self.kelpo, self.line, **more)
+        controller = Controller(self.kelpo, self.line, self.environment, **more)
         return controller
 
     def test_shows_the_values_of_the_simulated_controller_within_a_second(self):
@@ -148,9 +151,8 @@ class Panels(unittest.TestCase):
         done = self.panel("/nowhere/line", 0.1)
         self.assertEqual(done.returncode, 1)
         self.assertIn("/nowhere/line: No such file or directory\n", done.stderr)
-        without_driver = dict(self.environment, LD_LIBRARY_PATH="")
         done = subprocess.run([self.work / "panel", "/nowhere/line"], capture_output=True, text=True, timeout=PATIENCE,
-                              env=without_driver, check=False)
+                              env=self.without_driver, check=False)
         if done.stderr.startswith("/nowhere"):
             self.skipTest("this machine has the driver installed")
         self.assertEqual(done.returncode, 1)

@@ -4,6 +4,7 @@
 #include <optional>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 namespace soak {
 namespace {

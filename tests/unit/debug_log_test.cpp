@@ -285,6 +285,8 @@ TEST_F(DebugLog, WithoutAFreeDescriptorTheLineIsLostAndQtWritesNoMessage) {
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     rlimit none = before;
     none.rlim_cur = 0;
+    // Qt 4.8 looks for ICU when it first compares texts, and says so when that cannot be opened.
+    QString::localeAwareCompare(QLatin1String("a"), QLatin1String("b"));
     qt_messages = 0;
     install_counter();
     setrlimit(RLIMIT_NOFILE, &none);
