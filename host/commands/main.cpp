@@ -1,4 +1,3 @@
-#include "common/standard_streams.h"
 #include "host/commands/commands.h"
 #include "host/commands/run_program.h"
 #include "host/exit_code.h"
@@ -46,8 +45,7 @@ int run(int argc, char **argv) {
     kelpo::add_plc_command(app, exit_code);
 
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    const int ended_with = line.parse(arguments, std::cout, std::cerr).value_or(exit_code);
-    return common::output_was_written("kelpo") ? ended_with : static_cast<int>(ExitCode::system);
+    return line.parse(arguments, std::cout, std::cerr).value_or(exit_code);
 }
 
 }  // namespace

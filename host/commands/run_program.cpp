@@ -21,7 +21,8 @@ int complain(const char *program, const std::exception &cause, ExitCode code) {
 int run_program(const char *program, const std::function<int()> &run) {
     common::open_standard_descriptors();
     try {
-        return run();
+        const int ended_with = run();
+        return common::output_was_written(program) ? ended_with : static_cast<int>(ExitCode::system);
     } catch (const DriverLibraryError &cause) {
         return complain(program, cause, ExitCode::no_driver);
     } catch (const LineError &cause) {
