@@ -13,7 +13,7 @@ using kelpo::ExitCode;
 const char *const help_footer =
     "Exit codes:\n"
     "   0  all well\n"
-    "   1  a check, a comparison or a value was not right, or it ended too early to tell\n"
+    "   1  a check, a comparison or a value was not right, or it ended too early to know\n"
     "   2  wrong usage, or a mistake in a list file\n"
     "   3  the driver cannot be loaded\n"
     "   4  the line cannot be opened, or failed\n"
