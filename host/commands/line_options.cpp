@@ -21,6 +21,7 @@ struct LineOptions::Given {
     std::optional<int> settle;
     std::optional<int> retries;
     std::optional<int> max_count;
+    bool no_rest = false;
     std::optional<std::string> driver;
 };
 
@@ -96,6 +97,8 @@ LineOptions::LineOptions(common::Command command, const LinkSettings &defaults) 
         .range(1, 100)
         .type_name("N")
         .default_str(std::to_string(defaults.max_count));
+    command.add_flag("--no-rest", given.no_rest, "Ask stations that do not answer as often as all others")
+        .group("Line");
     add("--driver", given.driver, "File name of the driver").type_name("FILE").default_str(defaults.driver);
 }
 
@@ -114,6 +117,7 @@ LinkSettings LineOptions::over(LinkSettings settings) const {
     take_over(settings.timeouts.settle, given.settle);
     take_over(settings.retries, given.retries);
     take_over(settings.max_count, given.max_count);
+    settings.rest.enabled = settings.rest.enabled && !given.no_rest;
     take_over(settings.driver, given.driver);
     return settings;
 }

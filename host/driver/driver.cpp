@@ -5,12 +5,17 @@
 
 #include <map>
 #include <mutex>
+#include <set>
 
 namespace kelpo {
 namespace {
 
 // Outside of those that the driver's return codes tell apart.
 constexpr int group_of_host = ozna_kelpo::groups_told_apart;
+
+void enable(const DriverEntryPoints &driver, int station, bool on) {
+    driver.EnableEthernet(station, on ? ozna_kelpo::station_on : ozna_kelpo::station_off);
+}
 
 }  // namespace
 
@@ -20,6 +25,8 @@ struct Driver::State {
     std::mutex mutex;  // guards all below; the driver's list lock may be held when it is taken, and not the reverse
     int next_id = 0;
     std::map<RequestName, RequestOutcome> ended;
+    std::set<int> off;      // stations that the user has switched off
+    std::set<int> resting;  // stations that are off for a while, and none of those
 };
 
 Driver::Driver(const std::string &file)
@@ -65,8 +72,34 @@ std::vector<PolledBlock> Driver::blocks() const {
     return blocks;
 }
 
-void Driver::switch_station(int station, bool on) const {
-    library_->entry().EnableEthernet(station, on ? ozna_kelpo::station_on : ozna_kelpo::station_off);
+void Driver::switch_station(int station, bool on) {
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    state_->resting.erase(station);
+    if (on)
+        state_->off.erase(station);
+    else
+        state_->off.insert(station);
+    enable(library_->entry(), station, on);
+}
+
+bool Driver::rest_station(int station) {
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    if (state_->off.count(station) > 0)
+        return false;
+    state_->resting.insert(station);
+    enable(library_->entry(), station, false);
+    return true;
+}
+
+void Driver::wake_station(int station) {
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    if (state_->resting.erase(station) > 0)
+        enable(library_->entry(), station, true);
+}
+
+bool Driver::rests(int station) const {
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    return state_->resting.count(station) > 0;
 }
 
 RequestName Driver::new_name() {

@@ -68,8 +68,17 @@ public:
     std::vector<PolledBlock> blocks() const;
 
     /// Off: what waits for the station is dropped, and it is asked for nothing more. A request on its way is not
-    /// affected.
-    void switch_station(int station, bool on) const;
+    /// affected. Either way it does not rest any more.
+    void switch_station(int station, bool on);
+
+    /// Off like that, until it is woken or switched. False when it is switched off already, and nothing is done.
+    bool rest_station(int station);
+
+    /// Ends the rest of the station, if it rests.
+    void wake_station(int station);
+
+    /// True from rest_station() until it is woken or switched.
+    bool rests(int station) const;
 
     /// Queues a read of `place`, one that place_to_read gave. There must be room for its requests.
     RequestName queue_read(const Variable &place);

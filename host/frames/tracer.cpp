@@ -42,10 +42,23 @@ void Tracer::exchanged(const Exchange &exchange) {
         note(ended, with_code("the driver does not take this reply", exchange.code));
 }
 
-void Tracer::line_probed(const Exchange &exchange) {
-    note(in_microseconds(exchange.sent_at), "does the line return what is sent? a request of the host's own:");
+void Tracer::line_probed(const Exchange &exchange, ProbePurpose purpose) {
+    const std::string question = purpose == ProbePurpose::echo
+                                     ? "does the line return what is sent?"
+                                     : "does station " + std::to_string(exchange.station) + " answer again?";
+    note(in_microseconds(exchange.sent_at), question + " a request of the host's own:");
     hand_on({in_microseconds(exchange.sent_at), Direction::sent, bytes_of(exchange.request), {}, {}});
     hand_on({in_microseconds(exchange.ended_at), Direction::received, bytes_of(exchange.reply), {}, {}});
+}
+
+void Tracer::station_rests(int station, std::chrono::milliseconds pause) {
+    note(in_microseconds(std::chrono::system_clock::now()),
+         fmt::format("station {} rests; next try in {:.1f} s", station, std::chrono::duration<double>(pause).count()));
+}
+
+void Tracer::rest_ended(int station, bool has_answered) {
+    note(in_microseconds(std::chrono::system_clock::now()),
+         fmt::format("station {} {} and is asked as before", station, has_answered ? "answers" : "was switched"));
 }
 
 void Tracer::reply_late(int station, std::chrono::milliseconds time) {

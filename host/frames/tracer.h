@@ -25,7 +25,9 @@ public:
     explicit Tracer(std::vector<TraceSink *> sinks);
 
     void exchanged(const Exchange &exchange) override;
-    void line_probed(const Exchange &exchange) override;
+    void line_probed(const Exchange &exchange, ProbePurpose purpose) override;
+    void station_rests(int station, std::chrono::milliseconds pause) override;
+    void rest_ended(int station, bool has_answered) override;
     void reply_late(int station, std::chrono::milliseconds time) override;
     void line_echoes() override;
     void wait_refused(int station) override;

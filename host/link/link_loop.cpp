@@ -2,6 +2,7 @@
 
 #include "host/driver/register_types.h"
 #include "host/link/rtu_shape.h"
+#include "host/link/station_rests.h"
 
 #include <QtCore/QMutexLocker>
 
@@ -79,9 +80,10 @@ void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher
     driver.RegistCallBackFuncIntf(on_write_result, on_comm_error);
 }
 
-LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher)
+LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher,
+                   StationRests *rests)
     : driver_(driver), info_(info), settings_(settings), watcher_(watcher),
-      ledger_(settings.timeouts.reply, settings.timeouts.patience) {
+      ledger_(settings.timeouts.reply, settings.timeouts.patience), rests_(rests) {
     reply_.reserve(static_cast<int>(most_bytes));
 }
 
@@ -92,19 +94,24 @@ void LinkLoop::run(Channel &line) {
     unjudged_.clear();
     counted_ = line.received();
     while (!line.stop_requested()) {
+        ask_one_that_rests(false);
         watcher_.about_to_ask();
         // The request belongs to the driver and is valid until DataCom. The same one comes back until it is answered or
         // given up: sending it again needs nothing special here.
         const Protocol *request = driver_.ComCommunication();
-        if (request == nullptr)
+        if (request == nullptr) {
             idle();
-        else if (listen_before(station_of(*request)))
+            ask_one_that_rests(true);
+        } else if (listen_before(station_of(*request))) {
             exchange(*request);
+        }
     }
     line.expect_no_reply_after(ledger_.last_reply_until(line.looked_until()));
 }
 
 void LinkLoop::line_was_lost() {
+    if (rests_ != nullptr)
+        rests_->line_was_lost();
     // The link thread alone changes the list of frames in flight.
     const QList<Protocol> &in_flight = driver_.PLC_driver->frame_list;
     if (in_flight.isEmpty() || !is_write_half(in_flight.first().var))
@@ -161,6 +168,7 @@ void LinkLoop::exchange(const Protocol &request) {
         give_up();
         return;
     }
+    const auto asked_at = line_->now();
     if (!ask(exchange.request, station, reply_size))
         return;
     exchange.sent_at = WallClock::now();
@@ -168,6 +176,7 @@ void LinkLoop::exchange(const Protocol &request) {
     const Reply reply = await_reply(exchange.request, station, reply_size);
     if (line_->broken_off())
         return;
+    const auto took = line_->now() - line_->request_end();
     end_exchange(exchange, reply);
     if (exchange.outcome == Outcome::good && !reply.is_known)
         ledger_.answered(station, exchange.request);
@@ -176,6 +185,8 @@ void LinkLoop::exchange(const Protocol &request) {
     stale_.clear();
     if (exchange.outcome != Outcome::good)
         stale_ = line_->settle(settings_.timeouts.settle, heard_);
+    if (rests_ != nullptr)
+        rests_->exchanged(exchange, took, ledger_.heard_at(station) > asked_at, line_->now());
 }
 
 void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
@@ -195,7 +206,9 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     if (settings_.retries_per_request && exchange.outcome != Outcome::sent_again)
         info_.retry_count = 0;
     watcher_.exchanged(exchange);
-    report_probe();
+    if (echo_probe_)
+        report_probe(*echo_probe_, ProbePurpose::echo);
+    echo_probe_.reset();
     report_lateness();
     if (take_finish_flag())
         watcher_.pass_ended();
@@ -296,51 +309,78 @@ bool LinkLoop::is_echo(std::string_view bytes, std::size_t first, std::string_vi
 
 // Whatever comes back but its own bytes, also nothing, shows that the line does not echo.
 void LinkLoop::probe_for_echo(std::string_view request) {
-    constexpr std::size_t address_end = 4;
-    constexpr int coil_reply = 6, register_reply = 7;
-    const unsigned function = rtu::byte_at(request, 1);
-    const bool of_coils = function == 5 || function == 15;
-    std::string probe(request.substr(0, address_end));
-    probe[1] = of_coils ? '\1' : '\3';
-    probe = rtu::with_crc(probe + std::string("\0\1", 2));
-
-    const int station = static_cast<int>(rtu::byte_at(probe, 0));
-    Probe probed;
-    probed.stale = line_->await_silence(nullptr);
-    if (!ask(probe, station, of_coils ? coil_reply : register_reply))
+    const auto read = rtu::short_read(request);
+    echo_probe_ = read ? probe(*read, settings_.timeouts, nullptr) : std::nullopt;
+    if (!echo_probe_)
         return;
+    if (echo_probe_->reply == echo_probe_->request)
+        note_echo(true);
+    else if (!line_->broken_off())
+        note_echo(false);
+}
+
+// Asks for one unit, of the host's own accord. Nothing when a stop came before all of it was out.
+std::optional<LinkLoop::Probe> LinkLoop::probe(const rtu::ShortRead &read, const ReplyTimeouts &timeouts,
+                                               const Channel::Heard &heard) {
+    const int station = static_cast<int>(rtu::byte_at(read.request, 0));
+    Probe probed;
+    probed.stale = line_->await_silence(heard);
+    if (!ask(read.request, station, read.reply_size))
+        return std::nullopt;
     probed.exchange.sent_at = WallClock::now();
     std::array<char, most_bytes> buffer{};
     const auto whole_size = [&](std::string_view so_far) {
         const std::size_t size = ledger_.reply_size(so_far);
-        return size == 0 || probe.compare(0, so_far.size(), so_far) == 0 ? probe.size() : size;
+        return size == 0 || read.request.compare(0, so_far.size(), so_far) == 0 ? read.request.size() : size;
     };
-    const std::size_t size = line_->receive(buffer.data(), 0, whole_size, settings_.timeouts);
+    const std::size_t size = line_->receive(buffer.data(), 0, whole_size, timeouts);
     const std::string_view bytes(buffer.data(), size);
     const std::size_t first = whole_reply_size(bytes);
-    if (bytes == probe)
-        note_echo(true);
-    else if (!line_->broken_off())
-        note_echo(false);
-    if (first > 0)
-        ledger_.heard(bytes.substr(0, first), probe, arrival_of_what_was_read());
+    if (first > 0 && bytes != read.request)
+        ledger_.heard(bytes.substr(0, first), read.request, arrival_of_what_was_read());
     probed.exchange.ended_at = WallClock::now();
     probed.exchange.station = station;
     probed.exchange.received = line_->received();
-    probed.request = probe;
+    probed.request = read.request;
     probed.reply = bytes;
-    probe_ = std::move(probed);
+    return probed;
 }
 
-// After the request that called for it, as on the line.
-void LinkLoop::report_probe() {
-    if (!probe_)
+void LinkLoop::report_probe(Probe &probe, ProbePurpose purpose) {
+    probe.exchange.request = probe.request;
+    probe.exchange.reply = probe.reply;
+    probe.exchange.stale = probe.stale;
+    watcher_.line_probed(probe.exchange, purpose);
+}
+
+// One at a time, and only between two requests of the driver's.
+void LinkLoop::ask_one_that_rests(bool is_idle) {
+    if (rests_ == nullptr || !rests_->any() || !driver_.PLC_driver->frame_list.isEmpty())
         return;
-    probe_->exchange.request = probe_->request;
-    probe_->exchange.reply = probe_->reply;
-    probe_->exchange.stale = probe_->stale;
-    watcher_.line_probed(probe_->exchange);
-    probe_.reset();
+    end_rests();
+    const auto due = rests_->due(line_->now(), is_idle);
+    if (!due)
+        return;
+    if (const auto until = ledger_.listen_until(due->station, line_->looked_until())) {
+        rests_->postpone(due->station, *until);
+        return;
+    }
+    const auto asked_at = line_->now();
+    ReplyTimeouts timeouts = settings_.timeouts;
+    timeouts.reply = due->wait;
+    auto probed = probe(due->read, timeouts, heard_);
+    if (!probed)
+        return;
+    counted_ += probed->reply.size();
+    report_probe(*probed, ProbePurpose::rest);
+    report_lateness();
+    end_rests();
+    rests_->probed(due->station, asked_at, line_->now());
+}
+
+void LinkLoop::end_rests() {
+    rests_->look([this](int station) { return ledger_.replied_at(station); },
+                 [this](int station) { return ledger_.listen_until(station, line_->looked_until()).has_value(); });
 }
 
 void LinkLoop::note_echo(bool heard) {

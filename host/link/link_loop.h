@@ -4,6 +4,7 @@
 #include "host/line/channel.h"
 #include "host/link/link_watcher.h"
 #include "host/link/reply_ledger.h"
+#include "host/link/rtu_shape.h"
 
 #include <QtCore/QByteArray>
 
@@ -20,6 +21,8 @@ namespace kelpo {
 /// Gives the driver its configuration block and two callbacks that report to `watcher`. Both must live as long as the
 /// driver is used. There is one driver per process, so a second call replaces the first.
 void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher);
+
+class StationRests;
 
 /// How a LinkLoop goes about its work.
 struct LoopSettings {
@@ -38,8 +41,9 @@ struct LoopSettings {
 /// It remembers what is without a reply from one line to the next.
 class LinkLoop {
 public:
-    /// `driver`, `info` and `watcher` must outlive the loop. Needs `attach` first.
-    LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher);
+    /// All must outlive the loop, and `rests` decides which stations rest; without it none does. Needs `attach` first.
+    LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher,
+             StationRests *rests = nullptr);
 
     /// Runs until a stop of `line` is requested, and then until the reply in flight has come, or not in time. Throws
     /// LineError when the line is gone: the request then stays in flight in the driver, and is sent again when the loop
@@ -86,7 +90,10 @@ private:
     std::size_t whole_reply_size(std::string_view bytes) const;
     bool is_echo(std::string_view bytes, std::size_t first, std::string_view request, std::size_t due);
     void probe_for_echo(std::string_view request);
-    void report_probe();
+    std::optional<Probe> probe(const rtu::ShortRead &read, const ReplyTimeouts &timeouts, const Channel::Heard &heard);
+    void report_probe(Probe &probe, ProbePurpose purpose);
+    void ask_one_that_rests(bool is_idle);
+    void end_rests();
     void note_echo(bool heard);
     bool is_too_soon(std::size_t size) const;
     void note_speed(bool came_too_soon, bool came);
@@ -106,7 +113,8 @@ private:
         hear(bytes);
     };
     Echo echo_ = Echo::unknown;
-    std::optional<Probe> probe_;
+    StationRests *const rests_;
+    std::optional<Probe> echo_probe_;
     std::map<int, int> waits_;   // how often in a row a station has asked the host to wait
     bool speed_is_kept_ = true;  // no reply comes sooner than the line's speed allows
     int too_soon_alone_ = 0;     // such replies in a row, after which nothing came

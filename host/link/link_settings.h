@@ -14,6 +14,14 @@ struct ReopenPauses {
     std::chrono::milliseconds longest{30000};
 };
 
+/// Which stations are left alone for a while, and for how long: see StationRests.
+struct RestSettings {
+    bool enabled = true;
+    int after = 2;                             ///< so many reads in a row without a reply; 1 or more
+    std::chrono::milliseconds first{1000};     ///< until the first try
+    std::chrono::milliseconds longest{30000};  ///< each try without a reply doubles the pause, up to this
+};
+
 /// All that one link needs to know before it starts.
 struct LinkSettings {
     std::string driver = "libozna_kelpo_port_2.so.1";  ///< file name of the driver
@@ -24,6 +32,7 @@ struct LinkSettings {
     bool retries_per_request = false;
     int max_count = 100;  ///< most units in one request, 1 to 100
     ReopenPauses pauses;
+    RestSettings rest;
 };
 
 }  // namespace kelpo

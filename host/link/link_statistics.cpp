@@ -32,7 +32,7 @@ void LinkStatistics::communication_failed(int) {
     ++error_calls;
 }
 
-void LinkStatistics::line_probed(const Exchange &exchange) {
+void LinkStatistics::line_probed(const Exchange &exchange, ProbePurpose) {
     bytes_sent += exchange.request.size();
     bytes_received += exchange.reply.size();
 }

@@ -42,7 +42,7 @@ struct LinkStatistics : LinkWatcher {
     void pass_ended() override;
     void request_ended(const RequestName &name, RequestOutcome outcome) override;
     void communication_failed(int group) override;
-    void line_probed(const Exchange &exchange) override;
+    void line_probed(const Exchange &exchange, ProbePurpose purpose) override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 };
 

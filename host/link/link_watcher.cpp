@@ -53,9 +53,19 @@ void WatcherList::reply_late(int station, std::chrono::milliseconds time) {
         watcher->reply_late(station, time);
 }
 
-void WatcherList::line_probed(const Exchange &exchange) {
+void WatcherList::line_probed(const Exchange &exchange, ProbePurpose purpose) {
     for (LinkWatcher *watcher : watchers_)
-        watcher->line_probed(exchange);
+        watcher->line_probed(exchange, purpose);
+}
+
+void WatcherList::station_rests(int station, std::chrono::milliseconds pause) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->station_rests(station, pause);
+}
+
+void WatcherList::rest_ended(int station, bool has_answered) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->rest_ended(station, has_answered);
 }
 
 void WatcherList::line_echoes() {

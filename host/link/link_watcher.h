@@ -43,6 +43,12 @@ struct Exchange {
     std::uint64_t discarded;   ///< bytes that came in since the exchange before, and are not of `reply`
 };
 
+/// What the host wants to know when it asks a station of its own accord.
+enum class ProbePurpose {
+    echo,  ///< does the line return what is sent? An acknowledgement looked the same as its request
+    rest   ///< does a station that rests answer again?
+};
+
 /// Gets reports of what happens on a link. All calls come from the link thread and hold it up, so they must be quick;
 /// those marked so come with the driver's list lock held and must not call the driver.
 class LinkWatcher {
@@ -74,10 +80,17 @@ public:
     /// A station answers later than the reply time-out: it took at least `time`, longer than reported before.
     virtual void reply_late(int /*station*/, std::chrono::milliseconds /*time*/) {}
 
-    /// The host has asked a station for one unit, of its own accord, to learn whether the line returns what is sent: an
-    /// acknowledgement looked the same as its request. Not counted as an exchange. Comes after exchanged() of that
-    /// request. Of `exchange` only times, bytes and station are filled in.
-    virtual void line_probed(const Exchange & /*exchange*/) {}
+    /// The host has asked a station for one unit, of its own accord, for this purpose. Not counted as an exchange. Of
+    /// `exchange` only times, bytes and station are filled in. Comes after exchanged() of the request that called for
+    /// it.
+    virtual void line_probed(const Exchange & /*exchange*/, ProbePurpose /*purpose*/) {}
+
+    /// A station gave no reply to several reads in a row: the driver does not ask it any more. One short request
+    /// follows after `pause`. Told again after each of them that has no reply either.
+    virtual void station_rests(int /*station*/, std::chrono::milliseconds /*pause*/) {}
+
+    /// A station that rested is asked as before: since it has answered, or else because the user has switched it.
+    virtual void rest_ended(int /*station*/, bool /*has_answered*/) {}
 
     /// The line returns what is sent: it is a loop, or an adapter hears itself. Told once for each time that it is
     /// opened.
@@ -108,7 +121,9 @@ public:
     void request_ended(const RequestName &name, RequestOutcome outcome) override;
     void communication_failed(int group) override;
     void reply_late(int station, std::chrono::milliseconds time) override;
-    void line_probed(const Exchange &exchange) override;
+    void line_probed(const Exchange &exchange, ProbePurpose purpose) override;
+    void station_rests(int station, std::chrono::milliseconds pause) override;
+    void rest_ended(int station, bool has_answered) override;
     void line_echoes() override;
     void wait_refused(int station) override;
     void line_opened() override;

@@ -140,6 +140,16 @@ std::optional<ReplyLedger::Time> ReplyLedger::listen_until(int number, Time now)
     return std::max(last, station.heard_at) + patience_;
 }
 
+ReplyLedger::Time ReplyLedger::replied_at(int station) const {
+    const auto found = stations_.find(station);
+    return found == stations_.end() ? Time() : found->second.replied_at;
+}
+
+ReplyLedger::Time ReplyLedger::heard_at(int station) const {
+    const auto found = stations_.find(station);
+    return found == stations_.end() ? Time() : found->second.heard_at;
+}
+
 std::optional<ReplyLedger::Time> ReplyLedger::last_reply_until(Time now) {
     std::optional<Time> last;
     for (auto &[number, station] : stations_) {

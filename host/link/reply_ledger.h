@@ -70,6 +70,12 @@ public:
     /// for.
     std::optional<Time> listen_until(int number, Time now);
 
+    /// When the last whole reply of the station was read that something it was asked could have.
+    Time replied_at(int station) const;
+
+    /// When anything was read last while the station was awaited, or a reply of it at another time.
+    Time heard_at(int station) const;
+
     /// Until when replies can come; nothing when all have come. A station that has several left may deal with them one
     /// by one, each `patience` after the one before.
     std::optional<Time> last_reply_until(Time now);

@@ -48,6 +48,19 @@ bool asks_to_wait(std::string_view reply) {
     return reply.size() == exception_size && byte_at(reply, 1) == wait_function && byte_at(reply, 2) == wait_code;
 }
 
+std::optional<ShortRead> short_read(std::string_view request) {
+    constexpr std::size_t address_end = 4;
+    constexpr int coil_reply = 6, register_reply = 7;
+    const unsigned function = request.size() < named_size ? 0 : byte_at(request, 1);
+    if (!is_read(function) && !is_write(function))
+        return std::nullopt;
+    const bool of_coils = function == 1 || function == 5 || function == 15;
+    std::string read(request.substr(0, address_end));
+    if (!is_read(function))
+        read[1] = of_coils ? '\1' : '\3';
+    return ShortRead{with_crc(read + std::string("\0\1", 2)), of_coils || function == 2 ? coil_reply : register_reply};
+}
+
 bool can_answer(std::string_view reply, std::string_view request, int reply_size) {
     if (asks_to_wait(reply))
         return true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,15 @@ bool is_write(unsigned function);  ///< 5, 6, 15 and 16
 
 /// The controller's own reply that asks the host to wait: five bytes, of which the second and third are 6A 8B.
 bool asks_to_wait(std::string_view reply);
+
+/// A read of one coil or register.
+struct ShortRead {
+    std::string request;
+    int reply_size;  ///< bytes of a good reply
+};
+
+/// The short read of the first place that `request` names, a read or write; nothing for another request.
+std::optional<ShortRead> short_read(std::string_view request);
 
 /// True when `reply`, which is whole and whose check is right, can answer `request`, a read or write, whose good reply
 /// has `reply_size` bytes: a good one that names what the request names, an exception, or one that asks to wait. Of

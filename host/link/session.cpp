@@ -30,7 +30,9 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
         watchers_.add(*watcher);
     auto &info = driver.configure({settings.max_count, settings.retries});
     const LoopSettings loop{settings.timeouts, settings.retries_per_request};
-    loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_);
+    if (settings.rest.enabled)
+        rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_);
+    loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_, rests_ ? &*rests_ : nullptr);
     attach(driver.library().entry(), info, watchers_);
 }
 

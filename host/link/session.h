@@ -4,10 +4,12 @@
 #include "host/link/link_settings.h"
 #include "host/link/link_statistics.h"
 #include "host/link/link_watcher.h"
+#include "host/link/station_rests.h"
 
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,6 +29,9 @@ enum class OnLoss {
 /// While the line is lost, nothing that waits in the driver is given up: it goes out when the line is back. What was on
 /// its way when the line broke is sent again then, so a controller may carry out the same write twice. Only the write
 /// of a bit in a register fails when its register had been read before the line broke.
+///
+/// A station that rests (LinkSettings::rest, StationRests) is switched off in the driver, which drops what is queued in
+/// it for that station. A Writer answers for its writes all the same.
 class Session {
 public:
     /// Configures the driver: every variable has its own station, writes go to the controllers. `stop` ends the link
@@ -78,6 +83,7 @@ private:
     EndNoter ends_;
     LinkStatistics statistics_;
     WatcherList watchers_;
+    std::optional<StationRests> rests_;
     std::unique_ptr<LinkLoop> loop_;
     std::unique_ptr<Line> line_;
     std::chrono::milliseconds next_pause_{0};

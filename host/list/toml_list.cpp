@@ -340,11 +340,17 @@ private:
         if (found == nullptr)
             return;
         TableReader reader(*found, "[link]", file_, builder_);
-        reader.allow({"retries", "max-count"});
+        reader.allow({"retries", "max-count", "rest", "rest-after", "retry-s"});
         if (const auto retries = reader.number("retries", 0, 100))
             list_.link.retries = static_cast<int>(*retries);
         if (const auto max_count = reader.number("max-count", 1, 100))
             list_.link.max_count = static_cast<int>(*max_count);
+        RestSettings &rest = list_.link.rest;
+        rest.enabled = reader.truth("rest").value_or(rest.enabled);
+        if (const auto after = reader.number("rest-after", 1, 100))
+            rest.after = static_cast<int>(*after);
+        if (const auto longest = reader.number("retry-s", 1, 3600))
+            rest.longest = std::chrono::seconds(*longest);
     }
 
     void read_timeouts() {

@@ -25,7 +25,9 @@ std::optional<RequestName> OnceRun::queue_read(const Variable &place) {
     const Variable to_read = place_to_read(driver_, place).value_or(place);
     if (!wait_for_room(requests_of_read(to_read, max_count_)))
         return std::nullopt;
-    return driver_.queue_read(to_read);
+    const RequestName name = driver_.queue_read(to_read);
+    stations_[name] = place.station;
+    return name;
 }
 
 int OnceRun::queue_write(const Reference &reference, WriteQueue::Time asked, std::chrono::milliseconds within) {
@@ -82,6 +84,8 @@ Status OnceRun::read_status(const std::optional<RequestName> &name) {
         return {false, failure->text, exit_code_of(failure->kind)};
     if (failed)
         return {false, "the driver could not make a request of it", ExitCode::not_right};
+    if (name && outcome && watch_.has_rested(stations_.at(*name)))
+        return {false, "no reply to the requests before, and not asked for", ExitCode::no_reply};
     return unserved();
 }
 

@@ -72,7 +72,8 @@ private:
     Writer writer_;
     LinkRemarks remarks_;
     Session session_;
-    std::map<int, Status> writes_;  // that have ended, by id
+    std::map<RequestName, int> stations_;  // of the reads
+    std::map<int, Status> writes_;         // that have ended, by id
 };
 
 }  // namespace kelpo

@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 
 namespace kelpo {
 
@@ -13,13 +14,18 @@ namespace kelpo {
 class RequestWatch : public LinkWatcher {
 public:
     void exchanged(const Exchange &exchange) override;
+    void station_rests(int station, std::chrono::milliseconds pause) override;
 
     /// Of the last exchange of the request that failed; nothing when none did.
     std::optional<Failure> failure(const RequestName &name) const;
 
+    /// True when the station has rested: what was to be read of it then was not asked for.
+    bool has_rested(int station) const;
+
 private:
     mutable std::mutex mutex_;
     std::map<RequestName, Failure> failures_;
+    std::set<int> rested_;
 };
 
 }  // namespace kelpo

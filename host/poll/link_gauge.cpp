@@ -44,6 +44,7 @@ std::vector<LinkEvent> LinkGauge::take_events() {
 void LinkGauge::forget_station(int station) {
     const std::lock_guard<std::mutex> locked(mutex_);
     reading_.stations[station].down_since.reset();
+    reading_.stations[station].next_try.reset();
     for (auto &[place, block] : reading_.blocks)
         if (place.station == station)
             block.failure.reset();
@@ -99,13 +100,33 @@ void LinkGauge::judge_station(const Exchange &exchange, const std::optional<Fail
         ++station.answered;
     }
     if (!failure || !is_silence(*failure)) {
-        if (station.down_since)
-            add_event({LinkEvent::Kind::station_back, {}, place_of(exchange), 0, {}, {}, {}});
-        station.down_since.reset();
+        note_answer(exchange.station);
     } else if (exchange.outcome == Outcome::given_up && !station.down_since) {
         station.down_since = now;
         add_event({LinkEvent::Kind::station_down, {}, place_of(exchange), 0, {}, failure->text, failure->kind});
     }
+}
+
+void LinkGauge::note_answer(int number) {
+    LinkReading::Station &station = reading_.stations[number];
+    if (station.down_since)
+        add_event({LinkEvent::Kind::station_back, {}, {number, 0, 0}, 0, {}, {}, {}});
+    station.down_since.reset();
+}
+
+void LinkGauge::station_rests(int number, std::chrono::milliseconds pause) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    LinkReading::Station &station = reading_.stations[number];
+    if (!station.next_try)
+        add_event({LinkEvent::Kind::station_rests, {}, {number, 0, 0}, 0, pause, "no reply", {}});
+    station.next_try = clock_() + pause;
+}
+
+void LinkGauge::rest_ended(int number, bool has_answered) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    reading_.stations[number].next_try.reset();
+    if (has_answered)
+        note_answer(number);
 }
 
 void LinkGauge::judge_block(const Exchange &exchange, const std::optional<Failure> &failure) {

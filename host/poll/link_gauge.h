@@ -44,6 +44,7 @@ struct LinkReading {
         std::optional<Time>
             down_since;  ///< a request was given up and none was answered since, not even with a refusal
         std::optional<Failure> failure;  ///< the last one, also when requests were answered since
+        std::optional<Time> next_try;    ///< while it rests
     };
 
     /// A cycle begins with a block and ends when a block that it has served comes again: all blocks that are asked
@@ -69,18 +70,19 @@ struct LinkReading {
 /// Something that happened on a link, to be told once.
 struct LinkEvent {
     enum class Kind {
-        given_up,      ///< a polled block was not read
-        station_down,  ///< a station does not answer any more
-        station_back,  ///< it does again
+        given_up,       ///< a polled block was not read
+        station_down,   ///< a station does not answer any more
+        station_rests,  ///< and is asked now and then only
+        station_back,   ///< it does again
         line_lost,
         line_back
     };
 
     Kind kind;
     std::chrono::system_clock::time_point time;
-    BlockPlace place{};                             ///< of given_up, station_down, station_back
+    BlockPlace place{};                             ///< of given_up and what begins with station
     int count = 0;                                  ///< units of the block; of given_up
-    std::chrono::milliseconds pause{0};             ///< until the next try; of line_lost
+    std::chrono::milliseconds pause{0};             ///< until the next try; of line_lost, station_rests
     std::string text;                               ///< why
     Failure::Kind cause = Failure::Kind::no_reply;  ///< of given_up, station_down
 };
@@ -102,6 +104,8 @@ public:
     void forget_station(int station);
 
     void exchanged(const Exchange &exchange) override;
+    void station_rests(int station, std::chrono::milliseconds pause) override;
+    void rest_ended(int station, bool has_answered) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
@@ -111,6 +115,7 @@ private:
     void note_rate(LinkReading::Time now);
     void time_cycle(const Exchange &exchange, LinkReading::Time sent_at);
     void judge_station(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
+    void note_answer(int station);
     void judge_block(const Exchange &exchange, const std::optional<Failure> &failure);
     void forget_cycle();
     void add_event(LinkEvent event);

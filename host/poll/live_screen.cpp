@@ -94,6 +94,8 @@ PollStation station_of(const PollEngine &engine, const std::map<int, RefusingSta
         shown.state = State::down;
         shown.down_for = now - *known->second.down_since;
         shown.failure = known->second.failure->text;
+        if (known->second.next_try)
+            shown.failure += "; " + rest_words(*known->second.next_try - now);
     } else if (refuses != refusing.end()) {
         shown.state = State::refusing;
         shown.failure = refuses->second.words();

@@ -5,6 +5,7 @@
 #include "host/text/quantities.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <sstream>
 
 namespace kelpo {
@@ -37,6 +38,8 @@ Kind kind_of(LinkEvent::Kind kind) {
         return Kind::given_up;
     case LinkEvent::Kind::station_down:
         return Kind::station_down;
+    case LinkEvent::Kind::station_rests:
+        return Kind::station_rests;
     case LinkEvent::Kind::station_back:
         return Kind::station_back;
     case LinkEvent::Kind::line_lost:
@@ -78,6 +81,8 @@ std::string words_of(const PollEvent &event, const std::vector<Variable> &variab
                " given up: " + event.text;
     case Kind::station_down:
         return station_words(event) + " " + down_words(event.cause, event.text);
+    case Kind::station_rests:
+        return station_words(event) + " gives no reply: " + rest_words(event.pause);
     case Kind::station_back:
         return station_words(event) + " answers again";
     case Kind::line_lost:
@@ -99,6 +104,11 @@ std::string words_of(const PollEvent &event, const std::vector<Variable> &variab
 // What comes and is no good reply may be anybody's.
 std::string down_words(Failure::Kind cause, const std::string &reason) {
     return (cause == Failure::Kind::no_reply ? "does not answer: " : "is not understood: ") + reason;
+}
+
+std::string rest_words(std::chrono::nanoseconds until_next_try) {
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(until_next_try).count();
+    return "resting, next try in " + std::to_string(std::max<std::int64_t>(0, seconds)) + " s";
 }
 
 std::string RefusingStation::words() const {
@@ -181,6 +191,10 @@ WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
     if (is_off(variable.station))
         return {false, variable.name + ": not written, station " + std::to_string(variable.station) +
                            " is switched off; switch it on first"};
+    const auto station = link_.stations.find(variable.station);
+    if (station != link_.stations.end() && station->second.next_try)
+        return {false, variable.name + ": not written, station " + std::to_string(variable.station) + " " +
+                           down_words(station->second)};
     const std::size_t waiting = writer_.requests();
     if (waiting + static_cast<std::size_t>(requests) > static_cast<std::size_t>(most_queued))
         return {false, variable.name + ": not written, too much waits to be written: " + std::to_string(waiting) +
@@ -226,6 +240,13 @@ std::map<int, RefusingStation> PollEngine::refusing() const {
     return stations;
 }
 
+std::string PollEngine::down_words(const LinkReading::Station &station) const {
+    const std::string words = kelpo::down_words(station.failure->kind, station.failure->text);
+    if (!station.next_try)
+        return words;
+    return words + "; " + rest_words(*station.next_try - std::chrono::steady_clock::now());
+}
+
 std::vector<std::size_t> PollEngine::never_read() const {
     std::vector<std::size_t> indexes;
     for (std::size_t i = 0; i < list_.variables.size(); ++i)
@@ -251,14 +272,20 @@ std::string PollEngine::summary() const {
              << " expired\n";
     for (const auto &[number, station] : link_.stations)
         if (station.down_since && !is_off(number))
-            text << "station    " << number << " " << down_words(station.failure->kind, station.failure->text) << "\n";
+            text << "station    " << number << " " << down_words(station) << "\n";
     for (const auto &[number, station] : refusing())
         text << "station    " << number << " " << station.words() << "\n";
     const std::vector<std::size_t> unread = never_read();
     for (std::size_t i = 0; i < std::min(unread.size(), names_shown); ++i) {
+        const Variable &variable = list_.variables[unread[i]];
         const auto &failure = watch_.states()[unread[i]].failure;
-        text << "never read " << list_.variables[unread[i]].name << ": "
-             << (failure ? failure->text : std::string("polling ended before")) << "\n";
+        const auto station = link_.stations.find(variable.station);
+        const bool rests = station != link_.stations.end() && station->second.next_try;
+        text << "never read " << variable.name << ": "
+             << (failure ? failure->text
+                 : rests ? "its station does not answer"
+                         : "polling ended before")
+             << "\n";
     }
     if (unread.size() > names_shown)
         text << "never read " << unread.size() - names_shown << " more\n";

@@ -26,6 +26,7 @@ struct PollEvent {
     enum class Kind {
         given_up,
         station_down,
+        station_rests,
         station_back,
         line_lost,
         line_back,
@@ -40,7 +41,7 @@ struct PollEvent {
     BlockPlace place{};                             ///< of given_up; of the stations' events the station
     int count = 0;                                  ///< units of the block; of given_up
     std::optional<std::size_t> variable;            ///< of a write
-    std::chrono::milliseconds pause{0};             ///< until the next try; of line_lost
+    std::chrono::milliseconds pause{0};             ///< until the next try; of line_lost and station_rests
     std::string text;                               ///< why; of write_done what was written
     Failure::Kind cause = Failure::Kind::no_reply;  ///< of given_up and station_down
 
@@ -55,6 +56,9 @@ std::string words_of(const PollEvent &event, const std::vector<Variable> &variab
 /// Why a station is down, in words that go on from its number: "does not answer: no reply". `reason` is as a failure
 /// tells it.
 std::string down_words(Failure::Kind cause, const std::string &reason);
+
+/// That a station rests, in words that go on from why it is down: "resting, next try in 12 s".
+std::string rest_words(std::chrono::nanoseconds until_next_try);
 
 /// A station that answers, and refuses some of what is polled.
 struct RefusingStation {
@@ -148,6 +152,7 @@ private:
     };
 
     PollEvent event_of(const WriteResult &result);
+    std::string down_words(const LinkReading::Station &station) const;
     std::vector<std::size_t> never_read() const;
     void write_trace();
 

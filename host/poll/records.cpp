@@ -112,6 +112,8 @@ const char *kind_of(PollEvent::Kind kind) {
         return "given-up";
     case PollEvent::Kind::station_down:
         return "station-down";
+    case PollEvent::Kind::station_rests:
+        return "station-rests";
     case PollEvent::Kind::station_back:
         return "station-back";
     case PollEvent::Kind::line_lost:
@@ -176,6 +178,10 @@ std::string event_record(RecordFormat format, const PollEvent &event, const std:
         record.type = event.place.type;
         record.address = std::to_string(event.place.address);
         record.count = event.count;
+        break;
+    case PollEvent::Kind::station_rests:
+        record.pause = event.pause.count();
+        record.station = event.place.station;
         break;
     case PollEvent::Kind::station_down:
     case PollEvent::Kind::station_back:

@@ -8,6 +8,7 @@ namespace kelpo {
 namespace {
 
 const std::string nobody_knows = "; it may have been written all the same";
+const std::string not_sent = "; it was not sent";
 
 }  // namespace
 
@@ -18,7 +19,11 @@ int WriteQueue::add(std::vector<WritePart> parts, Time asked, std::chrono::milli
     write.parts = std::move(parts);
     write.asked = asked;
     write.within = within;
-    waiting_.push_back(std::move(write));
+    const auto rests = resting_.find(write.parts.front().station);
+    if (rests != resting_.end())
+        results_.push_back({id, WriteResult::Kind::failed, ExitCode::no_reply, rests->second + not_sent});
+    else
+        waiting_.push_back(std::move(write));
     return id;
 }
 
@@ -118,13 +123,28 @@ void WriteQueue::expire(Time now) {
 }
 
 void WriteQueue::withdraw(int station, const std::string &why) {
-    const auto is_of_station = [this, station, &why](const Write &write) {
-        const bool withdrawn = write.parts.front().station == station;
-        if (withdrawn)
-            results_.push_back({write.id, WriteResult::Kind::failed, ExitCode::not_right, why});
-        return withdrawn;
+    fail_waiting(station, ExitCode::not_right, why);
+}
+
+void WriteQueue::station_rests(int station, const std::string &why) {
+    resting_[station] = why;
+    if (current_ && !current_->under_way && current_->parts.front().station == station)
+        fail(ExitCode::no_reply, why);
+    fail_waiting(station, ExitCode::no_reply, why + not_sent);
+}
+
+void WriteQueue::fail_waiting(int station, ExitCode code, const std::string &why) {
+    const auto is_of_station = [this, station, code, &why](const Write &write) {
+        const bool fails = write.parts.front().station == station;
+        if (fails)
+            results_.push_back({write.id, WriteResult::Kind::failed, code, why});
+        return fails;
     };
     waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), is_of_station), waiting_.end());
+}
+
+void WriteQueue::rest_ended(int station) {
+    resting_.erase(station);
 }
 
 void WriteQueue::end(const std::string &why, ExitCode code) {
@@ -133,7 +153,7 @@ void WriteQueue::end(const std::string &why, ExitCode code) {
     else if (current_)
         fail(code, why + (current_->under_way ? nobody_knows : std::string()));
     for (const Write &write : waiting_)
-        results_.push_back({write.id, WriteResult::Kind::failed, code, why + "; it was not sent"});
+        results_.push_back({write.id, WriteResult::Kind::failed, code, why + not_sent});
     waiting_.clear();
 }
 

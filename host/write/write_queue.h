@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -79,6 +80,11 @@ public:
     /// Fails what waits for the station. A write that was begun goes on.
     void withdraw(int station, const std::string &why);
 
+    /// Until rest_ended() what is for the station fails at once: `why` is what the user gets to know. Of a write that
+    /// was begun the next request does.
+    void station_rests(int station, const std::string &why);
+    void rest_ended(int station);
+
     /// Fails all there is.
     void end(const std::string &why, ExitCode code);
 
@@ -110,10 +116,12 @@ private:
     };
 
     static bool is_late(const Write &write, Time now);
+    void fail_waiting(int station, ExitCode code, const std::string &why);
     void note_expired(const Write &write);
     void part_is_through();
     void fail(ExitCode code, const std::string &why);
 
+    std::map<int, std::string> resting_;  // stations, and why
     std::deque<Write> waiting_;
     std::optional<Write> current_;
     std::vector<WriteResult> results_;

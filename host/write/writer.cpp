@@ -83,6 +83,16 @@ void Writer::exchanged(const Exchange &exchange) {
     queue_.exchanged(number, exchange.outcome == Outcome::sent_again, failure);
 }
 
+void Writer::station_rests(int station, std::chrono::milliseconds) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    queue_.station_rests(station, "station " + std::to_string(station) + " gives no reply and rests");
+}
+
+void Writer::rest_ended(int station, bool) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    queue_.rest_ended(station);
+}
+
 void Writer::line_lost(const std::string &why, std::chrono::milliseconds) {
     {
         const std::lock_guard<std::mutex> locked(mutex_);

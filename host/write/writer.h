@@ -36,6 +36,8 @@ public:
     void about_to_ask() override;
     bool may_leave(const Exchange &exchange) override;
     void exchanged(const Exchange &exchange) override;
+    void station_rests(int station, std::chrono::milliseconds pause) override;
+    void rest_ended(int station, bool has_answered) override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
 private:

@@ -125,5 +125,21 @@ TEST_F(TracerTest, RingKeepsTheLastRecords) {
     EXPECT_EQ(ring.count(), 3U);
 }
 
+TEST_F(TracerTest, ARequestToAStationThatRestsSaysWhatItIsFor) {
+    tracer.station_rests(1, std::chrono::milliseconds(1000));
+    tracer.line_probed(exchange({}, Outcome::good, 0), ProbePurpose::rest);
+    tracer.rest_ended(1, true);
+    tracer.line_probed(exchange({}, Outcome::good, 0), ProbePurpose::echo);
+    tracer.rest_ended(2, false);
+    ASSERT_EQ(records().size(), 9U);
+    EXPECT_EQ(records()[0].text, "station 1 rests; next try in 1.0 s");
+    EXPECT_EQ(records()[1].text, "does station 1 answer again? a request of the host's own:");
+    EXPECT_EQ(records()[2].direction, Direction::sent);
+    EXPECT_EQ(records()[3].direction, Direction::received);
+    EXPECT_EQ(records()[4].text, "station 1 answers and is asked as before");
+    EXPECT_EQ(records()[5].text, "does the line return what is sent? a request of the host's own:");
+    EXPECT_EQ(records()[8].text, "station 2 was switched and is asked as before");
+}
+
 }  // namespace
 }  // namespace kelpo

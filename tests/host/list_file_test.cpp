@@ -26,6 +26,9 @@ gap-ms = 4.5
 [link]
 retries = 0
 max-count = 32
+rest = false
+rest-after = 3
+retry-s = 10
 [timeouts]
 reply-ms = 700
 inter-character-ms = 20
@@ -45,6 +48,9 @@ address = 0
     EXPECT_EQ(link.line.gap, std::chrono::microseconds(4500));
     EXPECT_EQ(link.retries, 0);
     EXPECT_EQ(link.max_count, 32);
+    EXPECT_FALSE(link.rest.enabled);
+    EXPECT_EQ(link.rest.after, 3);
+    EXPECT_EQ(link.rest.longest, std::chrono::seconds(10));
     EXPECT_EQ(link.timeouts.reply.count(), 700);
     EXPECT_EQ(link.timeouts.inter_character.count(), 20);
     EXPECT_EQ(link.timeouts.settle.count(), 0);
@@ -56,6 +62,9 @@ TEST(ListFile, LeavesWhatIsNotSaidAsItIsByDefault) {
     EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
     EXPECT_EQ(reading.list.link.line.speed, LineSettings().speed);
     EXPECT_EQ(reading.list.link.timeouts.reply, ReplyTimeouts().reply);
+    EXPECT_TRUE(reading.list.link.rest.enabled);
+    EXPECT_EQ(reading.list.link.rest.after, 2);
+    EXPECT_EQ(reading.list.link.rest.longest, std::chrono::seconds(30));
     EXPECT_EQ(reading.list.turnaround, std::chrono::milliseconds(5));
     ASSERT_EQ(reading.list.variables.size(), 1U);
     const Variable &variable = reading.list.variables[0];
@@ -213,6 +222,8 @@ const Mistake settings[] = {
     {"[line]\ngap-ms = nan\n", "2: gap-ms is out of range; milliseconds, 0 to 1000"},
     {"[line]\ngap-ms = 1000.5\n", "2: gap-ms is out of range; milliseconds, 0 to 1000"},
     {"[link]\nretries = -1\n", "2: retries -1; a whole number, 0 to 100"},
+    {"[link]\nrest-after = 0\n", "2: rest-after 0; a whole number, 1 to 100"},
+    {"[link]\nretry-s = 0\n", "2: retry-s 0; a whole number, 1 to 3600"},
     {"[link]\nmax-count = 101\n", "2: max-count 101; a whole number, 1 to 100"},
     {"[timeouts]\nreply-ms = 0\n", "2: reply-ms 0; a whole number, 1 to 60000"},
     {"[timeouts]\nreply = 500\n", "2: unknown key \"reply\" in [timeouts]; \"reply-ms\" was meant"},

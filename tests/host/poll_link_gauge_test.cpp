@@ -141,6 +141,30 @@ TEST_F(LinkGaugeTest, KnowsSinceWhenAStationIsDownAndReportsItOnce) {
                 testing::ElementsAre(Kind::station_down, Kind::given_up, Kind::given_up, Kind::station_back));
 }
 
+TEST_F(LinkGaugeTest, KnowsWhenAStationThatRestsIsTriedAndReportsTheBeginning) {
+    give_up(2);
+    gauge.station_rests(2, 1s);
+    EXPECT_EQ(gauge.reading().stations.at(2).next_try, now + 1s);
+    now += 1s;
+    gauge.station_rests(2, 2s);
+    EXPECT_EQ(gauge.reading().stations.at(2).next_try, now + 2s);
+    EXPECT_TRUE(gauge.reading().stations.at(2).down_since);
+    gauge.rest_ended(2, true);
+    EXPECT_FALSE(gauge.reading().stations.at(2).next_try);
+    EXPECT_FALSE(gauge.reading().stations.at(2).down_since);
+    EXPECT_THAT(reported_kinds(),
+                testing::ElementsAre(Kind::station_down, Kind::given_up, Kind::station_rests, Kind::station_back));
+}
+
+TEST_F(LinkGaugeTest, TakesAStationThatWasSwitchedForNoneThatAnswers) {
+    give_up(2);
+    gauge.station_rests(2, 1s);
+    gauge.forget_station(2);
+    EXPECT_FALSE(gauge.reading().stations.at(2).next_try);
+    gauge.rest_ended(2, false);
+    EXPECT_THAT(reported_kinds(), testing::ElementsAre(Kind::station_down, Kind::given_up, Kind::station_rests));
+}
+
 TEST_F(LinkGaugeTest, TakesARefusalForAnAnswerOfTheStationButNotOfTheBlock) {
     exchange(1, 16, ask_1, refusal_1, wrong_length_code);
     const LinkReading reading = gauge.reading();

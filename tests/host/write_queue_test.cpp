@@ -230,6 +230,33 @@ TEST_F(WriteQueueTest, FailsWhatWaitsForAStationThatIsSwitchedOff) {
     EXPECT_EQ(queue.next(start)->part.station, 2);
 }
 
+TEST_F(WriteQueueTest, FailsAtOnceWhatIsForAStationThatRests) {
+    add(1, 3);
+    add(1, 1);
+    queue.station_rests(3, "station 3 rests");
+    queue.station_rests(3, "station 3 rests");
+    add(1, 3);
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::failed, "station 3 rests; it was not sent"),
+                                       Pair(Kind::failed, "station 3 rests; it was not sent")));
+    answer(hand_over());
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::done, "")));
+    queue.rest_ended(3);
+    add(1, 3);
+    answer(hand_over());
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::done, "")));
+}
+
+TEST_F(WriteQueueTest, SendsNoMoreOfAWriteWhoseStationRests) {
+    add(3, 3);
+    answer(hand_over());
+    queue.station_rests(3, "station 3 rests");
+    EXPECT_FALSE(queue.next(start));
+    const std::vector<WriteResult> failed = queue.take_results();
+    ASSERT_EQ(failed.size(), 1U);
+    EXPECT_EQ(failed[0].code, ExitCode::no_reply);
+    EXPECT_EQ(failed[0].text, "station 3 rests; 1 of its 3 requests were carried out before");
+}
+
 TEST_F(WriteQueueTest, FailsWhatTheDriverThrewAway) {
     add();
     hand_over();

@@ -50,7 +50,7 @@ public:
     void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override {
         ended.emplace_back(name.id, outcome == kelpo::RequestOutcome::done ? 1 : 2);
     }
-    void line_probed(const Exchange &exchange) override {
+    void line_probed(const Exchange &exchange, kelpo::ProbePurpose) override {
         probes.emplace_back(exchange.request);
     }
 

@@ -41,6 +41,7 @@ kelpo::LinkSettings settings(const Options &options, const std::string &line) {
     settings.retries = retries;
     settings.max_count = max_counts[options.seed % std::size(max_counts)];
     settings.pauses = {milliseconds(5), milliseconds(20)};
+    settings.rest.enabled = false;  // the driver drops what is queued in itself for a station that rests
     return settings;
 }
 

@@ -271,7 +271,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
 }
 
 // A read that fills no cache.
-void Judge::line_probed(const kelpo::Exchange &exchange) {
+void Judge::line_probed(const kelpo::Exchange &exchange, kelpo::ProbePurpose) {
     const std::lock_guard<std::mutex> locked(mutex_);
     Traffic &traffic = *lives_[static_cast<std::size_t>(opened_ - 1)];
     traffic.bytes_sent += static_cast<std::uint32_t>(exchange.request.size());

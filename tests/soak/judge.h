@@ -123,7 +123,7 @@ public:
     void finish();
 
     void exchanged(const kelpo::Exchange &exchange) override;
-    void line_probed(const kelpo::Exchange &exchange) override;
+    void line_probed(const kelpo::Exchange &exchange, kelpo::ProbePurpose purpose) override;
     void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;

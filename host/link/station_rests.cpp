@@ -1,0 +1,121 @@
+#include "host/link/station_rests.h"
+
+#include <string_view>
+#include <utility>
+
+namespace kelpo {
+namespace {
+
+using std::chrono::milliseconds;
+
+// Who answers later than that usually, may not answer a probe in time.
+milliseconds quick(milliseconds reply_timeout) {
+    return reply_timeout / 4;
+}
+
+// A write without a reply says less: a controller may pass over what it does not allow.
+bool is_read(std::string_view request) {
+    return request.size() > 1 && rtu::is_read(rtu::byte_at(request, 1));
+}
+
+}  // namespace
+
+StationRests::StationRests(Driver &driver, const RestSettings &settings, milliseconds reply_timeout,
+                           LinkWatcher &watcher)
+    : driver_(driver), most_silent_(settings.after), reply_timeout_(reply_timeout), watcher_(watcher),
+      pause_(settings.first, settings.longest) {}
+
+void StationRests::exchanged(const Exchange &exchange, std::chrono::nanoseconds took, bool was_heard, Time now) {
+    const int station = exchange.station;
+    const bool failed = exchange.outcome != Outcome::good;
+    // A reply that came too late for its probe may have damaged this one.
+    if (failed && !exchange.reply.empty() && probed_ && now - probe_ended_ < 2 * reply_timeout_)
+        slow_.insert(*probed_);
+    probed_.reset();
+    const bool comes_again = exchange.outcome == Outcome::sent_again;
+    if (was_heard || !exchange.reply.empty()) {
+        silent_.erase(station);
+        if (comes_again)
+            heard_.insert(station);
+        else
+            heard_.erase(station);
+        if (!failed)
+            pauses_.erase(station);
+        if (took > quick(reply_timeout_))
+            slow_.insert(station);
+    } else if (!comes_again && heard_.erase(station) == 0 && is_read(exchange.request) &&
+               ++silent_[station] >= most_silent_) {
+        begin(exchange, now);
+    }
+}
+
+void StationRests::begin(const Exchange &exchange, Time now) {
+    const auto read = rtu::short_read(exchange.request);
+    if (!read || !driver_.rest_station(exchange.station))
+        return;
+    silent_.erase(exchange.station);
+    Rest &rest = rests_[exchange.station] = {*read, now, now, now, false};
+    set_pause(exchange.station, rest, now);
+}
+
+void StationRests::set_pause(int station, Rest &rest, Time now) {
+    milliseconds &pause = pauses_[station];
+    pause = pause_.after(pause);
+    const milliseconds real = pause_.by_chance(pause);
+    rest.tried = now;
+    rest.next = now + real;
+    watcher_.station_rests(station, real);
+}
+
+std::optional<StationRests::Probe> StationRests::due(Time now, bool is_idle) {
+    if (!is_idle && now < next_probe_)
+        return std::nullopt;
+    const std::pair<const int, Rest> *first = nullptr;
+    for (auto &rest : rests_) {
+        // Where nobody else gets the time, it is of no use to let it pass.
+        if (is_idle)
+            rest.second.next = std::min(rest.second.next, rest.second.tried + pause_.first());
+        const bool is_due = !rest.second.has_answered && rest.second.next <= now;
+        if (is_due && (first == nullptr || rest.second.next < first->second.next))
+            first = &rest;
+    }
+    if (first == nullptr)
+        return std::nullopt;
+    const bool is_slow = slow_.count(first->first) > 0;
+    return Probe{first->first, first->second.read, is_slow ? reply_timeout_ : reply_timeout_ / 2};
+}
+
+void StationRests::postpone(int station, Time until) {
+    rests_.at(station).next = until;
+}
+
+void StationRests::probed(int station, Time asked_at, Time now) {
+    constexpr int times_for_others = 3;
+    probed_ = station;
+    probe_ended_ = now;
+    next_probe_ = now + times_for_others * (now - asked_at);
+    const auto rest = rests_.find(station);
+    if (rest != rests_.end() && !rest->second.has_answered)
+        set_pause(station, rest->second, now);
+}
+
+void StationRests::look(const std::function<Time(int)> &replied_at, const std::function<bool(int)> &owes) {
+    for (auto rest = rests_.begin(); rest != rests_.end();) {
+        const int station = rest->first;
+        const bool was_switched = !driver_.rests(station);
+        rest->second.has_answered = rest->second.has_answered || replied_at(station) > rest->second.began;
+        const bool answered = !was_switched && rest->second.has_answered && !owes(station);
+        rest = was_switched || answered ? rests_.erase(rest) : std::next(rest);
+        if (answered)
+            driver_.wake_station(station);
+        if (was_switched || answered)
+            watcher_.rest_ended(station, answered);
+    }
+}
+
+void StationRests::line_was_lost() {
+    for (auto &[station, rest] : rests_)
+        rest.next = Time();
+}
+
+}  // namespace kelpo

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "host/driver/driver.h"
+#include "host/line/channel.h"
+#include "host/link/growing_pause.h"
+#include "host/link/link_settings.h"
+#include "host/link/link_watcher.h"
+#include "host/link/rtu_shape.h"
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+
+namespace kelpo {
+
+/// Decides which stations rest. A station that gave no reply to several reads in a row is switched off in the
+/// driver, so that the others get its time, and asked again now and then by one short request. When it answers, it is
+/// switched on again.
+///
+/// For the link's thread alone. Has no clock of its own.
+class StationRests {
+public:
+    using Time = Channel::Time;
+
+    /// A request of the host's own to a station that rests.
+    struct Probe {
+        int station;
+        rtu::ShortRead read;
+        std::chrono::milliseconds wait;  ///< how long its reply is waited for
+    };
+
+    /// `driver` and `watcher` must outlive the book.
+    StationRests(Driver &driver, const RestSettings &settings, std::chrono::milliseconds reply_timeout,
+                 LinkWatcher &watcher);
+
+    /// A request of the driver's has had its reply after so long, or none. `was_heard`: something came from its station
+    /// since it was sent.
+    void exchanged(const Exchange &exchange, std::chrono::nanoseconds took, bool was_heard, Time now);
+
+    bool any() const {
+        return !rests_.empty();
+    }
+
+    /// What is to be asked now, if anything. `is_idle`: the driver has nothing to ask.
+    std::optional<Probe> due(Time now, bool is_idle);
+
+    /// The station is not to be asked before that time.
+    void postpone(int station, Time until);
+
+    /// The probe has gone out and was waited for until `now`.
+    void probed(int station, Time asked_at, Time now);
+
+    /// Ends the rest of stations that have answered: `replied_at` says when one did so last. A station that may still
+    /// answer what it was asked before, as `owes` says, rests until then: it would hold up the others.
+    void look(const std::function<Time(int)> &replied_at, const std::function<bool(int)> &owes);
+
+    /// The line was lost: all stations that rest are asked as soon as it is back.
+    void line_was_lost();
+
+private:
+    struct Rest {
+        rtu::ShortRead read;
+        Time began{};
+        Time tried{};
+        Time next{};
+        bool has_answered = false;
+    };
+
+    void begin(const Exchange &exchange, Time now);
+    void set_pause(int station, Rest &rest, Time now);
+
+    Driver &driver_;
+    const int most_silent_;
+    const std::chrono::milliseconds reply_timeout_;
+    LinkWatcher &watcher_;
+    GrowingPause pause_;
+    std::map<int, Rest> rests_;
+    std::map<int, int> silent_;                        // reads in a row without a reply, by station
+    std::set<int> heard_;                              // of which something came since their request was first sent
+    std::map<int, std::chrono::milliseconds> pauses_;  // the last one of each station, until it is well again
+    std::set<int> slow_;                               // may take longer than a probe is usually waited for
+    std::optional<int> probed_;                        // the last station
+    Time probe_ended_{};
+    Time next_probe_{};  // of any station, while there is something else to ask
+};
+
+}  // namespace kelpo

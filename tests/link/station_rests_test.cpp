@@ -1,0 +1,413 @@
+#include "host/link/station_rests.h"
+
+#include "host/link/link_loop.h"
+#include "simulated_line.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+namespace {
+
+using kelpo::Exchange;
+using kelpo::Outcome;
+using kelpo::Variable;
+using kelpo::View;
+using kelpo::rtu::byte_at;
+using kelpo::rtu::with_crc;
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::nanoseconds;
+using std::chrono::seconds;
+using Time = SimulatedLine::Time;
+
+constexpr unsigned read_registers = 3;
+constexpr int dying = 3;  // the station that something happens to
+
+unsigned value_of(unsigned station, unsigned address) {
+    return 1000 * station + 7 * address + 3;
+}
+
+std::string reply_to(const std::string &request) {
+    const unsigned address = byte_at(request, 2) << 8U | byte_at(request, 3);
+    const unsigned count = byte_at(request, 5);
+    std::string reply = request.substr(0, 2);
+    if (byte_at(request, 1) != read_registers)
+        return with_crc(request.substr(0, 6));
+    reply += static_cast<char>(2 * count);
+    for (unsigned i = 0; i < count; ++i) {
+        const unsigned value = value_of(byte_at(request, 0), address + i);
+        reply += {static_cast<char>(value >> 8U), static_cast<char>(value & 0xFFU)};
+    }
+    return with_crc(reply);
+}
+
+struct Asked {
+    Time time;
+    int station;
+    std::string bytes;
+
+    bool is_short() const {
+        return bytes.substr(4, 2) == std::string("\0\1", 2);
+    }
+};
+
+class StationRests : public testing::Test, public kelpo::LinkWatcher {
+protected:
+    StationRests() : info(driver.configure({})) {
+        kelpo::attach(driver.library().entry(), info, *this);
+        line.time_of_a_request = milliseconds(5);
+        line.on_request = [this](const std::string &request) {
+            const int station = static_cast<int>(byte_at(request, 0));
+            asked.push_back({line.now(), station, request});
+            const std::string reply = answer(station, request);
+            if (!reply.empty())
+                line.comes(line.time_of_a_request + delay(), reply);
+        };
+    }
+
+    /// Polls three blocks of each station, until so much time has passed.
+    void run(seconds time, int registers = 10, const std::vector<int> &stations = {1, 2, 3}) {
+        if (!loop) {
+            rests.emplace(driver, settings, timeouts.reply, *this);
+            loop.emplace(driver.library().entry(), info, kelpo::LoopSettings{timeouts}, *this, &*rests);
+            std::vector<Variable> variables;
+            for (const int station : stations)
+                for (const char *const address : {"0", "200", "400"})
+                    variables.push_back({address, station, 7, address, registers, View::unsigned_words});
+            driver.poll(variables);
+        }
+        end = line.now() + time;
+        loop->run(line);
+    }
+
+    /// Something that happens after so much time.
+    void after(seconds time, std::function<void()> what) {
+        happening.emplace(line.now() + time, std::move(what));
+    }
+
+    void die() {
+        answer = [](int station, const std::string &request) {
+            return station == dying ? std::string() : reply_to(request);
+        };
+    }
+    void live() {
+        answer = [](int, const std::string &request) {
+            return reply_to(request);
+        };
+    }
+
+    std::vector<Asked> asked_of(int station) const {
+        std::vector<Asked> found;
+        for (const Asked &one : asked)
+            if (one.station == station)
+                found.push_back(one);
+        return found;
+    }
+
+    void about_to_ask() override {
+        while (!happening.empty() && happening.begin()->first <= line.now()) {
+            happening.begin()->second();
+            happening.erase(happening.begin());
+        }
+        if (line.now() >= end)
+            line.stop();
+    }
+    void exchanged(const Exchange &exchange) override {
+        if (exchange.outcome != Outcome::good || byte_at(exchange.request, 1) != read_registers)
+            return;
+        ++good;
+        const auto address = static_cast<unsigned>(exchange.address);
+        const Variable variable{"", exchange.station, 7, std::to_string(address), 1, View::unsigned_words};
+        if (static_cast<unsigned>(driver.held_values(variable).at(0)) !=
+            value_of(static_cast<unsigned>(exchange.station), address))
+            ++wrong;
+    }
+    void station_rests(int station, milliseconds) override {
+        resting.push_back(station);
+    }
+    void rest_ended(int station, bool has_answered) override {
+        ends.push_back({line.now(), station, has_answered});
+    }
+    void line_probed(const Exchange &, kelpo::ProbePurpose purpose) override {
+        EXPECT_EQ(purpose, kelpo::ProbePurpose::rest);
+        waits.push_back(line.now() - asked.back().time);
+    }
+
+    struct End {
+        Time time;
+        int station;
+        bool has_answered;
+    };
+
+    kelpo::Driver driver{DRIVER_FILE};
+    ComInfo &info;
+    kelpo::RestSettings settings;
+    kelpo::ReplyTimeouts timeouts;
+    SimulatedLine line;
+    std::function<std::string(int, const std::string &)> answer = [](int, const std::string &request) {
+        return reply_to(request);
+    };
+    std::function<nanoseconds()> delay = [] {
+        return milliseconds(10);
+    };
+    std::vector<Asked> asked;
+    std::vector<int> resting;
+    std::vector<End> ends;
+    std::vector<nanoseconds> waits;  // of the short requests
+    int good = 0, wrong = 0;
+    std::optional<kelpo::StationRests> rests;
+    std::optional<kelpo::LinkLoop> loop;
+
+private:
+    std::multimap<Time, std::function<void()>> happening;
+    Time end;
+};
+
+TEST_F(StationRests, OfADeadOneLeaveItsTimeToTheOthers) {
+    const Time began = line.now();
+    die();
+    run(minutes(10));
+    const std::vector<Asked> dead = asked_of(dying);
+    // Two requests, each three times, and then short ones.
+    ASSERT_GT(dead.size(), 6U + 20);
+    for (std::size_t i = 0; i < dead.size(); ++i)
+        EXPECT_EQ(dead[i].is_short(), i >= 6) << i;
+    EXPECT_EQ(waits.size(), dead.size() - 6);
+    milliseconds pause(1000);
+    for (std::size_t i = 7; i < dead.size(); ++i) {
+        pause = std::min<milliseconds>(2 * pause, seconds(30));
+        const auto really = dead[i].time - dead[i - 1].time;
+        EXPECT_GT(really, pause * 9 / 10) << i;
+        EXPECT_LT(really, pause * 11 / 10 + milliseconds(300)) << i;
+    }
+    // 15 ms each, and the others had nearly all the time.
+    EXPECT_GT(asked.size() - dead.size(), (line.now() - began) / milliseconds(15) * 95 / 100);
+    EXPECT_TRUE(ends.empty());
+}
+
+TEST_F(StationRests, AtNoTwoTimesHaveThePausesTheSameLength) {
+    die();
+    run(minutes(10));
+    const std::vector<Asked> dead = asked_of(dying);
+    std::set<nanoseconds> pauses;
+    for (std::size_t i = dead.size() - 10; i < dead.size(); ++i)
+        pauses.insert((dead[i].time - dead[i - 1].time) / 10);
+    EXPECT_GT(pauses.size(), 5U);
+}
+
+TEST_F(StationRests, EndWithTheFirstGoodReply) {
+    die();
+    after(seconds(100), [this] { live(); });
+    run(minutes(5));
+    ASSERT_EQ(ends.size(), 1U);
+    EXPECT_EQ(ends[0].station, dying);
+    EXPECT_TRUE(ends[0].has_answered);
+    const std::vector<Asked> all = asked_of(dying);
+    const auto back = std::find_if(all.begin(), all.end(), [&](const Asked &one) { return one.time >= ends[0].time; });
+    ASSERT_GT(all.end() - back, 100);
+    EXPECT_FALSE(back->is_short());
+    EXPECT_LT(back->time - ends[0].time, milliseconds(150));  // with its turn in the cycle
+    EXPECT_EQ(resting.back(), dying);
+}
+
+TEST_F(StationRests, EndWithARefusalToo) {
+    die();
+    after(seconds(10), [this] {
+        answer = [](int station, const std::string &request) {
+            return station == dying ? with_crc(request.substr(0, 1) + "\x83\x02") : reply_to(request);
+        };
+    });
+    run(seconds(60));
+    ASSERT_EQ(ends.size(), 1U);
+    EXPECT_TRUE(ends[0].has_answered);
+}
+
+TEST_F(StationRests, EndWithAReplyThatIsTooLateForItsProbe) {
+    die();
+    after(seconds(100), [this] {
+        live();
+        delay = [] {
+            return milliseconds(400);
+        };
+    });
+    run(minutes(5));
+    ASSERT_EQ(ends.size(), 1U);
+    EXPECT_TRUE(ends[0].has_answered);
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(StationRests, DoNotBeginForOneThatIsOnlyLate) {
+    delay = [] {
+        return milliseconds(550);
+    };
+    run(minutes(5));
+    EXPECT_TRUE(resting.empty());
+}
+
+TEST_F(StationRests, DoNotBeginForOneThatPassesOverWrites) {
+    answer = [](int, const std::string &request) {
+        return byte_at(request, 1) == read_registers ? reply_to(request) : std::string();
+    };
+    for (int i = 0; i < 5; ++i)
+        driver.queue_write({dying, 7, std::to_string(i), 1, std::string("\7\0", 2)});
+    run(minutes(1));
+    EXPECT_TRUE(resting.empty());
+}
+
+TEST_F(StationRests, BeginAfterAsManyRequestsAsTheUserSays) {
+    settings.after = 4;
+    die();
+    run(minutes(1));
+    const std::vector<Asked> dead = asked_of(dying);
+    ASSERT_GT(dead.size(), 12U);
+    for (std::size_t i = 0; i < dead.size(); ++i)
+        EXPECT_EQ(dead[i].is_short(), i >= 12) << i;
+}
+
+TEST_F(StationRests, LeaveOffWhatTheUserHasSwitchedOff) {
+    die();
+    std::size_t before = 0;
+    after(seconds(100), [&] {
+        driver.switch_station(dying, false);
+        live();
+        before = asked_of(dying).size();
+    });
+    run(minutes(10));
+    EXPECT_EQ(asked_of(dying).size(), before);
+    ASSERT_EQ(ends.size(), 1U);
+    EXPECT_FALSE(ends[0].has_answered);
+}
+
+TEST_F(StationRests, DoNotBeginForWhatIsSwitchedOffMeanwhile) {
+    driver.switch_station(dying, false);
+    EXPECT_FALSE(driver.rest_station(dying));
+    driver.wake_station(dying);
+    run(minutes(1));
+    EXPECT_TRUE(asked_of(dying).empty());
+}
+
+TEST_F(StationRests, EndAtOnceWhenTheUserSwitchesTheStationOn) {
+    die();
+    std::size_t before = 0;
+    Time switched;
+    after(seconds(100), [&] {
+        driver.switch_station(dying, true);
+        switched = line.now();
+        before = asked_of(dying).size();
+    });
+    run(seconds(101));
+    const std::vector<Asked> all = asked_of(dying);
+    ASSERT_GT(all.size(), before);
+    EXPECT_FALSE(all[before].is_short());
+    EXPECT_LT(all[before].time - switched, milliseconds(150));
+}
+
+TEST_F(StationRests, DoNotGrowWhereNobodyElseHasTheTime) {
+    answer = [](int, const std::string &) {
+        return std::string();
+    };
+    run(minutes(2), 10, {dying});
+    const std::vector<Asked> dead = asked_of(dying);
+    ASSERT_GT(dead.size(), 80U);
+    for (std::size_t i = 7; i < dead.size(); ++i)
+        EXPECT_LT(dead[i].time - dead[i - 1].time, milliseconds(1400)) << i;
+}
+
+TEST_F(StationRests, OfManyTakeAQuarterOfTheTimeAtMost) {
+    const Time began = line.now();
+    answer = [](int station, const std::string &request) {
+        return station == 1 ? reply_to(request) : std::string();
+    };
+    std::vector<int> stations{1};
+    for (int station = 10; station < 60; ++station)
+        stations.push_back(station);
+    Time all_rest;
+    after(seconds(300), [&] {
+        all_rest = line.now();
+        asked.clear();
+    });
+    run(minutes(20), 10, stations);
+    EXPECT_GT(all_rest, began);
+    const auto probes_took = milliseconds(255) * static_cast<int>(asked.size() - asked_of(1).size());
+    EXPECT_LT(probes_took, (line.now() - all_rest) * 26 / 100);
+}
+
+TEST_F(StationRests, AreInterruptedWhenTheLineIsBack) {
+    die();
+    run(seconds(100));
+    loop->line_was_lost();
+    asked.clear();
+    SimulatedLine other;
+    other.settle(line.now() - other.now() + seconds(1), nullptr);
+    other.on_request = [&](const std::string &request) {
+        const int station = static_cast<int>(byte_at(request, 0));
+        asked.push_back({other.now(), station, request});
+        other.comes(milliseconds(10), reply_to(request));
+        if (station == dying || asked.size() > 10)
+            other.stop();
+    };
+    loop->run(other);
+    // The request that was on its way comes first.
+    ASSERT_EQ(asked.size(), 2U);
+    EXPECT_EQ(asked[1].station, dying);
+    EXPECT_TRUE(asked[1].is_short());
+}
+
+// From the end of the request on.
+TEST_F(StationRests, WaitForHalfTheTimeOut) {
+    die();
+    run(minutes(1));
+    ASSERT_FALSE(waits.empty());
+    for (const nanoseconds wait : waits)
+        EXPECT_EQ(wait, milliseconds(250) + line.time_of_a_request);
+}
+
+TEST_F(StationRests, WaitForTheWholeTimeOutWhereAStationWasSlow) {
+    delay = [this] {
+        return milliseconds(asked.back().station == dying ? 150 : 10);
+    };
+    after(seconds(10), [this] { die(); });
+    run(minutes(1));
+    ASSERT_FALSE(waits.empty());
+    for (const nanoseconds wait : waits)
+        EXPECT_EQ(wait, milliseconds(500) + line.time_of_a_request);
+}
+
+// A slow station's reply meets the one of another station on the wire.
+TEST_F(StationRests, WaitForTheWholeTimeOutAfterAReplyThatWasDamaged) {
+    answer = [this](int station, const std::string &request) {
+        if (station == dying)
+            return std::string();
+        const bool follows_a_probe = asked.size() > 1 && asked[asked.size() - 2].station == dying;
+        return follows_a_probe && waits.size() == 2 ? std::string("\x01\x03\x14") : reply_to(request);
+    };
+    run(minutes(2));
+    ASSERT_GT(waits.size(), 5U);
+    for (std::size_t i = 0; i < waits.size(); ++i)
+        EXPECT_EQ(waits[i], milliseconds(i < 2 ? 250 : 500) + line.time_of_a_request) << i;
+}
+
+// The probe asks for as many registers as each block: its reply, when it comes late, fits any of them.
+TEST_F(StationRests, NeverGiveAValueToAnotherRegister) {
+    std::mt19937 random(3);
+    std::uniform_int_distribution<int> late(1, 2000);
+    for (int i = 0; i < 400; ++i)
+        after(seconds(10 * i), [this, i] {
+            if (i % 2 == 0)
+                die();
+            else
+                live();
+        });
+    delay = [&] {
+        return random() % 3 == 0 ? milliseconds(late(random)) : milliseconds(10);
+    };
+    settings.longest = seconds(4);
+    run(seconds(4000), 1);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(ends.size(), 20U);
+    EXPECT_GT(good, 1000);
+}
+
+}  // namespace
