@@ -5,8 +5,8 @@
 namespace kelpo {
 
 // Each adds one subcommand to `app`: its options, its help with examples, and what it does. When the user calls it, it
-// runs while the command line is parsed, and leaves in `exit_code` what the program is to end with (host/exit_code.h).
-// All of `app` and `exit_code` must outlive the parsing. What cannot begin throws: DriverLibraryError, LineError, or
+// runs while the command line is parsed, and leaves in `exit_code` the program's exit code (host/exit_code.h). `app`
+// and `exit_code` must outlive the parsing. A command that cannot start throws: DriverLibraryError, LineError, or
 // another std::exception when the system refuses something.
 
 void add_address_command(common::Command app, int &exit_code);

@@ -15,7 +15,7 @@ public:
     /// Adds the options to `command`. What `defaults` hold is shown in the help.
     LineOptions(common::Command command, const LinkSettings &defaults);
 
-    /// `settings`, with what the command line gave in place of it. After parsing.
+    /// `settings`, overruled by what the command line gave. After parsing.
     LinkSettings over(LinkSettings settings) const;
 
     /// True when the command line named a line. After parsing.

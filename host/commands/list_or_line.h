@@ -9,15 +9,15 @@
 
 namespace kelpo {
 
-/// The line options, and --list FILE: a list file whose line is used, as far as the other options do not say otherwise.
+/// The line options, and --list FILE: a list file whose line is used, except where the other options say otherwise.
 /// Copies share what the command line gave.
 class ListOrLine {
 public:
     /// Adds the options to `command`.
     ListOrLine(common::Command command, const LinkSettings &defaults);
 
-    /// How the line is to be opened. After parsing. Nothing when the list file has mistakes, which are told on `error`.
-    /// Throws common::UsageError when neither options nor list name a line, and DriverLibraryError.
+    /// How the line is to be opened. After parsing. Nothing when the list file has mistakes, which are reported on
+    /// `error`. Throws common::UsageError when neither options nor list name a line, and DriverLibraryError.
     std::optional<LinkSettings> settings(DriverOnDemand &driver, std::ostream &error) const;
 
     /// The file name of the driver. After parsing.

@@ -27,7 +27,7 @@ private:
     ListOrLine line_;
 };
 
-/// The part of the help that tells how references are written.
+/// The part of the help that says how references are written.
 extern const char *const references_help;
 
 }  // namespace kelpo

@@ -14,13 +14,13 @@ std::atomic<StopSignal *> to_raise{nullptr};
 
 extern "C" void raise_stop(int) {
     const int error = errno;
-    // The first signal ends the command, which waits for the reply that is on its way; another ends that too.
+    // The first signal ends the command, which waits for the reply that is on its way; another ends that wait too.
     if (StopSignal *stop = to_raise)
         stop->raised() ? stop->hurry() : stop->raise();
     errno = error;
 }
 
-// Whoever started the program with the signal ignored, as nohup does, wants it to outlive the terminal.
+// A program that is started with the signal ignored, as nohup does, is meant to outlive the terminal.
 bool stays_ignored(int number) {
     struct sigaction before {};
     return number == SIGHUP && sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;

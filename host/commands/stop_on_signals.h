@@ -4,7 +4,8 @@
 
 namespace kelpo {
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP raise `stop`, instead of ending the program. One at a time.
+/// As long as it exists, SIGINT, SIGTERM and SIGHUP raise `stop` instead of ending the program. Only one may exist at a
+/// time.
 class StopOnSignals {
 public:
     explicit StopOnSignals(StopSignal &stop);

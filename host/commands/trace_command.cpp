@@ -53,7 +53,7 @@ ExitCode run(Chosen &chosen, const LineOptions &line) {
     for (const std::string &output : {chosen.options.to, chosen.options.pcap})
         refuse_to_overwrite(chosen.what, output);
     refuse_same_output(chosen.options.to, chosen.options.pcap);
-    // Whoever closes a pipe has read enough.
+    // A reader that closes a pipe has read enough.
     std::signal(SIGPIPE, SIG_IGN);
     StopSignal stop;
     const StopOnSignals on_signals(stop);

@@ -9,7 +9,7 @@
 
 namespace kelpo {
 
-/// The time that `text` means: a whole number of ms, s or min right behind it, at most a day. Nothing otherwise.
+/// The time that `text` means: a whole number followed by ms, s or min, at most a day. Nothing otherwise.
 std::optional<std::chrono::milliseconds> duration_from(const std::string &text);
 
 /// --within of the commands that write: how long a write may wait.

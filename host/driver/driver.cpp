@@ -10,7 +10,7 @@
 namespace kelpo {
 namespace {
 
-// Outside of those that the driver's return codes tell apart.
+// Outside the groups that the driver's return codes distinguish.
 constexpr int group_of_host = ozna_kelpo::groups_told_apart;
 
 void enable(const DriverEntryPoints &driver, int station, bool on) {

@@ -25,14 +25,14 @@ struct PolledBlock {
     int count;
 };
 
-/// How the driver is to work.
+/// Settings of the driver.
 struct DriverSettings {
     int max_count = 100;  ///< most units in one request, 1 to 100
     int retries = 2;      ///< failed replies that are tolerated before a request is given up
 };
 
-/// The driver, loaded by file name while the host runs, as a panel does it. What is the driver's own stays inside
-/// this class: its records and texts, its lists and locks, its status numbers. There is one driver in a process.
+/// The driver, loaded by file name while the host runs, as a panel loads it. Everything specific to the driver stays
+/// inside this class: its records and texts, its lists and locks, its status numbers. There is one driver in a process.
 ///
 /// The functions take the driver's list lock, which its callbacks hold: they must not be called from
 /// LinkWatcher::request_ended and communication_failed. Otherwise they can be called from any thread.
@@ -52,7 +52,7 @@ public:
     }
 
     /// Configures the driver: every variable has its own station, and writes go to the controllers. Returns the
-    /// driver's block of settings, which it looks at as long as it is loaded. Only while no link runs.
+    /// driver's configuration block, which it uses as long as it is loaded. Only while no link runs.
     ComInfo &configure(const DriverSettings &settings);
 
     std::optional<int> number_of(int type, const std::string &address) const override;
@@ -67,11 +67,12 @@ public:
     /// The block reads that the driver cycles through, in their present order.
     std::vector<PolledBlock> blocks() const;
 
-    /// Off: what waits for the station is dropped, and it is asked for nothing more. A request on its way is not
-    /// affected. Either way it does not rest any more.
+    /// Off: what waits for the station is dropped, and no more requests are sent to it. A request in flight is not
+    /// affected. On or off, this ends a rest.
     void switch_station(int station, bool on);
 
-    /// Off like that, until it is woken or switched. False when it is switched off already, and nothing is done.
+    /// Switches the station off in the same way, until it is woken or switched. False, and nothing is done, when it is
+    /// switched off already.
     bool rest_station(int station);
 
     /// Ends the rest of the station, if it rests.
@@ -80,7 +81,7 @@ public:
     /// True from rest_station() until it is woken or switched.
     bool rests(int station) const;
 
-    /// Queues a read of `place`, one that place_to_read gave. There must be room for its requests.
+    /// Queues a read of `place`, which comes from place_to_read. There must be room for its requests.
     RequestName queue_read(const Variable &place);
 
     /// Queues a write. There must be room for it.
@@ -89,11 +90,11 @@ public:
     /// True when `requests` more fit into either queue.
     bool has_room_for(int requests) const;
 
-    /// True when nothing that was queued waits or is on its way any more.
+    /// True when nothing that was queued waits or is in flight any more.
     bool all_served() const;
 
-    /// How a request has ended; nothing while a part of it waits or is on its way. It is forgotten with this call: the
-    /// next one says `dropped`.
+    /// How a request has ended; nothing while a part of it waits or is in flight. The outcome is forgotten with this
+    /// call: the next one says `dropped`.
     std::optional<RequestOutcome> take_outcome(const RequestName &name);
 
     /// The link calls this when the driver's callback reports a request, with the list lock held.
@@ -103,8 +104,8 @@ public:
     /// switched off. For the thread that runs the link.
     bool serves_a_write_next() const;
 
-    /// Gives up the request if it is on its way, as when no reply comes however often it is sent. For the same thread,
-    /// while no link loop runs.
+    /// Gives up the request if it is in flight, as when no reply comes to any try. For the same thread, while no link
+    /// loop runs.
     void give_up(const RequestName &name) const;
 
 private:

@@ -16,7 +16,7 @@ bool has_folder(const std::string &file) {
     return file.find('/') != std::string::npos;
 }
 
-// Where the driver lies that was built or installed with this program.
+// Where the driver is that was built or installed with this program.
 std::string own_driver(const std::string &file) {
     std::error_code none;
     const auto folder = std::filesystem::read_symlink("/proc/self/exe", none).parent_path();
@@ -28,7 +28,7 @@ void *load(const std::string &file) {
     return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
-// Who sets LD_LIBRARY_PATH may want another driver than the program's own.
+// A user who sets LD_LIBRARY_PATH may want another driver than the program's own.
 void *load_by_name(const std::string &file) {
     std::error_code none;
     const std::string own = own_driver(file);
@@ -40,7 +40,7 @@ void *load_by_name(const std::string &file) {
     return load(own);
 }
 
-// Folders in which the dynamic loader looks for a name without one.
+// Folders in which the dynamic loader searches for a name without a folder.
 std::vector<std::string> folders_of_loader() {
     std::vector<std::string> folders;
     Dl_serinfo size{};

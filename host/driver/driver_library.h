@@ -10,7 +10,7 @@
 namespace kelpo {
 
 /// The driver's entry points as the host calls them, each under its exported name. The types come from the driver's
-/// header, so a call cannot disagree with it. `PLC_driver` is only looked at, never changed.
+/// header, so a call cannot disagree with it. `PLC_driver` is only read, never changed.
 struct DriverEntryPoints {
     decltype(&::SetComInfo) SetComInfo;
     decltype(&::RegistCallBackFuncIntf) RegistCallBackFuncIntf;
@@ -25,12 +25,12 @@ struct DriverEntryPoints {
     Communication_Protocol *PLC_driver;
 };
 
-/// The driver, loaded by file name while the host runs, as a panel runtime does it. Unloaded by the destructor: no
+/// The driver, loaded by file name while the host runs, as a panel runtime loads it. Unloaded by the destructor: no
 /// other thread may still be inside the driver then, and no record of the driver may be used afterwards.
 class DriverLibrary {
 public:
-    /// Loads `file`. A name without a slash is looked for where it was built or installed with this program, then where
-    /// the dynamic loader looks; the other way round when LD_LIBRARY_PATH is set. Throws DriverLibraryError.
+    /// Loads `file`. A name without a slash is searched where it was built or installed with this program, then where
+    /// the dynamic loader searches; the other way round when LD_LIBRARY_PATH is set. Throws DriverLibraryError.
     explicit DriverLibrary(const std::string &file);
     ~DriverLibrary();
     DriverLibrary(const DriverLibrary &) = delete;
@@ -54,12 +54,12 @@ public:
     bool is_waiting(int group, int id) const;
 
     /// True when a write that is queued now, before any other, is what the driver asks for next, unless its station is
-    /// switched off: nothing is in flight, and no cyclic read has its turn. For the thread that runs the link, which
-    /// alone changes what this looks at.
+    /// switched off: nothing is in flight, and no cyclic read has its turn. For the thread that runs the link, the only
+    /// one that changes what this reads.
     bool serves_a_write_next() const;
 
-    /// Gives up what is in flight if it is of this request, as when no reply comes however often it is sent. For the
-    /// same thread, while no link loop runs.
+    /// Gives up what is in flight if it is of this request, as when no reply comes to any try. For the same thread,
+    /// while no link loop runs.
     void give_up(int group, int id) const;
 
 private:

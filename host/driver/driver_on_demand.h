@@ -8,8 +8,7 @@
 
 namespace kelpo {
 
-/// The driver of a command, loaded once, when it is first needed: what is wrong with the command line is reported
-/// first.
+/// The driver of a command, loaded once, when it is first needed: mistakes in the command line are reported first.
 class DriverOnDemand {
 public:
     explicit DriverOnDemand(std::string file) : file_(std::move(file)) {}

@@ -15,7 +15,7 @@ void ignore_write_result(int, int, int, int) {}
 
 void ignore_comm_error(QList<RW_VAR> *, int, int) {}
 
-// Station, function and byte count as the request wants them, every value 0.
+// Station, function and byte count as the request requires them, every value 0.
 QByteArray good_reply(const PlannedRequest &request) {
     constexpr int before_data = 3, crc_length = 2;
     QByteArray reply(request.reply_length - crc_length, '\0');
@@ -171,7 +171,7 @@ AddressUse DryRun::Work::use_of(int type, const std::string &text) {
 
 DryRun::Work::Part DryRun::Work::next_request() {
     constexpr int shortest_request = 8, shortest_reply = 5;
-    // After five once-reads in a row the driver passes over them for one call.
+    // After five once-reads in a row the driver skips them for one call.
     const Protocol *request = driver_.entry().ComCommunication();
     if (request == nullptr)
         request = driver_.entry().ComCommunication();

@@ -13,7 +13,7 @@ namespace kelpo {
 
 class Driver;
 
-/// The driver did not behave as a dry run needs it to.
+/// The driver did not behave as a dry run needs.
 class DryRunError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -47,14 +47,14 @@ struct DryBlock {
     std::vector<PlannedRequest> requests;
 };
 
-/// A run of units that the driver asks for.
+/// A range of units that the driver asks for.
 struct Span {
     int register_class;
     int first;
     int count;
 };
 
-/// Where the addresses of a register class lie in the controller.
+/// Where the addresses of a register class are in the controller.
 struct ClassMap {
     bool coils;  ///< false: holding registers
     int width;   ///< Modbus places that one address takes
@@ -66,7 +66,7 @@ struct ClassMap {
     std::int64_t modbus_address(std::int64_t address) const;
 };
 
-/// What the driver makes of a single address, as its frames show it.
+/// How the driver handles a single address, as its frames show it.
 struct AddressUse {
     PlannedRequest read;                  ///< a once-read of one value
     int register_class;                   ///< that it is read with
@@ -76,8 +76,8 @@ struct AddressUse {
 /// The driver without a line: what it would send is found out by taking its requests and answering them in memory.
 ///
 /// It gives the driver a configuration block and callbacks of its own, which replace the ones before, and which the
-/// driver keeps: nothing else may use the driver while a dry run exists, and after it, not before the driver has been
-/// configured anew. Every method throws DryRunError when the driver answers a request in an impossible way.
+/// driver keeps: nothing else may use the driver while a dry run exists, and afterwards only once the driver has been
+/// configured again. Every method throws DryRunError when the driver answers a request in an impossible way.
 class DryRun {
 public:
     /// `driver` must outlive the dry run.
@@ -89,7 +89,7 @@ public:
     /// What the driver does with a list of variables: its blocks in their order, each with its requests.
     std::vector<DryBlock> cycle(const std::vector<Variable> &variables, int max_count);
 
-    /// What the driver asks for when it polls this variable, whatever `max_count` is.
+    /// What the driver asks for when it polls this variable, with any `max_count`.
     Span span_of(const Variable &variable);
 
     ClassMap map_of(int register_class);

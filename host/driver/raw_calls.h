@@ -10,8 +10,8 @@
 
 namespace kelpo {
 
-// The driver's own records and texts for the host's, for the files of this folder and for tests that call the driver's
-// functions themselves.
+// Converts the host's data to the driver's own records and texts, for the files of this folder and for tests that call
+// the driver's functions themselves.
 
 /// An address text as the driver takes it.
 QString driver_text(const std::string &text);

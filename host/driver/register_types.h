@@ -11,9 +11,9 @@ constexpr int bits_in_register = 16;
 /// One of the two tables of a controller that the address map knows (docs/address-map.md).
 enum class ModbusTable { coils, holding_registers };
 
-/// What the driver makes of a register type: the one place in the host where its rules are written down. A register
-/// type says how an address is written, what one unit is, and where it lies in the controller. A register class is the
-/// type whose numbers it shares: the driver polls and keeps values by class.
+/// How the driver treats a register type: the only place in the host where its rules are written down. A register type
+/// says how an address is written, what one unit is, and where it is in the controller. A register class is the type
+/// whose numbers it shares: the driver polls and keeps values by class.
 struct RegisterType {
     enum class Syntax { octal, decimal, decimal_from_200, word_dot_bit };
     enum class Unit {
@@ -32,12 +32,12 @@ struct RegisterType {
     ModbusTable table;
     int modbus_per_number;          ///< Modbus addresses that one number of the class takes: 1 or 2
     int low_base;                   ///< Modbus address of number 0
-    std::optional<int> high_start;  ///< the first number that lies elsewhere, when there is one
+    std::optional<int> high_start;  ///< the first number that is elsewhere, if there is one
     int high_base;                  ///< its Modbus address
 };
 
-/// The rules of `type`, 0 to 17; for any other number those of a decimal coil that cannot be written, as the driver
-/// treats it.
+/// The rules of `type`, 0 to 17; for any other number those of a decimal coil that cannot be written, which is how the
+/// driver treats it.
 const RegisterType &register_type(int type);
 
 /// True for 0 to 17.
@@ -49,7 +49,7 @@ struct NumberRange {
     std::int64_t last;
 };
 
-/// What `count` units of `type` from `number` on cover: of bits in registers, the registers.
+/// What `count` units of `type` from `number` on cover: for bits in registers, the registers.
 NumberRange range_in_class(const RegisterType &type, std::int64_t number, int count);
 
 /// Bytes that the driver holds for `count` units.
@@ -61,7 +61,7 @@ std::int64_t number_of_byte(const RegisterType &type, std::int64_t number, int i
 /// The Modbus address of a number of the class. Not cut to the 16 bits that a frame has for it.
 std::int64_t modbus_address(const RegisterType &type, std::int64_t number);
 
-/// The number of the class that lies at a Modbus address; nothing when none does.
+/// The number of the class that is at a Modbus address; nothing when there is none.
 std::optional<int> number_at(const RegisterType &type, int modbus_address);
 
 }  // namespace kelpo

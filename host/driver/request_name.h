@@ -9,7 +9,7 @@ struct RequestName {
     int group;
     int id;
 
-    /// True for the block reads that the driver makes of its own accord (ozna_kelpo::polled_id).
+    /// True for the block reads that the driver makes by itself (ozna_kelpo::polled_id).
     bool is_polled() const {
         return id == -1;
     }

@@ -21,12 +21,12 @@ int least_one(int max_count) {
     return std::max(1, max_count);
 }
 
-// A 32-bit register, of which an address names a whole one. The other 32-bit types have two registers each.
+// A type whose addresses name whole 32-bit registers. The other 32-bit types have two registers each.
 bool is_double_register(const RegisterType &type) {
     return type.modbus_per_number == 2;
 }
 
-// Modbus has 125 registers in one request.
+// Modbus allows 125 registers in one request.
 int double_words_per_read(int max_count) {
     return std::clamp(max_count, 1, static_cast<int>(ozna_kelpo::most_double_words_modbus));
 }

@@ -9,28 +9,28 @@
 
 namespace kelpo {
 
-/// Requests that one of the driver's queues holds at most. What does not fit, the driver drops without a report.
+/// The most requests that one of the driver's queues holds. The driver drops what does not fit, without a report.
 extern const int most_queued;
 
-/// The place as it is to be read: a bit in a register (types 15 to 17) through the registers that hold it, since the
-/// driver reads other registers for such a type; every other place as it is. Nothing when the driver takes no such
-/// address for such a bit.
+/// The place to read: for a bit in a register (types 15 to 17) the registers that hold it, since the driver reads other
+/// registers for such a type; any other place unchanged. Nothing when the driver does not accept the address of such a
+/// bit.
 std::optional<Variable> place_to_read(const DriverQueries &driver, const Variable &place);
 
-/// The same for each of them; a place without an address stays as it is.
+/// The same for each of them; a place without an address is not changed.
 std::vector<Variable> places_to_read(const DriverQueries &driver, const std::vector<Variable> &places);
 
-/// `place`, one that place_to_read gave, in parts that can be queued as they are: the driver cuts what it reads once at
-/// `max_count` units, and of 32-bit registers (type 13) that is more than Modbus lets one request read.
+/// `place`, which comes from place_to_read, in parts that can be queued unchanged: the driver cuts once-reads at
+/// `max_count` units, and for 32-bit registers (type 13) that is more than one Modbus request may read.
 std::vector<Variable> parts_to_read(const DriverQueries &driver, const Variable &place, int max_count);
 
-/// How many requests the driver makes of reading the parts of `place` once.
+/// How many requests the driver makes to read the parts of `place` once.
 int requests_of_read(const Variable &place, int max_count);
 
-/// How many requests the driver makes of writing the whole of `place`. 0 for a place that it does not write.
+/// How many requests the driver makes to write the whole of `place`. 0 for a place that it does not write.
 int requests_of_write(const Variable &place, int max_count);
 
-/// A write that the driver makes one request of.
+/// A write for which the driver makes one request.
 struct WritePart {
     int station;
     int type;             ///< register type
@@ -39,9 +39,9 @@ struct WritePart {
     std::string bytes;    ///< the value, low byte first
 };
 
-/// The write of `values`, one for each value of `place`, in parts of which the driver makes one request each: cut where
-/// the driver would cut the whole. `place` has an address that the driver takes. Nothing for a type that the driver
-/// does not write.
+/// The write of `values`, one for each value of `place`, in parts for each of which the driver makes one request: cut
+/// where the driver would cut the whole. `place` has an address that the driver accepts. Nothing for a type that the
+/// driver does not write.
 std::vector<WritePart> parts_of_write(const DriverQueries &driver, const Variable &place, const Values &values,
                                       int max_count);
 

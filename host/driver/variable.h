@@ -14,7 +14,7 @@ struct Variable {
     int station;          ///< 1 to 247
     int type;             ///< register type, 0 to 17
     std::string address;  ///< in the syntax of the register type
-    int count;            ///< bits, or 16-bit registers also where a value takes two of them
+    int count;            ///< bits, or 16-bit registers, even if a value takes two of them
     View view;
 };
 

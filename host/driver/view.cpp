@@ -64,7 +64,7 @@ int bytes_per_value(const View &view) {
 }
 
 // Which of the driver's bytes is the lowest of the value, the second lowest, and so on. Two words with the low one
-// first lie as a 32-bit value does. Each order is its own reverse.
+// first are ordered like a 32-bit value. Each order is its own reverse.
 constexpr std::array<std::size_t, 4> low_first{0, 1, 2, 3}, high_word_first{2, 3, 0, 1};
 
 const std::array<std::size_t, 4> &byte_order(const View &view) {

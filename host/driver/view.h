@@ -11,8 +11,8 @@ namespace kelpo {
 /// The values of a variable, in the order of their addresses. A real number is kept as the bits of its float.
 using Values = std::vector<std::int64_t>;
 
-/// How the value bytes of a variable are to be read. The register type decides which fit: bits for types 0 to 6 and 15
-/// to 17, words and word pairs for 7 to 11, longs for 12 to 14.
+/// How the value bytes of a variable are read. The register type decides which fit: bits for types 0 to 6 and 15 to 17,
+/// words and word pairs for 7 to 11, longs for 12 to 14.
 struct View {
     enum class Unit {
         bit,                 ///< one byte, 0 or 1
@@ -61,20 +61,19 @@ std::string view_names(int type);
 /// Number of 16-bit registers (or bits) that one value takes: 1 or 2.
 int units_per_value(const View &view);
 
-/// The values that lie in `bytes` (low byte first, as the driver hands them out). A rest too short for a value is left
-/// out.
+/// The values in `bytes` (low byte first, as the driver returns them). A rest too short for a value is left out.
 Values values_in(const View &view, std::string_view bytes);
 
-/// The bytes of the values, as the driver takes them: the reverse of values_in.
+/// The bytes of the values, as the driver expects them: the reverse of values_in.
 std::string bytes_of(const View &view, const Values &values);
 
-/// The values as a screen shows them: bits in a row, first bit leftmost; all else with blanks between: decimal numbers,
+/// The values as a screen shows them: bits in a row, first bit leftmost; others with blanks between: decimal numbers,
 /// 0x with all digits, 0b with all digits, or the shortest decimal text that gives the same float.
 std::string text_of(const View &view, const Values &values);
 
 /// One value from what a user `typed`, as values_in would give it back: decimal, 0x or 0b in every view; real numbers
-/// for floats, where 0x and 0b are the float's bits; 0, 1, on, off, true, false for bits. Nothing when the text is no
-/// number or does not fit the width (a word takes -32768 to 65535).
+/// for floats, where 0x and 0b are the float's bits; 0, 1, on, off, true, false for bits. Nothing when the text is not
+/// a number or does not fit the width (a word takes -32768 to 65535).
 std::optional<std::int64_t> value_from(const View &view, const std::string &typed);
 
 }  // namespace kelpo

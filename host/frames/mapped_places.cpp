@@ -37,7 +37,7 @@ struct FoundPlace {
     std::string text;
 };
 
-// What a type has there; nothing also where its range ends within, and for types that are another's registers.
+// What a type has there; nothing if its range ends within, and for types that use the registers of another type.
 std::optional<FoundPlace> place_in(const RegisterType &type, ModbusTable table, int modbus_address, int count) {
     const auto first = number_at(type, modbus_address);
     const int units = count / type.modbus_per_number;

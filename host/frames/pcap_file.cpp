@@ -16,7 +16,7 @@ namespace {
 
 using Direction = TraceRecord::Direction;
 
-// The file's own numbers are low byte first, whatever the machine.
+// The file's own numbers are low byte first on every machine.
 void put_u32(std::string &to, std::uint32_t value) {
     for (int shift = 0; shift < 32; shift += 8)
         to += static_cast<char>(value >> shift & 0xFF);
@@ -62,7 +62,7 @@ constexpr std::uint32_t host_port = 40000;
 constexpr std::uint32_t modbus_port = 502;
 constexpr std::uint32_t tcp = 2;
 
-// Addresses and ports let the analyser tell requests from replies and find the request of each reply.
+// With addresses and ports the analyser can distinguish requests from replies and find the request of each reply.
 std::string modbus_tags(std::uint8_t station, bool sent) {
     const std::uint32_t station_address = station_0_address + station;
     std::string tags;

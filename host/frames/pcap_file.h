@@ -6,9 +6,8 @@
 
 namespace kelpo {
 
-/// A capture in the pcap format that a protocol analyser opens without being told what it holds: each frame stands
-/// behind tags that name the analyser's own Modbus RTU dissector (link type 252). docs/trace.md tells how to look at
-/// it.
+/// A capture in the pcap format that a protocol analyser opens without further settings: each frame comes after tags
+/// that name the analyser's own Modbus RTU dissector (link type 252). docs/trace.md says how to look at it.
 std::string pcap_file_head();
 
 /// The record as one packet. Requests go from 127.0.0.254 to 127.0.0.STATION, replies come back from there: the

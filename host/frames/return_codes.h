@@ -4,8 +4,8 @@
 
 namespace kelpo {
 
-/// What a driver return code of DataCom says (docs/host-guide.md): "given up: no reply", without the group that the
-/// code also tells. "unknown driver code 7" for a number that is none.
+/// The meaning of a driver return code of DataCom (docs/host-guide.md): "given up: no reply", without the group, which
+/// the code also contains. "unknown driver code 7" for a number that is not one.
 std::string return_code_words(int code);
 
 }  // namespace kelpo

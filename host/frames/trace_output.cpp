@@ -35,7 +35,7 @@ TraceOutput::TraceOutput(const std::string &file, TraceForm form) : file_(file),
     const bool exists = ::stat(file.c_str(), &found) == 0;
     if (exists && !S_ISREG(found.st_mode)) {
         straight_.emplace(::open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-        // What is slow holds the writing up from now on, but not the opening.
+        // A slow reader delays the writing from now on, but not the opening.
         if (straight_->number() < 0 || ::fcntl(straight_->number(), F_SETFL, 0) != 0)
             fail(errno);
     } else {
@@ -52,7 +52,7 @@ TraceOutput::TraceOutput(const std::string &file, TraceForm form) : file_(file),
         } catch (const std::system_error &error) {
             fail(error.code().value());
         }
-        // What only its owner could read stays so.
+        // A file that only its owner could read stays like that.
         if (exists && ::fchmod(beside_->descriptor(), found.st_mode & 0777U) != 0)
             fail(errno);
     }

@@ -24,9 +24,10 @@ enum class TraceForm {
 /// Writes records to a file. One thread at a time.
 class TraceOutput {
 public:
-    /// Makes the file beside its place. What is there already stays, and is replaced when the new file is put in place.
-    /// Throws TraceOutputError, also when that is neither an earlier file of the same form nor empty: a slip of the
-    /// keyboard must not cost a variable list. A pipe or a device is written to as it is, once a pipe has its reader.
+    /// Makes the file under another name in the same folder. A file that has the name already stays, and is replaced
+    /// when the new file is put in place. Throws TraceOutputError, also if that file is neither an earlier one of the
+    /// same form nor empty: a typing mistake must not cost a variable list. A pipe or a device is written to directly,
+    /// once a pipe has its reader.
     TraceOutput(const std::string &file, TraceForm form);
 
     /// Throws TraceOutputError.

@@ -16,8 +16,8 @@ inline FrameBytes bytes_of(std::string_view text) {
     return {text.begin(), text.end()};
 }
 
-/// What the driver's request was for: from its record, so that an address that several register types share can be
-/// told.
+/// What the driver's request was for: from its record, so that the type is known if several register types share an
+/// address.
 struct TraceContext {
     int type;     ///< register type code 0 to 17, or the class of a polled block
     int address;  ///< within the type; register x 16 + bit for types 15 to 17
@@ -38,14 +38,14 @@ struct TraceRecord {
     enum class Direction {
         sent,
         received,   ///< the reply to the request sent last; without bytes: none came
-        discarded,  ///< came in when nothing was awaited
-        note        ///< `text` tells it: line lost, line back, request given up
+        discarded,  ///< came in when no reply was expected
+        note        ///< see `text`: line lost, line back, request given up
     };
 
     TraceTime time;
     Direction direction;
     FrameBytes bytes;                     ///< empty in notes
-    std::optional<TraceContext> context;  ///< of the request, where it is known
+    std::optional<TraceContext> context;  ///< of the request, if it is known
     std::string text;                     ///< of notes: one line, UTF-8
 };
 

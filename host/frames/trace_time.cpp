@@ -50,7 +50,7 @@ Date date_of(std::int64_t days) {
     return {year, month, left + 1};
 }
 
-// What lies before 1970 is shown as its first moment.
+// Times before 1970 are shown as its first moment.
 Moment moment_of(TraceTime time, TimeZone zone) {
     const std::int64_t since = std::max<std::int64_t>(0, time.time_since_epoch().count());
     const std::int64_t seconds = since / a_second;

@@ -11,14 +11,14 @@
 
 namespace kelpo {
 
-/// Takes records on the link thread: must be quick.
+/// Gets records on the link thread: must be quick.
 class TraceSink {
 public:
     virtual ~TraceSink() = default;
     virtual void take(const TraceRecord &record) = 0;
 };
 
-/// Makes records of what happens on a link and hands each to all sinks, on the link thread.
+/// Makes records of what happens on a link and passes each to all sinks, on the link thread.
 class Tracer : public LinkWatcher {
 public:
     /// The sinks must outlive the tracer.
@@ -42,7 +42,7 @@ private:
 };
 
 /// Carries records to the thread that writes them, which may be held up by a slow terminal or disk: what then exceeds
-/// the capacity is left out, and a note tells how much.
+/// the capacity is left out, and a note says how much.
 class TraceQueue : public TraceSink {
 public:
     explicit TraceQueue(std::size_t capacity = 20000);
@@ -70,7 +70,7 @@ public:
     /// A copy of the records kept, oldest first. From any thread.
     std::vector<TraceRecord> last() const;
 
-    /// How many records came in all. From any thread.
+    /// How many records there were in all. From any thread.
     std::uint64_t count() const;
 
 private:

@@ -16,14 +16,14 @@ bool is_exception(const FrameBytes &reply, const FrameBytes &request) {
            reply[1] == (request[1] | modbus::exception_bit) && crc_right(reply);
 }
 
-// Also when that was held back from the driver, since it asked too often.
+// Also if the reply was not passed to the driver, since the station asked to wait too often.
 bool asks_to_wait(const FrameBytes &reply, const FrameBytes &request) {
     constexpr int wait_function = 0x6A, wait_code = 0x8B;
     return reply.size() == modbus::exception_size && !request.empty() && reply[0] == request[0] &&
            reply[1] == wait_function && reply[2] == wait_code && crc_right(reply);
 }
 
-// What an adapter sends back that hears itself: the receiver stops at the length that is due.
+// What an adapter returns that receives what it sends: the receiver stops at the expected length.
 bool is_echo(const FrameBytes &reply, const FrameBytes &request) {
     return reply.size() >= modbus::shortest_frame && reply.size() <= request.size() &&
            std::equal(reply.begin(), reply.end(), request.begin());
@@ -47,7 +47,7 @@ Failure failure_of(const Exchange &exchange) {
         return {Kind::bad_reply, "bad reply: the request came back; the adapter hears itself, or the line is a loop"};
     const FrameMeaning meaning = reply_meaning(reply, request, std::nullopt);
     std::string text = "bad reply: " + meaning.words;
-    // What looks well and was not taken: the driver must have had its reason.
+    // It looks good but was not accepted: the driver must have had a reason.
     if (!meaning.failed)
         text += "; the driver did not take it (code " + std::to_string(exchange.code) + ")";
     return {Kind::bad_reply, text};

@@ -7,12 +7,12 @@
 
 namespace kelpo {
 
-/// Why an exchange came to nothing.
+/// Why an exchange failed.
 struct Failure {
     enum class Kind {
         no_reply,   ///< nothing came before the time-out
         refused,    ///< the controller answered with a Modbus exception
-        bad_reply,  ///< something came that is no answer to the request
+        bad_reply,  ///< something came that is not an answer to the request
         not_now     ///< the controller's own reply that asks the host to wait
     };
 
@@ -20,8 +20,8 @@ struct Failure {
     std::string text;  ///< for the user, in words, without a full stop
 };
 
-/// What went wrong in an exchange that the driver did not take for good. The bytes tell more than the driver's code,
-/// which has an exception for a reply of the wrong length. A pure function.
+/// What went wrong in an exchange that the driver did not accept as good. The bytes say more than the driver's code,
+/// which treats an exception as a reply of the wrong length. A pure function.
 Failure failure_of(const Exchange &exchange);
 
 /// The exit code that a failure of this kind ends with.

@@ -12,16 +12,16 @@
 
 namespace kelpo {
 
-/// What the link loop needs of a line. Any call but the last few may throw LineError when the line is gone.
+/// What the link loop needs from a line. Any call but the last few may throw LineError when the line is gone.
 class Channel {
 public:
     using Clock = std::chrono::steady_clock;
     using Time = Clock::time_point;
 
-    /// Gets the bytes that came in while nothing was awaited, as they come.
+    /// Gets the bytes that come in while no reply is expected, as they come.
     using Heard = std::function<void(std::string_view)>;
 
-    /// How many bytes a reply has in all, asked with what has come of it so far: at first nothing.
+    /// How many bytes a reply has in all, called with what has come of it so far: at first nothing.
     using WholeSize = std::function<std::size_t(std::string_view)>;
 
     Channel() = default;
@@ -30,14 +30,14 @@ public:
     Channel &operator=(const Channel &) = delete;
 
     /// Listens for `duration`, and then until the line has been silent for the gap between two frames, but no longer
-    /// than `duration` once more, and takes out what comes. Returns of it the first few hundred bytes.
+    /// than `duration` once more, and takes out what comes. Returns the first few hundred bytes of that.
     virtual std::string settle(std::chrono::nanoseconds duration, const Heard &heard) = 0;
 
     /// Takes out what has come in so far, and what comes until the line has been silent for the gap between two frames,
     /// at most for the gap once more than that takes without a byte. Returns it as settle does.
     virtual std::string await_silence(const Heard &heard) = 0;
 
-    /// Waits until something comes in, and takes it out; of much the rest comes with the next call. Nothing when
+    /// Waits until something comes in, and takes it out; if it is much, the rest comes with the next call. Nothing when
     /// `until` or a stop request comes first.
     virtual std::string listen(Time until) = 0;
 
@@ -49,19 +49,19 @@ public:
     virtual Time request_end() const = 0;
 
     /// Collects a reply into `buffer` until it has as many bytes as `whole` says, and returns how many there are. The
-    /// buffer holds the first `already` bytes at the start. Fewer than the whole mean that a time-out came first: that
-    /// of the reply runs from the end of the request on the line. A stop request does not end it, a second one does.
+    /// buffer holds the first `already` bytes at the start. Fewer mean that a time-out came first: that of the reply
+    /// runs from the end of the request on the line. A stop request does not end it, a second one does.
     virtual std::size_t receive(char *buffer, std::size_t already, const WholeSize &whole,
                                 const ReplyTimeouts &timeouts) = 0;
 
-    /// The shortest time in which `size` bytes can come over this line. 0 where nothing is known of it.
+    /// The shortest time in which `size` bytes can come over this line. 0 if that is not known.
     virtual std::chrono::nanoseconds shortest_time(std::size_t size) const = 0;
 
-    /// A reply may still come until `time`, and each `patience` after the one before at most: to be known to whoever
-    /// opens the line next, also when this program is killed.
+    /// A reply may still come until `time`, and each one at most `patience` after the one before: this is noted for the
+    /// next program that opens the line, also in case this program is killed.
     virtual void expect_replies_until(Time time, std::chrono::nanoseconds patience) = 0;
 
-    /// All that was asked is answered, or no reply can come after `time`: to be known likewise.
+    /// Everything that was asked is answered, or no reply can come after `time`: noted likewise.
     virtual void expect_no_reply_after(std::optional<Time> time) = 0;
 
     /// How many bytes have come in, thrown away or not.
@@ -69,17 +69,17 @@ public:
 
     virtual Time now() const = 0;
 
-    /// The bytes handed over last came in after this time, the first of a reply's: until then all that had come in had
-    /// been read. They may have waited for a host that did not get the processor, so now() does not say when they
-    /// came.
+    /// The bytes passed on last came in after this time (for a reply, its first byte): until then everything that had
+    /// come in had been read. They may have waited for a host that did not get the processor, so now() does not say
+    /// when they came.
     virtual Time arrived_after() const = 0;
 
-    /// Until then all that had come in has been read. Later than that nothing is known, whatever the time is.
+    /// Until then everything that had come in has been read. What came in after that is not known.
     virtual Time looked_until() const = 0;
 
     virtual bool stop_requested() const = 0;
 
-    /// A second stop was requested: nothing is waited for any more.
+    /// A second stop was requested: there is no waiting any more.
     virtual bool broken_off() const = 0;
 };
 

@@ -20,11 +20,12 @@ using std::chrono::nanoseconds;
 
 constexpr nanoseconds send_timeout = std::chrono::seconds(1);
 
-// How often an input is looked at while nothing comes: so exactly is known when bytes came, however late they are read.
+// How often the input is checked while nothing comes: this is how exactly it is known when bytes came, even if they are
+// read late.
 constexpr nanoseconds look_interval = std::chrono::milliseconds(5);
 
-// More than this at once comes from no controller. The rest is taken out slowly, a kilobyte and a pause, faster than
-// any serial line carries it, so that it does not take the processor.
+// No controller sends more than this at once. The rest is taken out slowly, a kilobyte and a pause, faster than any
+// serial line carries it, so that it does not use up the processor.
 constexpr std::size_t flood = 4096;
 constexpr nanoseconds flood_pause = std::chrono::milliseconds(1);
 
@@ -36,14 +37,14 @@ Descriptor open_port(const LineSettings &settings, const StopSignal &stop) {
     return connect_tcp(settings.path, stop);
 }
 
-// Behind a device server there is a real line, which needs its silence. A pseudo-terminal has no wire.
+// A device server has a real line, which needs its silence. A pseudo-terminal has no wire.
 nanoseconds kept_gap(const LineSettings &settings, const Descriptor &port) {
     if (!settings.gap && is_pseudo_terminal(port))
         return nanoseconds(0);
     return settings.frame_gap();
 }
 
-// The beginning is enough of a line that babbles.
+// From a line that never falls silent the beginning is enough.
 void keep_some(std::string &kept, const char *bytes, std::size_t size) {
     constexpr std::size_t enough = 512;
     kept.append(bytes, std::min(size, enough - std::min(enough, kept.size())));
@@ -97,7 +98,7 @@ void Line::settle_after_others(nanoseconds duration) {
     const LineNote::Left left = note_.left_by_others();
     const Time latest = Clock::now() + std::max(duration, left.time);
     Time until = Clock::now() + std::max(duration, left.patience);
-    // Who asks several times leaves several requests, and a controller may deal with them one by one.
+    // A program that asks several times leaves several requests, and a controller may handle them one by one.
     const auto heard = [&](std::string_view) {
         until = std::min(latest, std::max(until, Clock::now() + left.patience));
     };
@@ -177,7 +178,7 @@ std::size_t Line::receive(char *buffer, std::size_t already, const WholeSize &wh
             arrived_after_ = first_byte_after;
             received += got;
             wanted = whole({buffer, received});
-            // What drips has an end: twice the time that the reply takes on the wire, and the time-outs.
+            // A reply that comes byte by byte is limited: twice the time that it takes on the wire, and the time-outs.
             const auto latest = begun_at + 2 * character_time_ * static_cast<std::int64_t>(wanted) + timeouts.reply +
                                 timeouts.inter_character;
             deadline = std::min(latest, quiet_since_ + timeouts.inter_character);
@@ -209,8 +210,8 @@ bool Line::wait_for_input(Time deadline, Waits waits) {
     }
 }
 
-// After `looked` nothing was left to read. A machine that has held up this program since its last look may have held
-// up, on their way through the system, the bytes as well: then that look is what counts.
+// After `looked` nothing was left to read. A machine that has delayed this program since its last check may also have
+// delayed the bytes on their way through the system: then that check is what counts.
 void Line::note_drained(Time looked) {
     const Time now = Clock::now();
     drained_at_ = now - last_look_ <= 2 * look_interval ? looked : std::max(drained_at_, last_look_);

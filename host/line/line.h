@@ -16,17 +16,16 @@
 
 namespace kelpo {
 
-/// One line, used by one thread. A stop that another thread raises ends all waiting, now and later, but for that of a
-/// reply.
+/// One line, used by one thread. A stop that another thread raises ends all waiting, now and later, except for a reply.
 class Line : public Channel {
 public:
     /// Opens the line: a tty, for this program alone, or a TCP connection, within some three seconds. Throws LineError,
-    /// also when a stop was requested before a connection stood. `stop` must outlive the line.
+    /// also when a stop was requested before a connection was made. `stop` must outlive the line.
     Line(const LineSettings &settings, const StopSignal &stop);
 
     /// Takes out what has come in so far, so that a late reply is not taken for the answer to the next request. Returns
-    /// the bytes taken out, of many only the first few hundred. From a line that babbles without end it takes what a
-    /// line can hold, and returns. Throws LineError when the line is gone.
+    /// the bytes taken out, but at most the first few hundred. From a line that never falls silent it takes what a line
+    /// can hold, and returns. Throws LineError when the line is gone.
     std::string discard_input(const Heard &heard = nullptr);
 
     std::string settle(std::chrono::nanoseconds duration, const Heard &heard = nullptr) override;
@@ -43,8 +42,8 @@ public:
     std::size_t receive(char *buffer, std::size_t already, const WholeSize &whole,
                         const ReplyTimeouts &timeouts) override;
 
-    /// Known of a port with a wire only. The system knows no speed at the other end of a pseudo-terminal or a
-    /// connection, and an adapter that is the controller itself keeps to none.
+    /// Known only for a port with a wire. The system does not know the speed at the other end of a pseudo-terminal or a
+    /// connection, and an adapter that is the controller itself does not keep to a speed.
     std::chrono::nanoseconds shortest_time(std::size_t size) const override;
 
     void expect_replies_until(Time time, std::chrono::nanoseconds patience) override {
@@ -54,17 +53,17 @@ public:
         note_.settle(time);
     }
 
-    /// Listens for `duration`, and for as long as replies can still come to what was asked on this line before, by
-    /// whomever, and takes out what comes. Ends at a stop request.
+    /// Listens for `duration`, and for as long as replies can still come to what any program asked on this line before,
+    /// and takes out what comes. Ends at a stop request.
     void settle_after_others(std::chrono::nanoseconds duration);
 
-    /// Which of all terminals of its name it is, for LineSettings::known_terminal.
+    /// Identifies the terminal among all that have its name, for LineSettings::known_terminal.
     std::string terminal() const {
         return terminal_identity(port_);
     }
 
-    /// Silence that is kept before a request: what the settings ask for, and on a pseudo-terminal, which has no wire,
-    /// none unless they set it.
+    /// Silence that is kept before a request: what the settings ask for; on a pseudo-terminal, which has no wire, none
+    /// unless they set it.
     std::chrono::nanoseconds frame_gap() const {
         return frame_gap_;
     }
@@ -115,7 +114,7 @@ private:
     std::chrono::nanoseconds frame_gap_;
     Time quiet_since_;
     Time request_end_;
-    Time drained_at_;  // until then all that had come in had been read
+    Time drained_at_;  // until then everything that had come in had been read
     Time last_look_;
     Time arrived_after_;
     bool has_wire_;

@@ -39,7 +39,7 @@ std::string boot_id() {
     return id.empty() ? "unknown" : id;
 }
 
-// The name of the device that is open, whatever a link to it names by now.
+// The name of the device that is open, even if a link to it names another one by now.
 std::string name_of(const std::string &path, const Descriptor &port) {
     if (is_tcp_path(path))
         return path;
@@ -64,7 +64,7 @@ bool is_plain_file(const Descriptor &file) {
     return fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
 }
 
-// Whoever may write the line may write its note.
+// Users who may write to the line may write its note.
 void let_write_who_may_use(const Descriptor &port, const Descriptor &file) {
     constexpr mode_t owner_and_group = 0660;
     struct stat status {};
@@ -126,7 +126,7 @@ void LineNote::settle(std::optional<Time> time) {
         write(nanoseconds(0));
 }
 
-// The note that the next one will open, not one that somebody has put in its place.
+// The note that the next program will open, not one that somebody has put in its place.
 bool LineNote::is_the_one_there() const {
     struct stat ours {
     }, there{};

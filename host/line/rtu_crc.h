@@ -5,8 +5,8 @@
 
 namespace kelpo {
 
-/// CRC-16 of Modbus RTU over `size` bytes. A frame carries its low byte first. The host has a CRC of its own, so that
-/// it can judge what the driver sends.
+/// CRC-16 of Modbus RTU over `size` bytes. A frame carries its low byte first. The host has its own CRC function, so
+/// that it can check what the driver sends.
 std::uint16_t rtu_crc(const unsigned char *bytes, std::size_t size);
 
 }  // namespace kelpo

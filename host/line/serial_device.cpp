@@ -59,7 +59,7 @@ struct Speed {
     speed_t code;
 };
 
-// The system's codes are no rates, and its functions take both.
+// The system's codes are not rates, and its functions accept both.
 constexpr Speed speeds[] = {
     {50, B50},           {75, B75},           {110, B110},         {134, B134},         {150, B150},
     {200, B200},         {300, B300},         {600, B600},         {1200, B1200},       {1800, B1800},
@@ -93,7 +93,7 @@ void configure(const Descriptor &tty, const LineSettings &settings) {
         fail(settings, "refuses the " + speed_name + ": the system does not know it");
     cfsetspeed(&mode, speed->code);
 
-    // Setting succeeds when anything of it was taken.
+    // Setting succeeds if any part of it was accepted.
     termios kept{};
     if ((tcsetattr(tty.number(), TCSANOW, &mode) != 0 && errno != EINVAL) || tcgetattr(tty.number(), &kept) != 0)
         fail(settings, "cannot be set up: " + text_of(errno));
@@ -110,9 +110,9 @@ void configure(const Descriptor &tty, const LineSettings &settings) {
         fail(settings, "refuses the stop bits");
 }
 
-// Two masters on one line would take each other's replies. The lock is seen by every program that asks for it, this one
-// included, and goes with the descriptor. The exclusive mode keeps out those that do not ask; on a pseudo-terminal it
-// would outlive this program.
+// Two masters on one line would take each other's replies. The lock is seen by every program that checks it, including
+// this one, and ends with the descriptor. The exclusive mode keeps out programs that do not check; on a pseudo-terminal
+// it would outlive this program.
 void keep_others_out(const Descriptor &tty, const LineSettings &settings) {
     if (flock(tty.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
         fail(settings, "cannot be opened: another program has it, and a line has one master");
@@ -129,7 +129,7 @@ void switch_transmitter_by_kernel(const Descriptor &tty, const LineSettings &set
     mode.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
     if (ioctl(tty.number(), TIOCSRS485, &mode) != 0)
         refuse(text_of(errno));
-    // The kernel hands back what it has made of the wish.
+    // The kernel returns what it has set.
     if ((mode.flags & SER_RS485_ENABLED) == 0)
         refuse("the mode stays off");
 }

@@ -5,9 +5,9 @@
 
 namespace kelpo {
 
-/// Opens and sets up the tty `settings.path`, not blocking, for this program alone. Throws LineError, whose text names
-/// the path and says what would be right. A pseudo-terminal knows no parity and no stop bits: there, a refused setting
-/// is passed over.
+/// Opens and sets up the tty `settings.path`, non-blocking, for this program alone. Throws LineError, whose text names
+/// the path and says what would be right. A pseudo-terminal has no parity and no stop bits: there, a refused setting is
+/// ignored.
 Descriptor open_serial_device(const LineSettings &settings);
 
 }  // namespace kelpo

@@ -7,14 +7,14 @@
 
 namespace kelpo {
 
-/// Raised once, by any thread or a signal handler, and never lowered: everything that waits with it, in however many
-/// threads, ends at once. What is worth waiting for all the same, such as a reply that is on its way, ends when the
+/// Raised once, by any thread or a signal handler, and never lowered: everything that waits with it, in any number of
+/// threads, ends at once. A wait that is still useful then, such as for a reply that is on its way, ends when the
 /// signal is hurried.
 class StopSignal {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// What a wait for a descriptor ended with.
+    /// How a wait for a descriptor ended.
     enum class Wait { ready, stopped, timed_out };
 
     /// Throws std::system_error when the system has no descriptor left.
@@ -25,7 +25,7 @@ public:
 
     void raise() noexcept;
 
-    /// Raises the signal and ends also the waits that go on when it is raised.
+    /// Raises the signal and also ends the waits that continue when it is raised.
     void hurry() noexcept;
 
     bool hurried() const noexcept {

@@ -58,7 +58,7 @@ struct Lookup {
     StopSignal done;
 };
 
-// The system's look-up cannot be broken off: its thread may outlive the wait for it, and then ends unseen.
+// The system's look-up cannot be cancelled: its thread may outlive the wait for it, and then ends unnoticed.
 Addresses look_up(const std::string &path, const TcpPeer &peer, const StopSignal &stop, Deadline deadline) {
     Addresses numeric;
     if (resolve(peer, AI_NUMERICHOST, numeric) == 0)
@@ -89,7 +89,7 @@ void set_option(const Descriptor &tcp, int level, int name, int value) {
 }
 
 void set_up(const Descriptor &tcp) {
-    // A frame leaves whole and at once.
+    // A frame is sent whole and at once.
     set_option(tcp, IPPROTO_TCP, TCP_NODELAY, 1);
     // A peer that has vanished is noticed whether something is on its way to it or not.
     constexpr int idle = 4, interval = 2, probes = 3;  // s, s, count

@@ -21,9 +21,9 @@ bool is_tcp_path(const std::string &path);
 /// Reads "tcp:HOST:PORT", an IPv6 address in brackets. Throws LineError, whose text says what would be right.
 TcpPeer tcp_peer(const std::string &path);
 
-/// Connects to the device server `path`, trying all addresses that its name has, and returns the socket: not blocking,
-/// sending at once what it is given, and in error some ten seconds after the peer has gone without a word. Throws
-/// LineError, whose text names the path and says what would be right, also when `timeout` has passed and when `stop`
+/// Connects to the device server `path`, trying all addresses that its name has, and returns the socket: non-blocking,
+/// without delay in sending, and in error about ten seconds after the peer has vanished. Throws LineError, whose text
+/// names the path and says what would be right, also when `timeout` has passed and when `stop`
 /// is raised.
 Descriptor connect_tcp(const std::string &path, const StopSignal &stop,
                        std::chrono::milliseconds timeout = std::chrono::seconds(3));

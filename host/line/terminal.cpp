@@ -49,7 +49,7 @@ bool is_terminal_of(const std::filesystem::path &process, long terminal) {
     return rest && its_terminal == terminal;
 }
 
-// Programs elsewhere, in a container, have terminals of the same numbers.
+// Programs elsewhere, in a container, have terminals with the same numbers.
 bool has_open(const std::filesystem::path &process, const struct stat &terminal) {
     std::error_code error;
     for (std::filesystem::directory_iterator entry(process / "fd", error), end; !error && entry != end;

@@ -16,11 +16,11 @@ bool is_pseudo_terminal(const std::string &path);
 /// neither a pseudo-terminal nor a controller's own USB port.
 bool is_wired(const Descriptor &tty);
 
-/// Which of all the terminals that have had, and will have, its name: a pseudo-terminal's number is soon another's.
-/// "connection" for what is no tty.
+/// Identifies the terminal among all that have had, and will have, its name: the number of a pseudo-terminal is soon
+/// given to another. "connection" for what is not a tty.
 std::string terminal_identity(const Descriptor &tty);
 
-/// Why the pseudo-terminal `path` must not be opened; empty when it may be, or is none.
+/// Why the pseudo-terminal `path` must not be opened; empty when it may be, or is not a pseudo-terminal.
 ///
 /// It is refused when it is the terminal of a running program, such as a login's shell. The system also gives the
 /// number of a pseudo-terminal that is gone to the next program that asks for one. So it is refused when it was made
