@@ -37,7 +37,7 @@ std::string_view view_of(const QByteArray &bytes, int length) {
     return {bytes.constData(), static_cast<std::size_t>(length)};
 }
 
-// The beginning is enough of noise that does not end.
+// From noise that does not end the beginning is enough.
 void keep(std::string &kept, std::string_view more) {
     if (kept.size() < most_bytes)
         kept += more;
@@ -48,7 +48,7 @@ bool is_rtu(std::string_view request) {
     return rtu::is_read(function) || rtu::is_write(function);
 }
 
-// The one that the reply comes from.
+// The station that the reply comes from.
 int station_of(const Protocol &request) {
     const std::string_view frame = view_of(request.frame, request.send_len);
     return is_rtu(frame) ? static_cast<int>(rtu::byte_at(frame, 0)) : request.var.station_no;
@@ -141,8 +141,8 @@ void LinkLoop::idle() {
     keep(stale_, line_->settle(idle_time, heard_));
 }
 
-// Until what the station may still answer to earlier requests has come or cannot come any more. False when a stop came
-// first.
+// Until everything that the station may still answer to earlier requests has come or cannot come any more. False when a
+// stop came first.
 bool LinkLoop::listen_before(int station) {
     while (const auto until = ledger_.listen_until(station, line_->looked_until())) {
         const std::string bytes = line_->listen(*until);
@@ -181,7 +181,7 @@ void LinkLoop::exchange(const Protocol &request) {
     if (exchange.outcome == Outcome::good && !reply.is_known)
         ledger_.answered(station, exchange.request);
 
-    // What was late for this request must be in, and thrown away, before the next one is asked.
+    // A late reply to this request must have come, and been thrown away, before the next one is sent.
     stale_.clear();
     if (exchange.outcome != Outcome::good)
         stale_ = line_->settle(settings_.timeouts.settle, heard_);
@@ -195,7 +195,7 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     const std::uint64_t of_reply = static_cast<std::uint64_t>(reply.size);
     exchange.discarded = reply.received - std::min(reply.received, counted_ + of_reply);
     counted_ = reply.received;
-    // No reply is handed over as one of length 0: the driver, not the host, decides how often to try.
+    // No reply is passed on as one of length 0: the driver, not the host, decides how often to try.
     QByteArray none;
     reply_.resize(reply.size);
     exchange.code = driver_.DataCom(reply.is_held ? &none : &reply_, reply.is_held ? 0 : reply.size)->ret_value;
@@ -214,15 +214,15 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
         watcher_.pass_ended();
 }
 
-// False when a stop came before all of it was out.
+// False when a stop came before all of it was sent.
 bool LinkLoop::ask(std::string_view request, int station, int reply_size) {
     unjudged_.clear();
     if (reply_size != 0)
         line_->expect_replies_until(ledger_.last_reply_until(station, line_->now()), ledger_.patience());
     const bool sent = line_->send(request.data(), request.size());
     ledger_.sent(station, request, reply_size, line_->request_end());
-    // It may have left much later, when another program had the processor. What has come meanwhile is not read yet, and
-    // no request may be forgotten for it.
+    // It may have been sent much later, when another program had the processor. What has come meanwhile is not read
+    // yet, and no request may be forgotten because of it.
     if (const auto until = ledger_.last_reply_until(line_->looked_until()))
         line_->expect_replies_until(*until, ledger_.patience());
     return sent;
@@ -230,7 +230,7 @@ bool LinkLoop::ask(std::string_view request, int station, int reply_size) {
 
 LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int reply_size) {
     late_.clear();
-    // resize() within the reserved size moves no bytes; the driver looks at both the array's size and the length.
+    // resize() within the reserved size moves no bytes; the driver uses both the array's size and the length.
     reply_.resize(static_cast<int>(most_bytes));
     char *const buffer = reply_.data();
     const std::size_t due = reply_size < 0 ? most_bytes : std::min(most_bytes, static_cast<std::size_t>(reply_size));
@@ -251,7 +251,7 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
         }
         std::size_t late = 0;
         if (size > 0 && is_too_soon(size)) {
-            // It began before the request had left, and answers another one.
+            // It began before the request had been sent, and answers another one.
             too_soon = true;
             late = size;
             ledger_.heard_damaged(station, bytes, {}, arrival);
@@ -307,7 +307,7 @@ bool LinkLoop::is_echo(std::string_view bytes, std::size_t first, std::string_vi
     return echo_ != Echo::none;
 }
 
-// Whatever comes back but its own bytes, also nothing, shows that the line does not echo.
+// Anything that comes back other than its own bytes, even nothing, shows that the line does not echo.
 void LinkLoop::probe_for_echo(std::string_view request) {
     const auto read = rtu::short_read(request);
     echo_probe_ = read ? probe(*read, settings_.timeouts, nullptr) : std::nullopt;
@@ -396,7 +396,7 @@ bool LinkLoop::is_too_soon(std::size_t size) const {
     return has_speed && line_->now() + tolerance < line_->request_end() + shortest - shortest / 10;
 }
 
-// What is the controller itself at the end of a cable answers sooner than any speed allows, and nothing comes after it.
+// A port that is the controller itself answers sooner than any speed allows, and nothing comes after such a reply.
 void LinkLoop::note_speed(bool came_too_soon, bool came) {
     constexpr int most_alone = 2;
     if (!came_too_soon || came)
@@ -405,7 +405,7 @@ void LinkLoop::note_speed(bool came_too_soon, bool came) {
         speed_is_kept_ = false;
 }
 
-// The driver asks for ever as long as a station asks to wait.
+// The driver repeats the request for ever as long as a station asks to wait.
 bool LinkLoop::may_wait_on(int station, std::string_view reply) {
     constexpr int most_waits = 16;
     int &waits = waits_[station];
@@ -415,7 +415,7 @@ bool LinkLoop::may_wait_on(int station, std::string_view reply) {
     return waits <= most_waits;
 }
 
-// The driver would take them, though they are no reply to the request.
+// The driver would accept them, although they are not a reply to the request.
 bool LinkLoop::would_be_taken(std::string_view bytes, std::string_view request, int reply_size) {
     if (rtu::asks_to_wait(bytes))
         return true;
@@ -423,14 +423,14 @@ bool LinkLoop::would_be_taken(std::string_view bytes, std::string_view request, 
            bytes.substr(0, 2) == request.substr(0, 2);
 }
 
-// Looks for late replies in what came when nothing was awaited.
+// Looks for late replies in what came when no reply was expected.
 void LinkLoop::hear(std::string_view bytes) {
     keep(unjudged_, bytes);
     std::string_view left = unjudged_;
     while (!left.empty()) {
         const std::size_t size = ledger_.reply_size(left);
         if (size == 0 || size > left.size()) {
-            // The rest of a reply may follow; what cannot be the beginning of one is passed over.
+            // The rest of a reply may follow; what cannot be the beginning of one is skipped.
             if (size == 0 && left.size() > rtu::exception_size)
                 left.remove_prefix(1);
             else
@@ -452,8 +452,8 @@ void LinkLoop::report_lateness() {
         watcher_.reply_late(lateness->station, std::chrono::ceil<std::chrono::milliseconds>(lateness->time));
 }
 
-// The driver raises finish_flag at the end of a pass and when it has nothing to send. Another thread that makes the
-// list anew lowers it, with the list lock held.
+// The driver raises finish_flag at the end of a pass and when it has nothing to send. Another thread that rebuilds the
+// list lowers it, with the list lock held.
 bool LinkLoop::take_finish_flag() {
     const QMutexLocker locked(&driver_.PLC_driver->list_mutex);
     return std::exchange(info_.finish_flag, 0) != 0;

@@ -24,53 +24,55 @@ void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher
 
 class StationRests;
 
-/// How a LinkLoop goes about its work.
+/// Settings of a LinkLoop.
 struct LoopSettings {
     ReplyTimeouts timeouts;
     /// The driver adds up the failed replies of different requests. With this, each request begins at 0.
     bool retries_per_request = false;
 };
 
-/// Asks the driver for the next request, sends it, hands back the reply, reports to `watcher`. For one thread.
+/// Asks the driver for the next request, sends it, returns the reply to the driver, reports to `watcher`. For one
+/// thread.
 ///
-/// The driver takes any reply that has the right station, function, length and check. That is not enough to know that a
-/// reply is for the request in flight. So the loop keeps a ledger of what was asked and has no reply (ReplyLedger), and
-/// hands over only replies that can be for nothing else. What it holds back, the driver gets as a reply of length 0: no
-/// reply. Before a station that answers is asked for more, the line is listened to until it has nothing left to answer.
+/// The driver accepts any reply that has the right station, function, length and check. That is not enough to know that
+/// a reply is for the request in flight. So the loop keeps a ledger of what was asked and has no reply (ReplyLedger),
+/// and gives the driver only replies that can be for nothing else. For a reply that it holds back, the driver gets one
+/// of length 0: no reply. Before a station that answers is asked for more, the loop listens until the station has
+/// nothing left to answer.
 ///
-/// It remembers what is without a reply from one line to the next.
+/// It remembers requests without a reply also when the line is opened again.
 class LinkLoop {
 public:
     /// All must outlive the loop, and `rests` decides which stations rest; without it none does. Needs `attach` first.
     LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher,
              StationRests *rests = nullptr);
 
-    /// Runs until a stop of `line` is requested, and then until the reply in flight has come, or not in time. Throws
-    /// LineError when the line is gone: the request then stays in flight in the driver, and is sent again when the loop
-    /// runs once more, on another line.
+    /// Runs until a stop of `line` is requested, and then until the reply in flight has come or its time-out is over.
+    /// Throws LineError when the line is gone: the request then stays in flight in the driver, and is sent again when
+    /// the loop runs once more, on another line.
     ///
-    /// After a reply that the driver does not take, the loop listens for `timeouts.settle` before it goes on, so that
-    /// what is late does not answer the next request.
+    /// After a reply that the driver does not accept, the loop listens for `timeouts.settle` before it goes on, so that
+    /// a late reply does not answer the next request.
     ///
     /// The loop lowers ComInfo::finish_flag whenever it has reported a pass, so that the driver raises it again for the
     /// next one.
     void run(Channel &line);
 
-    /// To be called when the line was lost, before the loop runs on another. What is in flight is sent again then, but
-    /// for the second half of the write of a bit in a register: the word that it would write back was read before the
-    /// line was lost. The driver gets no reply to it until it gives it up.
+    /// To be called when the line was lost, before the loop runs on another. What is in flight is then sent again,
+    /// except for the second half of the write of a bit in a register: the word that it would write back was read
+    /// before the line was lost. The driver gets no reply to it until it gives it up.
     void line_was_lost();
 
 private:
     enum class Echo { unknown, none, heard };
 
-    // What came of waiting for a reply. Its bytes are the first of reply_.
+    // The result of waiting for a reply. Its bytes are the first of reply_.
     struct Reply {
-        int size;       // bytes that came and are no late reply's
+        int size;       // bytes that came and are not of a late reply
         bool is_known;  // they are the reply to the request, by the ledger
-        bool is_held;   // the driver gets none of them
+        bool is_held;   // none of them is passed to the driver
         std::chrono::system_clock::time_point ended_at;
-        std::uint64_t received;  // by the line until then
+        std::uint64_t received;  // bytes, bytes, by the line until then
     };
 
     // A request of the loop's own, to be reported.
@@ -119,10 +121,10 @@ private:
     bool speed_is_kept_ = true;  // no reply comes sooner than the line's speed allows
     int too_soon_alone_ = 0;     // such replies in a row, after which nothing came
     QByteArray reply_;
-    std::uint64_t counted_ = 0;  // bytes that had come in at the end of the exchange before
+    std::uint64_t counted_ = 0;  // bytes that had come in at the end of the previous exchange
     std::string stale_;          // came in before the request
-    std::string late_;           // came in while its reply was awaited, and is another's
-    std::string unjudged_;       // came in when nothing was awaited, and may yet become a reply
+    std::string late_;           // came in while the loop waited for its reply, and is for another request
+    std::string unjudged_;       // came in when no reply was expected, and may yet become a reply
 };
 
 }  // namespace kelpo

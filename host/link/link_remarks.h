@@ -13,13 +13,13 @@ namespace kelpo {
 /// In words for the user: a station answers later than the reply time-out allows.
 std::string late_words(int station, std::chrono::milliseconds time, std::chrono::milliseconds reply_timeout);
 
-/// In words for the user: a station asks to wait again and again.
+/// In words for the user: a station asks to wait too often.
 std::string waiting_words(int station);
 
 /// In words for the user: the line returns what is sent.
 extern const char *const echo_words;
 
-/// Keeps what the user should know of a line beyond the requests that were asked for. Any thread may look.
+/// Keeps what the user should know about a line beyond the requests that were asked for. Any thread may read it.
 class LinkRemarks : public LinkWatcher {
 public:
     explicit LinkRemarks(std::chrono::milliseconds reply_timeout) : reply_timeout_(reply_timeout) {}
@@ -27,7 +27,7 @@ public:
     /// Each a sentence without a full stop, once for each station.
     std::vector<std::string> sentences() const;
 
-    /// Those that began to hold since the last call.
+    /// Those that are new since the last call.
     std::vector<std::string> take_new();
 
     void reply_late(int station, std::chrono::milliseconds time) override;

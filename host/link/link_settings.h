@@ -7,8 +7,8 @@
 
 namespace kelpo {
 
-/// How long a line that was lost is left alone before it is opened again. Each try that fails doubles the pause; a good
-/// reply brings it back to the first.
+/// How long to wait before a line that was lost is opened again. Each try that fails doubles the pause; a good reply
+/// resets it to the first.
 struct ReopenPauses {
     std::chrono::milliseconds first{250};
     std::chrono::milliseconds longest{30000};
@@ -22,7 +22,7 @@ struct RestSettings {
     std::chrono::milliseconds longest{30000};  ///< each try without a reply doubles the pause, up to this
 };
 
-/// All that one link needs to know before it starts.
+/// Everything that one link needs to know before it starts.
 struct LinkSettings {
     std::string driver = "libozna_kelpo_port_2.so.1";  ///< file name of the driver
     LineSettings line;

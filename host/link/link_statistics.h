@@ -11,11 +11,11 @@ namespace kelpo {
 struct LinkCounts {
     std::uint64_t exchanges = 0;   ///< requests sent
     std::uint64_t good = 0;        ///< replies that the driver accepted
-    std::uint64_t sent_again = 0;  ///< requests that failed and came again
+    std::uint64_t sent_again = 0;  ///< requests that failed and were sent again
     std::uint64_t given_up = 0;    ///< requests that failed for the last time
     std::uint64_t bytes_sent = 0;
     std::uint64_t bytes_received = 0;
-    std::uint64_t bytes_discarded = 0;  ///< came in when nothing was awaited
+    std::uint64_t bytes_discarded = 0;  ///< came in when no reply was expected
 };
 
 /// Counts what happens on a link; any thread may read it while the link runs.
@@ -26,7 +26,7 @@ struct LinkStatistics : LinkWatcher {
     std::atomic<std::uint64_t> given_up{0};   ///< replies refused or missing after the last try
     std::atomic<std::uint64_t> bytes_sent{0};
     std::atomic<std::uint64_t> bytes_received{0};
-    std::atomic<std::uint64_t> bytes_discarded{0};  ///< came in and were no reply
+    std::atomic<std::uint64_t> bytes_discarded{0};  ///< came in and were not part of a reply
     std::atomic<std::uint64_t> passes{0};           ///< complete passes over the cyclic read list
     std::atomic<std::uint64_t> writes_done{0};      ///< parts of writes and once-reads that were done
     std::atomic<std::uint64_t> writes_failed{0};    ///< the same that failed

@@ -10,28 +10,28 @@
 
 namespace kelpo {
 
-/// What the driver said of a reply, by its return code.
+/// What the driver said about a reply, by its return code.
 enum class Outcome {
-    good,        ///< the reply was taken
-    sent_again,  ///< no reply, or not a good one; the same request comes again
+    good,        ///< the reply was accepted
+    sent_again,  ///< no reply, or not a good one; the same request is sent again
     given_up     ///< no reply, or not a good one, and it was the last try
 };
 
 /// The outcome that the driver return code `code` of DataCom means.
 Outcome outcome_of(int code);
 
-/// One request and what came of it. Looks into the link loop's own memory: good until the call that hands it over
+/// One request and what came of it. Points into the link loop's own memory: valid until the call that it is passed to
 /// returns.
 struct Exchange {
     using Time = std::chrono::system_clock::time_point;
 
-    Time sent_at;              ///< when the request had been handed to the line
-    Time ended_at;             ///< when the reply was there or was no longer waited for
+    Time sent_at;              ///< when the request had been passed to the line
+    Time ended_at;             ///< when the reply was complete or the wait for it ended
     std::string_view request;  ///< the bytes that went out
     std::string_view reply;    ///< the bytes that came back; empty: none
     std::string_view stale;    ///< what came in before the request was sent, and was thrown away
     std::string_view late;     ///< what came in after it and was for another request, and was thrown away
-    int expected_length;       ///< bytes that a good reply has; -1: any number, 0: no reply is awaited
+    int expected_length;       ///< bytes that a good reply has; -1: any number, 0: no reply is expected
     int station;               ///< the request's station
     int type;                  ///< the register class that it serves (a type from 0 to 17)
     int address;               ///< first number in that class, as the driver counts
@@ -40,7 +40,7 @@ struct Exchange {
     int code;                  ///< the driver return code
     Outcome outcome;           ///< what the code means
     std::uint64_t received;    ///< bytes that came in on this line so far, thrown away or not
-    std::uint64_t discarded;   ///< bytes that came in since the exchange before, and are not of `reply`
+    std::uint64_t discarded;   ///< bytes that came in since the previous exchange, and are not part of `reply`
 };
 
 /// What the host wants to know when it asks a station of its own accord.
@@ -50,7 +50,7 @@ enum class ProbePurpose {
 };
 
 /// Gets reports of what happens on a link. All calls come from the link thread and hold it up, so they must be quick;
-/// those marked so come with the driver's list lock held and must not call the driver.
+/// those that say so come with the driver's list lock held and must not call the driver.
 class LinkWatcher {
 public:
     virtual ~LinkWatcher() = default;
@@ -58,8 +58,8 @@ public:
     /// The driver is asked for the next request right after this call, so what is queued here can be that request.
     virtual void about_to_ask() {}
 
-    /// The request is about to leave: `exchange` has no more than it yet. False: it is not to be sent any more, and
-    /// ends as one that was given up, without exchanged().
+    /// The request is about to be sent: `exchange` has nothing but the request yet. False: it is not to be sent any
+    /// more, and ends as one that was given up, without exchanged().
     virtual bool may_leave(const Exchange & /*exchange*/) {
         return true;
     }
@@ -92,8 +92,8 @@ public:
     /// A station that rested is asked as before: since it has answered, or else because the user has switched it.
     virtual void rest_ended(int /*station*/, bool /*has_answered*/) {}
 
-    /// The line returns what is sent: it is a loop, or an adapter hears itself. Told once for each time that it is
-    /// opened.
+    /// The line returns what is sent: it is a loop, or an adapter receives what it sends. Reported once for each time
+    /// that the line is opened.
     virtual void line_echoes() {}
 
     /// A station has asked the host to wait too often in a row: from now on this counts as no reply.
@@ -106,7 +106,7 @@ public:
     virtual void line_lost(const std::string & /*why*/, std::chrono::milliseconds /*pause*/) {}
 };
 
-/// Hands everything on to several watchers, in the order in which they were added. They must outlive it.
+/// Passes everything on to several watchers, in the order in which they were added. They must outlive it.
 class WatcherList : public LinkWatcher {
 public:
     /// Only while no link runs.

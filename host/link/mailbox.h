@@ -6,7 +6,7 @@
 
 namespace kelpo {
 
-/// Carries messages from some threads to one. Someone must take them: it keeps all until then.
+/// Carries messages from several threads to one. They must be taken: it keeps all until then.
 template <typename Message> class Mailbox {
 public:
     void put(Message message) {

@@ -11,7 +11,7 @@ namespace {
 
 using rtu::byte_at;
 
-// More would be waited for: none may be dropped.
+// With more of them the loop waits: none may be dropped.
 constexpr std::size_t most_entries = 64;
 
 unsigned function_of(std::string_view request) {
@@ -59,7 +59,7 @@ ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view a
     if (found == stations_.end())
         return Whose::nobody;
     Station &station = found->second;
-    // A request is forgotten only when the reply certainly came too late for it, however late it was read.
+    // A request is forgotten only when the reply certainly came too late for it, even if it was read late.
     forget_expired(station, arrival.after, awaited);
 
     std::vector<Entry> &entries = station.entries;
@@ -80,7 +80,7 @@ ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view a
     const bool all_equal = std::all_of(candidates.begin(), candidates.end(),
                                        [&](std::size_t i) { return entries[i].request == oldest.request; });
     if (!all_equal) {
-        // As many candidates as there were such replies before may have had theirs.
+        // As many of the candidates as there were such replies before may have had theirs.
         std::size_t &unclear = station.unclear[function_of(oldest.request)];
         const Entry &unanswered = entries[candidates[std::min(unclear, candidates.size() - 1)]];
         station.perhaps_late = std::max(station.perhaps_late, arrival.after - unanswered.sent_at);

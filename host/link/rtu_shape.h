@@ -7,7 +7,7 @@
 
 namespace kelpo {
 
-/// What the bytes of Modbus RTU frames show without knowing what they are about.
+/// What the bytes of Modbus RTU frames show without further knowledge.
 namespace rtu {
 
 constexpr std::size_t exception_size = 5;
@@ -18,7 +18,7 @@ constexpr unsigned exception_bit = 0x80;
 /// The byte at `at`, which must be there.
 unsigned byte_at(std::string_view frame, std::size_t at);
 
-/// At least four bytes, of which the last two are the CRC of the others.
+/// Four bytes or more; the last two are the CRC of the others.
 bool crc_is_right(std::string_view frame);
 
 /// The bytes followed by their CRC.
@@ -27,7 +27,7 @@ std::string with_crc(std::string bytes);
 bool is_read(unsigned function);   ///< 1 to 4
 bool is_write(unsigned function);  ///< 5, 6, 15 and 16
 
-/// The controller's own reply that asks the host to wait: five bytes, of which the second and third are 6A 8B.
+/// The controller's own reply that asks the host to wait: five bytes, the second and third are 6A 8B.
 bool asks_to_wait(std::string_view reply);
 
 /// A read of one coil or register.
@@ -39,9 +39,9 @@ struct ShortRead {
 /// The short read of the first place that `request` names, a read or write; nothing for another request.
 std::optional<ShortRead> short_read(std::string_view request);
 
-/// True when `reply`, which is whole and whose check is right, can answer `request`, a read or write, whose good reply
-/// has `reply_size` bytes: a good one that names what the request names, an exception, or one that asks to wait. Of
-/// another request only the size is compared.
+/// True when `reply`, which is complete and whose check is right, can answer `request`, a read or write, whose good
+/// reply has `reply_size` bytes: a good one that names what the request names, an exception, or one that asks to wait.
+/// For any other kind of request only the size is compared.
 bool can_answer(std::string_view reply, std::string_view request, int reply_size);
 
 }  // namespace rtu

@@ -12,8 +12,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Sets it for this thread. Otherwise the system may let each wait last 50 us longer, to wake several threads at once,
-// and the line would be idle so long before every request.
+// Sets the slack of this thread's waits. Otherwise the system may let each wait last 50 us longer, to wake several
+// threads at once, and the line would be idle for that time before every request.
 void wait_no_longer_than_asked() {
     constexpr unsigned long shortest_slack = 1;  // nanosecond; 0 means the usual one
     prctl(PR_SET_TIMERSLACK, shortest_slack, 0UL, 0UL, 0UL);
@@ -77,7 +77,7 @@ void Session::run() {
             if (!line_ && !open_again())
                 return;
             loop_->run(*line_);
-        } catch (const std::runtime_error &error) {  // a LineError, or the system is short of something
+        } catch (const std::runtime_error &error) {  // a LineError, or the system lacks a resource
             if (!stop_.raised())
                 lose_line(error.what(), statistics_.good > good_before);
         }

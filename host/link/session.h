@@ -18,17 +18,17 @@ namespace kelpo {
 
 class LinkLoop;
 
-/// What becomes of a session whose line fails while it runs.
+/// What a session does when its line fails while it runs.
 enum class OnLoss {
-    open_again,  ///< tries again and again, with growing pauses (LinkSettings::pauses)
+    open_again,  ///< tries until it succeeds, with growing pauses (LinkSettings::pauses)
     end          ///< raises the stop signal
 };
 
 /// A line for a driver, and the thread that runs it. There is one driver per process, so one session at a time.
 ///
-/// While the line is lost, nothing that waits in the driver is given up: it goes out when the line is back. What was on
-/// its way when the line broke is sent again then, so a controller may carry out the same write twice. Only the write
-/// of a bit in a register fails when its register had been read before the line broke.
+/// While the line is lost, nothing that waits in the driver is given up: it is sent when the line is back. What was in
+/// flight when the line broke is then sent again, so a controller may carry out the same write twice. Only the write of
+/// a bit in a register fails when its register had been read before the line broke.
 ///
 /// A station that rests (LinkSettings::rest, StationRests) is switched off in the driver, which drops what is queued in
 /// it for that station. A Writer answers for its writes all the same.
@@ -45,7 +45,8 @@ public:
     Session &operator=(const Session &) = delete;
 
     /// Opens the line and starts the link thread, which first listens: for the settle time, and for as long as replies
-    /// to what others asked on this line can still come. Throws LineError when the line cannot be opened. Once only.
+    /// to what others asked on this line can still come. Throws LineError when the line cannot be opened. May be called
+    /// only once.
     void start();
 
     /// Raises the stop signal and waits for the link thread, which waits for the reply that is on its way.
@@ -59,7 +60,7 @@ public:
     std::string line_error() const;
 
 private:
-    // Hands what the driver's callback says of a request to the driver's own books.
+    // Passes what the driver's callback says about a request to the Driver object.
     class EndNoter : public LinkWatcher {
     public:
         explicit EndNoter(Driver &driver) : driver_(driver) {}

@@ -31,7 +31,7 @@ const Column *column_named(const std::string &name) {
     return found == std::end(columns) ? nullptr : found;
 }
 
-// What each field of a record is; null for columns that are passed over.
+// What each field of a record is; null for columns that are ignored.
 std::vector<const Column *> columns_of(const CsvRow &header, const std::string &file, ListBuilder &builder) {
     std::vector<const Column *> found;
     const FilePlace place{file, header.line};

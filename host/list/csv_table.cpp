@@ -1,4 +1,4 @@
-// Made by hand, so that each mistake is reported with the line in which it is, whatever the file looks like.
+// Made by hand, so that each mistake is reported with its line, in any file.
 
 #include "host/list/csv_table.h"
 

@@ -23,9 +23,10 @@ struct CsvTable {
     std::vector<CsvMistake> mistakes;
 };
 
-/// Cuts CSV text into records: fields apart by comma, semicolon or tab, whichever the first record has most of, or as a
-/// first line "sep=;" says; fields in double quotes may hold anything, a quote doubled; lines end with LF, CRLF or CR.
-/// Blanks around fields outside quotes are dropped. Records without content, and those that begin with #, are left out.
+/// Cuts CSV text into records: fields are separated by comma, semicolon or tab, whichever is most frequent in the first
+/// record, or as a first line "sep=;" says; fields in double quotes may hold anything, a quote doubled; lines end with
+/// LF, CRLF or CR. Blanks around fields outside quotes are dropped. Records without content, and those that begin with
+/// #, are left out.
 CsvTable csv_table(std::string_view text);
 
 }  // namespace kelpo

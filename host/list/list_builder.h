@@ -9,14 +9,14 @@
 
 namespace kelpo {
 
-/// The number that the driver makes of an address text; nothing when it takes the text for no address.
+/// The number that the driver makes of an address text; nothing when it does not accept the text.
 using AddressOf = std::function<std::optional<int>(int type, const std::string &text)>;
 
 /// Something that a list file says, as text, and where.
 struct Field {
     std::string text;
     int line;
-    bool noted = false;  ///< what stands there is of no use, and the mistake is noted already
+    bool noted = false;  ///< the content is not usable, and the mistake is noted already
 };
 
 /// A variable as a list file gives it.
@@ -43,11 +43,11 @@ public:
     /// To be called for all stations before the first variable: they decide what a variable without a station means.
     void add_station(const std::string &file, const StationRow &row);
 
-    /// Adds the variable, with what is left out: the only described station, or 1; the type's own view; one value; the
-    /// name "station:type:address". A row with a mistake is noted and left out.
+    /// Adds the variable, and fills in what is left out: the only described station, or 1; the type's own view; one
+    /// value; the name "station:type:address". A row with a mistake is noted and left out.
     void add_variable(const std::string &file, const VariableRow &row);
 
-    /// To be called at the end: stations that only variables name are added.
+    /// To be called at the end: stations that are named only by variables are added.
     void finish();
 
 private:

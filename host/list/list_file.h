@@ -22,14 +22,14 @@ struct ListReading {
 
 using common::FileContent;
 
-/// What reading a list asks of the world around it.
+/// What reading a list needs from outside.
 struct ListSurroundings {
     AddressOf address_of;
     std::function<FileContent(const std::string &path)> content_of;  ///< for the CSV file that a TOML list names
 };
 
 /// Understands `text`, the content of the list file `file`: CSV when the name ends in .csv or the first line names
-/// columns, TOML otherwise. What it does not say stays as in `defaults`. Never throws on account of the text.
+/// columns, TOML otherwise. What it does not say stays as in `defaults`. Never throws because of the text.
 ListReading parse_list(const std::string &text, const std::string &file, const LinkSettings &defaults,
                        const ListSurroundings &surroundings);
 

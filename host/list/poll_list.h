@@ -28,17 +28,17 @@ struct PollList {
     std::chrono::microseconds turnaround{5000};  ///< estimate: from the end of a request to the first byte of its reply
     std::vector<Station> stations;               ///< all that are described or that variables name, by number
     std::vector<Variable> variables;             ///< in the order of the list; names are unique
-    std::vector<FilePlace> places;               ///< where each variable stands, in the same order
+    std::vector<FilePlace> places;               ///< where each variable was defined, in the same order
 
     /// The station of that number; it must be one of `stations`.
     const Station &station(int number) const;
 };
 
-/// Something to tell the author of a list.
+/// A message to the author of a list.
 struct Remark {
     enum class Kind {
         mistake,  ///< the list cannot be used
-        warning   ///< it can, but surprises
+        warning   ///< it can, but may surprise
     };
 
     Kind kind;

@@ -7,7 +7,7 @@
 
 namespace kelpo {
 
-/// Those of `first_file`, the list, before those of files that it names; of one file by line.
+/// Those of `first_file`, the list, before those of files that it names; within a file by line.
 void sort_by_place(Remarks &remarks, const std::string &first_file);
 
 /// Prints a line for each, with `prefix` in front: the first 100 mistakes and the first 100 warnings, and how many more

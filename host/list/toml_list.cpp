@@ -7,13 +7,13 @@
 #include <cmath>
 #include <cstdint>
 
-// The parser asserts, and with NDEBUG assumes, what a hostile file makes untrue ("[[["); after each such place it has
-// the message for a user as well. So it is built with assertions, and these do nothing.
+// The parser asserts, and with NDEBUG assumes, what is not true for a hostile file ("[[["); after each such place it
+// also has a message for the user. So it is built with assertions, and these do nothing.
 #ifdef NDEBUG
 #    undef NDEBUG
 #endif
 #define TOML_ASSERT(condition) static_cast<void>(0)
-// Values in values are read by recursion. A list has tables in arrays, no more.
+// Nested values are read by recursion. A list has nothing deeper than tables in arrays.
 #define TOML_MAX_NESTED_VALUES 16
 #include <toml++/toml.h>
 
@@ -25,8 +25,8 @@ constexpr unsigned known_speeds[] = {50,      75,      110,     134,     150,   
                                      115200,  230400,  460800,  500000,  576000,  921600, 1000000, 1152000,
                                      1500000, 2000000, 2500000, 3000000, 3500000, 4000000};
 
-// The parser makes a table in a table of each part of a key and walks through them by recursion, so that a key without
-// end would exhaust the stack. A key is in one line, and points side by side part none.
+// The parser makes a table in a table of each part of a key and walks through them by recursion, so that an endless key
+// would exhaust the stack. A key is in one line, and adjacent points separate nothing.
 constexpr int most_points = 100;
 
 // The first line with more of them, 0 if none has.
@@ -45,9 +45,8 @@ int line_of_too_many_points(std::string_view text) {
     return 0;
 }
 
-// What the parser 3.3 does with letters beyond ASCII outside quotes, and after a line that goes on, is not defined. So
-// it gets none: each of their bytes goes to it as %HH, which TOML takes in quotes and comments only, as it does
-// letters.
+// What the parser 3.3 does with letters beyond ASCII outside quotes, and after a continued line, is not defined. So it
+// gets none: each of their bytes is passed as %HH, which TOML accepts only in quotes and comments, like such letters.
 constexpr char mark = '%';
 constexpr std::string_view hex_digits = "0123456789ABCDEF";
 
@@ -264,7 +263,7 @@ private:
         return node.is_array_of_tables() ? "an array of tables" : kind_of(node);
     }
 
-    // The tables of an array of tables; all else in its place is noted.
+    // The tables of an array of tables; anything else in its place is noted.
     std::vector<const toml::node *> tables(const char *key) {
         std::vector<const toml::node *> found;
         const toml::node *const node = root_.get(key);
@@ -433,7 +432,7 @@ std::size_t offset_of(const toml::source_position &place, std::string_view text)
 
 std::string what_is_wrong(const toml::parse_error &error, std::string_view text) {
     const std::string said(error.description());
-    // The parser cuts what is long, which may leave a part of a letter.
+    // The parser cuts long texts, which may leave a part of a letter.
     std::string shown = is_utf8(decoded(said)) ? decoded(said) : said;
     const std::size_t at = offset_of(error.source().begin, text);
     const std::string rest = decoded(text.substr(at, 12));
@@ -441,7 +440,7 @@ std::string what_is_wrong(const toml::parse_error &error, std::string_view text)
         const std::size_t line = text.rfind('\n', at) + 1;
         if (text.substr(line, at - line).find('\\') == std::string_view::npos)
             return "a letter beyond ASCII outside quotes; put the key or the value into double quotes";
-        // Behind a backslash in quotes; the parser saw no more of the letter than the mark.
+        // After a backslash in quotes; of the letter the parser saw only the mark.
         std::size_t length = 1;
         while (length < rest.size() && (rest[length] & 0xC0) == 0x80)
             ++length;

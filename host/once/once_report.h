@@ -10,7 +10,7 @@ namespace kelpo {
 /// What came of one reference.
 struct OnceResult {
     Reference reference;         ///< with the values that were to be written, if any
-    Status status;               ///< of the reading or writing
+    Status status;               ///< of the read or write
     std::optional<Values> held;  ///< what the controller holds: what was read, or read back after a write
 };
 

@@ -62,7 +62,7 @@ void OnceRun::take_write_results() {
         writes_[result.id] = {result.kind == WriteResult::Kind::done, result.text, result.code};
 }
 
-// What is not through when the run ends.
+// Of what is not complete when the run ends.
 Status OnceRun::unserved() const {
     if (!line_error().empty())
         return {false, "the line failed before it was through", ExitCode::no_line};

@@ -16,41 +16,41 @@
 
 namespace kelpo {
 
-/// A driver that serves what it is asked once, over a line that is not opened again when it fails. The failed replies
+/// A driver that serves single reads and writes, over a line that is not opened again when it fails. The failed replies
 /// of one request do not count for the next.
 class OnceRun {
 public:
-    /// `stop` ends the run early; it, the driver, and `watcher`, which hears what happens on the link, must outlive
-    /// the run.
+    /// `stop` ends the run early; it, the driver, and `watcher`, which is informed of what happens on the link, must
+    /// outlive the run.
     OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher);
 
     /// Opens the line. Throws LineError.
     void start();
 
     /// Queues a read and returns its name. When the driver's queue is full, waits for room in it. Does nothing once the
-    /// run is stopped: then there is no name. Only what PlaceCheck lets pass.
+    /// run is stopped: then there is no name. Only for places that PlaceCheck accepts.
     std::optional<RequestName> queue_read(const Variable &place);
 
-    /// Queues a write, which was `asked` for and is to be begun `within` that time. It is known by the id that comes
-    /// back. Only what PlaceCheck lets pass.
+    /// Queues a write, which was `asked` for and is to be begun `within` that time. The id that is returned names it.
+    /// Only for places that PlaceCheck accepts.
     int queue_write(const Reference &reference, WriteQueue::Time asked, std::chrono::milliseconds within);
 
-    /// Waits until all that was queued has ended, or the run is stopped. Calls `meanwhile` now and then.
+    /// Waits until all that was queued has ended, or the run is stopped. Calls `meanwhile` repeatedly.
     void wait_until_served(const std::function<void()> &meanwhile);
 
-    /// Closes the line. What was not served by now will not be.
+    /// Closes the line. What was not served before will not be.
     void finish();
 
-    /// How a read has ended; that of no name was not served. After finish(), once for each name.
+    /// How a read has ended; one without a name was not served. After finish(), once for each name.
     Status read_status(const std::optional<RequestName> &name);
 
-    /// Likewise of a write, also before finish() once it was served.
+    /// Likewise for a write, also before finish() once it was served.
     Status write_status(int id) const;
 
-    /// What the driver holds for the place: what was read, once its reading has ended well.
+    /// What the driver holds for the place: what was read, once the read has ended well.
     Values values(const Variable &place) const;
 
-    /// What the user should know of the line besides. After finish().
+    /// What else the user should know about the line. After finish().
     std::vector<std::string> remarks() const {
         return remarks_.sentences();
     }

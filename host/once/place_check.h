@@ -6,8 +6,8 @@
 
 namespace kelpo {
 
-/// Finds out, from the driver and without a line, what would keep it from serving a place: an address that is none or
-/// that no frame can name, more requests than its queue holds, a type that it does not write.
+/// Finds out, from the driver and without a line, what would keep it from serving a place: an address that is not valid
+/// or that no frame can name, more requests than its queue holds, a type that it does not write.
 class PlaceCheck {
 public:
     /// `driver` must outlive the check. `max_count` is as in LinkSettings.

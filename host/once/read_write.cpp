@@ -112,8 +112,8 @@ std::vector<ReadName> ask(OnceRun &run, const std::vector<Reference> &references
     return names;
 }
 
-// The ids of the writes count from 0 on, in the order of the references. Returns the names of the reads back, of what
-// is to be read back.
+// The ids of the writes count from 0 on, in the order of the references. Returns the names of the reads that check the
+// writes, if there are any.
 std::vector<ReadName> write(OnceRun &run, const std::vector<Reference> &references, const OnceOptions &options,
                             std::chrono::steady_clock::time_point asked) {
     for (const Reference &reference : references)

@@ -19,12 +19,12 @@ struct OnceOptions {
     std::optional<int> station;                                 ///< of references that name none
     std::vector<std::string> references;                        ///< as reference_from takes them
     bool json = false;                                          ///< one JSON object for each reference instead of lines
-    bool check = false;                                         ///< of a write: read back and compare
-    std::chrono::milliseconds within = default_write_deadline;  ///< of a write: what is not begun by then is not sent
+    bool check = false;                                         ///< for a write: read back and compare
+    std::chrono::milliseconds within = default_write_deadline;  ///< for a write: what is not begun by then is not sent
 };
 
-/// Reads each reference once and tells the values on `out`, what went wrong on `error`. All references are looked at
-/// before the line is opened: when one is wrong, nothing is asked. `stop` ends it early.
+/// Reads each reference once and prints the values on `out`, what went wrong on `error`. All references are checked
+/// before the line is opened: when one is wrong, nothing is sent. `stop` ends it early.
 ExitCode run_read(DriverOnDemand &driver, const OnceOptions &options, StopSignal &stop, std::ostream &out,
                   std::ostream &error);
 

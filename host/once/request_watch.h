@@ -16,7 +16,7 @@ public:
     void exchanged(const Exchange &exchange) override;
     void station_rests(int station, std::chrono::milliseconds pause) override;
 
-    /// Of the last exchange of the request that failed; nothing when none did.
+    /// That of the request's last exchange that failed; nothing when none did.
     std::optional<Failure> failure(const RequestName &name) const;
 
     /// True when the station has rested: what was to be read of it then was not asked for.

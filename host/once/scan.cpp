@@ -123,7 +123,7 @@ std::vector<int> stations_from(const std::string &text) {
 
 namespace {
 
-// One line that is drawn over and over, gone at the end.
+// One line that is redrawn, and removed at the end.
 class Bar {
 public:
     Bar(bool shown, std::size_t total, std::ostream &terminal) : shown_(shown), total_(total), terminal_(terminal) {}

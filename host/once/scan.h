@@ -16,7 +16,7 @@
 
 namespace kelpo {
 
-/// What a station was heard to say.
+/// What a station has answered.
 struct StationAnswer {
     enum class Kind {
         value,    ///< the register that was asked for
@@ -26,12 +26,12 @@ struct StationAnswer {
     };
 
     Kind kind;
-    std::string text;                ///< in words; of a value empty
-    std::chrono::microseconds time;  ///< from the request to the reply; 0 of a late one
+    std::string text;                ///< in words; empty for a value
+    std::chrono::microseconds time;  ///< from the request to the reply; 0 for a late one
 };
 
-/// Listens while station after station is asked. Any whole reply with the right check counts, whoever was asked. Any
-/// thread may look.
+/// Listens while station after station is asked. Any whole reply with the right check counts, from any station. Any
+/// thread may read it.
 class StationWatch : public LinkWatcher {
 public:
     void exchanged(const Exchange &exchange) override;
@@ -42,7 +42,7 @@ public:
 
     std::map<int, StationAnswer> answers() const;
 
-    /// For each station that was asked and got back bytes that are no reply: what was wrong with them.
+    /// For each station that was asked and was answered by bytes that are not a reply: what was wrong with them.
     std::map<int, std::string> noises() const;
 
 private:
@@ -50,7 +50,7 @@ private:
 
     mutable std::mutex mutex_;
     int asked_ = 0;
-    bool echoes_ = false;  // what comes back is no noise, and nobody's answer
+    bool echoes_ = false;  // what comes back is neither noise nor an answer
     std::map<int, StationAnswer> answers_;
     std::map<int, std::string> noises_;
 };
@@ -67,7 +67,7 @@ struct ScanOptions {
 /// The time-outs of a scan, unless the user chooses others: short, since most stations do not answer.
 LinkSettings scan_defaults();
 
-/// A text that names no stations; what() tells what would be right.
+/// A text that names no stations; what() says what would be right.
 class StationsError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -76,8 +76,8 @@ public:
 /// The stations that `text` names, such as "1-20,33", each once, in the order of their numbers. Throws StationsError.
 std::vector<int> stations_from(const std::string &text);
 
-/// Asks each station and tells on `out` which answer, by their numbers, and on `error` what else was noticed. `stop`
-/// ends it with what it has. all_well when some station answers, not_right when none does. Throws LineError.
+/// Asks each station and prints on `out` which answer, by their numbers, and on `error` what else was noticed. `stop`
+/// ends it with the results so far. all_well when some station answers, not_right when none does. Throws LineError.
 ExitCode run_scan(Driver &driver, const ScanOptions &options, StopSignal &stop, std::ostream &out, std::ostream &error);
 
 }  // namespace kelpo

@@ -31,7 +31,7 @@ std::string modbus_place(bool coils, int address, int count) {
     return text + ")";
 }
 
-// Where the addresses up to the boundary lie, and those from it on.
+// Where the addresses up to the boundary are, and those from it on.
 void print_range(const ClassMap &map, int address, std::ostream &out) {
     const auto place = [&map](int first) {
         return std::to_string(map.modbus_address(first));

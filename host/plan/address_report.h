@@ -9,14 +9,14 @@
 
 namespace kelpo {
 
-/// What the driver makes of an address text of a register type.
+/// How the driver handles an address text of a register type.
 struct AddressReport {
     int type;
     std::string text;
     int number;  ///< the driver's own
     AddressUse use;
     ClassMap map;  ///< of the class that it is read with
-    /// Of a bit in a word: the word that is written, as the register class counts, and the bit, 0 to 15.
+    /// For a bit in a word: the word that is written, as the register class counts, and the bit, 0 to 15.
     struct BitOfWord {
         int word;
         int bit;

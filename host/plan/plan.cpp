@@ -31,7 +31,7 @@ WantedByGroup wanted_by_group(const PollList &list, DryRun &driver) {
     return groups;
 }
 
-// Which variables lie in the block, and what lies between them.
+// Which variables are in the block, and what is between them.
 void fill(PlannedBlock &planned, const std::vector<Wanted> &group) {
     const std::int64_t begin = planned.block.first, end = begin + planned.block.count;
     std::int64_t covered = begin;
@@ -49,7 +49,7 @@ void fill(PlannedBlock &planned, const std::vector<Wanted> &group) {
     note_gap(end);
 }
 
-// A pseudo-terminal has no wire that must fall silent: unless the list asks for a gap, none is kept there.
+// A pseudo-terminal has no wire that needs silence: unless the list asks for a gap, none is kept there.
 PollList with_kept_gap(PollList list) {
     LineSettings &line = list.link.line;
     if (!line.gap && is_pseudo_terminal(line.path))

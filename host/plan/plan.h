@@ -16,12 +16,12 @@ struct Traffic {
     int requests = 0;
     std::int64_t bytes_out = 0;
     std::int64_t bytes_in = 0;
-    std::chrono::nanoseconds time{0};  ///< estimate, when every reply comes at once and is good
+    std::chrono::nanoseconds time{0};  ///< estimate, if every reply comes at once and is good
 
     Traffic &operator+=(const Traffic &more);
 };
 
-/// A run of units in a block that no variable uses.
+/// A range of units in a block that no variable uses.
 struct UnusedUnits {
     int first;
     int count;
@@ -31,7 +31,7 @@ struct UnusedUnits {
 struct PlannedBlock {
     DryBlock block;
     bool enabled;                        ///< false: its station is off
-    std::vector<std::size_t> variables;  ///< whose values lie in it, as indices into PollList::variables
+    std::vector<std::size_t> variables;  ///< whose values are in it, as indices into PollList::variables
     std::vector<UnusedUnits> unused;
     Traffic traffic;
 
@@ -46,10 +46,10 @@ struct StationPlan {
     Traffic traffic;
 };
 
-/// What would make the cycle shorter, or what is to be known about it.
+/// What would make the cycle shorter, or what the user should know about it.
 struct Advice {
     std::string text;
-    std::chrono::nanoseconds saves;  ///< per cycle; 0 where nothing can be said
+    std::chrono::nanoseconds saves;  ///< per cycle; 0 if there is no estimate
 };
 
 /// How the driver polls a list, and what that takes.

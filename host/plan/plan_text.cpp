@@ -157,7 +157,7 @@ void print_wrapped(const std::string &text, std::ostream &out) {
     out << line << "\n";
 }
 
-// Only the first pieces of advice that save time: about half of many variables there is something to say.
+// Only the first pieces of advice that save time: with many variables there is something to say about half of them.
 void print_advice(const Plan &plan, std::ostream &out) {
     constexpr std::size_t most_savings = 8;
     std::size_t savings = 0;

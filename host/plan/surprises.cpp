@@ -114,7 +114,7 @@ private:
                                           std::to_string(place & most));
     }
 
-    // Only of variables with the same type: one register may be seen through several types.
+    // Only for variables with the same type: one register may be seen through several types.
     void look_for_overlaps() {
         using Key = std::tuple<int, int, std::int64_t, std::size_t>;
         std::vector<Key> order;
@@ -154,7 +154,7 @@ private:
                                       std::to_string(list_.places[earlier].line));
     }
 
-    // Each type is reported once, where it is met first.
+    // Each type is reported once, where it appears first.
     void look_for_types_not_writable() {
         std::map<int, std::pair<std::size_t, int>> first_and_number;
         for (std::size_t i = 0; i < list_.variables.size(); ++i)
@@ -197,7 +197,7 @@ Remarks torn_values(const PollList &list, DryRun &driver) {
         if (torn_at(i, blocks))
             torn.push_back(i);
 
-    // What no number of units cures is parted by the address map.
+    // If no number of units helps, the address map separates the registers.
     std::vector<std::size_t> incurable = torn;
     std::optional<int> cure;
     for (int max_count = list.link.max_count - 1; max_count > 1 && !torn.empty() && !cure; --max_count) {

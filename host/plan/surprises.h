@@ -5,13 +5,14 @@
 
 namespace kelpo {
 
-/// Warnings about what a usable list asks for but will surprise its author: bits whose word is not polled, places that
-/// overlap, types that cannot be written, addresses beyond what frames and caches can tell apart, no station on, and
-/// what torn_values finds.
+/// Warnings about what may surprise the author of a usable list: bits whose word is not polled, places that overlap,
+/// types that cannot be written, addresses beyond what frames and caches can distinguish, no station on, and what
+/// torn_values finds.
 Remarks surprises(const PollList &list, DryRun &driver);
 
 /// Warnings about 32-bit values in two registers that the driver reads in two requests, because a block ends between
-/// them or the address map parts them: while such a value changes, it is shown half old and half new. With the cure.
+/// them or the address map separates them: while such a value changes, it is shown half old and half new. They say what
+/// helps.
 Remarks torn_values(const PollList &list, DryRun &driver);
 
 }  // namespace kelpo

@@ -43,12 +43,12 @@ struct LinkReading {
         std::uint64_t failed = 0;    ///< replies refused or missing
         std::optional<Time>
             down_since;  ///< a request was given up and none was answered since, not even with a refusal
-        std::optional<Failure> failure;  ///< the last one, also when requests were answered since
+        std::optional<Failure> failure;  ///< the last one, even if requests were answered since
         std::optional<Time> next_try;    ///< while it rests
     };
 
-    /// A cycle begins with a block and ends when a block that it has served comes again: all blocks that are asked
-    /// for at present have had their turn, and what was written meanwhile is counted in.
+    /// A cycle begins with a block and ends when a block that it has served comes again: all blocks that are polled at
+    /// present have had their turn, and writes in between are included.
     struct Cycles {
         std::uint64_t count = 0;
         std::chrono::nanoseconds last{0};
@@ -67,7 +67,7 @@ struct LinkReading {
     Time next_try{};         ///< when the line is to be opened again
 };
 
-/// Something that happened on a link, to be told once.
+/// Something that happened on a link, to be reported once.
 struct LinkEvent {
     enum class Kind {
         given_up,       ///< a polled block was not read
@@ -87,7 +87,7 @@ struct LinkEvent {
     Failure::Kind cause = Failure::Kind::no_reply;  ///< of given_up, station_down
 };
 
-/// Measures a link. Any thread may look while the link runs.
+/// Measures a link. Any thread may read it while the link runs.
 class LinkGauge : public LinkWatcher {
 public:
     using Clock = std::function<LinkReading::Time()>;
@@ -96,11 +96,11 @@ public:
 
     LinkReading reading() const;
 
-    /// What has happened since the last call, oldest first. Must be called now and then: all is kept until then.
+    /// What has happened since the last call, oldest first. Must be called regularly: all is kept until then.
     std::vector<LinkEvent> take_events();
 
-    /// To be told when a station was switched off or on: what was known of it does not hold any more, and the cycle
-    /// that runs is not one.
+    /// To be called when a station was switched off or on: what was known about it is not true any more, and the
+    /// present cycle does not count.
     void forget_station(int station);
 
     void exchanged(const Exchange &exchange) override;
@@ -131,7 +131,7 @@ private:
     std::set<Frame> cycle_;  // polled frames that had their turn in the cycle that runs
     LinkReading::Time cycle_began_;
     std::chrono::nanoseconds cycles_took_{0};
-    bool resend_ = false;  // the polled frame sent last comes again
+    bool resend_ = false;  // the polled frame sent last is sent again
 };
 
 }  // namespace kelpo

@@ -110,7 +110,7 @@ bool matches(const PollRow &row, const std::string &small_text) {
     return lowered(row.name).find(small_text) != std::string::npos || place.find(small_text) != std::string::npos;
 }
 
-// What the lines on top and the rows do not show as long as it lasts.
+// What the lines at the top and the rows do not show permanently.
 bool is_news(const PollEvent &event) {
     return event.kind != PollEvent::Kind::given_up && event.kind != PollEvent::Kind::line_lost;
 }
@@ -254,7 +254,7 @@ bool LiveScreen::command(char key) {
 void LiveScreen::move(const KeyPress &press) {
     if (matching_.empty())
         return;
-    message_.clear();  // what there is to say of the variable chosen now counts more
+    message_.clear();  // the message about the variable selected now is more important
     const std::size_t last = matching_.size() - 1;
     const auto back = [this](std::size_t rows) {
         selected_ -= std::min(selected_, rows);
@@ -332,7 +332,7 @@ void LiveScreen::ask_for_value() {
     if (variable == nullptr)
         return;
     asked_ = Asked::value;
-    // Of several values usually one is to change.
+    // With several values, usually one is to be changed.
     const Variable &chosen = engine_.watch().variables()[*variable];
     const bool several = chosen.count > units_per_value(chosen.view);
     typed_ = several ? engine_.watch().states()[*variable].text : "";
@@ -361,7 +361,7 @@ void LiveScreen::search_for(const std::string &text) {
     selected_ = place == matching_.end() ? 0 : static_cast<std::size_t>(place - matching_.begin());
 }
 
-// Null when the search leaves none.
+// Null when nothing matches the search.
 const std::size_t *LiveScreen::selected_variable() const {
     return selected_ < matching_.size() ? &matching_[selected_] : nullptr;
 }

@@ -17,7 +17,7 @@ class LiveScreen {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// All must outlive the screen. `title` stands on top.
+    /// All must outlive the screen. `title` is shown at the top.
     LiveScreen(PollEngine &engine, Terminal &terminal, std::string title);
 
     /// Runs until the user quits, `stop` is raised, or `end` has come. Throws TraceOutputError.

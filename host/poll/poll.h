@@ -18,15 +18,16 @@ struct PollOptions {
     std::string list_file;               ///< its name, for the screen
     std::optional<RecordFormat> format;  ///< records on standard output instead of the live screen
     std::optional<std::chrono::seconds> duration;
-    std::optional<std::chrono::milliseconds> every;  ///< all values so often, instead of those that changed; of records
+    /// For records: all values at this interval, instead of those that changed.
+    std::optional<std::chrono::milliseconds> every;
     bool writes = false;  ///< records: take lines NAME=VALUE from standard input and write them
     std::chrono::milliseconds within = default_write_deadline;  ///< a write that is not begun by then is not sent
     std::string trace_file;
 };
 
-/// Polls a list until the user ends it, `stop` is raised or the time is over: on a live screen, or where standard input
-/// and output are no terminal, or a format is asked for, as records. A summary goes to `error`. Throws
-/// LineError, TraceOutputError and std::system_error.
+/// Polls a list until the user ends it, `stop` is raised or the time is over: on a live screen, or, if standard input
+/// and output are not a terminal or a format is asked for, as records. A summary goes to `error`. Throws LineError,
+/// TraceOutputError and std::system_error.
 ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, std::ostream &error);
 
 }  // namespace kelpo

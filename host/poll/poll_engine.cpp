@@ -101,7 +101,7 @@ std::string words_of(const PollEvent &event, const std::vector<Variable> &variab
     return "write " + name + " failed: " + event.text;
 }
 
-// What comes and is no good reply may be anybody's.
+// Bytes that are not a good reply may come from any station.
 std::string down_words(Failure::Kind cause, const std::string &reason) {
     return (cause == Failure::Kind::no_reply ? "does not answer: " : "is not understood: ") + reason;
 }

@@ -21,7 +21,7 @@
 
 namespace kelpo {
 
-/// Something that happened while a list was polled, to be told once.
+/// Something that happened while a list was polled, to be reported once.
 struct PollEvent {
     enum class Kind {
         given_up,
@@ -33,7 +33,7 @@ struct PollEvent {
         write_done,
         write_failed,
         write_expired,
-        remark  ///< what the user should know of the line
+        remark  ///< what the user should know about the line
     };
 
     Kind kind;
@@ -53,8 +53,8 @@ struct PollEvent {
 /// The event in words, in one line.
 std::string words_of(const PollEvent &event, const std::vector<Variable> &variables);
 
-/// Why a station is down, in words that go on from its number: "does not answer: no reply". `reason` is as a failure
-/// tells it.
+/// Why a station is down, in words that follow its number: "does not answer: no reply". `reason` is the text of a
+/// failure.
 std::string down_words(Failure::Kind cause, const std::string &reason);
 
 /// That a station rests, in words that go on from why it is down: "resting, next try in 12 s".
@@ -66,7 +66,7 @@ struct RefusingStation {
     int blocks = 0;      ///< of the station, in all
     std::string reason;  ///< of one of those refused
 
-    /// In words that go on from its number: "refusing, 1 of 3 blocks refused: illegal data address (exception 2)".
+    /// In words that follow its number: "refusing, 1 of 3 blocks refused: illegal data address (exception 2)".
     std::string words() const;
 };
 
@@ -77,7 +77,7 @@ struct WriteAnswer {
 };
 
 /// Polls the variables of a list, and writes to them: what the live screen and the records have in common. For one
-/// thread, beside its own link thread.
+/// thread, in addition to its own link thread.
 class PollEngine {
 public:
     /// Gives the driver the list. All that goes over the line goes to `trace_file` too, unless that is
@@ -98,7 +98,7 @@ public:
     /// Takes in what has happened since the last call. Throws TraceOutputError.
     News refresh();
 
-    /// Stops polling. Writes that are not through fail: refresh() tells of them.
+    /// Stops polling. Writes that are not complete fail: refresh() reports them.
     void finish();
 
     const PollList &list() const {
@@ -117,7 +117,7 @@ public:
     }
 
     /// Queues what the user typed for the variable at `index` of the list, or refuses it. What is queued waits while
-    /// the line is lost, for so long as the engine was told. Each write that is taken ends with one event.
+    /// the line is lost, for the time that was given to the engine. Each write that is accepted ends with one event.
     WriteAnswer write(std::size_t index, const std::string &typed);
 
     /// True while a write to the variable waits or is under way.
@@ -130,7 +130,7 @@ public:
     /// The stations that refuse something, by their numbers. As of the last refresh().
     std::map<int, RefusingStation> refusing() const;
 
-    /// Switches the station off or on again. What waits to be written to it fails. Returns what was done, for the user.
+    /// Switches the station off or on again. Writes that wait for it fail. Returns what was done, for the user.
     std::string switch_station(int station);
 
     /// The last frames and notes on the line.

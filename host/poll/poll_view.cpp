@@ -40,7 +40,7 @@ size_t width_of_line(const ScreenLine &line) {
     return width;
 }
 
-// What is beyond the width is left out.
+// Text beyond the width is left out.
 ScreenLine fitted(const ScreenLine &line, size_t width) {
     ScreenLine fitting;
     size_t left = width;
@@ -76,7 +76,7 @@ struct Layout {
         return table_columns * rows;
     }
 
-    // What the columns besides name and value take, with the blanks between all.
+    // The width of the columns other than name and value, with the blanks between all.
     size_t taken() const {
         size_t columns = marks_and_station + 2;
         for (const size_t optional : {place, age, steady, changes})
@@ -84,7 +84,7 @@ struct Layout {
         return columns;
     }
 
-    // So much that `wanted` columns are there for name and value; as much as there are, for these two.
+    // As much as leaves `wanted` characters for name and value; returns how many there are for these two.
     size_t make_room(size_t wanted) {
         for (size_t *const optional : {&changes, &steady, &place, &age})
             if (taken() + wanted > width)
@@ -264,7 +264,7 @@ ScreenLine counts(const LinkCounts &link) {
     return line;
 }
 
-// The numbers of the stations in that state, runs of neighbours as "4-9".
+// The numbers of the stations in that state, consecutive ones as "4-9".
 std::string numbers_of(const std::vector<PollStation> &stations, PollStation::State state) {
     std::string text;
     for (size_t first = 0; first < stations.size(); ++first) {

@@ -11,7 +11,7 @@
 
 namespace kelpo {
 
-/// How a piece of text looks on a terminal that can do so. What it means is always told by a letter or a word too.
+/// How a piece of text looks on a terminal that supports it. What it means is always shown by a letter or a word too.
 struct TextStyle {
     enum class Colour { plain, red, yellow, green };
 
@@ -38,7 +38,7 @@ struct PollScreenSize {
     int lines;
 };
 
-/// What a terminal is to show.
+/// What a terminal shows.
 struct PollScreen {
     struct Place {
         int line;
@@ -47,9 +47,9 @@ struct PollScreen {
 
     std::vector<ScreenLine> lines;   ///< at most as many, and as wide, as the size asked for
     std::optional<Place> cursor;     ///< where the user types, if so
-    std::size_t top = 0;             ///< the row shown first, to be given back with the next model
-    std::size_t rows_in_column = 1;  ///< how far left and right lead
-    std::size_t rows_shown = 1;      ///< how far a page leads
+    std::size_t top = 0;             ///< the row shown first, to be passed with the next model
+    std::size_t rows_in_column = 1;  ///< how many rows left and right move
+    std::size_t rows_shown = 1;      ///< how many rows a page moves
 };
 
 /// One variable as the screen shows it.
@@ -58,7 +58,7 @@ struct PollRow {
         asked,
         stale,    ///< it has not been read for longer than it should take
         down,     ///< its station does not answer
-        failing,  ///< its station answers, but what was asked for last was not read
+        failing,  ///< its station answers, but the last request for it failed
         lost,     ///< the line is lost
         off       ///< its station is switched off
     };
@@ -82,10 +82,10 @@ struct PollStation {
     int number;
     State state;
     std::chrono::nanoseconds down_for{0};
-    std::string failure;  ///< why it is down; of refusing what it refuses, in words
+    std::string failure;  ///< why it is down; for refusing, what it refuses, in words
 };
 
-/// All that the screen shows.
+/// Everything that the screen shows.
 struct PollModel {
     struct TraceLine {
         std::string text;
@@ -97,7 +97,7 @@ struct PollModel {
     };
 
     std::string title;
-    std::vector<PollRow> rows;  ///< those that the search leaves
+    std::vector<PollRow> rows;  ///< those that match the search
     std::string search;         ///< empty: all
     std::size_t selected = 0;   ///< among the rows
     std::size_t top = 0;        ///< as the last screen gave it

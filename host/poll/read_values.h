@@ -20,23 +20,23 @@
 
 namespace kelpo {
 
-/// What replies have brought of one variable.
+/// What replies have brought for one variable.
 struct ReadValue {
     using Time = std::chrono::steady_clock::time_point;
     using WallTime = std::chrono::system_clock::time_point;
 
-    std::string bytes;               ///< as the driver hands them out; empty until all of the value was read
+    std::string bytes;               ///< as the driver returns them; empty until all of the value was read
     Time read_at{};                  ///< when the oldest part of the value was read
     Time newest_at{};                ///< when the newest part was
-    WallTime wall_time{};            ///< read_at on the clock on the wall
+    WallTime wall_time{};            ///< read_at as wall-clock time
     std::optional<Failure> failure;  ///< why it, or a part, was not read when it was last asked for
 };
 
 /// Keeps the values of variables as replies to polls have brought them, and nothing else: the driver's own cache holds
-/// a written value from the moment its request is built, long before a controller has it. So the values are taken out
-/// of the driver by the link's own thread, right after each good reply, and of each variable only what lies in that
-/// reply. For this no other thread may write (see Writer): the driver puts a write into its cache at once while the
-/// link is failing. Any thread may look.
+/// a written value from the moment its request is built, long before a controller has it. So the values are taken from
+/// the driver by the link's own thread, right after each good reply, and only those parts of each variable that are in
+/// that reply. For this no other thread may write (see Writer): the driver puts a write into its cache at once while
+/// the link is failing. Any thread may read it.
 class ReadValues : public LinkWatcher {
 public:
     using Clock = std::function<ReadValue::Time()>;
@@ -51,7 +51,7 @@ public:
     /// The variables that replies or failures have touched since the last call, by their place in the list.
     std::vector<std::pair<std::size_t, ReadValue>> take();
 
-    /// To be told when a station was switched off or on: why it was not read does not hold any more.
+    /// To be called when a station was switched off or on: the reason why it was not read is not true any more.
     void forget_failures(int station);
 
     void exchanged(const Exchange &exchange) override;
@@ -65,7 +65,7 @@ private:
             return std::tie(station, register_class) < std::tie(other.station, other.register_class);
         }
     };
-    /// What one request asks for of a variable.
+    /// The part of a variable that one request asks for.
     struct Part {
         int first;  // number that the request begins with
         int count;
@@ -80,7 +80,7 @@ private:
         NumberRange range;    // in the register class
         std::string bytes{};  // as far as they were read
         std::vector<Part> parts{};
-        std::optional<Failure> not_sent{};  // why the request for it did not follow another
+        std::optional<Failure> not_sent{};  // why the request for it was not sent after another
         bool complete = false, touched = false;
     };
     struct Area {

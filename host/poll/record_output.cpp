@@ -14,7 +14,7 @@ namespace kelpo {
 
 RecordOutput::RecordOutput(int descriptor, const StopSignal &stop) : descriptor_(descriptor), stop_(stop) {}
 
-// A pipe that is ready takes this many bytes without holding the writer up, so a stop never waits for the reader.
+// A pipe that is ready takes this many bytes without blocking the writer, so a stop never waits for the reader.
 std::size_t RecordOutput::put(const char *bytes, std::size_t size) {
     const ssize_t put = ::write(descriptor_, bytes, std::min<std::size_t>(size, PIPE_BUF));
     if (put >= 0)

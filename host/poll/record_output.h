@@ -12,14 +12,14 @@ public:
     /// `stop` ends all waiting; it and `descriptor` must outlive the output. The signal SIGPIPE must be ignored.
     RecordOutput(int descriptor, const StopSignal &stop);
 
-    /// Writes the text at once, as far as no stop comes first. Does nothing when the reader has gone. Throws
+    /// Writes the text at once, unless a stop comes first. Does nothing when the reader has gone. Throws
     /// std::system_error when the system refuses it for another reason.
     void write(const std::string &text);
 
-    /// Likewise, also after a stop, but only what the reader takes without being waited for.
+    /// Likewise, also after a stop, but only what the reader takes without waiting.
     void write_at_once(const std::string &text);
 
-    /// True when nobody can read what is written any more.
+    /// True when the output has no reader any more.
     bool reader_gone();
 
 private:

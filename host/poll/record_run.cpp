@@ -29,7 +29,7 @@ public:
         bool too_long;
     };
 
-    /// What has come in full since the last call; waits until `deadline` or a stop for the first. What comes before the
+    /// What has come in full since the last call; waits until `deadline` or a stop for the first. The text before the
     /// end of the input is a line too.
     std::vector<Line> take(steady_clock::time_point deadline, const StopSignal &stop) {
         if (ended_) {
@@ -87,7 +87,7 @@ public:
         }
         if (output_.reader_gone())
             return false;
-        // What has not ended is reported last.
+        // Writes that have not ended are reported last.
         engine_.finish();
         output_.write_at_once(news(false));
         return true;

@@ -10,16 +10,16 @@
 
 namespace kelpo {
 
-/// How records are written: docs/poll.md tells their fields.
+/// How records are written: docs/poll.md describes their fields.
 enum class RecordFormat {
     plain,  ///< for people; may change
-    csv,    ///< a head with the names of the fields, then a line for each record
+    csv,    ///< a header with the names of the fields, then a line for each record
     json    ///< an object in each line
 };
 
 using RecordTime = std::chrono::system_clock::time_point;
 
-/// What stands before the first record: a line with its end, or nothing.
+/// What comes before the first record: a line with its end, or nothing.
 std::string record_head(RecordFormat format);
 
 /// The value of a variable, as a line with its end. It must be known.
@@ -28,7 +28,7 @@ std::string value_record(RecordFormat format, RecordTime time, const Variable &v
 /// Likewise, something that happened.
 std::string event_record(RecordFormat format, const PollEvent &event, const std::vector<Variable> &variables);
 
-/// Likewise, a write that was not queued. `variable` may be null when none is named so.
+/// Likewise, a write that was not queued. `variable` may be null when none has that name.
 std::string refusal_record(RecordFormat format, RecordTime time, const Variable *variable, const std::string &why);
 
 }  // namespace kelpo

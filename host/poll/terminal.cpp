@@ -121,7 +121,7 @@ std::unique_ptr<Terminal> Terminal::take_over() {
     SCREEN *const screen = newterm(nullptr, stdout, stdin);
     if (screen == nullptr)
         return nullptr;
-    // Painting in place needs a cursor that can be placed.
+    // A screen that is updated in place needs a cursor that can be placed.
     if (tigetstr(const_cast<char *>("cup")) == nullptr) {
         endwin();
         delscreen(screen);

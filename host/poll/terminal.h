@@ -26,7 +26,7 @@ struct KeyPress {
         backspace,
         clear,    ///< Ctrl-U
         resized,  ///< the terminal has another size now
-        hung_up,  ///< nobody is there any more
+        hung_up,  ///< the terminal is gone
         other
     };
 
@@ -34,12 +34,12 @@ struct KeyPress {
     char byte = '\0';  ///< of text
 };
 
-/// The terminal that standard input and output lead to, taken over for a screen that is painted in place. The
-/// terminal's own content and settings come back when the object goes. One at a time, for one thread.
+/// The terminal that standard input and output lead to, taken over for a screen that is updated in place. The
+/// destructor restores the terminal's own content and settings. One at a time, for one thread.
 class Terminal {
 public:
-    /// Takes over the terminal; nothing when there is none, or none that can be painted on. Styles are left out where
-    /// NO_COLOR is set, and characters outside ASCII where the locale does not have them.
+    /// Takes over the terminal; nothing when there is none, or none on which the cursor can be placed. Styles are left
+    /// out if NO_COLOR is set, and characters outside ASCII if the locale does not have them.
     static std::unique_ptr<Terminal> take_over();
 
     ~Terminal();
@@ -50,7 +50,7 @@ public:
 
     void show(const PollScreen &screen);
 
-    /// The next key, waited for until `deadline` at most; nothing when none came or `stop` was raised.
+    /// The next key, waiting until `deadline` at most; nothing when none came or `stop` was raised.
     std::optional<KeyPress> key(std::chrono::steady_clock::time_point deadline, const StopSignal &stop);
 
 private:

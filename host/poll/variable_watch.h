@@ -15,14 +15,14 @@
 
 namespace kelpo {
 
-/// How far the value that is held of a variable can be relied on. docs/poll.md tells what each means.
+/// How far the value of a variable can be relied on. docs/poll.md says what each means.
 enum class Quality {
-    good,   ///< read as lately as it is polled, and nothing speaks against it
-    stale,  ///< not read for longer than it takes to poll all, and nobody knows why
+    good,   ///< read as recently as it is polled, and nothing speaks against it
+    stale,  ///< not read for longer than it takes to poll all, and it is not known why
     bad     ///< it cannot be read at present
 };
 
-/// What is known of one variable.
+/// What is known about one variable.
 struct VariableState {
     using Time = LinkReading::Time;
 
@@ -30,7 +30,7 @@ struct VariableState {
     Values values;     ///< the same as numbers
     Time read_at{};    ///< when the oldest part of the value was read
     Time changed_at{};
-    ReadValue::WallTime wall_time{};  ///< read_at on the clock on the wall
+    ReadValue::WallTime wall_time{};  ///< read_at as wall-clock time
     std::uint64_t changes = 0;        ///< how often it was seen to change
     Quality quality = Quality::bad;
     std::optional<Failure> failure;  ///< why it was not read when it was last asked for
@@ -40,11 +40,11 @@ struct VariableState {
     }
 };
 
-/// For how long after its reading a value is good: three cycles as long as the last one, and at least two seconds. Half
-/// a minute before a first cycle is through.
+/// How long a value is good after it was read: three cycles as long as the last one, and at least two seconds. Half a
+/// minute until the first cycle is complete.
 std::chrono::nanoseconds good_for(const LinkReading::Cycles &cycles);
 
-/// Makes of what was read of a list of variables what is shown of them. For one thread.
+/// Turns what was read of a list of variables into what is shown. For one thread.
 class VariableWatch {
 public:
     explicit VariableWatch(std::vector<Variable> variables);

@@ -6,7 +6,7 @@
 
 namespace kelpo {
 
-/// A JSON object or array that is built for other programs. The one place that includes the JSON library, which takes
+/// A JSON object or array that is built for other programs. The only place that includes the JSON library, which takes
 /// long to compile. Text that is not UTF-8 is written with replacement characters.
 class Json {
 public:
@@ -17,7 +17,7 @@ public:
     Json &operator=(const Json &other);
     ~Json();
 
-    /// Adds a member after the others; of an object only.
+    /// Adds a member after the others; for an object only.
     void set(const char *key, bool value);
     void set(const char *key, int value);
     void set(const char *key, unsigned value);
@@ -27,7 +27,7 @@ public:
     void set(const char *key, const std::string &value);
     void set(const char *key, const Json &value);
 
-    /// Adds an element after the others; of an array only.
+    /// Adds an element after the others; for an array only.
     void add(std::int64_t value);
     void add(double value);
     void add(const std::string &value);

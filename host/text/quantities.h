@@ -15,13 +15,13 @@ std::string exact_duration_text(std::chrono::milliseconds time);
 /// Milliseconds with one decimal, without a unit: "12.3".
 std::string milliseconds_text(std::chrono::nanoseconds time);
 
-/// "0.2s", "12s", "3m05", "2h07", "5d": at most five characters up to 9999 days. Negative ages count as none.
+/// "0.2s", "12s", "3m05", "2h07", "5d": at most five characters up to 9999 days. Negative ages count as 0.
 std::string age_text(std::chrono::nanoseconds age);
 
 /// "812 B", "12.3 kB", "4.5 MB".
 std::string bytes_text(std::uint64_t bytes);
 
-/// With one decimal, however large.
+/// With one decimal, for any size.
 std::string rate_text(double rate);
 
 /// "1 request", "2 requests".

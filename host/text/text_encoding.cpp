@@ -26,7 +26,7 @@ public:
     Converter(const Converter &) = delete;
     Converter &operator=(const Converter &) = delete;
 
-    // Nothing when a part of it is no text in that encoding, or the system does not know the encoding.
+    // Nothing when a part of it is not text in that encoding, or the system does not know the encoding.
     std::optional<std::string> converted(std::string_view bytes) {
         if (!is_open())
             return std::nullopt;

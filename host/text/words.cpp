@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
 
-// The character that begins at `at`; of what is no UTF-8, a byte.
+// The character that begins at `at`; a byte if it is not UTF-8.
 std::string_view character_at(std::string_view text, std::size_t at) {
     std::size_t end = at + 1;
     if (common::character_length(static_cast<unsigned char>(text[at])) > 1)

@@ -7,13 +7,13 @@
 
 namespace kelpo {
 
-/// `text` in double quotes as a message shows it: bytes that a terminal might obey as \xHH, a long text cut short.
+/// `text` in double quotes as a message shows it: bytes that a terminal might act on as \xHH, a long text cut short.
 std::string in_quotes(std::string_view text);
 
 /// `text` with every control character as \xHH.
 std::string without_controls(std::string_view text);
 
-/// `text` in one line that no terminal obeys: each control character becomes a full stop.
+/// `text` in one line without effects on a terminal: each control character becomes a full stop.
 std::string printable(std::string_view text);
 
 /// Without blanks at both ends.
@@ -25,7 +25,7 @@ std::string lowered(std::string_view text);
 /// A decimal number that `text` is as a whole.
 std::optional<long long> whole_number(std::string_view text);
 
-/// The one of `known` that differs from `name` by least, when that is little; capital letters count as small ones.
+/// The one of `known` that differs least from `name`, if the difference is small; capital letters count as small ones.
 std::optional<std::string> nearest(std::string_view name, const std::vector<std::string> &known);
 
 /// "a, b and c".
@@ -34,11 +34,11 @@ std::string listed(const std::vector<std::string> &words);
 /// True when `text` is valid UTF-8.
 bool is_utf8(std::string_view text);
 
-/// True when a character of `text` is one that a terminal might obey.
+/// True when a terminal might act on a character of `text`.
 bool has_control_characters(std::string_view text);
 
 /// Columns that UTF-8 text takes on a terminal: by the locale's table two for wide characters and none for those that
-/// combine with the one before. Where the locale does not know a character, one: it is shown as a question mark.
+/// combine with the one before. A character that the locale does not know takes one: it is shown as a question mark.
 std::size_t width_of(std::string_view text);
 
 /// The first characters of UTF-8 text, in at most `width` columns; the last is "~" when more follow.

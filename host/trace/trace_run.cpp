@@ -16,7 +16,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// All places that records go to.
+// All places where records go.
 class Outputs {
 public:
     Outputs(const TraceOptions &options, std::ostream &out) : formatter_(options.style, options.filter), out_(out) {

@@ -13,7 +13,7 @@
 
 namespace kelpo {
 
-/// What `kelpo trace` is to do with the records that it reads or makes.
+/// What `kelpo trace` does with the records that it reads or makes.
 struct TraceOptions {
     TraceStyle style;
     TraceFilter filter;  ///< of what is shown; files hold everything

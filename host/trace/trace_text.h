@@ -16,7 +16,8 @@ struct TraceStyle {
     TimeZone zone = TimeZone::local;
 };
 
-/// Which exchanges are shown; notes always are, and bytes thrown away unless they are whole replies of others.
+/// Which exchanges are shown; notes always are, and and so are bytes thrown away, unless they are whole replies from
+/// other stations.
 struct TraceFilter {
     std::optional<int> station;   ///< requests to this station, and what came of them
     std::optional<int> function;  ///< requests with this Modbus function code, and what came of them
@@ -24,7 +25,7 @@ struct TraceFilter {
 };
 
 /// Turns records into lines, in the order in which they happened: time, direction, bytes, meaning. Each reply is judged
-/// against the request before it. A line of its own names the date, first and when it changes.
+/// against the request before it. The date has a line of its own, at first and when it changes.
 class TraceFormatter {
 public:
     TraceFormatter(const TraceStyle &style, const TraceFilter &filter);

@@ -15,14 +15,14 @@
 
 namespace kelpo {
 
-/// How long a write waits for its turn when the user has not said so.
+/// How long a write waits for its turn, unless the user says otherwise.
 constexpr std::chrono::milliseconds default_write_deadline{5000};
 
 /// What has become of a write that was asked for.
 struct WriteResult {
     enum class Kind {
         done,
-        failed,  ///< or nobody knows: the text says whether it may have been carried out
+        failed,  ///< or it is not known: the text says whether it may have been carried out
         expired  ///< was not sent before its deadline, and is not sent any more
     };
 
@@ -32,9 +32,9 @@ struct WriteResult {
     std::string text;  ///< why it is not done, for the user
 };
 
-/// The writes that a user has asked for and that are not through. Each waits until the link is free for it, or until
-/// its deadline: from then on it is not begun any more. One request at a time is handed to the link, so none waits
-/// where it cannot be called back. Each write gets one result.
+/// The writes that a user has asked for and that are not complete. Each waits until the link is free for it, or until
+/// its deadline: from then on it is not begun any more. One request at a time is passed to the link, so none waits
+/// where it cannot be withdrawn. Each write gets one result.
 ///
 /// Gets the time with each call, and has no lock.
 class WriteQueue {
@@ -52,29 +52,30 @@ public:
     int add(std::vector<WritePart> parts, Time asked, std::chrono::milliseconds within);
 
     /// The request that is to be sent at once: the next part of a write that was begun, or the first of the next write
-    /// that is in time. Nothing while one is under way. Only to be asked for while the line is open.
+    /// that is in time. Nothing while one is under way. Only to be called while the line is open.
     std::optional<Request> next(Time now);
 
     /// The number of the request that is under way.
     std::optional<int> under_way() const;
 
-    /// The frame of a request is about to leave; `writes` says whether the controller changes anything when it gets it.
-    /// False when its write is late and nothing of it has been sent that does: it has ended then as expired.
+    /// The frame of a request is about to be sent; `writes` says whether the controller changes anything when it gets
+    /// it. False when its write is late and nothing of it has been sent that does: it has ended then as expired.
     bool may_leave(int number, bool writes, Time now);
 
-    /// The driver has said that the request is through. exchanged() says how.
+    /// The driver has said that the request has ended. exchanged() says how.
     void ended(int number, bool well);
 
-    /// A request was given up, or is through when ended() has said so: `failure` is why not.
+    /// A request was given up, or has ended if ended() has said so: `failure` says why it failed.
     void exchanged(int number, bool comes_again, const std::optional<Failure> &failure);
 
-    /// The driver has the request under way no longer, and has sent nothing.
+    /// The driver does not have the request any more, and has sent nothing.
     void dropped(const std::string &why);
 
-    /// The write that was begun fails: nobody knows whether the request under way was carried out. The others wait on.
+    /// The write that was begun fails: it is not known whether the request under way was carried out. The others keep
+    /// waiting.
     void line_lost(const std::string &why);
 
-    /// Ends what is too late. A write of which something was sent is carried through.
+    /// Ends writes that are too late. If a part of a write was sent, the write is completed.
     void expire(Time now);
 
     /// Fails what waits for the station. A write that was begun goes on.
@@ -85,7 +86,7 @@ public:
     void station_rests(int station, const std::string &why);
     void rest_ended(int station);
 
-    /// Fails all there is.
+    /// Fails all writes.
     void end(const std::string &why, ExitCode code);
 
     /// True until the write has its result.
@@ -108,9 +109,9 @@ private:
         std::vector<WritePart> parts;
         Time asked;
         std::chrono::milliseconds within;
-        std::size_t begun = 0;           // parts that were handed over, the one under way counted in
+        std::size_t begun = 0;           // parts that were passed on, including the one under way
         bool was_sent = false;           // something that the controller may have carried out
-        std::optional<int> under_way;    // number of the last of them, until it is through
+        std::optional<int> under_way;    // number of the last of them, until it has ended
         std::optional<bool> ended_well;  // of the same, as the driver said
         std::optional<Failure> failure;  // of the same, of the last exchange
     };

@@ -41,8 +41,8 @@ void Writer::end(const std::string &why, ExitCode code) {
 }
 
 void Writer::about_to_ask() {
-    // A request goes out as soon as it is queued. One that has ended without an exchange, the driver has thrown away:
-    // that is what it does when the station was switched off in between.
+    // A request is sent as soon as it is queued. If it has ended without an exchange, the driver has dropped it: it
+    // does that when the station was switched off in between.
     const bool dropped = handed_over_ && driver_.take_outcome(handed_over_->name);
     if (dropped)
         handed_over_.reset();
@@ -100,7 +100,7 @@ void Writer::line_lost(const std::string &why, std::chrono::milliseconds) {
     }
     if (!handed_over_)
         return;
-    // Otherwise it would be sent again when the line is back, however late.
+    // Otherwise it would be sent again when the line is back, even if that is very late.
     driver_.give_up(handed_over_->name);
     driver_.take_outcome(handed_over_->name);
     handed_over_.reset();

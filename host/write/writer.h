@@ -9,9 +9,9 @@
 
 namespace kelpo {
 
-/// Writes to controllers over a link: hands one request at a time to the driver, from the link's own thread and right
-/// before the driver is asked for its next one, so that it goes out at once or not at all. Any thread may ask for
-/// writes and look. Nothing else may queue writes in the driver, which would come between.
+/// Writes to controllers over a link: passes one request at a time to the driver, from the link's own thread and right
+/// before the driver is asked for its next one, so that it is sent at once or not at all. Any thread may ask for writes
+/// and read the results. Nothing else may queue writes in the driver; they would come in between.
 class Writer : public LinkWatcher {
 public:
     using Clock = std::function<WriteQueue::Time()>;
@@ -41,7 +41,7 @@ public:
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
 private:
-    // The request that was handed to the driver and has not ended there.
+    // The request that was passed to the driver and has not ended there.
     struct HandedOver {
         RequestName name;
         int number;  // in the queue
