@@ -61,7 +61,7 @@ std::string about_unknown_word(const CLI::App &program) {
     return "nothing takes the argument " + unknown.front();
 }
 
-// The library's own words for a number that is out of its range differ from version to version.
+// The library's own message for a number that is out of its range differs from version to version.
 template <typename Number> void check_range(CLI::Option &option, Number least, Number most) {
     const CLI::Range range(least, most);
     const auto complaint = [range, least, most](const std::string &typed) {

@@ -24,10 +24,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Says why a text is no value of an option, or nothing when it is one.
+/// Says why a text is not a value of an option, or nothing when it is one.
 using Check = std::function<std::string(const std::string &)>;
 
-/// An option, flag or argument of a command, to say more about it. Owned by the command line that it belongs to.
+/// An option, flag or argument of a command, to set more of its properties. Owned by the command line that it belongs
+/// to.
 class Option {
 public:
     explicit Option(CLI::Option *option) : option_(option) {}
@@ -43,11 +44,11 @@ public:
     Option &type_name(const char *word);
     /// What the help shows as the value when none is given.
     Option &default_str(const std::string &text);
-    /// The help shows the variable's present value as that.
+    /// The help shows the variable's present value as the default.
     Option &capture_default_str();
     /// The heading of the help under which it is listed.
     Option &group(const char *heading);
-    /// Given more than once, the last counts.
+    /// If it is given more than once, the last one counts.
     Option &take_last();
     /// Each value has an option's name of its own before it.
     Option &one_value_each();
@@ -110,7 +111,7 @@ private:
 /// A program's command line. The variables that its options fill must live until it is parsed.
 class CommandLine {
 public:
-    /// `name` is what the user calls the program by; help and errors show it. `version` is what --version tells.
+    /// `name` is what the user calls the program by; help and errors show it. `version` is what --version prints.
     CommandLine(const std::string &meaning, const std::string &name, const std::string &version);
     ~CommandLine();
     CommandLine(const CommandLine &) = delete;
@@ -120,9 +121,9 @@ public:
     Command command() const;
 
     /// Reads the arguments, which are those of main without the program's name, and does what the command called does.
-    /// Nothing when it has run, or when there was nothing to run. Otherwise what the program is to end with: 0 after
-    /// --help and --version, whose text goes to `out`; 2 after a UsageError, of the options or of the command, of which
-    /// one line to `error` tells.
+    /// Nothing when it has run, or when there was nothing to run. Otherwise the program's exit code: 0 after --help and
+    /// --version, whose text goes to `out`; 2 after a UsageError, of the options or of the command, which is reported
+    /// in one line to `error`.
     std::optional<int> parse(const std::vector<std::string> &arguments, std::ostream &out, std::ostream &error);
 
 private:

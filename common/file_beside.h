@@ -6,9 +6,9 @@
 
 namespace common {
 
-/// A new file that gets its name when it is whole. Until then it is beside that place under a name that was free, so
-/// that what somebody else put there is neither followed nor touched, and what has the name keeps it. It is removed at
-/// its end when it was not put in place.
+/// A new file that gets its name when it is complete. Until then it is in the same folder under a free name, so that
+/// what somebody else put there is neither followed nor touched, and a file that has the name already stays. The
+/// destructor removes the file if it was not put in place.
 class FileBeside {
 public:
     /// Makes the file, empty, to be read and written. Throws std::system_error.

@@ -7,7 +7,7 @@
 
 namespace common {
 
-/// The one of `known` that differs from `name` by least, when that is little; capital letters count as small ones.
+/// The one of `known` that differs least from `name`, if the difference is small; capital letters count as small ones.
 std::optional<std::string> nearest(std::string_view name, const std::vector<std::string> &known);
 
 }  // namespace common

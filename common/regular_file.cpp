@@ -35,7 +35,7 @@ FileContent read_from(int file, std::size_t most) {
 }
 
 FileContent start_of(const std::string &path, std::size_t most) {
-    // A device is not even opened, which may do something to it.
+    // A device is not even opened, since that may have an effect on it.
     struct stat status {};
     if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
         return {std::nullopt, why_not(status)};

@@ -16,8 +16,8 @@ struct FileContent {
     std::string error;
 };
 
-/// The content of the regular file `path`, of at most largest_text_file bytes. What is no such file, a pipe or a
-/// terminal, is not waited for.
+/// The content of the regular file `path`, of at most largest_text_file bytes. There is no wait for anything else, such
+/// as a pipe or a terminal.
 FileContent content_of_file(const std::string &path);
 
 /// True when `path` is a regular file that starts with these bytes.

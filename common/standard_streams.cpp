@@ -9,7 +9,7 @@
 namespace common {
 namespace {
 
-// Whoever closes a pipe has read enough: nothing is reported.
+// A reader that closes a pipe has read enough: nothing is reported.
 bool reader_is_gone() {
     pollfd reader{STDOUT_FILENO, 0, 0};
     return poll(&reader, 1, 0) > 0 && (reader.revents & (POLLERR | POLLHUP)) != 0;

@@ -5,7 +5,7 @@
 namespace common {
 namespace {
 
-// Over-long forms, surrogates and what lies beyond the last code point show in the second byte.
+// Over-long forms, surrogates and values beyond the last code point can be seen in the second byte.
 bool second_byte_fits(unsigned char first, unsigned char second) {
     switch (first) {
     case 0xE0:

@@ -15,7 +15,7 @@ using Moment = plc::Moment;
 /// One address that a request from the line wrote, with what it held before.
 using LoggedWrite = plc::LoggedWrite;
 
-/// What the controller says that it holds and held.
+/// What the controller holds and held, by its own account.
 class ControllerMemory {
 public:
     virtual ~ControllerMemory() = default;
@@ -27,7 +27,7 @@ public:
     virtual std::optional<bool> coil(int station, int address, Moment moment) const = 0;
     virtual std::optional<std::uint16_t> holding_register(int station, int address, Moment moment) const = 0;
 
-    /// Number of requests that the station has seen; nothing when there is no such station.
+    /// Number of requests that the station has received; nothing when there is no such station.
     virtual std::optional<std::uint64_t> requests_to(int station) const = 0;
 
     /// Number of addresses that were written from the line so far.

@@ -85,7 +85,7 @@ private:
     Exerciser exerciser_;
     Panel panel_;
     int blocks_;
-    asio::io_context events_;  // run by the main thread; its end is the end of the demonstration
+    asio::io_context events_;  // run by the main thread; when it ends, the demonstration ends
     Clock::time_point started_;
     Clock::duration time_{};
 };

@@ -14,7 +14,7 @@ const std::vector<DemoRow> &demo_list() {
     using K = Kind;
     // clang-format off
     static const std::vector<DemoRow> rows = {
-        // name, station, type, address, count, view; where it lies in the controller; whether it moves
+        // name, station, type, address, count, view; where it is in the controller; whether it moves
 
         // Station 1: every register type once at least.
         {{"pump 1 runs",       1,  0, "0",     1, V::bits},           K::coil,      {{1200, 1}},                   true},

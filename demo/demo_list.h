@@ -6,7 +6,7 @@
 
 namespace kelpo {
 
-/// How a variable's values lie in the controller.
+/// How a variable's values are stored in the controller.
 enum class Kind {
     coil,       ///< a value is a coil
     word,       ///< a value is a holding register
@@ -14,7 +14,7 @@ enum class Kind {
     word_bit    ///< a value is a bit of a holding register
 };
 
-/// Neighbouring values of a variable that come with one reply.
+/// Adjacent values of a variable that come with one reply.
 struct Place {
     int modbus_address;  ///< of the first value
     int values;          ///< how many

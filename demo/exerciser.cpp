@@ -37,7 +37,7 @@ std::string text_of(const std::vector<int> &numbers) {
     return text.empty() ? "none" : text;
 }
 
-// Bits in a row, and of many numbers the first and the last.
+// Bits in a row; if there are many numbers, the first and the last.
 std::string short_text(const Variable &variable, const Values &values) {
     if (variable.view == View::bits || values.size() <= 4)
         return text_of(variable.view, values);
@@ -109,7 +109,7 @@ void Exerciser::lose_replies(int round) {
     // Nothing is polled while the driver waits for a reply that does not come.
     at_rest_ = all_stations;
     // In this order: the driver adds up the failed replies of all requests until it gives one up. The dropped reply
-    // leaves one failure behind, and the request that is never answered takes it away again.
+    // leaves one failure counted, and the request that is never answered clears the count.
     drop_reply();
     pause(time_between_subjects);
     leave_unanswered(round);
@@ -192,7 +192,7 @@ std::string Exerciser::fault_of_once_read(const DemoRow &row, int id, bool to_be
         return "the driver reported the results " + text_of(outcome.results);
     if (to_be_dropped && outcome.failures.empty())
         return "the controller dropped no reply (was it started with the fault?)";
-    // Read in this time and at no other: no poll asks for it.
+    // Read in this time and at no other: it is not polled.
     if (Judge(memory_).judge(row, values, {before, after}) != Verdict::right)
         return "the controller did not hold the value";
     return std::string();
@@ -244,7 +244,7 @@ std::string Exerciser::fault_of_switched_station() {
 
     set_station(off);
     events_.put("station " + std::to_string(switched_station) + " is switched off");
-    // What is in flight may still go out.
+    // A request in flight may still be sent.
     wait_for_exchanges(most_tries_of_one_frame);
     const auto requests = memory_.requests_to(switched_station);
     const auto shown = now_shown();

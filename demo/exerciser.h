@@ -21,7 +21,7 @@ namespace kelpo {
 constexpr int no_station = 0;
 constexpr int all_stations = -1;
 
-/// What the exercises are about.
+/// The kinds of exercises.
 enum class Subject { write, read_only, once_read, station_switch, dropped_reply, unanswered };
 constexpr std::size_t subject_count = 6;
 
@@ -43,17 +43,17 @@ struct ExerciseScores {
     Score total() const;
 };
 
-/// Takes the driver through everything but polling, while the link loop runs: writes, once-reads, a station switched
-/// off, replies that fail. Judges each by the controller's own account.
+/// Puts the driver through everything but polling, while the link loop runs: writes, once-reads, a station switched
+/// off, replies that fail. Judges each by the controller's memory.
 class Exerciser {
 public:
-    /// `notes` are the link's; nobody else may take them. Each exercise is told in `events`, in one line. All must
+    /// `notes` are the link's; nobody else may take them. Each exercise is reported in `events`, in one line. All must
     /// outlive the exerciser.
     Exerciser(const DriverLibrary &driver, const ControllerMemory &memory, const LinkStatistics &link, LinkNotes &notes,
               Mailbox<std::string> &events, StopSignal &stop);
 
     /// Waits for the first pass, then does one round, or rounds without end, until the stop flag is raised. An exercise
-    /// that the stop breaks off does not count. For a thread of its own, which calls the driver's host side.
+    /// that the stop interrupts does not count. For a thread of its own, which calls the driver's host side.
     void run(bool without_end);
 
     /// Counts the give-ups that came after run(). To be called when the link loop has ended.
@@ -62,8 +62,8 @@ public:
     /// From any thread.
     ExerciseScores scores() const;
 
-    /// Whose values stand still now, on purpose: a station's, `no_station` or `all_stations`. Set before they come to
-    /// rest, and back to `no_station` when all have been read again.
+    /// The station whose values do not change now, on purpose, or `no_station` or `all_stations`. Set before they stop
+    /// changing, and back to `no_station` when all have been read again.
     const std::atomic<int> &at_rest() const {
         return at_rest_;
     }

@@ -38,12 +38,12 @@ Values WriteExercise::values_in_round(int round) const {
 }
 
 // Where a low range ends, the high range begins in a moving zone: a write across the boundary is overwritten there at
-// the next moment, but stands in the controller's log. Bits of types 2 and 3 are written one by one, bits in words with
-// a read of the word before each.
+// the next moment, but is in the controller's log. Bits of types 2 and 3 are written one by one, bits in words with a
+// read of the word before each.
 const std::vector<WriteExercise> &write_exercises() {
     // clang-format off
     static const std::vector<WriteExercise> exercises = {
-        // name, station, type, address, count, view; where it lies; whether it moves; values
+        // name, station, type, address, count, view; where it is; whether it moves; values
         {{{"inlet release",    1,  1, "200",       1, V::bits},           K::coil,      {{128, 1}},                 false}, {1}},
         {{{"gate commands",    2,  1, "310",      10, V::bits},           K::coil,      {{200, 10}},                false}, bits("1011001011")},
         {{{"alarm reset",      1,  2, "100",       1, V::bits},           K::coil,      {{2100, 1}},                false}, {1}},

@@ -8,11 +8,11 @@ namespace kelpo {
 
 /// A write to be tried. Nothing else in the demonstration shows or writes these addresses.
 struct WriteExercise {
-    DemoRow target;  ///< `moves`: the controller overwrites the place, or the word around the bit, every moment
+    DemoRow target;  ///< `moves`: the controller overwrites the place, or the word that holds the bit, every moment
     Values values;   ///< for the first round; see values_in_round
 
-    /// What to write in the round, counted from 0: bits are turned over, numbers counted up, so that a write that does
-    /// not happen cannot be taken for one that does.
+    /// What to write in the round, counted from 0: bits are inverted, numbers increased, so that a write that does not
+    /// happen cannot be taken for one that does.
     Values values_in_round(int round) const;
 };
 

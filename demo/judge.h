@@ -24,7 +24,7 @@ enum class Verdict {
 /// "name (station 1, type 7, address 100)".
 std::string name_of(const Variable &variable);
 
-/// Compares shown values with what the controller held, by the controller's own account.
+/// Compares shown values with what the controller held, by the controller's memory.
 ///
 /// The values of one place must all be of one moment, since one reply brought them; two places of a variable may be of
 /// different moments.

@@ -5,7 +5,7 @@
 
 namespace kelpo {
 
-/// Something that the link thread learned about a request: what a callback told, or a reply that was not good.
+/// Something that the link thread learned about a request: what a callback reported, or a reply that was not good.
 struct LinkNote {
     enum class Kind {
         result,        ///< write-result callback; `value` is the status, 1 = done, 2 = failed
@@ -19,7 +19,7 @@ struct LinkNote {
     int value;
 };
 
-/// Puts what is told into a mailbox, for a thread that may take its time.
+/// Puts what is reported into a mailbox, for a thread that may be slow.
 class LinkNotes : public LinkWatcher {
 public:
     std::vector<LinkNote> take() {

@@ -37,7 +37,7 @@ void Panel::refresh() {
 }
 
 void Panel::take(const DemoRow &row, Shown &shown) {
-    // Looked at first: it is set before the values come to rest, and cleared after they move again.
+    // Read first: it is set before the values stop changing, and cleared after they change again.
     const int resting = at_rest_;
     const bool rests = resting == all_stations || resting == row.variable.station;
     const Moment before = memory_.moment();

@@ -22,7 +22,7 @@ struct Shown {
     Cell::Mark mark = Cell::Mark::plain;
 };
 
-/// The screen's side: takes the values of the demonstration's list out of the driver and has them judged. A value is
+/// The screen's side: takes the values of the demonstration's list from the driver and has them judged. A value is
 /// right if it is what the controller held at that moment or the moment before. For one thread.
 class Panel {
 public:

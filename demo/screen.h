@@ -14,7 +14,7 @@ struct Cell {
         plain,
         fresh,  ///< changed a moment ago
         wrong,
-        at_rest  ///< is not asked for at present
+        at_rest  ///< is not polled at present
     };
 
     std::string name;
@@ -31,14 +31,14 @@ struct ScreenSize {
 };
 
 /// The table as lines of at most `size.columns` characters: a heading, then the cells down the columns, in as many
-/// columns as `size.lines` calls for and the width allows. What does not fit stands on further pages; `page` may be any
-/// number and wraps around. Names are shown where a column is wide enough. `styled` adds terminal control sequences for
-/// the marks, which take no room on the screen.
+/// columns as `size.lines` needs and the width allows. What does not fit is on further pages; `page` may be any number
+/// and wraps around. Names are shown where a column is wide enough. `styled` adds terminal control sequences for the
+/// marks, which take no room on the screen.
 std::vector<std::string> table_of(const std::vector<Cell> &cells, ScreenSize size, std::size_t page, bool styled);
 
-/// Shows the table on a terminal, in place, with the last few events below it; or, where there is no terminal, a line
-/// for each event and a status line a second.
-/// The terminal gets back what it showed before when the object goes. Styles are left out if NO_COLOR is set.
+/// Shows the table on a terminal, in place, with the last few events below it; or, without a terminal, a line for each
+/// event and a status line per second. The destructor restores what the terminal showed before. Styles are left out if
+/// NO_COLOR is set.
 class Screen {
 public:
     /// Shows on the open file `descriptor`, which must outlive the screen.

@@ -8,10 +8,10 @@
 
 namespace kelpo {
 
-/// Compares a finished write of `values` to `target` with the controller's own account. `log` is all that the line
-/// wrote since the write was asked for. Returns what is wrong, or nothing when
-/// - every address was written with its value, and nothing else was written; a write may stand there several times,
-///   since one whose reply was lost is sent again;
+/// Compares a finished write of `values` to `target` with the controller's memory. `log` is everything that was written
+/// from the line since the write was asked for. Returns what is wrong, or nothing when
+/// - every address was written with its value, and nothing else was written; a write may be there several times, since
+///   one whose reply was lost is sent again;
 /// - of a bit in a word, each write changed that one bit and left the others as the controller held them just before,
 /// or
 ///   at the end of the moment before, in which the driver may have read them;

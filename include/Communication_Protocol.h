@@ -16,7 +16,7 @@
 
 /// One PLC variable that is to be read or written.
 ///
-/// The host builds it and hands it in by pointer or reference; the driver keeps copies. Copies made by assignment carry
+/// The host builds it and passes it by pointer or reference; the driver keeps copies. Copies made by assignment carry
 /// all fifteen fields.
 struct RW_VAR {
     int var_group;  ///< first half of the host's identity of the variable; 0 to 11 also shifts the driver's error codes
@@ -43,20 +43,21 @@ struct RW_VAR {
 
 /// One request frame that the driver has built and the host is to send.
 ///
-/// Owned by the driver; a pointer to one stays valid until the DataCom call that takes the frame out of flight.
+/// Owned by the driver; a pointer to one stays valid until the DataCom call that removes the frame from those in
+/// flight.
 struct Protocol {
     QByteArray frame;  ///< the request, ready to send
     int send_len;      ///< number of bytes of `frame` to send
-    int reply_len;     ///< bytes of the expected reply; -1 accepts any length, 0 means that no reply is awaited
+    int reply_len;     ///< bytes of the expected reply; -1 accepts any length, 0 means that no reply is expected
     int data_offset;   ///< index of the first data byte in the reply
     int data_len;      ///< number of data bytes in the reply
     RW_VAR var;        ///< a copy of the variable that the frame serves, reduced to the frame's part of it
 
-    /// An empty frame that awaits no reply.
+    /// An empty frame that expects no reply.
     Protocol() : send_len(0), reply_len(0), data_offset(0), data_len(0) {}
 };
 
-/// An extension record. The driver keeps a list of them for the host's sake and touches it only at construction.
+/// An extension record. The driver keeps a list of them only for the host, and accesses it only at construction.
 struct EXTENDVAR {
     int ext_a;
     int ext_b;
@@ -89,9 +90,9 @@ struct ComInfo {
     int write_mode;       ///< word 16: 2: SetRegisterData sends writes to the PLC; else it fills the cache only
     /// word 17: becomes 1 when there is nothing to send, and with the good reply that exceeds the number of blocks of
     /// the read list. Writes and once-reads of this area count too, replies of another area do not; a give-up sets it
-    /// to 0 and starts the count anew. So it may rise with blocks unread, or never: it is no proof that everything was
-    /// read. Stays 1 until a rebuild, a give-up, or the host sets it to 0; the driver changes it with `list_mutex`
-    /// held.
+    /// to 0 and restarts the count. So it may be set while blocks are unread, or never: it does not prove that
+    /// everything was read. Stays 1 until a rebuild, a give-up, or the host sets it to 0; the driver changes it with
+    /// `list_mutex` held.
     int finish_flag;
     int channel_id;  ///< word 18: first argument of the write-result callback
 };
@@ -107,7 +108,7 @@ typedef void (*comm_error_fn)(QList<RW_VAR> *, int, int);
 /// The driver's whole state. The library holds the only instance, PLC_driver; there is no handle and no second one.
 ///
 /// Locks: `list_mutex` guards the variable lists, the building of frames, `last_op` and the counters; `cache_mutex` the
-/// three caches; `station_mutex` the set of disabled stations. Where two are held, `list_mutex` is taken first. None is
+/// three caches; `station_mutex` the set of disabled stations. If two are held, `list_mutex` is taken first. None is
 /// recursive. The host may look at the members, but must hold the lock that guards what it looks at while other
 /// threads use the driver.
 class Communication_Protocol {
@@ -116,7 +117,7 @@ public:
     Communication_Protocol();
 
     /// The register class that shares one address space with `type`: 12 and 15 belong to 7, 14 and 16 to 8, 17 to 11;
-    /// every other value, also one outside 0 to 17, is its own class. Uses no state.
+    /// every other value, including those outside 0 to 17, is its own class. Uses no state.
     int get_plc_reg(int type);
 
     /// Replaces `reg_type` of `var` by its class and adjusts `reg_count` to the units of that class: rounded up to an
@@ -124,7 +125,7 @@ public:
     /// pass through here exactly once. Uses no state.
     void update_info(RW_VAR *var);
 
-    /// Replaces `address` of register type `type` by the Modbus address it stands for (see docs/address-map.md). A type
+    /// Replaces `address` of register type `type` by the Modbus address that it means (see docs/address-map.md). A type
     /// outside 0 to 17 leaves it unchanged. For types 15 to 17 the caller passes the register, not register x 16 + bit.
     /// Plain 32-bit addition, never an error. Uses no state.
     void get_offset_address(int type, int &address);
@@ -159,8 +160,8 @@ public:
 /// The driver's state, built when the library is loaded and destroyed when it is unloaded.
 extern Communication_Protocol PLC_driver;
 
-/// The host's local bit memory, local word memory and third area, as handed to FlashLocalRegister; owned by the host
-/// and never looked into by the driver. Null until then.
+/// The host's local bit memory, local word memory and third area, as passed to FlashLocalRegister; owned by the host
+/// and never accessed by the driver. Null until then.
 extern void *LB;
 extern void *LW;
 extern void *RWI;

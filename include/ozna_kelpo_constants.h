@@ -1,7 +1,7 @@
 /* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
-/// A name for every number that the driver's interface gives a meaning. Plain C++98; needs nothing, not even Qt.
+/// A name for every number that has a meaning in the driver's interface. Plain C++98; needs nothing, not even Qt.
 ///
-/// The records and the functions keep their `int`s: an enumerator goes where the number went.
+/// The records and the functions keep their `int`s: use an enumerator where the number was.
 #ifndef OZNA_KELPO_CONSTANTS_H
 #define OZNA_KELPO_CONSTANTS_H
 
@@ -33,8 +33,8 @@ enum RegisterType {
     register_types = 18    ///< how many there are
 };
 
-/// What PLCAddressChangeIntef and StringAddressToInt return for a text that is no address. Other negative numbers are
-/// none either.
+/// What PLCAddressChangeIntef and StringAddressToInt return for a text that is not an address. Other negative numbers
+/// are not addresses either.
 enum { no_address = -1 };
 
 /// ComInfo::write_mode: where SetRegisterData writes to. Every number but 2 means the cache.
@@ -44,17 +44,17 @@ enum WriteMode { write_to_cache = 0, write_to_controller = 2 };
 enum StationMode {
     station_off = 0,  ///< disables the station
     station_on = 1,   ///< enables it
-    any_mode = 7      ///< says that the mode does not matter, beside `all_stations`
+    any_mode = 7      ///< says that the mode does not matter, together with `all_stations`
 };
 
-/// First argument of EnableEthernet and EnCommStation that enables every station, whatever the mode. So does every
-/// number below 0.
+/// First argument of EnableEthernet and EnCommStation that enables every station, with any mode. So does every number
+/// below 0.
 enum { all_stations = -1 };
 
 /// Second argument of AddListOnceReadVar. Every number but 1 parses the address text.
 enum OnceReadMode {
     parse_and_cut = 0,  ///< the address text is parsed, the variable cut into pieces, the queue kept to its size
-    queue_as_it_is = 1  ///< the record as it is, however many wait
+    queue_as_it_is = 1  ///< the record unchanged, without a limit to how many wait
 };
 
 /// Fourth argument of the write-result callback.
@@ -65,18 +65,18 @@ enum { given_up_flag = 1 };
 
 /// How much the driver holds and sends.
 enum Limit {
-    most_queued = 1024,  ///< entries of the write queue, and of the once-read queue (but for `queue_as_it_is`)
+    most_queued = 1024,  ///< entries of the write queue, and of the once-read queue (except for `queue_as_it_is`)
     most_units_per_request = 100,  ///< what SetComInfo lowers ComInfo::max_count to
     most_bits_per_block = 160,     ///< of a polled block
     most_double_words = 50,        ///< 32-bit values in one polled block of type 13, and in one write of types 12 to 14
-    most_double_words_modbus = 62,  ///< 32-bit values that Modbus lets one request read: it has 125 registers
+    most_double_words_modbus = 62,  ///< 32-bit values that one Modbus request can read: it has 125 registers
     most_in_a_row = 5               ///< writes, or once-reads, before a polled block has its turn
 };
 
-/// Protocol::reply_len where it is no length.
+/// Protocol::reply_len where it is not a length.
 enum ReplyLength {
     any_length = -1,  ///< collect until the line is silent
-    no_reply = 0      ///< nothing is awaited
+    no_reply = 0      ///< no reply is expected
 };
 
 /// RW_VAR::var_group and RW_VAR::var_id of a polled block.
@@ -94,13 +94,13 @@ enum RecordKind { read_record = 0, write_record = 1 };
 /// Communication_Protocol::last_op: the request that was built last.
 enum LastOperation { cyclic_read_built = 0, write_built = 1, once_read_built = 2, nothing_built = 100 };
 
-/// What fills the place of value bytes that a write was not given.
+/// What is used for value bytes that a write was not given.
 enum { missing_byte = 0x30 };
 
 /// Driver return codes: RW_VAR::ret_value of what DataCom returns. The code of a request that was given up is the first
 /// of its range plus the `var_group` of its variable, when that is 0 to 11; else the first of its range.
 enum ReturnCode {
-    code_sent_again = 0,  ///< the reply failed; ComCommunication gives the same frame again
+    code_sent_again = 0,  ///< the reply failed; ComCommunication returns the same frame again
     code_good = 1,        ///< a good reply, or nothing was in flight
     code_check_failed_first = 11,
     code_check_failed_last = 22,
@@ -115,8 +115,8 @@ enum ReturnCode {
     code_remote_no_reply_last = 152,
     code_remote_wrong_length_first = 171,
     code_remote_wrong_length_last = 182,
-    code_no_outcome = 200,  ///< GetDriverReturnValue's for a kind that it does not know; DataCom never returns it
-    code_not_now = 1000     ///< the five bytes with which a controller asks for patience; the frame stays in flight
+    code_no_outcome = 200,  ///< GetDriverReturnValue returns it for an unknown kind, DataCom never
+    code_not_now = 1000     ///< the five bytes with which a controller asks to wait; the frame stays in flight
 };
 
 /// Number of groups that have return codes of their own: 0 to 11.
@@ -125,12 +125,12 @@ enum { groups_told_apart = 12 };
 /// What a driver return code says.
 enum Outcome {
     sent_again,    ///< the reply failed, the frame is not given up yet
-    good,          ///< the reply was taken
+    good,          ///< the reply was accepted
     check_failed,  ///< given up: station, function or CRC were not right
     silent,        ///< given up: no reply
     wrong_length,  ///< given up: a reply of the wrong length, exceptions included
-    not_now,       ///< the controller asked for patience; the frame stays in flight
-    unknown_code   ///< none of DataCom's
+    not_now,       ///< the controller asked to wait; the frame stays in flight
+    unknown_code   ///< not a code of DataCom
 };
 
 /// What `ret_value` says, for requests of this area and of another alike.

@@ -1,5 +1,5 @@
 /* Copyright 2026 the ozna kelpo port authors. SPDX-License-Identifier: MIT */  /// \file
-/// What a host of the driver needs beside the driver: loading it, and small functions that each end a trap.
+/// What a host needs in addition to the driver: loading it, and small functions that each avoid a trap.
 ///
 /// Everything is in this header. It compiles as C++98 and up, with Qt 4.8 to 6, needs only Qt core and the C
 /// library, and adds nothing to the driver's exports. docs/host-guide.md names the traps; `man ozna_kelpo_host`
@@ -44,8 +44,8 @@ private:
 /// @{
 
 /// A place of the controller, all fields set: type, address text in the syntax of the type, number of units (for types
-/// 12 to 14 in 16-bit registers), and station, which counts while ComInfo::multi_station is not 0. A HOST_VAR that is
-/// declared without this, or without `= HOST_VAR()`, holds what the memory held.
+/// 12 to 14 in 16-bit registers), and station, which is used while ComInfo::multi_station is not 0. A HOST_VAR that is
+/// declared without this, or without `= HOST_VAR()`, holds what was in the memory.
 inline HOST_VAR place(int reg_type, const QString &address, int units, int station_no) {
     HOST_VAR var = HOST_VAR();
     var.reg_type = static_cast<unsigned char>(reg_type);
@@ -82,7 +82,7 @@ inline bool is_32_bit(int reg_type) {
 }
 
 /// Bytes that GetRegisterData gives for `units` of `reg_type`, and that SetRegisterData should be given. Less than that
-/// is filled up with bytes 0x30; of types 12 and 14 a byte is lost besides. 0 for a type that does not exist.
+/// is filled up with bytes 0x30; with types 12 and 14 one byte is also lost. 0 for a type that does not exist.
 inline int data_size(int reg_type, int units) {
     if (units <= 0 || reg_type < 0 || reg_type >= register_types)
         return 0;
@@ -93,7 +93,7 @@ inline int data_size(int reg_type, int units) {
 
 /// @}
 
-/// What the queueing calls below answer.
+/// What the queueing calls below return.
 enum Answer {
     queued,         ///< the whole request waits in its queue
     no_room,        ///< the queue has no room for all of it: nothing was queued, try again
@@ -151,8 +151,8 @@ struct Driver {
     /// @{
 
     /// True when `requests` more fit into the queue now. What does not fit is dropped by the driver without a report,
-    /// and the size that the call returns is 1024 for the last one accepted as for one that was dropped. Where several
-    /// threads queue, they need a lock of the host's around this and the call that queues.
+    /// and the size that the call returns is 1024 both for the last one accepted and for one that was dropped. If
+    /// several threads queue, they need a lock of the host around this and the call that queues.
     bool room_for(Queue queue, int requests) const {
         const Held held(PLC_driver->list_mutex);
         const QList<RW_VAR> &list = queue == write_queue ? PLC_driver->write_list : PLC_driver->once_read_list;
@@ -161,13 +161,13 @@ struct Driver {
 
     /// True while a part of the write or once-read of this group and id waits or is in flight. The driver cuts some
     /// requests into several, and a link that is quicker than the call that queues them reports what is done so far:
-    /// a report of the write-result callback is the end when nothing waits any more.
+    /// a report of the write-result callback is the last one when nothing waits any more.
     bool is_waiting(int group, int id) const {
         const Held held(PLC_driver->list_mutex);
         return holds(PLC_driver->write_list, group, id) || holds(PLC_driver->once_read_list, group, id);
     }
 
-    /// How many entries of the write queue a write of `units` becomes. 0 for what the driver does not write.
+    /// How many entries of the write queue a write of `units` takes. 0 for what the driver does not write.
     int requests_of_write(int reg_type, int units) const {
         if (units <= 0 || reg_type <= bits_0 || reg_type >= register_types)
             return 0;
@@ -199,8 +199,8 @@ struct Driver {
     }
 
     /// Queues `where` to be read once, in polled_form() and in pieces that Modbus allows, when there is room for all of
-    /// it. Each piece ends with a call of the write-result callback with `group` and `id`. A piece that waits already
-    /// is not queued again. For one thread at a time.
+    /// it. Each piece ends with a call of the write-result callback with `group` and `id`. A piece that is queued
+    /// already is not queued again. For one thread at a time.
     Answer read_once(const HOST_VAR &where, int group, int id) const {
         HOST_VAR rest = polled_form(where);
         const int address = PLCAddressChangeIntef(rest.reg_type, rest.addr_text);
@@ -230,8 +230,8 @@ struct Driver {
     /// @{
 
     /// True when the cache holds a value for every unit of `where`: it was read, or written by this host, since the
-    /// driver was loaded. GetRegisterData gives 0 for what it does not hold. A polled bit in a register counts by its
-    /// register. This, and not ComInfo::finish_flag, says when a new screen can be shown. Takes `cache_mutex`.
+    /// driver was loaded. GetRegisterData returns 0 for what it does not hold. For a polled bit in a register, its
+    /// register counts. This, and not ComInfo::finish_flag, says when a new screen can be shown. Takes `cache_mutex`.
     bool was_read(const HOST_VAR &where) const {
         const int address = PLCAddressChangeIntef(where.reg_type, where.addr_text);
         if (address < 0 || where.reg_count <= 0)
@@ -253,9 +253,9 @@ struct Driver {
         return true;
     }
 
-    /// The place as it is to be polled so that its value moves: a bit in a register (types 15 to 17) through the
-    /// registers that hold it, since the driver would ask for register word x 16 + bit; everything else as it is. The
-    /// value is still asked for by the bit's own address. A bit whose address does not parse comes back as it is.
+    /// The place to poll so that the value is updated: for a bit in a register (types 15 to 17) the registers that hold
+    /// it, since the driver would ask for register word x 16 + bit; everything else unchanged. GetRegisterData is still
+    /// called with the bit's own address. A bit whose address does not parse is returned unchanged.
     HOST_VAR polled_form(const HOST_VAR &variable) const {
         const int address = is_bit_of_word(variable.reg_type)
                                 ? PLCAddressChangeIntef(variable.reg_type, variable.addr_text)
@@ -272,8 +272,8 @@ struct Driver {
     /// The variables of `list`, by their position in it, that hold a 32-bit value (types 12 and 14) whose two registers
     /// the driver reads in two requests: because a block ends between them, or because the address map splits there
     /// (registers 7999 and 8000 of type 12, 255 and 256 of type 14). For one exchange such a value can be half old and
-    /// half new. To be called with the list that ReCreatReadVarList was given last. Another ComInfo::max_count moves
-    /// the ends of blocks. Takes `list_mutex`.
+    /// half new. Call it with the list that ReCreatReadVarList was given last. Another ComInfo::max_count moves the
+    /// ends of blocks. Takes `list_mutex`.
     QList<int> torn_values(const QList<HOST_VAR> &list) const {
         QList<RW_VAR> blocks;
         {
@@ -288,7 +288,7 @@ struct Driver {
     }
 
     /// True when ComInfo::finish_flag was 1; sets it to 0, so that the driver can raise it again. Takes `list_mutex`,
-    /// with which the driver changes it. It is no proof that all was read: see docs/host-guide.md.
+    /// with which the driver changes it. It does not prove that everything was read: see docs/host-guide.md.
     bool take_finish_flag() const {
         const Held held(PLC_driver->list_mutex);
         const bool raised = PLC_driver->com_info->finish_flag != 0;
@@ -383,8 +383,8 @@ protected:
 
 /// The reply that no controller gives to a broadcast: a request to station 0 is carried out by all and answered by
 /// none, and so would be given up. A host that sends a write to station 0 waits for the controllers' turnaround and
-/// hands this to DataCom instead of nothing. Empty for what cannot be broadcast: reads, and bits in registers (types 15
-/// to 17), which begin with a read; for those hand over nothing.
+/// passes this to DataCom instead of nothing. Empty for what cannot be broadcast: reads, and bits in registers (types
+/// 15 to 17), which begin with a read; for those pass no reply.
 inline QByteArray broadcast_reply(const Protocol &request) {
     const QByteArray &frame = request.frame;
     if (request.var.station_no != 0 || frame.size() < 8 || request.reply_len != 8)
@@ -429,7 +429,7 @@ inline Driver linked_driver() {
 }
 #endif
 
-/// The driver, loaded while the host runs, as a panel loads it. Nothing here is locked: load and unload from one
+/// The driver, loaded while the host runs, as a panel loads it. Nothing here takes a lock: load and unload from one
 /// thread, while no other uses the driver.
 class LoadedDriver : public Driver {
 public:
@@ -440,10 +440,10 @@ public:
         unload();
     }
 
-    /// Loads `file`: a path, or a name without a slash, which is looked for where the dynamic loader looks. One file
-    /// gives one driver, and one driver serves one line: false, with error() set, when this process has it already.
-    /// Also false when it cannot be loaded, is no driver, uses another major version of Qt than this host, or is of
-    /// another major version than these headers or older than they are.
+    /// Loads `file`: a path, or a name without a slash, which is searched where the dynamic loader searches. One file
+    /// gives one driver, and one driver serves one line: false, with error() set, when this process has loaded it
+    /// already. Also false when it cannot be loaded, is not a driver, uses another major version of Qt than this host,
+    /// or is of another major version than these headers or older than they are.
     bool load(const QByteArray &file = OZNA_KELPO_LIBRARY) {
         unload();
         is_copy_ = false;
@@ -452,8 +452,8 @@ public:
     }
 
     /// As load(), but loads a private copy of the file, kept in memory or in a temporary file that has no name any
-    /// more: a second line in this process is a second LoadedDriver with load_copy(). Works beside a driver that was
-    /// loaded by load(), and beside other copies.
+    /// more: a second line in this process is a second LoadedDriver with load_copy(). Works together with a driver that
+    /// was loaded by load(), and with other copies.
     bool load_copy(const QByteArray &file = OZNA_KELPO_LIBRARY) {
         unload();
         is_copy_ = true;
@@ -470,8 +470,8 @@ public:
     }
 
     /// Unloads the driver and loads it again as it was: SetComInfo clears nothing, so this is the way to begin with
-    /// empty queues, an empty cache and all stations on. The link must be idle; afterwards everything is to be set up
-    /// anew, from SetComInfo on. False, with error() set, when the file cannot be loaded any more, or when something
+    /// empty queues, an empty cache and all stations on. The link must be idle; afterwards everything must be set up
+    /// again, from SetComInfo on. False, with error() set, when the file cannot be loaded any more, or when something
     /// else in the process keeps it loaded.
     bool start_over() {
         const QByteArray file = asked_for_;
@@ -499,12 +499,12 @@ public:
         return error_;
     }
 
-    /// Path of the file that was loaded, or that the copy was made of, without links.
+    /// Path of the file that was loaded, or from which the copy was made, without links.
     const QByteArray &file() const {
         return file_;
     }
 
-    /// Version of the library, by the name of its file: "1.0.0"; less where the name says less; empty where it says
+    /// Version of the library, from the name of its file: "1.0.0"; shorter if the name says less; empty if it says
     /// nothing.
     const QByteArray &version() const {
         return version_;
@@ -543,7 +543,7 @@ private:
         return "this process has a driver that all its libraries see (linked, or loaded with RTLD_GLOBAL)";
     }
 
-    // Where a driver is seen by all libraries, a copy would use that one's state.
+    // If a driver is visible to all libraries, a copy would use its state.
     static int flags_of_copy() {
 #ifdef RTLD_DEEPBIND
         return dlsym(RTLD_DEFAULT, "PLC_driver") != 0 ? RTLD_DEEPBIND : 0;
@@ -552,7 +552,7 @@ private:
 #endif
     }
 
-    // Into handle_; reads what the file says of itself.
+    // Into handle_; reads what the file says about itself.
     bool open_library(const QByteArray &file, int flags) {
         if (!names_qt_of_host(file))
             return false;
@@ -571,7 +571,7 @@ private:
         return fits_qt() && fits_version();
     }
 
-    // The loader may take a copy for the library that is asked for by name alone. A copy has no path, but its link
+    // The loader may take a copy for the library that is requested by name alone. A copy has no path, but its link
     // holds the name of the file that it was made of.
     static QByteArray without_links(const QByteArray &path) {
         char *const resolved = realpath(path.constData(), 0);
@@ -594,8 +594,8 @@ private:
         return end < 0 ? QByteArray() : file.mid(end + 4);
     }
 
-    // Loading a driver of another Qt can be the end of the process, where the two Qts have symbols of the same names.
-    // So the library's own list of what it needs is looked at before, if the file is found.
+    // Loading a driver of another Qt can crash the process, if the two Qts have symbols of the same names. So the
+    // library's own list of what it needs is checked before, if the file is found.
     bool names_qt_of_host(const QByteArray &file) {
         static const char *const names[] = {"libQtCore.so.4", "libQt5Core.so.5", "libQt6Core.so.6"};
         const int first = 4, majors = 3;
@@ -684,7 +684,7 @@ private:
                need("SetRegisterData", SetRegisterData) && need("PLC_driver", PLC_driver) && is_fresh();
     }
 
-    // The state that the calls work on is this library's own, and nobody has used it.
+    // True when the state that the calls work on is this library's own, and nobody has used it.
     bool is_fresh() {
         const int nobody = 0x7FFFFFFF;
         EnableEthernet(nobody, station_off);

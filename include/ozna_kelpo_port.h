@@ -3,7 +3,7 @@
 ///
 /// Those in the extern "C" block are exported under their bare names and meant for lookup by name (dlsym); the others
 /// are exported under C++ names. Value bytes are low byte first, 16-bit and 32-bit values alike, in every call here.
-/// Nothing throws: what finds no memory is not done, and the results say so (docs/decisions.md). docs/host-guide.md has
+/// Nothing throws: what gets no memory is not done, and the results say so (docs/decisions.md). docs/host-guide.md says
 /// what calls with extreme counts cost. Pointers must be valid; SetComInfo and RegistCallBackFuncIntf come before
 /// everything else.
 #ifndef OZNA_KELPO_PORT_H
@@ -32,8 +32,8 @@ extern "C" {
 /// \name Configuration, while the link is idle; no lock is taken
 /// @{
 
-/// Keeps `info` for the driver's whole life, sets its state_a and state_b to 0 and lowers max_count to 100 when it is
-/// larger (values of 100 and below, negative ones included, stay). The host keeps ownership.
+/// Keeps `info` as long as the driver is loaded, sets its state_a and state_b to 0 and lowers max_count to 100 when it
+/// is larger (values of 100 and below, including negative ones, stay). The host keeps ownership.
 void SetComInfo(ComInfo *info);
 
 /// Keeps the host's two callbacks. Both are called with `list_mutex` held: they must not call anything that takes it.
@@ -49,9 +49,9 @@ int QueryFinishFlag();
 /// \name Stations, from any thread; takes `station_mutex`
 /// @{
 
-/// Changes the set of disabled stations: `station` below 0 empties it whatever `mode` is; `mode` 0 disables the
-/// station, 1 enables it, any other does nothing. Writes and once-reads of a disabled station are dropped, its cyclic
-/// reads are passed over; a frame already in flight is not affected.
+/// Changes the set of disabled stations: `station` below 0 empties it with any `mode`; `mode` 0 disables the station, 1
+/// enables it, any other does nothing. Writes and once-reads of a disabled station are dropped, its cyclic reads are
+/// skipped; a frame already in flight is not affected.
 void EnableEthernet(int station, int mode);
 
 /// The same operation as EnableEthernet, under a second name.
@@ -63,8 +63,8 @@ void EnCommStation(int station, int mode);
 
 /// The frame to send next: the one in flight while there is one, otherwise one newly built. Send `send_len` bytes of
 /// its `frame`, then call DataCom. Null when there is nothing to send. The record is the driver's and stays valid until
-/// DataCom takes it out of flight. Takes `list_mutex` when nothing is in flight. Must not run at the same time as
-/// DataCom.
+/// DataCom removes it from those in flight. Takes `list_mutex` when nothing is in flight. Must not run at the same time
+/// as DataCom.
 Protocol *ComCommunication();
 
 /// Judges the reply to the frame in flight. `reply` holds the received bytes, `length` is their number, 0 when nothing
@@ -106,19 +106,20 @@ int ReCreatReadVarList(QList<HOST_VAR> *vars);
 
 /// Replaces `out` by the cached value of `count` units at `address` and returns 1, or by 2 x `count` zero bytes and
 /// returns 0 when the address text does not parse. Layout of `out`: one byte (0 or 1) per bit for types 0 to 6 and 15
-/// to 17; two bytes per register for 7 to 11; four bytes per value, (count + 1) / 2 values, for 12 to 14. What was
-/// never read or written is 0. Never waits for the line. `text` is not used. Takes `cache_mutex`.
+/// to 17; two bytes per register for 7 to 11; four bytes per value, (count + 1) / 2 values, for 12 to 14. A value that
+/// was never read or written is 0. Never waits for the line. `text` is not used. Takes `cache_mutex`.
 int GetRegisterData(QString text, int reg_type, QString address, int station_no, QByteArray &out, int count);
 
 /// Writes `count` units of `data`, laid out as GetRegisterData gives them, at `address`, and returns the size of the
 /// write queue, or 0 when the address text does not parse. With ComInfo::write_mode 2 the writes are queued for the
-/// PLC, cut to what one request may carry; with any other mode they fill the cache only. Queued writes reach the cache
-/// when their request is built, or at once while the link has failed. Values that `data` does not reach are written as
-/// bytes 0x30. Type 0 is not writable; it, and a type outside 0 to 17, write nothing. A full queue drops what does not
-/// fit without a report. `text` is kept in the records' `aux_text`; `var_group` and `var_id` come back in the
-/// callbacks. Takes `list_mutex` and `cache_mutex`, one after the other; with a `write_mode` other than 2 only
-/// `cache_mutex`. Where nothing was queued, the size is that of this moment, or, while another call holds `list_mutex`,
-/// that after the queue's last change: for it no call waits, so a callback may make this one with such a `write_mode`.
+/// PLC, cut to what one request may carry; with any other mode they only fill the cache. Queued writes reach the cache
+/// when their request is built, or at once while the link has failed. Values for which `data` has no bytes are written
+/// as bytes 0x30. Type 0 is not writable; with it, and with a type outside 0 to 17, nothing is written. A full queue
+/// drops what does not fit without a report. `text` is kept in the records' `aux_text`; `var_group` and `var_id` are
+/// passed to the callbacks. Takes `list_mutex` and `cache_mutex`, one after the other; with a `write_mode` other than 2
+/// only `cache_mutex`. If nothing was queued, the size is the present one, or, while another call holds `list_mutex`,
+/// that after the queue's last change: the call does not wait for the size, so a callback may make it with such a
+/// `write_mode`.
 int SetRegisterData(QString text, int reg_type, QString address, int station_no, QByteArray data, int count,
                     int var_group, int var_id);
 
@@ -130,13 +131,13 @@ bool Ethernetcontains(int station);
 
 /// Appends "yyyy.MM.dd.hh:mm:ss.z:msg" (local time, milliseconds without leading zeros) and a line end to
 /// /tmp/debug.log. `msg` is Latin-1 and zero-terminated, the file is UTF-8. The driver never calls it; a host may
-/// install it as, or call it from, its Qt message handler. Calls are not serialised. A file that cannot be opened, and
-/// anything there that is no regular file (a link, a pipe), is passed over in silence.
+/// install it as, or call it from, its Qt message handler. Calls are not serialised. If the file cannot be opened, or
+/// is not a regular file (a link, a pipe), the message is dropped without a report.
 void customMessageHandler(QtMsgType type, const char *msg);
 
 /// The address that `text` names in register type `type`: octal for types 0 and 1; decimal less 200 (at least 200) for
 /// 13; "word.bit" as word x 16 + bit for 15 to 17; decimal for every other value. -1 when the text does not parse;
-/// negative numbers are returned as they are and refused by every caller. No state, any thread.
+/// negative numbers are returned unchanged and refused by every caller. No state, any thread.
 int StringAddressToInt(int type, QString text);
 
 /// Appends `var` to `out`, cut into pieces of at most `limit` units when `total`, its number of units, is larger than

@@ -1,8 +1,8 @@
 /// \file
-/// Integer arithmetic that is defined for every value a host or a line can hand in.
+/// Integer arithmetic that is defined for every value that a host or a line can pass.
 ///
-/// Record fields are 32 bits wide. Sums and products of them are formed in 64 bits, compared there, and only cut to 32
-/// bits where they go back into a field; no sum overflows and no negative number is shifted.
+/// Record fields are 32 bits wide. Sums and products of them are calculated and compared in 64 bits, and only cut to 32
+/// bits where they are stored in a field; no sum overflows and no negative number is shifted.
 #ifndef ARITHMETIC_H
 #define ARITHMETIC_H
 
@@ -13,7 +13,7 @@ inline int low_32_bits(qint64 value) {
     return static_cast<int>(static_cast<quint32>(value));
 }
 
-/// `value` divided by 2^`bits`, rounded down also when it is negative (an arithmetic shift).
+/// `value` divided by 2^`bits`, rounded down even when it is negative (an arithmetic shift).
 inline int shifted_right(qint64 value, int bits) {
     const qint64 divisor = qint64(1) << bits;
     return low_32_bits((value - (value & (divisor - 1))) / divisor);

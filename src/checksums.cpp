@@ -5,10 +5,10 @@
 
 namespace {
 
-// The CRC of a message is its remainder, times x^16, modulo (x + 1)(x^15 + x + 1). Each factor is dealt with on its
-// own. Modulo x + 1 the remainder is the parity of all bits. Modulo x^15 + x + 1 it takes a few shifts a word, because
-// the square of that factor makes x^30 the same as x^2 + 1, and so x^32 the same as x^4 + x^2. No table has to be
-// fetched into a small cache, and the words depend on each other by a few shifts instead of by a load for each byte.
+// The CRC of a message is its remainder, times x^16, modulo (x + 1)(x^15 + x + 1). Each factor is handled separately.
+// Modulo x + 1 the remainder is the parity of all bits. Modulo x^15 + x + 1 it takes a few shifts per word, because the
+// square of that factor makes x^30 the same as x^2 + 1, and so x^32 the same as x^4 + x^2. No table has to be fetched
+// into a small cache, and the words depend on each other by a few shifts instead of by a load for each byte.
 //
 // A polynomial is held in a word as the line carries it: the top bit is x^0, the lowest x^31, and a shift to the right
 // multiplies by x.
@@ -29,7 +29,7 @@ quint32 times_x16(quint32 rest) {
     return (rest >> 16) ^ brought_down(rest << 16);
 }
 
-// The product with x^2 + x^4 itself passes x^31 by up to four powers; they take the same way once more.
+// The product with x^2 + x^4 itself passes x^31 by up to four powers; they are reduced in the same way once more.
 quint32 times_x32(quint32 rest) {
     return brought_down(rest ^ (rest << 30) ^ (rest << 28));
 }

@@ -1,5 +1,5 @@
 /// \file
-/// Where the fields of Modbus RTU frames are, and how long frames are, each once.
+/// Where the fields of Modbus RTU frames are, and how long frames are, each defined once.
 #ifndef FRAME_LAYOUT_H
 #define FRAME_LAYOUT_H
 

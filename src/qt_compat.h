@@ -9,8 +9,8 @@
 /// Whether a QList holds the places of its records instead of the records themselves.
 const bool lists_hold_places = QT_VERSION < QT_VERSION_CHECK(6, 0, 0);
 
-/// Makes `stream` write UTF-8, whatever the locale. Without it Qt 4 and 5 follow the locale, which on a panel is often
-/// none and loses every character outside ASCII.
+/// Makes `stream` write UTF-8 with every locale. Without it Qt 4 and 5 follow the locale, which on a panel is often not
+/// set, so that every character outside ASCII is lost.
 inline void write_utf8(QTextStream &stream) {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
     stream.setEncoding(QStringConverter::Utf8);

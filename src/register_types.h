@@ -14,7 +14,7 @@ enum AddressSyntax {
 /// How the count of a type becomes a count of its class.
 enum CountRule { CountAsGiven, CountRoundedUpToEven, CountHalvedRoundingUp };
 
-/// What one unit of a type is, and with it which cache holds it and how it travels.
+/// What one unit of a type is, and so which cache holds it and how it is sent.
 enum RegisterUnit {
     Bit,         ///< a coil
     Word,        ///< a 16-bit register
@@ -26,7 +26,7 @@ enum RegisterUnit {
 /// How the host's writes of a type are cut into requests.
 enum WriteCut {
     NotWritable,
-    InGroups,  ///< as many units a request as max_count allows
+    InGroups,  ///< as many units per request as max_count allows
     OneByOne   ///< a request for each bit
 };
 
@@ -38,7 +38,7 @@ struct RegisterType {
     RegisterUnit unit;
     WriteCut write_cut;
     int block_factor;  ///< most units in a polled block: max_count times this, but at most `block_limit`
-    int block_limit;   ///< no_block_limit where max_count alone counts
+    int block_limit;   ///< no_block_limit if only max_count limits it
     int modbus_width;  ///< Modbus addresses per address of the type
     int low_base;      ///< Modbus address of address 0
     int high_start;    ///< first address of the high range, or no_high_range

@@ -4,7 +4,7 @@
 
 namespace {
 
-// Not in the driver's object, whose layout is the host's too. 0 when the library is loaded.
+// Not in the driver's object, whose layout the host shares. 0 when the library is loaded.
 std::atomic<int> noted_size;
 
 }  // namespace

@@ -1,6 +1,6 @@
 /// \file
-/// Words that one thread changes while others look at them without a lock. Each is loaded and stored whole; what it
-/// says may be a moment old.
+/// Words that one thread changes while others read them without a lock. Each is loaded and stored at once; the value
+/// may be a moment old.
 #ifndef SHARED_WORDS_H
 #define SHARED_WORDS_H
 
@@ -20,8 +20,8 @@ inline void set_link_failed(bool failed) {
 /// `list_mutex`.
 int note_write_list_size();
 
-/// The size of PLC_driver.write_list: as it is, if `list_mutex` is free, otherwise as it was noted last. Never waits.
-/// From any thread, also from one that holds `list_mutex`.
+/// The size of PLC_driver.write_list: the present one if `list_mutex` is free, otherwise the one noted last. Never
+/// waits. From any thread, including one that holds `list_mutex`.
 int write_list_size_without_waiting();
 
 #endif

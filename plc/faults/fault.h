@@ -11,8 +11,8 @@ enum class FaultKind {
     dead,            // neither carried out nor answered
     exception,       // refused instead of carried out
     late,            // answered late
-    truncated,       // only the reply's beginning comes
-    garbled,         // a byte of the reply is another one
+    truncated,       // only the beginning of the reply comes
+    garbled,         // a byte of the reply is changed
     wrong_station,   // the reply names another station
     wrong_function,  ///< the reply names another function
     wrong_length,    // the reply has more or less data
@@ -29,7 +29,7 @@ struct Rate {
     unsigned whole;
 };
 
-/// One thing that is to go wrong, where and how often. A place that is not given fits every request.
+/// One thing that goes wrong, where and how often. A field that is not given fits every request.
 struct Fault {
     FaultKind kind = FaultKind::no_reply;
     std::string text;  ///< as it was written, with single blanks

@@ -9,7 +9,7 @@ bool fits(const std::optional<unsigned> &wanted, unsigned found) {
     return !wanted || *wanted == found;
 }
 
-// What is too short to name an address fits no fault that does.
+// A request that is too short to name an address fits no fault that names one.
 bool fits_address(const std::optional<unsigned> &wanted, const Bytes &request) {
     return !wanted || (is_served(request[1]) && *wanted == word_at(request.data(), address_at));
 }

@@ -24,8 +24,8 @@ struct Happening {
     }
 };
 
-/// Decides what goes wrong with which request. Counts, and looks at no clock: the same seed and the same requests give
-/// the same faults. What one fault does never depends on the others, but for the first rule:
+/// Decides what goes wrong with which request. Counts, and uses no clock: the same seed and the same requests give the
+/// same faults. What one fault does never depends on the others, except for the first rule:
 ///
 /// When it is the turn of several faults, only the first happens; the others count the request as one that
 /// fitted.
@@ -34,7 +34,7 @@ public:
     /// At most max_faults.
     Faults(const std::vector<Fault> &faults, std::uint32_t seed);
 
-    /// To be asked once for each request to one station.
+    /// To be called once for each request to one station.
     std::optional<Happening> next(const Bytes &request);
 
     /// To be asked once for each station that a broadcast reaches, with the request under that station's number. Since

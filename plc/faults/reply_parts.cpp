@@ -38,7 +38,7 @@ Bytes truncated(const Bytes &reply, const std::optional<unsigned> &bytes) {
     return first_of(reply, std::min<std::size_t>(bytes.value_or(reply.size() / 2), reply.size() - 1));
 }
 
-// A CRC finds every error that lies within 16 bits in a row.
+// A CRC finds every error within 16 bits in a row.
 Bytes garbled(Bytes reply, Random &random) {
     const std::uint32_t place = random.below(static_cast<std::uint32_t>(reply.size()));
     reply[place] = static_cast<std::uint8_t>(reply[place] ^ (1 + random.below(255)));
@@ -50,7 +50,7 @@ Bytes from_another_station(Bytes reply) {
     return with_right_crc(reply);
 }
 
-// Where there is one, a function whose replies have the same form: only the code differs.
+// A function whose replies have the same form, if there is one: only the code differs.
 Bytes of_another_function(Bytes reply) {
     static const std::map<unsigned, unsigned> look_alikes = {
         {read_coils, read_holding_registers},

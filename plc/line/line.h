@@ -6,7 +6,7 @@
 
 namespace plc {
 
-/// The controller's end of the line. Nothing here waits.
+/// The controller's end of the line. No call waits.
 class Line {
 public:
     virtual ~Line() = default;
@@ -20,7 +20,7 @@ public:
     /// Bytes that have come, at most a few hundred at once; empty when there are none. Throws std::system_error.
     virtual Bytes receive() = 0;
 
-    /// Bytes for which the line has no room, since nobody reads, are lost. Returns whether all went out. Throws
+    /// Bytes for which the line has no room, since nobody reads, are lost. Returns whether all were sent. Throws
     /// std::system_error.
     virtual bool send(const Bytes &bytes) = 0;
 };

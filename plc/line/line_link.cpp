@@ -23,7 +23,7 @@ bool is_link_to_terminal(const std::string &path) {
     return target_of(path).rfind("/dev/pts/", 0) == 0;
 }
 
-// By way of another name, so that the link never leads nowhere.
+// Made under another name first, so that the link always leads to a line.
 void replace_link(const std::string &path, const std::string &client_path) {
     const std::string fresh = path + "." + std::to_string(::getpid());
     if (::symlink(client_path.c_str(), fresh.c_str()) != 0)

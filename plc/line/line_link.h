@@ -11,7 +11,7 @@ public:
     /// Throws std::runtime_error when anything else has that name or the link cannot be made.
     LineLink(const std::string &path, const std::string &client_path);
 
-    /// Removes the link, unless it has come to lead elsewhere.
+    /// Removes the link, unless it leads elsewhere by now.
     ~LineLink();
 
     LineLink(const LineLink &) = delete;

@@ -21,7 +21,7 @@ public:
 private:
     Descriptor master_;
     std::string client_path_;
-    Descriptor client_;  // never used, but without it the line would break when a client leaves
+    Descriptor client_;  // never used, but without it the line would hang up when a client leaves
 };
 
 }  // namespace plc

@@ -135,7 +135,7 @@ void TcpLine::take_new_client() {
             fail("cannot take a client");
         return;
     }
-    const int on = 1;  // each piece of a reply leaves when it is sent
+    const int on = 1;  // each piece of a reply is sent at once
     if (::setsockopt(client.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) != 0)
         return;
     watch(either_, client);

@@ -18,8 +18,8 @@ struct TcpAddress {
 TcpAddress parse_tcp_address(const std::string &text);
 
 /// A TCP port that carries the bytes of the serial line, as a device server does. One client is on the line at a time:
-/// a new one takes the place of the one before, which may have vanished without a word. The line goes on without a
-/// client; what is sent then is lost.
+/// a new one takes the place of the one before, which may have vanished without closing its connection. The line
+/// continues without a client; what is sent then is lost.
 class TcpLine : public Line {
 public:
     /// Listens. Throws std::system_error.
@@ -35,7 +35,7 @@ private:
     void take_new_client();
 
     Descriptor listener_;
-    Descriptor client_;  // none when nobody is on the line
+    Descriptor client_;  // none when no client is on the line
     Descriptor either_;  // an epoll of both
     std::string name_;
 };

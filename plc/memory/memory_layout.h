@@ -79,7 +79,8 @@ template <typename Entry, std::size_t length> struct Log {
         count_one(count);
     }
 
-    /// Those from number `first` on, oldest first; nothing when some of them are not there any more, or none is yet.
+    /// Those from number `first` on, oldest first; nothing when some of them are not there any more, or there are none
+    /// yet.
     std::optional<std::vector<typename Entry::Record>> from(std::uint64_t first) const {
         const std::uint64_t end = load(count);
         if (first > end || end - first > length)
@@ -96,7 +97,7 @@ struct FaultEntry {
     std::atomic<std::uint64_t> happened;
 };
 
-/// What is published of the values of one station; see MemoryLayout.
+/// What is published about the values of one station; see MemoryLayout.
 struct PublishedValues {
     std::atomic<std::uint16_t> tables[table_count][address_count];
 };
@@ -134,12 +135,12 @@ struct PublishedValues {
 ///
 /// The log has an entry for each address that a request from the line wrote, changed or not; the entry of write n,
 /// counted from 0, is number n % 4096. It is the same with requests and pieces, modulo 1024. Requests to stations that
-/// are not there are not logged.
+/// do not exist are not logged.
 ///
 /// Everything that changes while readers look is atomic, so that the two processes never race. So are the version and
-/// the number of stations: a reader loads them once, and others may write there meanwhile. A reader that finds the
-/// sequence counter even, and the same after its reads as before, has seen no half change: the values are stored with
-/// release and loaded with acquire, so they are read between its two looks at the counter.
+/// the number of stations: a reader loads them once, and other programs may write there meanwhile. A reader that finds
+/// the sequence counter even, and the same after its reads as before, has seen no half change: the values are stored
+/// with release and loaded with acquire, so they are read between its two reads of the counter.
 struct MemoryLayout {
     char magic[8];
     std::atomic<std::uint32_t> version;
@@ -176,7 +177,7 @@ constexpr std::size_t memory_file_size(std::size_t station_count) {
     return sizeof(MemoryLayout) + station_count * sizeof(PublishedValues);
 }
 
-/// Whether the open file begins as a memory file does.
+/// Whether the open file begins like a memory file.
 bool is_memory_file(int descriptor);
 
 }  // namespace plc

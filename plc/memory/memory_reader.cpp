@@ -52,7 +52,7 @@ std::optional<std::uint16_t> value_that_moves(const MemoryLayout &layout, const 
     return complete ? value : std::nullopt;
 }
 
-// What is there now, without what was written after that moment.
+// What is there now, minus what was written after that moment.
 std::optional<std::uint16_t> value_at_rest(const MemoryLayout &layout, const Cell &cell, std::uint16_t now,
                                            Moment moment) {
     std::uint16_t value = now;
@@ -76,7 +76,7 @@ const MemoryLayout &MemoryReader::published() const {
 }
 
 MemoryReader MemoryReader::open(const std::string &path) {
-    // Does not wait for another end where it is a pipe.
+    // Does not wait for another end if it is a pipe.
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (file.number() < 0)
         fail("cannot open " + path);

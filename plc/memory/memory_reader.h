@@ -13,8 +13,8 @@ namespace plc {
 
 struct MemoryLayout;
 
-/// Another process's view of a controller's memory, while the controller runs and after. Only reads. Several threads
-/// may use one reader.
+/// Another process's view of a controller's memory, while the controller runs and afterwards. Only reads. Several
+/// threads may use one reader.
 class MemoryReader {
 public:
     /// Throws std::runtime_error when the file cannot be opened or is no memory file of this version.
@@ -28,10 +28,10 @@ public:
 
     LineCounters counters() const;
 
-    /// Number of requests to this station alone; nothing when there is no such station.
+    /// Number of requests to this station; nothing when there is no such station.
     std::optional<std::uint64_t> requests_to(unsigned station) const;
 
-    /// How often each fault came up, in the order in which the controller numbers them.
+    /// How often each fault happened, in the order in which the controller numbers them.
     std::vector<FaultCount> fault_counts() const;
 
     /// Number of writes logged so far.
@@ -45,8 +45,8 @@ public:
     std::uint64_t requests_logged() const;
     std::uint64_t pieces_logged() const;
 
-    /// Those from number `first` on, as writes_from gives writes. A request is there before the first piece of its
-    /// reply goes out, and what it wrote before the request.
+    /// Those from number `first` on, as writes_from gives writes. A request is in the log before the first piece of its
+    /// reply is sent, and its writes before the request.
     std::optional<std::vector<LoggedRequest>> requests_from(std::uint64_t first) const;
     std::optional<std::vector<LoggedPiece>> pieces_from(std::uint64_t first) const;
 

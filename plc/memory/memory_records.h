@@ -35,7 +35,7 @@ struct LoggedRequest {
     std::uint32_t fault;        ///< number of the fault that happened to it, counted from 1; 0: none
 };
 
-/// A reply, or a piece of one, that was handed to the line.
+/// A reply, or a piece of one, that was passed to the line.
 struct LoggedPiece {
     std::uint64_t request;       ///< number of the request, counted from 0
     std::uint64_t ends_at;       ///< bytes sent until then, its own included
@@ -48,7 +48,7 @@ struct LineCounters {
     std::uint64_t frames_dropped;
 };
 
-/// How often a fault came up.
+/// How often a fault happened.
 struct FaultCount {
     std::uint64_t fitted = 0;    ///< requests that fitted it
     std::uint64_t happened = 0;  ///< those of them to which it happened

@@ -15,7 +15,7 @@
 namespace plc {
 namespace {
 
-// Does not wait for another end where it is a pipe.
+// Does not wait for another end if it is a pipe.
 bool begins_as_memory_file(const std::string &path) {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (file.number() < 0)
@@ -50,7 +50,7 @@ void put_values(MemoryLayout &layout, std::size_t station, const StationMemory &
 
 }  // namespace
 
-// Keeps the sequence counter odd as long as it lives.
+// Keeps the sequence counter odd as long as it exists.
 class MemoryWriter::Update {
 public:
     explicit Update(MemoryLayout &layout) : layout_(layout), even_(layout.sequence.load(std::memory_order_relaxed)) {

@@ -17,9 +17,9 @@ struct MemoryLayout;
 class MemoryWriter {
 public:
     /// Makes the file with what `stations` hold at moment 0. The file appears under its name when it is complete, in
-    /// place of an earlier memory file or an empty one; it stays when the writer is gone. When another program makes it
-    /// shorter, the controller goes on, and nothing more is published. Throws std::runtime_error when there is a file
-    /// of another kind or none can be made.
+    /// place of an earlier memory file or an empty one; it stays when the writer is gone. When another program
+    /// truncates it, the controller continues, and nothing more is published. Throws std::runtime_error when there is a
+    /// file of another kind or none can be made.
     MemoryWriter(const std::string &path, const std::vector<StationMemory> &stations);
 
     /// The values that move follow from it.

@@ -30,7 +30,7 @@ std::uint32_t number_of(const Place &place) {
     return place.station * 1000 + place.zone * 100 + place.offset;
 }
 
-// Neighbouring places that follow the same rule, and stations, are one step apart.
+// Adjacent places that follow the same rule differ by one step, and so do stations.
 std::uint32_t step_of(const Place &place, Moment moment) {
     return moment + place.station + place.offset / rule_count;
 }

@@ -21,7 +21,7 @@ const std::vector<unsigned> &zone_bases(Table table);
 bool moves(Table table, unsigned address);
 
 /// The value that the controller gives to such an address at `moment`; nothing for an address that does not move.
-/// Depends on nothing but its arguments.
+/// Depends only on its arguments.
 ///
 /// A coil is off for 1 + offset % 8 moments and on for as many, where the offset counts from the base of its zone; a
 /// register follows one of eight rules, by offset % 8. Stations and zones differ by a moment or more.

@@ -25,7 +25,7 @@ public:
     /// Gives every address in the moving zones its value at `moment`, over what was written there.
     void move_to(Moment moment);
 
-    /// Stores the values of a preset, whatever station it names.
+    /// Stores the values of a preset; the station that it names does not matter.
     void put(const Preset &preset);
 
     unsigned station() const {

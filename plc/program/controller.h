@@ -23,18 +23,18 @@ struct Settings {
     std::chrono::milliseconds moment{500};    // from one step of the moving values to the next; 0: they do not move
     std::chrono::milliseconds turnaround{1};  ///< from the end of a request to its reply
     std::chrono::milliseconds silence{5};     // ends a frame; above 0
-    unsigned baud = 0;                        // bits a second that the line would carry; 0: as fast as it goes
+    unsigned baud = 0;                        // bits per second that the line would carry; 0: no delay
     unsigned bits_per_byte = 10;              // start, data, parity and stop bits
-    std::vector<Preset> presets;              // of these stations; of two for one address, the later one holds
+    std::vector<Preset> presets;              // of these stations; if two have the same address, the later one counts
     std::vector<Fault> faults;                // what goes wrong; at most max_faults
-    std::uint32_t seed = 1;                   // of what is left to chance
+    std::uint32_t seed = 1;                   // decides what is left to chance
 };
 
-/// So many pieces of replies may wait until they are due. A request that comes then is lost, as in a device whose
-/// buffer is full: neither carried out nor answered, and counted as a frame that was dropped.
+/// The most pieces of replies that may wait until they are due. A request that comes when there are more is lost, as in
+/// a device whose buffer is full: neither carried out nor answered, and counted as a frame that was dropped.
 constexpr std::size_t max_waiting = 256;
 
-/// What is to be sent in one go.
+/// What is to be sent at once.
 struct Sending {
     Bytes bytes;
     bool ends_reply;            // nothing more is sent for the same request
@@ -42,7 +42,7 @@ struct Sending {
 };
 
 /// The stations of one line, without the line: bytes go in, replies come out when they are due.
-/// Never looks at a clock: every call is given the time, which must not run backwards. For one thread.
+/// Has no clock: every call is given the time, which must not run backwards. For one thread.
 class Controller {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -54,8 +54,8 @@ public:
     /// due.
     void receive(const Bytes &bytes, TimePoint now);
 
-    /// Does what time alone brings about: the end of a frame by silence and the step to the next moment. To be called
-    /// after all bytes that have come were given to receive(). A controller that was held up takes one step, not all
+    /// Does what happens by time alone: the end of a frame by silence and the step to the next moment. To be called
+    /// after all bytes that have come were given to receive(). A controller that was delayed takes one step, not all
     /// that it missed.
     void advance(TimePoint now);
 
@@ -65,7 +65,7 @@ public:
     /// To be called when the line has taken what take_due() gave; `now` is when it had.
     void note_sent(const Sending &sending, TimePoint now);
 
-    /// How often each fault came up, in the order of the settings.
+    /// How often each fault happened, in the order of the settings.
     const std::vector<FaultCount> &fault_counts() const;
 
     /// When advance() or take_due() have something to do next, if no byte comes before.

@@ -21,7 +21,7 @@ constexpr int an_hour = 3600 * 1000;
 constexpr unsigned bits_without_parity_and_stop = 9;
 const std::map<std::string, unsigned> parity_bits = {{"none", 0}, {"even", 1}, {"odd", 1}};
 
-// What the command line gives in another form than the options.
+// What the command line has in another form than the options.
 struct Arguments {
     int moment;
     int turnaround;

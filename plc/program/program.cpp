@@ -43,7 +43,7 @@ int catch_end_signals() {
 }
 
 // Becomes readable when the process ends. The descriptor, not the number, names it: another process that gets the
-// number later is none of its business.
+// number later does not matter.
 int watch_process(pid_t process) {
     const auto descriptor = static_cast<int>(::syscall(SYS_pidfd_open, process, 0u));
     if (descriptor < 0)
@@ -65,7 +65,7 @@ int any_of(const std::vector<int> &descriptors) {
     return any;
 }
 
-// Nobody needs to read what is said at the end.
+// The output at the end need not be read by anybody.
 void outlive_readers_of_output() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -98,7 +98,7 @@ void run(const Options &options) {
     if (options.link)
         link.emplace(*options.link, line->name());
 
-    // Whoever waits for this line finds the link and the memory file in place.
+    // A program that waits for this line finds the link and the memory file in place.
     std::cout << "line " << line->name() << std::endl;
     serve(*line, controller, end.number());
     print_fault_counts(options.settings.faults, controller.fault_counts());

@@ -55,7 +55,7 @@ bool is_served(std::uint8_t function);
 /// Empty when the function is not served or there are too few bytes to know it.
 std::optional<std::size_t> request_length(const std::uint8_t *start, std::size_t length);
 
-/// The whole exception reply to `request`, of which only the first two bytes are looked at.
+/// The whole exception reply to `request`; only its first two bytes are used.
 Bytes exception_reply(const Bytes &request, Exception code);
 
 }  // namespace plc

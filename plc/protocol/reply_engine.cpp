@@ -15,7 +15,7 @@
 namespace plc {
 namespace {
 
-// libmodbus takes any byte count that is large enough.
+// libmodbus accepts any byte count that is large enough.
 bool byte_count_of_coils_is_wrong(const Bytes &request) {
     const unsigned quantity = word_at(request.data(), 4);
     return request[1] == write_multiple_coils && request[6] != (quantity + 7) / 8;
@@ -30,7 +30,7 @@ std::vector<std::uint16_t> part_of(const std::vector<Value> &values, std::size_t
     return std::vector<std::uint16_t>(at(address), at(end));
 }
 
-// What the request changes if it is carried out; to be asked before that.
+// What the request changes if it is carried out; to be called before that.
 std::optional<Change> change_asked_for(const Bytes &request, const StationMemory &memory) {
     const unsigned address = word_at(request.data(), 2);
     switch (request[1]) {

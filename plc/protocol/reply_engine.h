@@ -15,10 +15,10 @@ struct Answer {
     std::optional<Change> change;
 };
 
-/// Carries out requests. The replies are built by libmodbus, which here sees neither the line nor a clock.
+/// Carries out requests. The replies are built by libmodbus, which here has neither the line nor a clock.
 class ReplyEngine {
 public:
-    /// Throws std::system_error when the system gives no socket or no memory.
+    /// Throws std::system_error when the system provides no socket or no memory.
     ReplyEngine();
     ~ReplyEngine();
 

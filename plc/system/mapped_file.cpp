@@ -22,7 +22,7 @@ struct Place {
 
 constexpr std::size_t most_mappings = 64;
 std::array<Place, most_mappings> places;
-std::mutex places_mutex;  // for who makes and removes mappings
+std::mutex places_mutex;  // held while mappings are made and removed
 
 static_assert(std::atomic<char *>::is_always_lock_free);
 static_assert(std::atomic<std::size_t>::is_always_lock_free);
@@ -39,7 +39,7 @@ void replace_lost_pages(int, siginfo_t *info, void *) {
                        MAP_FAILED;
     }
     if (!replaced)
-        std::signal(SIGBUS, SIG_DFL);  // the same access comes again, and ends the process
+        std::signal(SIGBUS, SIG_DFL);  // the same access is repeated, and ends the process
     errno = before;
 }
 

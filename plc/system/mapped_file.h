@@ -6,9 +6,9 @@ namespace plc {
 
 /// A file mapped into memory. Owns the mapping, not the file's name.
 ///
-/// Another program may make the file shorter meanwhile, and its pages are then gone. Whoever touches the mapping finds
-/// zeros from then on, and nobody else sees what is written there: a signal handler puts memory of the process's own in
-/// their place. It is installed for SIGBUS with the first mapping; what is none of a mapping ends the process as ever.
+/// Another program may truncate the file meanwhile, and its pages are then gone. From then on the mapping reads as
+/// zeros, and nobody else sees what is written there: a signal handler puts memory of this process in their place. It
+/// is installed for SIGBUS with the first mapping; a fault outside the mappings ends the process as usual.
 class MappedFile {
 public:
     MappedFile() = default;

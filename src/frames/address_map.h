@@ -7,7 +7,7 @@
 #include "register_types.h"
 
 /// True when the units of `var` lie on both sides of the type's boundary: they are then two unrelated ranges of Modbus
-/// addresses, which no one request can ask for.
+/// addresses, which one request cannot read.
 bool crosses_high_start(const RegisterType &known, const RW_VAR &var);
 
 #endif

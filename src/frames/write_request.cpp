@@ -26,7 +26,7 @@ int reversed_group(RegisterUnit unit) {
     }
 }
 
-// Registers go out whole: data are filled up to this many bytes.
+// Registers are sent whole: data are filled up to this many bytes.
 int data_granule(RegisterUnit unit) {
     switch (unit) {
     case Word:

@@ -3,14 +3,14 @@
 ///
 /// The builders append to PLC_driver.frame_list and set the host's success_count and success_limit. The caller holds
 /// `list_mutex`, which also covers PLC_driver.send_buf, and not `cache_mutex`. They neither check nor clamp counts
-/// against the value bytes: bytes that a frame has room for and the record does not hold go out as 0.
+/// against the value bytes: bytes that a frame has room for and the record does not hold are sent as 0.
 #ifndef FRAMES_WRITE_REQUEST_H
 #define FRAMES_WRITE_REQUEST_H
 
 #include "Communication_Protocol.h"
 
-/// Queues the write of `var` with the builder that its type asks for and, while the link works, puts the value into the
-/// cache. A type outside 0 to 17, and a value too long for a frame (see WriteAnalog), queue nothing.
+/// Queues the write of `var` with the builder for its type and, while the link works, puts the value into the cache.
+/// For a type outside 0 to 17, and for a value too long for a frame (see WriteAnalog), nothing is queued.
 void WriteRegister(const RW_VAR &var);
 
 /// Queues one frame for the whole variable; success_limit becomes 1. For types 0 to 14; any other, and a frame that

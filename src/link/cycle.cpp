@@ -26,8 +26,8 @@ void drop_disabled_heads(QList<RW_VAR> &queue) {
         drop_head(queue);
 }
 
-// Moves entries of disabled stations to the end, each at most once. False when that is all of them; the list is then in
-// its old order.
+// Moves entries of disabled stations to the end, each at most once. False when all entries are of disabled stations;
+// the list is then in its old order.
 bool find_enabled_head(QList<RW_VAR> &list) {
     for (int unseen = static_cast<int>(list.size()); unseen > 0; --unseen) {
         if (!Ethernetcontains(list.first().station_no))
@@ -37,7 +37,7 @@ bool find_enabled_head(QList<RW_VAR> &list) {
     return false;
 }
 
-// An entry that no request exists for must not hold up the others: it leaves its queue and is reported to the host.
+// An entry for which there is no request must not hold up the others: it leaves its queue and is reported to the host.
 void refuse_head(QList<RW_VAR> &queue) {
     const RW_VAR refused = queue.first();
     drop_head(queue);
@@ -45,13 +45,13 @@ void refuse_head(QList<RW_VAR> &queue) {
                                ozna_kelpo::request_failed);
 }
 
-// Most often nothing waits, so this is asked before serve_queue is called at all. After some requests of one queue in a
-// row the cyclic list gets its turn.
+// Most often nothing waits, so this is checked before serve_queue is called at all. After some requests of one queue in
+// a row the cyclic list gets its turn.
 bool has_its_turn(const QList<RW_VAR> &queue, int built_in_a_row) {
     return !queue.isEmpty() && built_in_a_row < ozna_kelpo::most_in_a_row;
 }
 
-// False when nothing is left to serve. The head stays in place until its reply has been dealt with.
+// False when nothing is left to serve. The head stays in place until its reply has been handled.
 bool serve_queue(QList<RW_VAR> &queue, RequestKind kind, int &built_in_a_row, Builder build) {
     drop_disabled_heads(queue);
     if (queue.isEmpty())
@@ -90,7 +90,7 @@ void serve_cyclic_list() {
 }  // namespace
 
 Protocol *ComCommunication() {
-    // In flight already: the link thread alone changes the frame list, so this needs no lock.
+    // In flight already: only the link thread changes the frame list, so this needs no lock.
     if (!PLC_driver.frame_list.isEmpty())
         return &PLC_driver.frame_list.first();
 
@@ -99,7 +99,7 @@ Protocol *ComCommunication() {
         if (!serve_writes() && !serve_once_reads())
             serve_cyclic_list();
     } catch (const std::bad_alloc &) {
-        // Half a request is none. Its queue still has it, for the next call.
+        // Half a request is not kept. Its queue still has it, for the next call.
         PLC_driver.frame_list.clear();
     }
 

@@ -8,8 +8,8 @@
 
 namespace {
 
-// Anybody may have put something else in the log's place: a pipe would hold up whoever logs, and a link would lead the
-// lines into a file of its maker's choice.
+// Anybody may have put something else in the log's place: a pipe would block the thread that logs, and a link would
+// lead the lines into a file that its maker chooses.
 bool is_regular_or_absent(const QString &path) {
     const QFileInfo info(path);
     return !info.isSymLink() && (info.isFile() || !info.exists());

@@ -44,7 +44,7 @@ LengthJudgement judge_length(int length) {
     return expected == length || expected == -1 ? LengthIsRight : LengthIsWrong;
 }
 
-// The controller's own word for "not now": the host decides what to do, the driver counts nothing.
+// The controller's own reply for "not now": the host decides what to do, the driver counts nothing.
 bool is_special_short_reply(const QByteArray *reply) {
     return reply != 0 && reply->size() == shortest_reply && reply->at(function_at) == '\x6A' &&
            reply->at(function_at + 1) == '\x8B';
@@ -63,7 +63,7 @@ void count_completed_read() {
     com_info.finish_flag = 1;
 }
 
-// Takes the answered frame out of flight. True when its request needs no further reply.
+// Removes the answered frame from those in flight. True when its request needs no further reply.
 bool retire_frame(bool remote) {
     ComInfo &com_info = *PLC_driver.com_info;
     set_link_failed(false);
@@ -93,7 +93,7 @@ bool give_up_frame() {
     return true;
 }
 
-// False when there is no memory for what the cache does not hold yet.
+// False when there is no memory for a value that the cache does not hold yet.
 bool stored_in_cache(QByteArray *reply) {
     const QMutexLocker locked(&PLC_driver.cache_mutex);
     try {
@@ -126,14 +126,14 @@ void report_head(const QList<RW_VAR> &queue) {
                                    failed ? ozna_kelpo::request_failed : ozna_kelpo::request_done);
 }
 
-// After each exchange, and seldom another one than before: a text that is shared already is left alone.
+// Done after each exchange, and seldom with another text than before: a text that is shared already is not assigned.
 void take_text(const QString &from, QString &to) {
     if (from.constData() != to.constData() || from.size() != to.size())
         to = from;
 }
 
-// The result record always names the variable given up last, also after a good reply: the host then looks at ret_value
-// alone.
+// The result record always names the variable given up last, also after a good reply: the host then uses only
+// ret_value.
 void copy_fail_var() {
     passRetValue(PLC_driver.fail_var, PLC_driver.ret_var);
 }
@@ -169,7 +169,7 @@ void advance_served_queue(bool remote) {
     }
 }
 
-// Removes what else waits for the variable that the controller did not answer for: for any station, unless the host
+// Removes the other requests for the variable for which the controller did not answer: for any station, unless the host
 // uses several.
 void purge(QList<RW_VAR> &queue) {
     const RW_VAR &failed = PLC_driver.ret_var;

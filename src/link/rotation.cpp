@@ -6,7 +6,7 @@
 
 namespace {
 
-// Up to this length it costs less to move the places of all entries by one than to make the first entry anew at the
+// Up to this length it costs less to move the places of all entries by one than to create the first entry again at the
 // end.
 const int longest_moved = lists_hold_places ? 256 : 1;
 

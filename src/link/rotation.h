@@ -1,5 +1,5 @@
 /// \file
-/// The cyclic list's turn.
+/// The rotation of the cyclic list.
 #ifndef LINK_ROTATION_H
 #define LINK_ROTATION_H
 

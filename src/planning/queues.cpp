@@ -27,7 +27,7 @@ void append_if_there_is_memory(QList<RW_VAR> &queue, const RW_VAR &var) {
     try {
         queue.append(var);
     } catch (const std::bad_alloc &) {
-        // A request that finds no memory is dropped, like one that finds no place.
+        // A request that gets no memory is dropped, like one that gets no place.
     }
 }
 

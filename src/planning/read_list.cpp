@@ -11,8 +11,8 @@
 
 namespace {
 
-// What planning looks at of a variable. Its texts stay where they are until an entry is made of it: sorting and merging
-// run through one array, however many variables there are.
+// The part of a variable that planning needs. Its texts stay where they are until an entry is made from it: sorting and
+// merging run through one array, for any number of variables.
 struct Span {
     int station;
     int register_class;
@@ -39,7 +39,7 @@ bool same_group(const Span &left, const Span &right) {
     return left.station == right.station && left.register_class == right.register_class;
 }
 
-// All are taken as one group: the records' own station and class do not count.
+// All are treated as one group: the records' own station and class do not matter.
 Spans spans_of(const QList<RW_VAR> &vars) {
     Spans spans;
     spans.reserve(static_cast<std::size_t>(vars.size()));
@@ -103,7 +103,8 @@ private:
     const ComInfo *m_com_info;
 };
 
-// With one unit a request, neighbours cannot share one: an entry per distinct address, with the largest count there.
+// With one unit per request, adjacent variables cannot share one: an entry per distinct address, with the largest count
+// there.
 void keep_largest_per_address(SpanPlace first, SpanPlace end, const EntrySource &source, QList<RW_VAR> &blocks) {
     blocks.append(source.entry(*first));
     for (SpanPlace span = first + 1; span != end; ++span) {
@@ -125,9 +126,9 @@ void extend_last(QList<RW_VAR> &blocks, qint64 end, int limit) {
     append_pieces(blocks, last, qint64(last.reg_addr) + limit, reach - kept, limit);
 }
 
-// The current block is the last entry of `blocks`, whichever group that came from. A group that opens no block of its
-// own, because its first count is 0, therefore goes on from the previous group's last block. That is kept: panels rely
-// on the resulting list.
+// The current block is the last entry of `blocks`, from whatever group. So a group that opens no block of its own,
+// because its first count is 0, continues the previous group's last block. That stays: panels rely on the resulting
+// list.
 void merge_into_blocks(SpanPlace first, SpanPlace end, const EntrySource &source, int limit, QList<RW_VAR> &blocks) {
     for (SpanPlace span = first; span != end; ++span) {
         if (span == first || blocks.isEmpty() || span->address >= qint64(blocks.last().reg_addr) + limit)
@@ -211,7 +212,7 @@ int ReCreatReadVarList(QList<HOST_VAR> *vars) {
     try {
         append_blocks(*vars, *PLC_driver.com_info, PLC_driver.read_list);
     } catch (const std::bad_alloc &) {
-        // Counts in the thousands of millions are allowed, and cut. A part of the blocks would look like all of them.
+        // Counts of several billion are allowed, and cut. A part of the blocks would look like all of them.
         PLC_driver.read_list = QList<RW_VAR>();
     }
     return static_cast<int>(PLC_driver.read_list.size());

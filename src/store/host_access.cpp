@@ -14,7 +14,7 @@ typedef QHash<unsigned int, unsigned char> BitCache;
 typedef QHash<unsigned int, unsigned short> WordCache;
 typedef QHash<unsigned int, unsigned int> DwordCache;
 
-// From this number of bytes on, which one byte array cannot hold, the result is empty: the host sees that it got
+// From this number of bytes on, which one byte array cannot hold, the result is empty: the host can see that it got
 // nothing.
 const qint64 too_many_bytes = qint64(1) << 30;
 
@@ -65,7 +65,7 @@ void read_double_words(unsigned int key, QByteArray &out) {
         put_u32_low_first(to, cache.value(key++, 0));
 }
 
-// A bit address is register x 16 + bit: a run walks through a register's bits before it moves on to the next register.
+// A bit address is register x 16 + bit: a range covers a register's bits before it moves on to the next register.
 void read_bits_of_words(int station_no, int register_class, unsigned int bit_address, QByteArray &out) {
     const WordCache &cache = PLC_driver.word_cache;
     unsigned char *to = writable_bytes(out);
@@ -79,8 +79,8 @@ int station_in_use(int station_no) {
     return com_info.multi_station != 0 ? station_no : com_info.default_station;
 }
 
-// What is sent in place of value bytes that the host did not supply: the character "0", not zero, so that a short write
-// shows on the screen and in the controller instead of looking like a cleared value.
+// What is sent for value bytes that the host did not supply: the character "0", not zero, so that a short write can be
+// seen on the screen and in the controller instead of looking like a cleared value.
 const char missing_value_byte = ozna_kelpo::missing_byte;
 
 // A frame counts units in 16 bits; more than that in one record could never be sent.
@@ -135,8 +135,8 @@ void write_bits_one_by_one(HostWrite &write, HostBytes bytes, int count) {
     }
 }
 
-// Whole groups of eight host bytes are OR-ed in as they are, each shifted to its bit: a host byte above 1 spills into
-// the next bits. Only the bits after the last whole group are judged by zero or not.
+// Whole groups of eight host bytes are OR-ed in unchanged, each shifted to its bit: a host byte above 1 spills into the
+// next bits. Only the bits after the last whole group are judged by zero or not.
 QByteArray packed_bits(HostBytes &bytes, int count) {
     QByteArray packed((count + 7) / 8, '\0');
     unsigned char *const to = writable_bytes(packed);
@@ -187,9 +187,9 @@ void write_double_words(HostWrite &write, HostBytes bytes, qint64 values, int li
     }
 }
 
-// Each value turned high byte first. One to three bytes left for a value go in downwards from the place just after it:
-// the first lands on the next value, or is lost after the last. Panels show exactly these values for short writes, so
-// the placement stays.
+// Each value turned high byte first. One to three bytes left for a value are stored downwards from the place just after
+// it: the first is stored in the next value, or is lost after the last. Panels show exactly these values for short
+// writes, so the placement stays.
 QByteArray taken_high_first(HostBytes &bytes, int values) {
     const int size = 4 * values;
     QByteArray taken(size, missing_value_byte);
@@ -312,7 +312,7 @@ int SetRegisterData(QString text, int reg_type, QString address, int station_no,
     try {
         write_value(write, HostBytes(data), count);
     } catch (const std::bad_alloc &) {
-        // What finds no memory is dropped, like what finds no place in the queue.
+        // What gets no memory is dropped, like what gets no place in the queue.
     }
     return write.queue_size != nothing_queued ? write.queue_size : write_list_size_without_waiting();
 }

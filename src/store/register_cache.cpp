@@ -58,7 +58,7 @@ void WriteDataToLocal(const RW_VAR &var) {
         store_words(key, var.value_bytes, get_u16_low_first);
         break;
     case WordPair:
-        // A write record holds these values as they go out on the line, unlike those of single registers.
+        // A write record holds these values as they are sent on the line, unlike those of single registers.
         store_words(key, var.value_bytes, get_u16_high_first);
         break;
     case DoubleWord:

@@ -39,7 +39,7 @@ void SaveToLocalDataErea(QByteArray *reply) {
     const unsigned int key = cache_key(var.station_no, var.reg_type, var.reg_addr);
     switch (known->unit) {
     case Bit:
-        // The record's byte count is not compared with the bits it asks for; only the reply itself is a bound.
+        // The record's byte count is not compared with the bits it asks for; only the reply itself is a limit.
         store_bits(key, payload, from_offset, static_cast<quint32>(var.reg_count));
         break;
     case Word:

@@ -9,9 +9,9 @@
 const int read_half_of_bit_write = -1;
 
 /// Stores the data of `reply`, the validated answer to the head of PLC_driver.frame_list, into the cache of the head's
-/// register class, or hands it to SpecialRegisterSave when the head is the read half of a bit write. Only values that
-/// lie wholly inside the reply are stored, whatever the record claims. A null or empty reply, and a class that has no
-/// cache, store nothing. The caller holds `cache_mutex`. `reply` is only read.
+/// register class, or passes it to SpecialRegisterSave when the head is the read half of a bit write. Only values that
+/// are completely inside the reply are stored, even if the record claims more. A null or empty reply, and a class that
+/// has no cache, store nothing. The caller holds `cache_mutex`. `reply` is only read.
 void SaveToLocalDataErea(QByteArray *reply);
 
 /// Merges the bit that the head of PLC_driver.frame_list asks for into the register value in `reply` (bytes 3 and 4,
