@@ -6,17 +6,13 @@
 #include "demo/link_notes.h"
 #include "demo/panel.h"
 #include "demo/screen.h"
+#include "host/commands/stop_on_signals.h"
 #include "host/driver/driver.h"
 #include "host/line/stop_signal.h"
 #include "host/link/mailbox.h"
 #include "host/link/session.h"
 
-#include <asio/io_context.hpp>
-#include <asio/signal_set.hpp>
-#include <asio/steady_timer.hpp>
-
 #include <algorithm>
-#include <csignal>
 #include <iomanip>
 #include <memory>
 #include <set>
@@ -85,7 +81,6 @@ private:
     Exerciser exerciser_;
     Panel panel_;
     int blocks_;
-    asio::io_context events_;  // run by the main thread; when it ends, the demonstration ends
     Clock::time_point started_;
     Clock::duration time_{};
 };
@@ -93,39 +88,33 @@ private:
 void Demo::run() {
     session_.start();
     started_ = Clock::now();
-    asio::signal_set ends(events_, SIGINT, SIGTERM, SIGHUP);
-    ends.async_wait([this](const asio::error_code &, int) { events_.stop(); });
-    asio::steady_timer end(events_);
-    if (options_.duration) {
-        end.expires_after(*options_.duration);
-        end.async_wait([this](const asio::error_code &) { events_.stop(); });
-    }
-
+    const StopOnSignals stop_on_signals(stop_);
     std::thread exercises([this] { exerciser_.run(!options_.duration); });
-    std::thread screen([this] { run_screen(); });
-    events_.run();
-
+    run_screen();
     stop_.raise();
-    screen.join();
     exercises.join();
     session_.finish();
     exerciser_.finish();
     time_ = Clock::now() - started_;
 }
 
+// Until a stop, the end of the time, or the proof that was asked for.
 void Demo::run_screen() {
     Screen screen(STDOUT_FILENO, title());
+    bool proven = false;
+    Clock::duration left = refresh_time;
     do {
         // Before the first pass is complete the driver answers 0 for what it has not read.
         if (link_.passes > 0)
             panel_.refresh();
         for (const std::string &event : exercised_.take())
             screen.show_event(event);
-        screen.show(panel_.cells(), status_line(link_, panel_.judge(), exerciser_.scores(), Clock::now() - started_));
-        if (options_.until_proven && everything_proven())
-            events_.stop();
-    } while (!stop_.wait_for(refresh_time));
-    events_.stop();
+        const Clock::duration time = Clock::now() - started_;
+        screen.show(panel_.cells(), status_line(link_, panel_.judge(), exerciser_.scores(), time));
+        proven = options_.until_proven && everything_proven();
+        if (options_.duration)
+            left = std::min<Clock::duration>(refresh_time, *options_.duration - time);
+    } while (!proven && left > Clock::duration::zero() && !stop_.wait_for(left));
 }
 
 bool Demo::everything_proven() const {

@@ -4,7 +4,7 @@
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-build_packages=(g++ cmake make ninja-build pkg-config qtbase5-dev libasio-dev libmodbus-dev libcli11-dev
+build_packages=(g++ cmake make ninja-build pkg-config qtbase5-dev libmodbus-dev libcli11-dev
     libtomlplusplus-dev nlohmann-json3-dev libfmt-dev libncurses-dev)
 test_packages=(libgtest-dev libgmock-dev abigail-tools tmux mbpoll python3-pymodbus python3-serial-asyncio
     valgrind)
