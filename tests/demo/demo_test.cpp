@@ -63,7 +63,9 @@ bool counts_any(const std::string &text, const std::string &name) {
 }
 
 TEST_F(DemoTest, FindsEverythingRight) {
-    Process host(demo({"--until-proven", "--seconds", "100", "--reply-timeout", reply_timeout}), output_file());
+    // It waits for 20 of these: for replies that do not come, and that those could come late.
+    const char *const time_out = "800";
+    Process host(demo({"--until-proven", "--seconds", "100", "--reply-timeout", time_out}), output_file());
     EXPECT_EQ(host.exit_code(), 0) << host.output();
     const std::string output = host.output();
     EXPECT_TRUE(contains(output, "given up 1 (1 on purpose)\n")) << output;

@@ -348,12 +348,12 @@ TEST_F(OnceCommandsWithFaults, EndWithTheCodeOfEachFailureOfAWrite) {
 
 // The first is begun in time, however busy the machine is; then station 2 keeps the others waiting for too long.
 TEST_F(OnceCommandsWithFaults, DoNotWriteWhatIsLate) {
-    const Ended written =
-        write({"2:7:100=1", "1:7:100=5", "1:7:101=5"}, {"--reply-timeout", "7000", "--retries", "0", "--within", "6s"});
+    const Ended written = write({"2:7:100=1", "1:7:100=5", "1:7:101=5"},
+                                {"--reply-timeout", "3000", "--retries", "0", "--within", "2500ms"});
     EXPECT_EQ(written.exit_code, 8);
     EXPECT_EQ(written.output, "kelpo: 2:7:100: no reply; it may have been written all the same\n"
-                              "kelpo: 1:7:100: not sent within 6 s, and not sent any more\n"
-                              "kelpo: 1:7:101: not sent within 6 s, and not sent any more\n");
+                              "kelpo: 1:7:100: not sent within 2500 ms, and not sent any more\n"
+                              "kelpo: 1:7:101: not sent within 2500 ms, and not sent any more\n");
     EXPECT_EQ(held(100), 0);
     EXPECT_EQ(held(101), 0);
     EXPECT_EQ(write({"1:7:100=5"}, {"--within", "1"}).exit_code, 2);
@@ -398,7 +398,7 @@ TEST_F(OnceCommandsWithFaults, EndAScanWithWhatItHas) {
 }
 
 TEST_F(OnceCommandsWithFaults, SayWhatWasNotDoneWhenTheyAreInterrupted) {
-    Process writing({KELPO_PROGRAM, "write", "--line", line, "--driver", DRIVER_FILE, "--reply-timeout", "60000",
+    Process writing({KELPO_PROGRAM, "write", "--line", line, "--driver", DRIVER_FILE, "--reply-timeout", "5000",
                      "1:7:100=5", "2:7:100=5", "1:7:101=5"},
                     output_file());
     const auto reader = plc::MemoryReader::open(memory);
