@@ -1,7 +1,8 @@
 # The files of one folder of a library in KELPO_TOGETHER are compiled as one, which reads their headers once: less than
 # half the time where all is built once and thrown away. Two files of a folder cannot have a function or a constant of
 # one name then, not even in unnamed namespaces: such a thing belongs into one place.
-set(KELPO_TOGETHER "" CACHE STRING "Compile the files of each folder together: of kelpo_host, kelpo_plc, or both")
+set(KELPO_TOGETHER "$ENV{KELPO_TOGETHER}" CACHE STRING
+    "Compile the files of each folder together: of kelpo_host, kelpo_plc, kelpo_demo, or several; KELPO_TOGETHER in the environment")
 
 # Lets the folders of `target` be compiled so, but those in ARGN, whose files are alike on purpose.
 function(kelpo_compile_folders_together target)
