@@ -41,8 +41,7 @@ ExitCode run(const Chosen &chosen) {
         list.turnaround = std::chrono::microseconds(std::llround(*chosen.turnaround * 1000));
 
     DryRun driver(library);
-    for (const Remark &remark : torn_values(list, driver))
-        std::cerr << text_of(remark) << "\n";
+    print_remarks(torn_values(list, driver), "", std::cerr);
     const Plan plan = advised(make_plan(list, driver), driver);
     if (chosen.json)
         print_plan_json(plan, chosen.list, std::cout);

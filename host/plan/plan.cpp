@@ -3,8 +3,9 @@
 #include "host/line/terminal.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
-#include <tuple>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -31,23 +32,39 @@ WantedByGroup wanted_by_group(const PollList &list, DryRun &driver) {
     return groups;
 }
 
-// Which variables are in the block, and what is between them.
-void fill(PlannedBlock &planned, const std::vector<Wanted> &group) {
-    const std::int64_t begin = planned.block.first, end = begin + planned.block.count;
-    std::int64_t covered = begin;
-    const auto note_gap = [&planned, &covered](std::int64_t until) {
-        if (until > covered)
-            planned.unused.push_back({static_cast<int>(covered), static_cast<int>(until - covered)});
-    };
-    for (const Wanted &wanted : group) {
-        if (wanted.end <= begin || wanted.first >= end)
-            continue;
-        note_gap(wanted.first);
-        covered = std::max(covered, wanted.end);
-        planned.variables.push_back(wanted.variable);
+// Finds which variables are in the blocks of a group, and what is between them. The blocks come by their first unit.
+class Filler {
+public:
+    Filler() = default;
+    explicit Filler(const std::vector<Wanted> &group) : group_(&group) {}
+
+    void fill(PlannedBlock &planned) {
+        const std::int64_t begin = planned.block.first, end = begin + planned.block.count;
+        for (; next_ < group_->size() && (*group_)[next_].first < end; ++next_)
+            near_.push_back((*group_)[next_]);
+        near_.erase(
+            std::remove_if(near_.begin(), near_.end(), [begin](const Wanted &wanted) { return wanted.end <= begin; }),
+            near_.end());
+        std::int64_t covered = begin;
+        const auto note_gap = [&planned, &covered](std::int64_t until) {
+            if (until > covered)
+                planned.unused.push_back({static_cast<int>(covered), static_cast<int>(until - covered)});
+        };
+        for (const Wanted &wanted : near_) {
+            if (wanted.first >= end)
+                continue;
+            note_gap(wanted.first);
+            covered = std::max(covered, wanted.end);
+            planned.variables.push_back(wanted.variable);
+        }
+        note_gap(end);
     }
-    note_gap(end);
-}
+
+private:
+    const std::vector<Wanted> *group_ = nullptr;
+    std::vector<Wanted> near_;  // begin before the end of the last block, and end after its beginning
+    std::size_t next_ = 0;      // the first that is not looked at yet
+};
 
 // A pseudo-terminal has no wire that needs silence: unless the list asks for a gap, none is kept there.
 PollList with_kept_gap(PollList list) {
@@ -92,12 +109,15 @@ Plan make_plan(const PollList &list_as_given, DryRun &driver) {
     const PollList list = with_kept_gap(list_as_given);
     Plan plan;
     plan.list = list;
-    WantedByGroup groups = wanted_by_group(list, driver);
+    const WantedByGroup groups = wanted_by_group(list, driver);
+    std::map<std::pair<int, int>, Filler> fillers;
+    for (const auto &[group, wanted] : groups)
+        fillers.emplace(group, wanted);
     std::map<int, StationPlan> stations;
     for (DryBlock &block : driver.cycle(list.variables, list.link.max_count)) {
         const Station &station = list.station(block.station);
         PlannedBlock planned{std::move(block), station.enabled, {}, {}, {}};
-        fill(planned, groups[{planned.block.station, planned.block.register_class}]);
+        fillers[{planned.block.station, planned.block.register_class}].fill(planned);
         planned.traffic = traffic_of(list, planned.block.requests);
         if (planned.enabled)
             plan.cycle += planned.traffic;

@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
+#include <optional>
 #include <set>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -44,71 +47,112 @@ std::string requests_text(int count) {
     return counted(count, "request");
 }
 
-// Variables that are alone in a block.
-std::set<std::size_t> loners(const Plan &plan) {
-    std::set<std::size_t> alone;
-    for (const PlannedBlock &block : plan.blocks)
-        if (block.enabled && block.variables.size() == 1)
-            alone.insert(block.variables.front());
-    return alone;
-}
+using Group = std::pair<int, int>;  // a station and a register class: only its variables share blocks
 
-// The variables that share a station and a class with one of them: only they share blocks with it.
-std::vector<std::size_t> group_of(const Plan &plan, std::size_t variable) {
-    std::set<std::size_t> group;
-    const auto has = [variable](const PlannedBlock &block) {
-        return std::find(block.variables.begin(), block.variables.end(), variable) != block.variables.end();
+// The variables that share a station and a class, and what each has alone.
+struct Sharing {
+    struct OfVariable {
+        Group group;
+        Traffic alone;        // of the blocks that no other variable lies in
+        bool shares = false;  // there are others
     };
-    const auto own = std::find_if(plan.blocks.begin(), plan.blocks.end(), has);
-    for (const PlannedBlock &block : plan.blocks)
-        if (block.block.station == own->block.station && block.block.register_class == own->block.register_class)
-            group.insert(block.variables.begin(), block.variables.end());
-    return std::vector<std::size_t>(group.begin(), group.end());
+
+    std::map<Group, std::set<std::size_t>> groups;
+    std::map<std::size_t, OfVariable> variables;
+};
+
+Sharing sharing_of(const Plan &plan) {
+    Sharing sharing;
+    for (const PlannedBlock &block : plan.blocks) {
+        if (!block.enabled)
+            continue;
+        const Group group{block.block.station, block.block.register_class};
+        sharing.groups[group].insert(block.variables.begin(), block.variables.end());
+        for (const std::size_t variable : block.variables) {
+            Sharing::OfVariable &of_variable = sharing.variables[variable];
+            of_variable.group = group;
+            if (block.variables.size() == 1)
+                of_variable.alone += block.traffic;
+            else
+                of_variable.shares = true;
+        }
+    }
+    return sharing;
 }
 
-// What the cycle is shorter by without the variable, and by how many requests.
-Traffic saving_without(const Plan &plan, std::size_t variable, const std::vector<std::size_t> &group, DryRun &driver) {
-    std::vector<Variable> with, without;
-    for (const std::size_t i : group) {
-        with.push_back(plan.list.variables[i]);
-        if (i != variable)
-            without.push_back(plan.list.variables[i]);
+/// Finds out by dry runs what a cycle is shorter by without one variable: as many as take a moment.
+class Omission {
+public:
+    Omission(const Plan &plan, DryRun &driver) : plan_(plan), driver_(driver) {}
+
+    // Nothing when there were too many.
+    std::optional<Traffic> saving_without(std::size_t variable, const std::set<std::size_t> &group) {
+        constexpr std::size_t most_asked = 20000;  // variables, again and again
+        asked_ += group.size();
+        if (asked_ > most_asked)
+            return std::nullopt;
+        std::vector<Variable> with, without;
+        for (const std::size_t i : group) {
+            with.push_back(plan_.list.variables[i]);
+            if (i != variable)
+                without.push_back(plan_.list.variables[i]);
+        }
+        const int max_count = plan_.list.link.max_count;
+        const Traffic before = traffic_of_cycle(plan_.list, with, max_count, driver_);
+        const Traffic after = traffic_of_cycle(plan_.list, without, max_count, driver_);
+        return Traffic{before.requests - after.requests, before.bytes_out - after.bytes_out,
+                       before.bytes_in - after.bytes_in, before.time - after.time};
     }
-    const int max_count = plan.list.link.max_count;
-    const Traffic before = traffic_of_cycle(plan.list, with, max_count, driver);
-    const Traffic after = traffic_of_cycle(plan.list, without, max_count, driver);
-    return {before.requests - after.requests, before.bytes_out - after.bytes_out, before.bytes_in - after.bytes_in,
-            before.time - after.time};
+
+private:
+    const Plan &plan_;
+    DryRun &driver_;
+    std::size_t asked_ = 0;
+};
+
+Advice advice_on_loner(const Variable &variable, const Traffic &saved) {
+    return {in_quotes(variable.name) + " (" + place_of(variable) + ") opens a block of its own: " +
+                (register_type(variable.type).is_bit_of_register ? "left out, with its word in a binary view instead,"
+                                                                 : "nearer to the others, or left out,") +
+                " it saves " + milliseconds_text(saved.time) + " ms (" + requests_text(saved.requests) + ")",
+            saved.time};
 }
 
 // Those that could share a block with others of their station and class, and in one piece those that could not.
 std::vector<Advice> advice_on_loners(const Plan &plan, DryRun &driver) {
+    const Sharing sharing = sharing_of(plan);
+    Omission omission(plan, driver);
     std::vector<Advice> advice;
     std::vector<std::string> without_others;
     nanoseconds alone{0};
-    for (const std::size_t index : loners(plan)) {
-        const Variable &variable = plan.list.variables[index];
-        const std::vector<std::size_t> group = group_of(plan, index);
-        const Traffic saved = saving_without(plan, index, group, driver);
-        const std::string time = milliseconds_text(saved.time) + " ms";
-        if (saved.requests < 1)
+    std::size_t not_tried = 0;
+    for (const auto &[index, of_variable] : sharing.variables) {
+        if (of_variable.alone.requests == 0)
             continue;
+        const std::set<std::size_t> &group = sharing.groups.at(of_variable.group);
+        // Where it shares no block, the other blocks are the same without it.
+        const std::optional<Traffic> saved =
+            of_variable.shares ? omission.saving_without(index, group) : of_variable.alone;
+        not_tried += saved ? 0 : 1;
+        if (!saved || saved->requests < 1)
+            continue;
+        const Variable &variable = plan.list.variables[index];
         if (group.size() > 1) {
-            advice.push_back({in_quotes(variable.name) + " (" + place_of(variable) + ") opens a block of its own: " +
-                                  (register_type(variable.type).is_bit_of_register
-                                       ? "left out, with its word in a binary view instead,"
-                                       : "nearer to the others, or left out,") +
-                                  " it saves " + time + " (" + requests_text(saved.requests) + ")",
-                              saved.time});
+            advice.push_back(advice_on_loner(variable, *saved));
             continue;
         }
-        alone += saved.time;
-        without_others.push_back(in_quotes(variable.name) + " (" + time + ")");
+        alone += saved->time;
+        without_others.push_back(in_quotes(variable.name) + " (" + milliseconds_text(saved->time) + " ms)");
     }
     std::stable_sort(advice.begin(), advice.end(), saves_more);
     if (!without_others.empty())
         advice.push_back(
             {"without others of their station and class to share a request with: " + some(without_others), alone});
+    if (not_tried > 0)
+        advice.push_back({"what leaving out would save was not tried for " +
+                              counted(static_cast<std::int64_t>(not_tried), "more variable") +
+                              " with a block of their own: that would take too long",
+                          nanoseconds::zero()});
     return advice;
 }
 
@@ -142,6 +186,8 @@ std::vector<Advice> advice_on_unused_units(const Plan &plan) {
 }
 
 std::vector<Advice> advice_on_max_count(const Plan &plan, DryRun &driver) {
+    if (plan.list.link.max_count >= greatest_max_count)
+        return {};
     const Traffic with_most = traffic_of_cycle(plan.list, plan.list.variables, greatest_max_count, driver);
     const int fewer = plan.cycle.requests - with_most.requests;
     const nanoseconds saved = plan.cycle.time - with_most.time;

@@ -2,6 +2,7 @@
 
 #include "host/driver/register_types.h"
 #include "host/plan/plan_words.h"
+#include "host/plan/unit_runs.h"
 #include "host/text/quantities.h"
 #include "host/text/words.h"
 
@@ -14,24 +15,43 @@
 namespace kelpo {
 namespace {
 
-bool reads_both(const PlannedRequest &request, std::int64_t high) {
-    return request.first <= high && high + 1 < std::int64_t{request.first} + request.count;
+using Group = std::pair<int, int>;  // a station and a register class
+
+std::map<Group, UnitRuns> runs_of(std::map<Group, std::vector<UnitRun>> runs) {
+    std::map<Group, UnitRuns> sorted;
+    for (auto &[group, of_group] : runs)
+        sorted.emplace(group, std::move(of_group));
+    return sorted;
+}
+
+bool hold(const std::map<Group, UnitRuns> &runs, const Group &group, const UnitRun &wanted) {
+    const auto found = runs.find(group);
+    return found != runs.end() && found->second.hold(wanted);
+}
+
+// What each request reads at once.
+std::map<Group, UnitRuns> read_at_once(const std::vector<DryBlock> &blocks) {
+    std::map<Group, std::vector<UnitRun>> runs;
+    for (const DryBlock &block : blocks)
+        for (const PlannedRequest &request : block.requests)
+            runs[{block.station, block.register_class}].push_back(
+                {request.first, std::int64_t{request.first} + request.count});
+    return runs_of(std::move(runs));
+}
+
+// Whether a value of it can be read by halves.
+bool takes_two_registers(const Variable &variable) {
+    return units_per_value(variable.view) == 2 && register_type(variable.type).modbus_per_number != 2;
 }
 
 // The register that holds the first half of the variable's first value whose halves no request reads together; nothing
 // when there is none. `span` is what the driver polls for the variable.
-std::optional<int> torn_value(const Variable &variable, const Span &span, const std::vector<DryBlock> &blocks) {
-    if (units_per_value(variable.view) != 2 || register_type(variable.type).modbus_per_number == 2)
+std::optional<int> torn_value(const Variable &variable, const Span &span, const std::map<Group, UnitRuns> &at_once) {
+    if (!takes_two_registers(variable))
         return std::nullopt;
-    for (int high = span.first; high < span.first + variable.count; high += 2) {
-        const bool whole = std::any_of(blocks.begin(), blocks.end(), [&](const DryBlock &block) {
-            return block.station == variable.station && block.register_class == span.register_class &&
-                   std::any_of(block.requests.begin(), block.requests.end(),
-                               [high](const PlannedRequest &request) { return reads_both(request, high); });
-        });
-        if (!whole)
+    for (int high = span.first; high < span.first + variable.count; high += 2)
+        if (!hold(at_once, {variable.station, span.register_class}, {high, std::int64_t{high} + 2}))
             return high;
-    }
     return std::nullopt;
 }
 
@@ -39,11 +59,14 @@ std::optional<int> torn_value(const Variable &variable, const Span &span, const 
 class Inspector {
 public:
     Inspector(const PollList &list, DryRun &driver) : list_(list), driver_(driver) {
+        std::map<Group, std::vector<UnitRun>> polled;
         for (const Variable &variable : list.variables) {
             spans_.push_back(driver.span_of(variable));
             const Span &span = spans_.back();
-            polled_[{variable.station, span.register_class}].push_back(span);
+            polled[{variable.station, span.register_class}].push_back(
+                {span.first, std::int64_t{span.first} + span.count});
         }
+        polled_ = runs_of(std::move(polled));
     }
 
     Remarks inspect() {
@@ -65,11 +88,7 @@ private:
     }
 
     bool is_polled(int station, int register_class, int address) const {
-        const auto group = polled_.find({station, register_class});
-        return group != polled_.end() &&
-               std::any_of(group->second.begin(), group->second.end(), [address](const Span &span) {
-                   return span.first <= address && address - span.first < span.count;
-               });
+        return hold(polled_, {station, register_class}, {address, std::int64_t{address} + 1});
     }
 
     // The driver asks for the register whose number is word x 16 + bit, but shows the bit of the word.
@@ -170,7 +189,7 @@ private:
     const PollList &list_;
     DryRun &driver_;
     std::vector<Span> spans_;
-    std::map<std::pair<int, int>, std::vector<Span>> polled_;  // by station and class
+    std::map<Group, UnitRuns> polled_;
     std::map<int, ClassMap> maps_;
     Remarks remarks_;
 };
@@ -185,27 +204,34 @@ Remarks surprises(const PollList &list, DryRun &driver) {
 }
 
 Remarks torn_values(const PollList &list, DryRun &driver) {
+    if (std::none_of(list.variables.begin(), list.variables.end(), takes_two_registers))
+        return {};
     std::vector<Span> spans;
     for (const Variable &variable : list.variables)
         spans.push_back(driver.span_of(variable));
-    const auto torn_at = [&](std::size_t index, const std::vector<DryBlock> &blocks) {
-        return torn_value(list.variables[index], spans[index], blocks);
+    using AtOnce = std::map<Group, UnitRuns>;
+    const auto torn_at = [&](std::size_t index, const AtOnce &at_once) {
+        return torn_value(list.variables[index], spans[index], at_once);
     };
-    const auto blocks = driver.cycle(list.variables, list.link.max_count);
-    std::vector<std::size_t> torn;
-    for (std::size_t i = 0; i < spans.size(); ++i)
-        if (torn_at(i, blocks))
-            torn.push_back(i);
+    const auto torn_with = [&](const AtOnce &at_once) {
+        std::vector<std::size_t> torn;
+        for (std::size_t i = 0; i < spans.size(); ++i)
+            if (torn_at(i, at_once))
+                torn.push_back(i);
+        return torn;
+    };
+    const AtOnce at_once = read_at_once(driver.cycle(list.variables, list.link.max_count));
+    const std::vector<std::size_t> torn = torn_with(at_once);
 
-    // If no number of units helps, the address map separates the registers.
+    // What no number of units cures is parted by the address map.
+    const bool all_parted = std::all_of(torn.begin(), torn.end(), [&](std::size_t index) {
+        const auto high_start = driver.map_of(spans[index].register_class).high_start;
+        return high_start && *torn_at(index, at_once) + 1 == *high_start;
+    });
     std::vector<std::size_t> incurable = torn;
     std::optional<int> cure;
-    for (int max_count = list.link.max_count - 1; max_count > 1 && !torn.empty() && !cure; --max_count) {
-        const auto other_blocks = driver.cycle(list.variables, max_count);
-        std::vector<std::size_t> left;
-        for (std::size_t i = 0; i < spans.size(); ++i)
-            if (torn_at(i, other_blocks))
-                left.push_back(i);
+    for (int max_count = list.link.max_count - 1; max_count > 1 && !all_parted && !cure; --max_count) {
+        const std::vector<std::size_t> left = torn_with(read_at_once(driver.cycle(list.variables, max_count)));
         if (left.size() < incurable.size()) {
             incurable = left;
             cure = max_count;
@@ -214,8 +240,8 @@ Remarks torn_values(const PollList &list, DryRun &driver) {
 
     Remarks remarks;
     for (const std::size_t index : torn) {
-        const bool curable = cure && std::find(incurable.begin(), incurable.end(), index) == incurable.end();
-        const int high = *torn_at(index, blocks);
+        const bool curable = cure && !std::binary_search(incurable.begin(), incurable.end(), index);
+        const int high = *torn_at(index, at_once);
         remarks.push_back({Remark::Kind::warning, list.places[index],
                            in_quotes(list.variables[index].name) + " has a 32-bit value in registers " +
                                std::to_string(high) + " and " + std::to_string(high + 1) +
