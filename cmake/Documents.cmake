@@ -1,9 +1,9 @@
-# Documents are written for the tree of the sources; kelpo_install_documents lays them down for a component, in one
-# folder. A link to what is installed with the document stays a link; any other says in words where its target is.
+# Documents are written for the source tree; kelpo_install_documents installs them for a component, in one folder. A
+# link to what is installed with the document stays a link; any other is replaced by words that say where its target is.
 set(kelpo_package_of_dev libozna-kelpo-port-dev)
 set(kelpo_package_of_tools ozna-kelpo-port-tools)
 
-# The target of a link in `document`, seen from where documents are installed; empty when it is not installed with it.
+# The target of a link in `document`, relative to where documents are installed; empty when it is not installed with it.
 # `documents` and `examples` are what the component installs.
 function(kelpo_installed_target result component target documents examples)
     set(place "")

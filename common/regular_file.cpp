@@ -13,7 +13,7 @@
 namespace common {
 namespace {
 
-const char *const no_regular_file = "it is no regular file";
+const char *const no_regular_file = "it is not a regular file";
 
 std::string why_not(const struct stat &status) {
     return S_ISDIR(status.st_mode) ? std::strerror(EISDIR) : no_regular_file;

@@ -215,7 +215,7 @@ void Exerciser::leave_unanswered(int round) {
     else if (outcome.results != std::vector<int>{request_failed})
         fault = "the driver reported the results " + text_of(outcome.results);
     else if (outcome.error_groups != std::vector<int>{unanswered_group})
-        fault = "the communication-error callback told of the groups " + text_of(outcome.error_groups);
+        fault = "the communication-error callback reported the groups " + text_of(outcome.error_groups);
     else
         fault = log ? fault_of_write(exercise.target, values, *log, memory_) : "the controller's log is not complete";
     record(Subject::unanswered,

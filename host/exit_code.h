@@ -4,7 +4,7 @@
 
 namespace kelpo {
 
-/// What `kelpo` ends with. Where several apply, the highest counts.
+/// What `kelpo` ends with. If several apply, the highest counts.
 enum class ExitCode {
     all_well = 0,
     not_right = 1,    ///< a check, a value or a comparison; or the user ended it before it was through

@@ -177,7 +177,7 @@ inline const char *words_of(Outcome outcome) {
     case wrong_length:
         return "given up: a reply of the wrong length, or an exception";
     case not_now:
-        return "the controller asks for patience";
+        return "the controller asks to wait";
     case unknown_code:
         break;
     }

@@ -562,7 +562,7 @@ private:
         void *const known = dlsym(handle_, "SetComInfo");
         Dl_info where;
         if (known == 0 || dladdr(known, &where) == 0 || where.dli_fname == 0)
-            return give_up(file + ": is no driver: it has no symbol SetComInfo");
+            return give_up(file + ": is not a driver: it has no symbol SetComInfo");
         if (copy_ < 0) {
             loaded_from_ = where.dli_fname;
             file_ = without_links(loaded_from_);
@@ -639,7 +639,7 @@ private:
     bool fits_qt() {
         const char *(*qt_of_library)() = 0;
         if (!look_up("qVersion", qt_of_library) && !look_up("_Z8qVersionv", qt_of_library))  // of Qt 4
-            return give_up(file_ + ": is no driver for this host: it does not use Qt's shared core library");
+            return give_up(file_ + ": is not a driver for this host: it does not use Qt's shared core library");
         qt_version_ = qt_of_library();
         const QByteArray of_host = qVersion();
         if (qt_version_.left(qt_version_.indexOf('.')) == of_host.left(of_host.indexOf('.')))
@@ -670,7 +670,7 @@ private:
     }
 
     template <typename Pointer> bool need(const char *name, Pointer &pointer) {
-        return look_up(name, pointer) || give_up(file_ + ": is no usable driver: it has no symbol " + name);
+        return look_up(name, pointer) || give_up(file_ + ": is not a usable driver: it has no symbol " + name);
     }
 
     bool look_up_all() {

@@ -1,6 +1,6 @@
-# What the scripts share. Sourced before anything else is done, not run; expects `set -euo pipefail`. Takes two options
-# out of the arguments of the script: --help shows the comment at its head, and nothing else happens; --no-install makes
-# install_packages end where packages are missing.
+# What the scripts share. Sourced at the start of each script, not run; expects `set -euo pipefail`. Takes two options
+# out of the arguments of the script: --help shows the comment at the top of the script and does nothing else;
+# --no-install makes install_packages end where packages are missing.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -14,7 +14,7 @@ lint_packages=(clang clang-format clang-tidy cppcheck shellcheck)
 bench_packages=(libbenchmark-dev libboost-dev libqt5serialbus5-dev valgrind)
 sanitizer_packages=(clang libclang-rt-dev llvm)
 
-# What was compiled before is not compiled again, where there is a compiler cache. It may trust a compiled header.
+# With a compiler cache, what was compiled before is not compiled again. It may trust a compiled header.
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros}
@@ -50,7 +50,7 @@ done
 set -- "${arguments[@]}"
 
 # Installs those of the named Debian packages that are missing; asks the package servers only if any is. With
-# --no-install it ends there; where there is no dpkg to ask, the configuration tells what is missing.
+# --no-install it ends there; without dpkg, the configuration says what is missing.
 install_packages() {
     local missing=() package
     [ -z "$no_install" ] || command -v dpkg-query >/dev/null || return 0
@@ -78,7 +78,7 @@ configure() {
     rm -f "$root/build-$preset.log"
 }
 
-# Whether all of our own C++ is formatted as .clang-format says.
+# Checks that all of our own C++ is formatted as .clang-format says.
 check_format() {
     say "clang-format"
     (cd "$root" && git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run -Werror)

@@ -35,8 +35,8 @@ ExitCode run(const Chosen &chosen) {
 void add_address_command(common::Command app, int &exit_code) {
     const auto chosen = std::make_shared<Chosen>();
     common::Command address =
-        app.add_subcommand("address", "Show where an address of a register type lies in the controller, as the driver "
-                                      "sees it, or why it is none.");
+        app.add_subcommand("address", "Show where an address of a register type is in the controller, as the driver "
+                                      "sees it, or why it is not an address.");
     address.add_option("TYPE", chosen->type, "Register type, 0 to 17").required().range(0, 17);
     address.add_option("TEXT", chosen->text, "The address as a screen project writes it").required();
     address.add_option("--driver", chosen->driver, "File name of the driver").capture_default_str();
@@ -45,7 +45,7 @@ void add_address_command(common::Command app, int &exit_code) {
                    "  kelpo address 0 17      a bit; types 0 and 1 count in octal\n"
                    "  kelpo address 13 204    a 32-bit register; they begin at 200\n"
                    "  kelpo address 15 6.4    bit 4 of register 6\n"
-                   "Ends with 7 when the driver takes the text for no address.");
+                   "Ends with 7 when the driver does not accept the address.");
     address.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 

@@ -46,7 +46,7 @@ void add_check_command(common::Command app, int &exit_code) {
     common::Command check =
         app.add_subcommand("check", "Say what is wrong with a list of variables, each mistake with file and line.");
     check.add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables").required();
-    check.add_option("--driver", chosen->link.driver, "File name of the driver, which judges the addresses")
+    check.add_option("--driver", chosen->link.driver, "File name of the driver, which checks the addresses")
         .capture_default_str();
     check.footer("Examples:\n"
                  "  kelpo check pumps.toml\n"

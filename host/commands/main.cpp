@@ -22,7 +22,7 @@ const char *const help_footer =
     "   8  no reply\n"
     "   9  refused by the controller\n"
     "  10  a bad reply\n"
-    "Where several apply, the highest counts.\n\n"
+    "If several apply, the highest counts.\n\n"
     "Register types 0 to 17 are the driver's own: each says how an address is written, whether it\n"
     "names coils or holding registers, and where these lie in the controller. A register class is\n"
     "the type whose registers it shares. docs/address-map.md lists both.";

@@ -72,7 +72,7 @@ void add_poll_command(common::Command app, int &exit_code) {
     const common::Option format =
         poll.add_option("--format", chosen->format, formats,
                         "plain, csv or json: write a record for each change, instead of the screen; "
-                        "plain where there is no terminal");
+                        "plain without a terminal");
     poll.add_option("--every", chosen->every,
                     "Write all values each time this many milliseconds have passed, not only those that changed")
         .range(10, 86400000)

@@ -42,7 +42,7 @@ ExitCode run(Chosen &chosen, const ListOrLine &line) {
 
 void add_scan_command(common::Command app, int &exit_code) {
     const auto chosen = std::make_shared<Chosen>();
-    common::Command scan = app.add_subcommand("scan", "Ask station after station, and show which answer.");
+    common::Command scan = app.add_subcommand("scan", "Ask one station after the other, and show which answer.");
     const common::Option stations =
         scan.add_option("--stations", chosen->stations, "The stations to ask, such as 1-20,33").type_name("LIST");
     const auto bound = [&](const char *name, int &station, const char *meaning) {
@@ -63,7 +63,7 @@ void add_scan_command(common::Command app, int &exit_code) {
         .capture_default_str();
     scan.add_flag("--json", chosen->options.json, "One JSON object for each station that answers");
     const ListOrLine line(scan, scan_defaults());
-    scan.footer("Whatever comes back whole counts: a value, a refusal, an answer to something else, an answer that is "
+    scan.footer("Any whole reply counts: a value, a refusal, an answer to something else, an answer that is "
                 "late.\nCtrl-C ends the scan with what it has.\n"
                 "\nExamples:\n"
                 "  kelpo scan --line /dev/ttyUSB0 --speed 19200 --parity even\n"

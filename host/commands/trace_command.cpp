@@ -91,7 +91,7 @@ void add_trace_command(common::Command app, int &exit_code) {
     trace.add_flag("--failures", chosen->options.filter.failures, "Show requests without a good reply only");
     trace.add_flag("--utc", chosen->utc, "Show times in UTC instead of local time");
     const LineOptions line(trace, {});
-    trace.footer("Files hold everything, whatever is shown.\n"
+    trace.footer("Files hold everything, also what is not shown.\n"
                  "\n"
                  "Examples:\n"
                  "  kelpo trace panel.toml                              poll, show every frame until Ctrl-C\n"

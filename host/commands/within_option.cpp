@@ -27,7 +27,7 @@ WithinOption::WithinOption(common::Command command) : text_(std::make_shared<std
                     "A write that has not begun after this time is not sent any more, and reported as expired: 500ms, "
                     "5s, 2min; otherwise 5s")
         .check([](const std::string &text) {
-            return duration_from(text) ? std::string() : in_quotes(text) + " is no time such as 500ms, 5s or 2min";
+            return duration_from(text) ? std::string() : in_quotes(text) + " is not a time such as 500ms, 5s or 2min";
         })
         .type_name("TIME");
 }

@@ -14,7 +14,7 @@ void add_write_command(common::Command app, int &exit_code) {
                  "  kelpo write --line /dev/ttyUSB0 --speed 19200 --parity even 1:7:100=42\n"
                  "  kelpo write --line /dev/ttyUSB0 --check 1:7:100=1,2,3 2:12:40/float=3.5 1:15:5.3=on\n"
                  "  kelpo write --line tcp:192.168.1.20:4001 1:7:200x50=0\n"
-                 "\nReferences are written in their order; all are looked at before the first is written. Type 0 "
+                 "\nReferences are written in their order; all are checked before the first is written. Type 0 "
                  "cannot be written.\nA bit in a register (types 15 to 17) is written by reading the register and "
                  "writing it back.\n"
                  "\nEnds with 0 when all was written, 1 when --check finds another value or a write was not sent in "

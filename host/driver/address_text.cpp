@@ -49,7 +49,7 @@ std::string what_is_wrong(Syntax syntax, std::string_view text) {
     if (text.find('.') != std::string_view::npos)
         return "names a bit, which only types 15 to 17 have";
     if (!is_number(text))
-        return "is no number";
+        return "is not a number";
     if (text.front() == '-')
         return "is below 0";
     const std::string_view digits = text.front() == '+' ? text.substr(1) : text;

@@ -179,7 +179,7 @@ DryRun::Work::Part DryRun::Work::next_request() {
         throw DryRunError("the driver has nothing to ask for where it should");
     if (request->send_len < shortest_request || request->frame.size() < request->send_len ||
         request->reply_len < shortest_reply)
-        throw DryRunError("the driver builds a request that is no Modbus RTU frame");
+        throw DryRunError("the driver builds a request that is not a Modbus RTU frame");
     const auto *const bytes = reinterpret_cast<const std::uint8_t *>(request->frame.constData());
     return {{{bytes, bytes + request->send_len}, request->reply_len, request->var.reg_addr, request->var.reg_count},
             request->var};

@@ -24,7 +24,7 @@ struct RequestName {
 /// How a queued read or write has ended.
 enum class RequestOutcome {
     done,
-    failed,  ///< given up, or the driver could not make a request of it; its other parts are dropped
+    failed,  ///< given up, or the driver could not make a request for it; its other parts are dropped
     dropped  ///< never sent: the driver drops what waits for a station that is switched off
 };
 

@@ -208,7 +208,7 @@ FrameMeaning answer_meaning(const FrameBytes &reply, const FrameBytes &request_b
             return meaning;
         }
         if (!works_on_bits(function) && data_size % 2 != 0) {
-            meaning.words = who + fmt::format("byte count {}, which is no number of registers", reply[2]);
+            meaning.words = who + fmt::format("byte count {}, which is not a whole number of registers", reply[2]);
             return meaning;
         }
         const FrameBytes data = part_of(reply, 3, data_size);
@@ -216,7 +216,7 @@ FrameMeaning answer_meaning(const FrameBytes &reply, const FrameBytes &request_b
             const int bits = static_cast<int>(data_size) * 8;
             meaning.words = who + values_words(function, data, bits, context);
         } else if (reply.size() != request.reply_size) {
-            meaning.words = who + fmt::format("{} bytes of data, {} are due", data_size,
+            meaning.words = who + fmt::format("{} bytes of data, {} are expected", data_size,
                                               request.reply_size - modbus::exception_size);
             return meaning;
         } else {
@@ -251,7 +251,7 @@ FrameMeaning checked_meaning(const FrameBytes &reply, const FrameBytes &request,
         return meaning;
     }
     if (due.function >= 0 && function != due.function) {
-        meaning.words = fmt::format("{} answers {}, asked was {}", station_name(station), function_text(function),
+        meaning.words = fmt::format("{} answers {}, {} was asked", station_name(station), function_text(function),
                                     function_text(due.function));
         return meaning;
     }
@@ -262,7 +262,7 @@ FrameMeaning checked_meaning(const FrameBytes &reply, const FrameBytes &request,
     }
     const std::size_t size = reply_size_at(reply, 0);
     if (exception || (size != 0 && size != reply.size() && !is_read(function))) {
-        meaning.words = fmt::format("{}: {} {}, {} are due", station_name(station), bytes_counted(reply.size()),
+        meaning.words = fmt::format("{}: {} {}, {} are expected", station_name(station), bytes_counted(reply.size()),
                                     exception ? "of exception" : "came", size);
         return meaning;
     }
@@ -290,7 +290,7 @@ std::string broken_words(const FrameBytes &reply, const DueReply &due) {
             return size == 0 ? fmt::format("too short: {}", came)
                              : fmt::format("cut short: {} of {}", reply.size(), bytes_counted(size));
         if (size != 0 && reply.size() > size)
-            return fmt::format("too long: {}, {} are due; ", came, size) + wrong_crc(reply);
+            return fmt::format("too long: {}, {} are expected; ", came, size) + wrong_crc(reply);
         return wrong_crc(reply);
     }
     if (reply.size() < modbus::shortest_frame)
@@ -338,7 +338,7 @@ FrameMeaning reply_meaning(const FrameBytes &reply, const FrameBytes &request,
     const auto function = due.function >= 0 ? std::optional<int>(due.function) : std::nullopt;
     if (reply.empty()) {
         const bool broadcast = due.station == 0;
-        return {broadcast ? "no reply, none is due to all stations" : "no reply", !broadcast, asked, function};
+        return {broadcast ? "no reply, none is expected to a broadcast" : "no reply", !broadcast, asked, function};
     }
     if (reply.size() == modbus::exception_size && reply[1] == 0x6A && reply[2] == 0x8B)
         return {station_name(reply[0]) + ": special reply 6A 8B, the request stays in flight", true, reply[0],

@@ -70,7 +70,7 @@ std::uint8_t byte_of(std::string_view word) {
     const char *const end = word.data() + word.size();
     const auto [stopped, error] = std::from_chars(word.data(), end, value, 16);
     if (word.size() != 2 || error != std::errc() || stopped != end)
-        throw Mistake{quoted_word(word) + " is no byte; two hexadecimal digits, such as 0A"};
+        throw Mistake{quoted_word(word) + " is not a byte; two hexadecimal digits, such as 0A"};
     return static_cast<std::uint8_t>(value);
 }
 
@@ -98,7 +98,7 @@ TraceContext context_of(std::string_view text) {
         const std::string start = std::string(field.name) + '=';
         if (word.substr(0, start.size()) != start)
             throw Mistake{(word.empty() ? "nothing" : quoted_word(word)) + " is where " + start +
-                          "NUMBER is due; after | come type, address, count, group, id"};
+                          "NUMBER is expected; after | come type, address, count, group, id"};
         context.*field.member = number_of(word.substr(start.size()), word);
     }
     if (const std::string_view more = take_word(text); !more.empty())
@@ -110,7 +110,7 @@ Direction direction_of(std::string_view word) {
     for (const Mark &row : marks)
         if (word.size() == 1 && word.front() == row.mark)
             return row.direction;
-    throw Mistake{quoted_word(word) + " is no direction; > sent, < received, ~ thrown away, * a note"};
+    throw Mistake{quoted_word(word) + " is not a direction; > sent, < received, ~ thrown away, * a note"};
 }
 
 TraceRecord record_of(std::string_view line) {
@@ -118,7 +118,7 @@ TraceRecord record_of(std::string_view line) {
     const std::optional<TraceTime> time = time_from(date, clock);
     if (!time)
         throw Mistake{quoted_word(date) + ' ' + quoted_word(clock) +
-                      " is no time; date and time, such as 2026-11-21 05:31:26.123456"};
+                      " is not a time; date and time, such as 2026-11-21 05:31:26.123456"};
     TraceRecord record{*time, direction_of(take_word(line)), {}, {}, {}};
     if (record.direction == Direction::note) {
         record.text = line.empty() ? "" : line.substr(1);
@@ -159,7 +159,7 @@ bool starts_with(std::string_view text, std::string_view start) {
 
 std::string head_mistake(std::string_view line) {
     if (!starts_with(line, magic))
-        return "this is no saved trace; its first line would be # kelpo trace 1";
+        return "this is not a saved trace; its first line would be # kelpo trace 1";
     return "a saved trace of another version, " + quoted_word(line.substr(magic.size())) +
            "; this program reads version " + std::string(version);
 }

@@ -44,7 +44,8 @@ Failure failure_of(const Exchange &exchange) {
                 "refused: " + exception_words(exception) + " (exception " + std::to_string(exception) + ")"};
     }
     if (is_echo(reply, request))
-        return {Kind::bad_reply, "bad reply: the request came back; the adapter hears itself, or the line is a loop"};
+        return {Kind::bad_reply,
+                "bad reply: the request came back; the adapter receives what it sends, or the line is a loop"};
     const FrameMeaning meaning = reply_meaning(reply, request, std::nullopt);
     std::string text = "bad reply: " + meaning.words;
     // It looks good but was not accepted: the driver must have had a reason.

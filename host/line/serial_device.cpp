@@ -38,7 +38,7 @@ const char *advice(int error) {
     case EBUSY:
         return "; another program has it";
     case EIO:
-        return "; there is no port behind this name";
+        return "; there is no port of this name";
     case ENOTTY:
     case EISDIR:
         return "; a line is a tty, such as /dev/ttyUSB0, or tcp:HOST:PORT";
@@ -144,7 +144,7 @@ Descriptor open_serial_device(const LineSettings &settings) {
     if (tty.number() < 0) {
         const int error = errno;
         if (names_a_device_server(settings.path))
-            fail(settings, "is no serial port; a device server is written as tcp:" + settings.path);
+            fail(settings, "is not a serial port; a device server is written as tcp:" + settings.path);
         fail(settings, "cannot be opened: " + text_of(error) + advice(error));
     }
     keep_others_out(tty, settings);

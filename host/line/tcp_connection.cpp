@@ -154,7 +154,7 @@ TcpPeer tcp_peer(const std::string &path) {
     if (host.empty())
         fail_malformed(path, "the host is missing");
     if (!bracketed && host.find(':') != std::string::npos)
-        fail_malformed(path, "an IPv6 address stands in brackets");
+        fail_malformed(path, "an IPv6 address must be in brackets");
 
     const std::string digits = text.substr(colon + 1);
     constexpr std::size_t most_digits = 5;

@@ -111,7 +111,7 @@ std::string why_not_to_open(const std::string &path, const std::string &known_id
     if (stat(path.c_str(), &status) != 0 || !is_pseudo_terminal(status) || lstat(path.c_str(), &name) != 0)
         return {};
     if (is_terminal_of_a_program(status))
-        return "is the terminal of a running program, and no line";
+        return "is the terminal of a running program, not a line";
     if (S_ISLNK(name.st_mode) && is_younger(status, name))
         return "the link is older than the terminal that it names: its controller is gone, and another program has the "
                "terminal now";

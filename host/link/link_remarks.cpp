@@ -4,7 +4,7 @@
 
 namespace kelpo {
 
-const char *const echo_words = "the line returns what is sent: it is a loop, or the adapter hears itself";
+const char *const echo_words = "the line returns what is sent: it is a loop, or the adapter receives what it sends";
 
 std::string late_words(int station, std::chrono::milliseconds time, std::chrono::milliseconds reply_timeout) {
     return "station " + std::to_string(station) + " answers after up to " + std::to_string(time.count()) +
@@ -12,7 +12,7 @@ std::string late_words(int station, std::chrono::milliseconds time, std::chrono:
 }
 
 std::string waiting_words(int station) {
-    return "station " + std::to_string(station) + " asks to wait again and again (6A 8B): that is taken for no reply";
+    return "station " + std::to_string(station) + " keeps asking to wait (6A 8B): that is taken for no reply";
 }
 
 std::vector<std::string> LinkRemarks::sentences() const {

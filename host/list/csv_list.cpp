@@ -47,7 +47,7 @@ std::vector<const Column *> columns_of(const CsvRow &header, const std::string &
                 builder.mistake(place, "unknown column " + in_quotes(title) + "; " + in_quotes(*meant) + " was meant");
             else
                 builder.warning(place,
-                                "column " + in_quotes(title) + " is passed over; known are " + listed(column_names()));
+                                "column " + in_quotes(title) + " is ignored; known are " + listed(column_names()));
         }
         found.push_back(column);
     }

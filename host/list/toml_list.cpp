@@ -319,7 +319,7 @@ private:
             });
         if (*close != wanted)
             reader.refuse(*reader.find("speed"), "speed " + std::to_string(wanted) +
-                                                     " is no rate that serial lines have; the nearest is " +
+                                                     " is not a rate that serial lines have; the nearest is " +
                                                      std::to_string(*close));
         line.speed = wanted;
     }
@@ -447,7 +447,7 @@ std::string what_is_wrong(const toml::parse_error &error, std::string_view text)
         if (const std::size_t seen = shown.rfind(mark); seen != std::string::npos)
             shown.replace(seen, 1, rest.substr(0, length));
     }
-    return "this is no TOML: " + without_controls(shown);
+    return "this is not TOML: " + without_controls(shown);
 }
 
 }  // namespace

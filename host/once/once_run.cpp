@@ -65,8 +65,8 @@ void OnceRun::take_write_results() {
 // Of what is not complete when the run ends.
 Status OnceRun::unserved() const {
     if (!line_error().empty())
-        return {false, "the line failed before it was through", ExitCode::no_line};
-    return {false, "was ended before it was through", ExitCode::not_right};
+        return {false, "the line failed before it was done", ExitCode::no_line};
+    return {false, "was ended before it was done", ExitCode::not_right};
 }
 
 Status OnceRun::write_status(int id) const {
@@ -83,7 +83,7 @@ Status OnceRun::read_status(const std::optional<RequestName> &name) {
     if (failure && (failed || failure->kind == Failure::Kind::not_now))
         return {false, failure->text, exit_code_of(failure->kind)};
     if (failed)
-        return {false, "the driver could not make a request of it", ExitCode::not_right};
+        return {false, "the driver could not make a request for it", ExitCode::not_right};
     if (name && outcome && watch_.has_rested(stations_.at(*name)))
         return {false, "no reply to the requests before, and not asked for", ExitCode::no_reply};
     return unserved();

@@ -68,7 +68,7 @@ int station_of(const std::string &text, const Parts &parts, std::optional<int> g
 int type_of(const std::string &text, const Parts &parts) {
     const auto type = whole_number(parts.type);
     if (!type || *type < 0 || *type > last_register_type)
-        refuse(text, "the register type must be a number from 0 to 17; '" + parts.type + "' is none");
+        refuse(text, "the register type must be a number from 0 to 17, not '" + parts.type + "'");
     return static_cast<int>(*type);
 }
 
@@ -86,7 +86,7 @@ int count_of(const std::string &text, const Parts &parts, std::size_t values) {
         return std::max(1, static_cast<int>(values));
     const auto count = whole_number(*parts.count);
     if (!count || *count < 1 || *count > most_values)
-        refuse(text, "the count must be a number from 1 to 65536; '" + *parts.count + "' is none");
+        refuse(text, "the count must be a number from 1 to 65536, not '" + *parts.count + "'");
     return static_cast<int>(*count);
 }
 

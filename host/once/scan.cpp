@@ -194,7 +194,8 @@ void report(const ScanOptions &options, const OnceRun &run, const StationWatch &
     for (const auto &[station, noise] : watch.noises())
         error << "kelpo: when station " << station << " was asked: " << noise << "\n";
     if (!watch.noises().empty())
-        error << "kelpo: bytes that are no reply: is the speed or parity another, or are there two with one number?\n";
+        error << "kelpo: bytes that are not a reply: is the speed or parity different, or do two stations have one "
+                 "number?\n";
     const auto asked = static_cast<std::size_t>(watch.asked());
     error << "kelpo: asked " << asked << ", answering " << answers.size();
     if (asked < options.stations.size())

@@ -38,15 +38,15 @@ void print_range(const ClassMap &map, int address, std::ostream &out) {
     };
     if (!map.high_start) {
         print_row(out, "range",
-                  "numbers from 0 on lie from " + place(0) + " on" + (map.width > 1 ? ", two registers each" : ""));
+                  "numbers from 0 on are at " + place(0) + " and up" + (map.width > 1 ? ", two registers each" : ""));
         return;
     }
     const int boundary = *map.high_start;
     print_row(out, "range",
-              "numbers 0 to " + std::to_string(boundary - 1) + " lie from " + place(0) + " on, and from " +
-                  std::to_string(boundary) + " on from " + place(boundary) + " on");
+              "numbers 0 to " + std::to_string(boundary - 1) + " are at " + place(0) + " and up, from " +
+                  std::to_string(boundary) + " on at " + place(boundary) + " and up");
     if (address == boundary - 1)
-        print_row(out, "remark", "the next number lies elsewhere: a read of both takes two requests");
+        print_row(out, "remark", "the next number is elsewhere: a read of both takes two requests");
 }
 
 void print_remarks(const AddressReport &report, std::ostream &out) {
@@ -56,7 +56,7 @@ void print_remarks(const AddressReport &report, std::ostream &out) {
         print_row(out, "remark", "above 65535 values are mixed up with those of the next register class");
     if (place >= places)
         print_row(out, "remark",
-                  "it would lie at Modbus address " + std::to_string(place) +
+                  "it would be at Modbus address " + std::to_string(place) +
                       ", above 65535: a frame asks for another place");
     if (!report.bit_of_word)
         return;

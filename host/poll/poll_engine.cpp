@@ -156,7 +156,7 @@ PollEngine::News PollEngine::refresh() {
 void PollEngine::finish() {
     session_.finish();
     if (session_.line_error().empty())
-        writer_.end("polling ended before it was through", ExitCode::not_right);
+        writer_.end("polling ended before it was done", ExitCode::not_right);
     else
         writer_.end("the line was lost when polling ended", ExitCode::no_line);
 }

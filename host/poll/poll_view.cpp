@@ -359,7 +359,7 @@ PollScreen help_screen() {
         "  up, down, page up, page down, home, end, left, right   choose a variable",
         "  w          write a value to the chosen variable",
         "  s          switch the chosen variable's station off, and on again",
-        "  space, p   freeze the values shown; the line goes on",
+        "  space, p   freeze the values shown; polling goes on",
         "  t          show what goes over the line, and what it means",
         "  /          show only variables whose name or place has a text; Esc: all",
         "  ?          this help                q, Ctrl-C   quit",

@@ -134,7 +134,7 @@ private:
         const auto named = std::find_if(variables().begin(), variables().end(),
                                         [&name](const Variable &variable) { return variable.name == name; });
         if (sign == std::string::npos)
-            refuse(nullptr, in_quotes(trimmed(line)) + " is no write; NAME=VALUE is");
+            refuse(nullptr, in_quotes(trimmed(line)) + " is not a write such as NAME=VALUE");
         else if (named == variables().end())
             refuse(nullptr, "no variable " + in_quotes(name) + " in the list");
         else if (const WriteAnswer answer =

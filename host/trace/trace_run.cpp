@@ -70,7 +70,7 @@ ExitCode failed(const std::string &what, std::ostream &error) {
 }
 
 ExitCode ended_early(std::ostream &error) {
-    error << "kelpo: ended before all was saved; nothing is\n";
+    error << "kelpo: ended before everything was saved; no file was written\n";
     return ExitCode::not_right;
 }
 

@@ -7,7 +7,7 @@
 namespace kelpo {
 namespace {
 
-const std::string nobody_knows = "; it may have been written all the same";
+const std::string nobody_knows = "; it may have been written anyway";
 const std::string not_sent = "; it was not sent";
 
 }  // namespace

@@ -43,7 +43,7 @@ LineLink::LineLink(const std::string &path, const std::string &client_path) : pa
     if (errno != EEXIST)
         fail("cannot make the link " + path);
     if (!is_link_to_terminal(path))
-        throw std::runtime_error(path + " exists and is no link to a line");
+        throw std::runtime_error(path + " exists and is not a link to a line");
     replace_link(path, client_path);
 }
 

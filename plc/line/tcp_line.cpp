@@ -82,7 +82,7 @@ TcpAddress parse_tcp_address(const std::string &text) {
         address.host = text.substr(0, colon);
     const auto port = number_in(colon == std::string::npos ? text : text.substr(colon + 1));
     if (!is_address(address.host) || !port || *port < 0 || *port > 65535)
-        throw std::invalid_argument("PORT or ADDRESS:PORT such as 127.0.0.1:5020 is wanted, port 0 to 65535, not " +
+        throw std::invalid_argument("PORT or ADDRESS:PORT such as 127.0.0.1:5020 is expected, port 0 to 65535, not " +
                                     text);
     address.port = static_cast<std::uint16_t>(*port);
     return address;

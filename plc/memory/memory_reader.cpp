@@ -85,7 +85,7 @@ MemoryReader MemoryReader::open(const std::string &path) {
         fail("cannot look at " + path);
     const auto size = static_cast<std::size_t>(found.st_size);
     if (!S_ISREG(found.st_mode) || size < sizeof(MemoryLayout) || !is_memory_file(file.number()))
-        throw std::runtime_error(path + " is no memory file of a controller");
+        throw std::runtime_error(path + " is not a memory file of a controller");
 
     MappedFile mapped(file.number(), size, false);
     const MemoryLayout &layout = *static_cast<const MemoryLayout *>(mapped.start());

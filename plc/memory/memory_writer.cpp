@@ -29,7 +29,7 @@ void refuse_to_replace_other_files(const std::string &path) {
         return;
     const bool replaceable = S_ISREG(found.st_mode) && (found.st_size == 0 || begins_as_memory_file(path));
     if (!replaceable)
-        throw std::runtime_error(path + " exists and is no memory file of a controller");
+        throw std::runtime_error(path + " exists and is not a memory file of a controller");
 }
 
 MappedFile map_new_file(int file, const std::string &path, std::size_t size) {

@@ -45,7 +45,7 @@ void refuse_repetition(std::vector<unsigned> stations) {
     std::sort(stations.begin(), stations.end());
     const auto twice = std::adjacent_find(stations.begin(), stations.end());
     if (twice != stations.end())
-        throw common::UsageError("--stations: station " + std::to_string(*twice) + " stands twice");
+        throw common::UsageError("--stations: station " + std::to_string(*twice) + " is there twice");
 }
 
 // Empty when `parse` takes the text.
@@ -70,7 +70,7 @@ std::string examples(const std::string &name) {
            "  " +
            name +
            " --listen 5020 --preset values.csv --moment 0\n"
-           "      a device server at 127.0.0.1:5020; values stand as the file says, in lines such as\n"
+           "      a device server at 127.0.0.1:5020; values are as the file says, in lines such as\n"
            "      1,register,100,0x1234,-5 and 1,coil,7,1,0,1\n"
            "  " +
            name +
@@ -99,7 +99,7 @@ void add_line_options(common::Command &app, Options &options, Arguments &argumen
     app.add_option("--link", options.link, "Symbolic link to make to the pseudo-terminal, removed at the end")
         .excludes(listen)
         .type_name("PATH");
-    app.add_option("--baud", options.settings.baud, "Speed of the line that replies keep to; 0: as fast as it goes")
+    app.add_option("--baud", options.settings.baud, "Speed of the line that replies keep to; 0: no delay")
         .range(0, 100000000)
         .capture_default_str()
         .type_name("N");
@@ -126,7 +126,7 @@ void add_value_options(common::Command &app, Options &options, Arguments &argume
         .range(1, 247)
         .capture_default_str()
         .type_name("N,N...");
-    app.add_option("--moment", arguments.moment, "Milliseconds between steps of the moving values; 0: they stand still")
+    app.add_option("--moment", arguments.moment, "Milliseconds between steps of the moving values; 0: they do not move")
         .range(0, an_hour)
         .capture_default_str()
         .type_name("MS");
@@ -210,7 +210,7 @@ std::variant<Options, int> read_options(const std::vector<std::string> &argument
     add_line_options(app, options, read);
     add_value_options(app, options, read);
     add_fault_options(app, options, read);
-    app.add_option("--while", options.companion, "End with this process: --while $$ in a shell's script")
+    app.add_option("--while", options.companion, "End with this process: --while $$ in a shell script")
         .range(1, std::numeric_limits<pid_t>::max())
         .type_name("PID");
 

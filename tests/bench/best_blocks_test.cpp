@@ -1,4 +1,4 @@
-// The measure for the driver's blocks must itself be right: examples by hand, and beside trying everything.
+// The measure for the driver's blocks must itself be right: examples by hand, and compared with trying everything.
 #include "bench/best_blocks.h"
 
 #include <gtest/gtest.h>
@@ -44,8 +44,8 @@ RequestCost random_cost(std::mt19937 &random) {
     return cost;
 }
 
-// Puts each unit into each request that there is, and into one of its own, in turn: every way to share units out among
-// requests, in whatever order, is seen.
+// Puts each unit into each request that there is, and into one of its own, in turn: every way to distribute units among
+// requests, in any order, is tried.
 void try_all(const std::vector<int> &units, std::size_t next, std::vector<Stretch> &requests, const RequestCost &cost,
              double &best) {
     if (next == units.size()) {
@@ -105,7 +105,7 @@ TEST(BestBlocks, TouchingRunsBecomeFullRequestsAndARest) {
     EXPECT_EQ(pairs(bench::touching_requests({1, 2, 3, 4, 5, 7, 8}, 3)), (Pairs{{1, 3}, {4, 2}, {7, 2}}));
 }
 
-// A register that nobody wants costs 2 bytes, a request of its own 10.
+// A register that is not wanted costs 2 bytes, a request of its own 10.
 TEST(BestBlocks, AGapIsReadWhenThatCostsLessThanARequest) {
     const RequestCost cost{10, 1, 16, 100};
     EXPECT_EQ(pairs(best_requests({0, 5}, cost)), (Pairs{{0, 6}}));

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Well above what an answer takes on a machine that does much else; the exercises wait four times as long.
+// Well above what an answer takes on a busy machine; the exercises wait four times as long.
 const char *const reply_timeout = "2000";
 
 class DemoTest : public testing::Test {
@@ -54,7 +54,7 @@ bool contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
-// True once a number other than 0 stands behind `name`.
+// True once a number other than 0 comes after `name`.
 bool counts_any(const std::string &text, const std::string &name) {
     for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + 1))
         if (at + name.size() < text.size() && text[at + name.size()] >= '1' && text[at + name.size()] <= '9')

@@ -1,4 +1,4 @@
-// A driver whose GetRegisterData tells one value wrongly, and which is the real driver in everything else.
+// A driver whose GetRegisterData returns one wrong value, and which is the real driver in everything else.
 #include <ozna_kelpo_port.h>
 
 #include <dlfcn.h>

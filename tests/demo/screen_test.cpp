@@ -91,7 +91,7 @@ TEST(Table, MarksValuesOnlyWhenStyled) {
     EXPECT_NE(table_of(one, {30, 2}, 0, true)[1].find("\x1b[1;31m"), std::string::npos);
 }
 
-// Sets a variable of the environment as long as it lives.
+// Sets a variable of the environment as long as it exists.
 class Environment {
 public:
     Environment(const char *name, const char *value) : name_(name) {
@@ -110,7 +110,7 @@ private:
     std::optional<std::string> before_;
 };
 
-// What a terminal of 80 x 24 gets to see.
+// What a terminal of 80 x 24 shows.
 std::string seen_on_terminal(const std::vector<Cell> &shown, const std::vector<std::string> &events = {}) {
     PseudoTerminal terminal;
     const int descriptor = open(terminal.path().c_str(), O_RDWR | O_NOCTTY);

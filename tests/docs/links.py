@@ -9,7 +9,7 @@ import subprocess
 import sys
 import tempfile
 
-# What a tool's user, and a host's maker, look for beside it.
+# What the user of a tool, and the author of a host, look for in its folder.
 NEEDED = {
     "dev": ["address-map.md", "building-for-a-panel.md", "decisions.md", "host-guide.md", "lines.md", "SECURITY.md"],
     "tools": ["address-map.md", "lines.md", "list-files.md", "plan.md", "poll.md", "read-and-write.md",

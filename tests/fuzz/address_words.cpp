@@ -50,7 +50,7 @@ bool is_true(const std::string &said, const std::string &text) {
         return points == 1 && !is_number(text.substr(point + 1));
     if (said == "names a bit, which only types 15 to 17 have")
         return points > 0;
-    if (said == "is no number")
+    if (said == "is not a number")
         return points == 0 && !is_number(text);
     if (said == "has a digit above 7")
         return is_number(text) && holds_digit_above_7(text);

@@ -2,7 +2,7 @@
 /// Fuzz target: saved traces, and the words for frames.
 ///
 /// Input: 0 and the text of a saved trace; or another byte and frames: flags, length and bytes of each, the flags
-/// telling its direction and whether its CRC is made right.
+/// saying its direction and whether its CRC is made right.
 #include "host/frames/trace_file.h"
 #include "host/frames/frame_words.h"
 #include "host/frames/pcap_file.h"

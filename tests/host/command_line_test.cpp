@@ -24,7 +24,7 @@ protected:
         other.pass_on([this](const std::vector<std::string> &words) { passed = words; });
     }
 
-    // What the program is to end with.
+    // The program's exit code.
     std::optional<int> parse(const std::vector<std::string> &arguments) {
         return line_.parse(arguments, out, error);
     }

@@ -11,7 +11,7 @@
 namespace kelpo {
 namespace {
 
-// What the host says of a register type is what the driver does with it.
+// What the host says about a register type is what the driver does with it.
 class RegisterTypes : public testing::TestWithParam<int> {
 protected:
     const RegisterType &type = register_type(GetParam());

@@ -11,7 +11,7 @@
 namespace kelpo {
 namespace {
 
-// The driver with what a session adds: its callbacks reach the driver's own books. The test is the line.
+// The driver with what a session adds: its callbacks reach the Driver object. The test is the line.
 class DriverTest : public testing::Test {
 protected:
     DriverTest() {

@@ -90,19 +90,19 @@ TEST(TraceFileTest, LineEndsOfOtherSystemsAndAMissingLastOneAreTaken) {
 
 TEST(TraceFileTest, MistakesNameFileLineAndWhatWouldBeRight) {
     EXPECT_EQ(mistake("nonsense"),
-              "my.trace:3: \"nonsense\" \"\" is no time; date and time, such as 2026-11-21 05:31:26.123456");
+              "my.trace:3: \"nonsense\" \"\" is not a time; date and time, such as 2026-11-21 05:31:26.123456");
     EXPECT_EQ(mistake("2026-02-29 12:00:00.000000 > 01"),
-              "my.trace:3: \"2026-02-29\" \"12:00:00.000000\" is no time; date and time, such as 2026-11-21 "
+              "my.trace:3: \"2026-02-29\" \"12:00:00.000000\" is not a time; date and time, such as 2026-11-21 "
               "05:31:26.123456");
     EXPECT_EQ(mistake("2026-11-21 12:00:00.000000 ? 01"),
-              "my.trace:3: \"?\" is no direction; > sent, < received, ~ thrown away, * a note");
+              "my.trace:3: \"?\" is not a direction; > sent, < received, ~ thrown away, * a note");
     EXPECT_EQ(mistake("2026-11-21 12:00:00.000000 > 01 0G"),
-              "my.trace:3: \"0G\" is no byte; two hexadecimal digits, such as 0A");
+              "my.trace:3: \"0G\" is not a byte; two hexadecimal digits, such as 0A");
     EXPECT_EQ(mistake("2026-11-21 12:00:00.000000 > 1"),
-              "my.trace:3: \"1\" is no byte; two hexadecimal digits, such as 0A");
+              "my.trace:3: \"1\" is not a byte; two hexadecimal digits, such as 0A");
     EXPECT_EQ(mistake("2026-11-21 12:00:00.000000 >"), "my.trace:3: no bytes; only a reply may have none");
     EXPECT_EQ(mistake("2026-11-21 12:00:00.000000 > 01 | type=9 address=8"),
-              "my.trace:3: nothing is where count=NUMBER is due; after | come type, address, count, group, id");
+              "my.trace:3: nothing is where count=NUMBER is expected; after | come type, address, count, group, id");
     EXPECT_EQ(mistake("2026-11-21 12:00:00.000000 > 01 | type=9 address=8 count=x group=0 id=0"),
               "my.trace:3: \"count=x\" has no whole number after its =");
     EXPECT_EQ(mistake("2026-11-21 12:00:00.000000 > 01 | type=9 address=8 count=1 group=0 id=99999999999"),
@@ -118,14 +118,14 @@ TEST(TraceFileTest, LongLinesAndFramesAreBounded) {
         line += " 00";
     EXPECT_EQ(mistake(line), "my.trace:3: more than 1024 bytes");
     EXPECT_EQ(mistake(std::string(50, 'x')), "my.trace:3: \"" + std::string(40, 'x') +
-                                                 "...\" \"\" is no time; date and time, such as 2026-11-21 "
+                                                 "...\" \"\" is not a time; date and time, such as 2026-11-21 "
                                                  "05:31:26.123456");
 }
 
 TEST(TraceFileTest, AFileThatIsNoTraceIsRefusedAtOnce) {
     const Read other = read("[line]\npath = \"/dev/ttyUSB0\"\n");
     EXPECT_EQ(other.mistakes, (std::vector<std::string>{
-                                  "my.trace:1: this is no saved trace; its first line would be # kelpo trace 1"}));
+                                  "my.trace:1: this is not a saved trace; its first line would be # kelpo trace 1"}));
     EXPECT_EQ(read("").count, 1U);
     EXPECT_EQ(read("# kelpo trace 2\n2026-11-21 12:00:00.000000 > 01\n").mistakes,
               (std::vector<std::string>{

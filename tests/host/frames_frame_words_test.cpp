@@ -162,10 +162,11 @@ TEST(TraceFrameWordsTest, BadRepliesSayWhatIsWrong) {
     EXPECT_EQ(reply("01 83 02 C0 F2", read_9008), "CRC C0 F2 is wrong, C0 F1 would be right");
     EXPECT_EQ(reply("02 03 04 00 07 00 08 79 34", read_9008), "station 2 answers, station 1 was asked");
     EXPECT_EQ(reply("01 04 04 00 07 00 08 4B 83", read_9008),
-              "station 1 answers function 4 (read input registers), asked was function 3 (read holding registers)");
-    EXPECT_EQ(reply("01 03 02 00 07 F9 86", read_9008), "station 1: 2 bytes of data, 4 are due");
+              "station 1 answers function 4 (read input registers), function 3 (read holding registers) was asked");
+    EXPECT_EQ(reply("01 03 02 00 07 F9 86", read_9008), "station 1: 2 bytes of data, 4 are expected");
     EXPECT_EQ(reply("01 03 05 00 07 00 08 77 F4", read_9008), "station 1: byte count 5, but 4 bytes of data");
-    EXPECT_EQ(reply("01 03 03 00 07 00 47 BE", read_9008), "station 1: byte count 3, which is no number of registers");
+    EXPECT_EQ(reply("01 03 03 00 07 00 47 BE", read_9008),
+              "station 1: byte count 3, which is not a whole number of registers");
     EXPECT_EQ(reply("A5 5A FF 00", read_9008),
               "noise or a garbled reply, 4 bytes: station, function and CRC are wrong");
     EXPECT_EQ(reply("A5", read_9008), "noise, 1 byte: too short for a reply");
@@ -187,7 +188,7 @@ TEST(TraceFrameWordsTest, WholeReplyOfAnotherStationAmongNoiseIsNoise) {
 
 TEST(TraceFrameWordsTest, BroadcastGetsNoReply) {
     const FrameMeaning meaning = reply_meaning({}, hex("00 06 00 64 00 2A 48 1B"), {});
-    EXPECT_EQ(meaning.words, "no reply, none is due to all stations");
+    EXPECT_EQ(meaning.words, "no reply, none is expected to a broadcast");
     EXPECT_FALSE(meaning.failed);
 }
 

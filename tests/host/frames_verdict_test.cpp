@@ -52,10 +52,10 @@ TEST(Failures, AreBadRepliesWhenAnythingElseCame) {
 }
 
 TEST(Failures, NameAnEcho) {
-    // The receiver stops at the seven bytes that are due.
+    // The receiver stops at the seven bytes that are expected.
     const Failure echo = failure(request.substr(0, 7), 11);
     EXPECT_EQ(echo.kind, Kind::bad_reply);
-    EXPECT_EQ(echo.text, "bad reply: the request came back; the adapter hears itself, or the line is a loop");
+    EXPECT_EQ(echo.text, "bad reply: the request came back; the adapter receives what it sends, or the line is a loop");
 }
 
 TEST(Failures, NameTheDriversCodeWhenTheReplyLooksWell) {

@@ -159,7 +159,7 @@ TEST(ListFile, PassesOverColumnsOfOtherPrograms) {
     const ListReading reading = ListMaterial().read("name,type,address,comment\nlevel,7,0,basin\n", "tags.csv");
     EXPECT_TRUE(reading.usable());
     EXPECT_THAT(texts_of(reading.remarks),
-                ElementsAre("tags.csv:1: warning: column \"comment\" is passed over; known are name, station, type, "
+                ElementsAre("tags.csv:1: warning: column \"comment\" is ignored; known are name, station, type, "
                             "address, count and view"));
     EXPECT_THAT(names_of(reading.list), ElementsAre("level"));
 }
@@ -183,8 +183,8 @@ speed = 9601
                             "list.toml:4: type 18; a register type, 0 to 17",
                             "list.toml:5: unknown key \"adress\" in [[variable]]; \"address\" was meant",
                             "list.toml:6: count 0; a number of bits or 16-bit registers, 1 to 65535",
-                            "list.toml:8: speed 9601 is no rate that serial lines have; the nearest is 9600",
-                            "tags.csv:2: address \"x\" is no number; type 7 takes a decimal number, such as 100",
+                            "list.toml:8: speed 9601 is not a rate that serial lines have; the nearest is 9600",
+                            "tags.csv:2: address \"x\" is not a number; type 7 takes a decimal number, such as 100",
                             "tags.csv:3: type 99; a register type, 0 to 17",
                             "tags.csv:3: name \"a\" is in line 2 already; give one of them another name"));
 }
@@ -204,7 +204,7 @@ TEST_P(ListMistakes, AreReportedWithTheLineAndWhatWouldBeRight) {
 
 const Mistake settings[] = {
     {"", "1: no variables; add a [[variable]] with type and address, or variables = \"FILE.csv\""},
-    {"[line]\nspeed = \n", "2: this is no TOML: Error while parsing key-value pair: expected value, saw '\\n'"},
+    {"[line]\nspeed = \n", "2: this is not TOML: Error while parsing key-value pair: expected value, saw '\\n'"},
     {"[lien]\n", "1: unknown key \"lien\"; \"line\" was meant"},
     {"[line]\nbaud = 9600\n",
      "2: unknown key \"baud\" in [line]; known are path, speed, parity, stop-bits, rs485 and gap-ms"},
@@ -214,7 +214,7 @@ const Mistake settings[] = {
     {"[line]\npath = \" \"\n", "2: path \" \" names no line; \"/dev/ttyUSB0\" or \"tcp:HOST:PORT\""},
     {"[line]\nspeed = \"9600\"\n", "2: speed is a text; a whole number, 50 to 4000000"},
     {"[line]\nspeed = 9600.0\n", "2: speed is a number with a point; a whole number, 50 to 4000000"},
-    {"[line]\nspeed = 20000\n", "2: speed 20000 is no rate that serial lines have; the nearest is 19200"},
+    {"[line]\nspeed = 20000\n", "2: speed 20000 is not a rate that serial lines have; the nearest is 19200"},
     {"[line]\nspeed = -1\n", "2: speed -1; a whole number, 50 to 4000000"},
     {"[line]\nparity = \"E\"\n", "2: parity \"E\"; \"none\", \"even\" or \"odd\""},
     {"[line]\nstop-bits = 3\n", "2: stop-bits 3; a whole number, 1 to 2"},
@@ -275,9 +275,9 @@ const Mistake variables[] = {
     {"[[variable]]\ntype = 7\naddress = 2147483648\n",
      "3: address \"2147483648\" is too large; type 7 takes a decimal number, such as 100"},
     {"[[variable]]\ntype = 7\naddress = \"1\\u00002\"\n",
-     "3: address \"1\\x002\" is no number; type 7 takes a decimal number, such as 100"},
+     "3: address \"1\\x002\" is not a number; type 7 takes a decimal number, such as 100"},
     {"[[variable]]\ntype = 7\naddress = \"-k\"\n",
-     "3: address \"-k\" is no number; type 7 takes a decimal number, such as 100"},
+     "3: address \"-k\" is not a number; type 7 takes a decimal number, such as 100"},
     {"[[variable]]\ntype = 15\naddress = \"-\"\n",
      "3: address \"-\" names no bit; type 15 takes word.bit, such as 6.4"},
     {"[[variable]]\ntype = 15\naddress = \"-1.4\"\n",
@@ -457,7 +457,7 @@ TEST(ListFile, TakesEveryLetterAsItIs) {
     }
     EXPECT_THAT(texts_of(ListMaterial().read("\"\xC3\xA9%41\" = 1\n").remarks),
                 ElementsAre(testing::HasSubstr("unknown key \"\xC3\xA9%41\"")));
-    EXPECT_THAT(texts_of(ListMaterial().read("a = %\n").remarks), ElementsAre(testing::HasSubstr("this is no TOML")));
+    EXPECT_THAT(texts_of(ListMaterial().read("a = %\n").remarks), ElementsAre(testing::HasSubstr("this is not TOML")));
 }
 
 TEST(ListFile, RefusesTheEscapeThatItKeepsForItself) {
@@ -479,7 +479,7 @@ TEST(ListFile, SaysWhyAFileCannotBeRead) {
     EXPECT_THAT(texts_of(load_list("/", LinkSettings(), driver).remarks),
                 ElementsAre("/: cannot be read: Is a directory; a TOML or CSV file"));
     EXPECT_THAT(texts_of(load_list("/dev/zero", LinkSettings(), driver).remarks),
-                ElementsAre("/dev/zero: cannot be read: it is no regular file; a TOML or CSV file"));
+                ElementsAre("/dev/zero: cannot be read: it is not a regular file; a TOML or CSV file"));
 }
 
 TEST(ListFile, TakesTheExamples) {

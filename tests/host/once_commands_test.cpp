@@ -31,11 +31,11 @@ Words joined(Words words, const Words &more) {
 
 class OnceCommands : public testing::Test {
 protected:
-    // Well above what an answer takes on a machine that does much else.
+    // Well above what an answer takes on a busy machine.
     static Words patient() {
         return {"--reply-timeout", "5000"};
     }
-    // For what is never answered.
+    // For requests that are never answered.
     static Words impatient() {
         return {"--reply-timeout", "20", "--settle", "1", "--retries", "0"};
     }
@@ -92,7 +92,7 @@ protected:
     }
 };
 
-// Where each register type lies: docs/address-map.md.
+// Where each register type is: docs/address-map.md.
 TEST_F(OnceCommandsWithController, WriteEveryRegisterTypeToItsPlace) {
     const Ended written =
         write({"1:1:17=1", "1:2:60=1", "1:3:60=1", "1:4:60=1", "1:5:60=1", "1:6:60=1", "1:7:100=42", "1:8:100=43",
@@ -134,7 +134,7 @@ TEST_F(OnceCommandsWithController, ReadMore32BitRegistersThanOneRequestMayAskFor
 }
 
 TEST_F(OnceCommandsWithController, ReadEveryRegisterTypeFromItsPlace) {
-    // Types 0, and 15 to 17, lie where other types can write.
+    // Types 0, and 15 to 17, are where other types can write.
     const Ended written =
         write({"1:1:2277=1", "1:2:60=1", "1:3:60=1", "1:4:60=1", "1:5:60=1", "1:6:60=1", "1:7:100=42", "1:8:100=43",
                "1:9:100=44", "1:10:100=45", "1:11:100=0x8001", "1:12:102=65538", "1:13:301=3", "1:14:102=-1"});
@@ -219,7 +219,7 @@ TEST_F(OnceCommandsWithController, SpeakJson) {
               "kelpo: 9:7:1: no reply\n");
 }
 
-// As in the records of poll: numbers, and null for what JSON has no number for.
+// As in the records of poll: numbers, and null where JSON has no number.
 TEST_F(OnceCommandsWithController, PrintInfinityInJsonAsPollDoes) {
     const Ended written = write({"--json", "--check", "1:12:100/float=inf,1.5,nan"});
     EXPECT_THAT(written.output, HasSubstr("\"written\":[null,1.5,null],\"values\":[null,1.5,null],"
@@ -229,7 +229,7 @@ TEST_F(OnceCommandsWithController, PrintInfinityInJsonAsPollDoes) {
 TEST_F(OnceCommandsWithController, AskNothingWhenAReferenceIsWrong) {
     const Ended written = write({"1:7:100=5", "1:7:abc=5", "1:1:8=1"});
     EXPECT_EQ(written.exit_code, 7);
-    EXPECT_THAT(written.output, HasSubstr("kelpo: 1:7:abc: the address abc is no number; type 7 takes"));
+    EXPECT_THAT(written.output, HasSubstr("kelpo: 1:7:abc: the address abc is not a number; type 7 takes"));
     EXPECT_THAT(written.output, HasSubstr("kelpo: 1:1:8: the address 8 has a digit above 7; type 1 takes"));
     EXPECT_EQ(write({"1:7:100=5", "1:7:101"}).exit_code, 2);
     EXPECT_EQ(write({"1:7:100=5", "1:7:101=65536"}).exit_code, 2);
@@ -259,10 +259,10 @@ TEST_F(OnceCommandsWithController, SuggestTcpForALineThatIsAHostAndAPort) {
     const Ended ended = read({"1:7:100", "--line", "192.168.1.1:502"});
     EXPECT_EQ(ended.exit_code, 4);
     EXPECT_EQ(ended.output,
-              "kelpo: 192.168.1.1:502: is no serial port; a device server is written as tcp:192.168.1.1:502\n");
+              "kelpo: 192.168.1.1:502: is not a serial port; a device server is written as tcp:192.168.1.1:502\n");
 }
 
-// What the driver takes, it takes everywhere: a sign, a bit above 15.
+// What the driver accepts, every command accepts: a sign, a bit above 15.
 TEST_F(OnceCommandsWithController, TakeTheAddressesThatTheDriverTakes) {
     EXPECT_EQ(write({"1:15:6.4=1"}).exit_code, 0);
     for (const std::string address : {"+6.4", "6.+4", "5.20"}) {
@@ -337,7 +337,7 @@ TEST_F(OnceCommandsWithFaults, EndWithTheCodeOfEachFailure) {
 TEST_F(OnceCommandsWithFaults, EndWithTheCodeOfEachFailureOfAWrite) {
     const Ended silent = write({"2:7:100=1"}, impatient());
     EXPECT_EQ(silent.exit_code, 8);
-    EXPECT_EQ(silent.output, "kelpo: 2:7:100: no reply; it may have been written all the same\n");
+    EXPECT_EQ(silent.output, "kelpo: 2:7:100: no reply; it may have been written anyway\n");
     EXPECT_EQ(held(100, 2), 1);
 
     const Ended refused = write({"3:15:100.1=1"});
@@ -346,12 +346,12 @@ TEST_F(OnceCommandsWithFaults, EndWithTheCodeOfEachFailureOfAWrite) {
     EXPECT_EQ(write({"4:1:17=1"}).exit_code, 10);
 }
 
-// The first is begun in time, however busy the machine is; then station 2 keeps the others waiting for too long.
+// The first is begun in time on any machine; then station 2 keeps the others waiting for too long.
 TEST_F(OnceCommandsWithFaults, DoNotWriteWhatIsLate) {
     const Ended written = write({"2:7:100=1", "1:7:100=5", "1:7:101=5"},
                                 {"--reply-timeout", "3000", "--retries", "0", "--within", "2500ms"});
     EXPECT_EQ(written.exit_code, 8);
-    EXPECT_EQ(written.output, "kelpo: 2:7:100: no reply; it may have been written all the same\n"
+    EXPECT_EQ(written.output, "kelpo: 2:7:100: no reply; it may have been written anyway\n"
                               "kelpo: 1:7:100: not sent within 2500 ms, and not sent any more\n"
                               "kelpo: 1:7:101: not sent within 2500 ms, and not sent any more\n");
     EXPECT_EQ(held(100), 0);
@@ -407,13 +407,13 @@ TEST_F(OnceCommandsWithFaults, SayWhatWasNotDoneWhenTheyAreInterrupted) {
     EXPECT_EQ(writing.exit_code(), 1);
     const std::string output = writing.output();
     EXPECT_THAT(output, HasSubstr("1:7:100 = 5\n"));
-    EXPECT_THAT(output, HasSubstr("kelpo: 2:7:100: was ended before it was through; it may have been written all the "
-                                  "same\n"));
-    EXPECT_THAT(output, HasSubstr("kelpo: 1:7:101: was ended before it was through; it was not sent\n"));
+    EXPECT_THAT(output, HasSubstr("kelpo: 2:7:100: was ended before it was done; it may have been written "
+                                  "anyway\n"));
+    EXPECT_THAT(output, HasSubstr("kelpo: 1:7:101: was ended before it was done; it was not sent\n"));
     EXPECT_EQ(held(101), 0);
 }
 
-// A far end that the test plays itself.
+// A far end that is played by the test.
 class OnceCommandsOnATerminal : public testing::Test {
 protected:
     TemporaryDirectory directory;
@@ -431,8 +431,8 @@ TEST_F(OnceCommandsOnATerminal, EndWithFourWhenTheLineGoesAway) {
     terminal.take(8);
     terminal.hang_up();
     EXPECT_EQ(reading.exit_code(), 4);
-    EXPECT_THAT(reading.output(), HasSubstr("kelpo: 1:7:100: the line failed before it was through\n"));
-    EXPECT_THAT(reading.output(), HasSubstr("kelpo: 2:7:100: the line failed before it was through\n"));
+    EXPECT_THAT(reading.output(), HasSubstr("kelpo: 1:7:100: the line failed before it was done\n"));
+    EXPECT_THAT(reading.output(), HasSubstr("kelpo: 2:7:100: the line failed before it was done\n"));
     EXPECT_THAT(reading.output(), HasSubstr("hung up"));
 }
 
@@ -455,7 +455,7 @@ TEST_F(OnceCommandsOnATerminal, DoNotWaitForEverForAControllerThatAsksThemTo) {
     EXPECT_EQ(terminal.take(8)[0], 2);
     terminal.put(std::string("\x02\x03\x02\x00\x6F\xBC\x68", 7));
     EXPECT_EQ(reading.exit_code(), 10);
-    EXPECT_EQ(reading.output(), "kelpo: station 1 asks to wait again and again (6A 8B): that is taken for no reply\n"
+    EXPECT_EQ(reading.output(), "kelpo: station 1 keeps asking to wait (6A 8B): that is taken for no reply\n"
                                 "kelpo: 1:7:100: the controller asks to wait (6A 8B)\n2:7:100 = 111\n");
 }
 

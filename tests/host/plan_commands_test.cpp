@@ -51,7 +51,7 @@ TEST_F(ListCommands, CheckReportsEveryMistakeOfABadList) {
     const std::string file = list("list.toml", "[line]\nspeed = 9601\n[[variable]]\ntype = 18\naddress = 0\n");
     const Ended ended = kelpo({"check", file, "--driver", DRIVER_FILE});
     EXPECT_EQ(ended.exit_code, 2);
-    EXPECT_EQ(ended.output, file + ":2: speed 9601 is no rate that serial lines have; the nearest is 9600\n" + file +
+    EXPECT_EQ(ended.output, file + ":2: speed 9601 is not a rate that serial lines have; the nearest is 9600\n" + file +
                                 ":4: type 18; a register type, 0 to 17\n");
 }
 
@@ -99,7 +99,7 @@ TEST_F(ListCommands, PlanRefusesABadList) {
     const std::string file = list("tags.csv", "type,address\n7,x\n");
     const Ended ended = kelpo({"plan", file, "--driver", DRIVER_FILE, "--json"});
     EXPECT_EQ(ended.exit_code, 2);
-    EXPECT_EQ(ended.output, file + ":2: address \"x\" is no number; type 7 takes a decimal number, such as 100\n");
+    EXPECT_EQ(ended.output, file + ":2: address \"x\" is not a number; type 7 takes a decimal number, such as 100\n");
 }
 
 TEST_F(ListCommands, PlanPrintsJson) {

@@ -100,7 +100,7 @@ TEST(Plan, SumsUpStationsAndTheCycleOfThoseThatAreOn) {
     EXPECT_EQ(plan.cycle.time, microseconds(116000));
 }
 
-// There is no wire that must fall silent between two frames.
+// There is no wire that needs silence between two frames.
 TEST(Plan, HasNoSilenceOnAPseudoTerminal) {
     const PseudoTerminal terminal;
     PollList list = plant();

@@ -27,7 +27,7 @@ bool contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
-// Stands still at 0 until it is written.
+// Stays 0 until it is written.
 constexpr unsigned level_register = 200;
 
 const char *const variables = "[[variable]]\n"
@@ -69,7 +69,7 @@ protected:
             << controller->output();
     }
 
-    // The link goes first: the system may give the terminal's number to somebody else.
+    // The link is removed first: the system may give the terminal's number to another program.
     void kill_controller() {
         std::filesystem::remove(line);
         controller->signal(SIGKILL);
@@ -77,7 +77,7 @@ protected:
         std::filesystem::remove(memory);
     }
 
-    // A reply is waited for longer than a crowded machine takes; one that never comes, not as long.
+    // The wait for a reply is longer than a busy machine takes; for one that never comes, not as long.
     void write_list(const std::string &content, int reply_milliseconds) const {
         std::ofstream(list) << "[line]\npath = \"" << line << "\"\n\n[timeouts]\nreply-ms = " << reply_milliseconds
                             << "\n\n[link]\nretries = 1\n\n"
@@ -161,7 +161,7 @@ class PollScreenTest : public PollProgramTest {
 protected:
     std::optional<TerminalWindow> window;
 
-    // Afterwards the terminal tells the exit code, and whether it shows what is typed.
+    // Afterwards the terminal shows the exit code, and whether it echoes what is typed.
     void open(const std::vector<std::string> &more) {
         window.emplace(directory, in_shell_quotes(poll(more)) +
                                       "; echo \"ended with $?\"; stty -a | grep -o ' -*echo '; read -r line");
@@ -370,7 +370,7 @@ TEST_F(PollRecordsTest, NeverSendAWriteThatIsLate) {
 
     start_controller();
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"kind\":\"line-back\""); })) << host.output();
-    // The controller is asked as before; whatever waited would have gone out first.
+    // The controller is asked as before; a write that waited would have been sent first.
     const std::size_t back = host.output().find("\"kind\":\"line-back\"");
     ASSERT_TRUE(comes_true([&] { return contains(host.output().substr(back), R"("quality":"good")"); }))
         << host.output();
@@ -406,7 +406,7 @@ TEST_F(PollRecordsTest, DoNotSendAWriteAgainWhoseLineWasLost) {
     terminal->hang_up();
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), "\"write-failed\""); })) << host.output();
     EXPECT_THAT(host.output(), HasSubstr(R"("text":"the line was lost: )"));
-    EXPECT_THAT(host.output(), HasSubstr(R"(; it may have been written all the same"})"));
+    EXPECT_THAT(host.output(), HasSubstr(R"(; it may have been written anyway"})"));
 
     PseudoTerminal again;
     std::filesystem::create_symlink(again.path(), line);
@@ -520,7 +520,7 @@ TEST_F(PollRecordsTest, TakeALastLineThatHasNoEnd) {
 TEST_F(PollRecordsTest, WriteNothingOfALineThatIsTooLong) {
     start_controller();
     write_list(variables, 10000);
-    // What would be left of it when it was cut is a write.
+    // If it was cut, the rest would be a write.
     std::ofstream(directory.file("input")) << "tank level = 7" << std::string(5000, ' ') << "7\ntank level = 5\n";
     Process host(with_input(poll({"--format", "json", "--writes"})), output_file());
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), R"("count":1,"text":"5"})"); })) << host.output();
@@ -537,7 +537,7 @@ TEST_F(PollRecordsTest, GoOnWithoutATerminalWhenStartedSo) {
     Process host({"/bin/sh", "-c", "trap '' HUP; exec " + in_shell_quotes(poll({"--format", "json"}))}, output_file());
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), "boiler counter"); })) << host.output();
     host.signal(SIGHUP);
-    // What follows is more than it could have had to tell at its end.
+    // What follows is more than it could have reported at its end.
     const std::size_t before = host.output().size();
     ASSERT_TRUE(comes_true([&] {
         const std::string text = host.output();

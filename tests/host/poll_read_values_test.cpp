@@ -19,7 +19,7 @@ public:
     // What the driver's cache holds, by type and address text.
     std::map<std::pair<int, std::string>, std::string> cached;
 
-    // As the driver takes them, but for octal ones.
+    // As the driver takes them, except octal ones.
     std::optional<int> number_of(int type, const std::string &address) const override {
         const std::size_t point = address.find('.');
         if (type >= 15)

@@ -59,7 +59,7 @@ TEST_F(RecordsTest, PrintValuesInJson) {
         R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"tank level","station":3,"type":7,)"
         R"("address":"100","count":1,"values":[-42],"text":"-42","quality":"good","read_at":"2026-11-21T05:31:26.023Z"})"
         "\n");
-    // 0.1 as a float, and what is no number.
+    // 0.1 as a float, and not-a-number.
     EXPECT_EQ(
         value_record(RecordFormat::json, time_of_record, heat, state(heat, {0x3DCCCCCD, 0x7FC00000})),
         R"({"time":"2026-11-21T05:31:26.123Z","kind":"value","name":"heat","station":2,"type":12,)"

@@ -90,7 +90,7 @@ TEST_F(TraceRunTest, MistakesAreReportedAndTheRestIsShown) {
     EXPECT_EQ(show(saved + "2026-11-21 12:00:00.000000 x\n2026-11-21 12:00:01.000000 * end\n"), ExitCode::not_right);
     EXPECT_EQ(out.str(), shown + "12:00:01.000000 * end\n");
     EXPECT_EQ(error.str(),
-              "kelpo: " + file + ":5: \"x\" is no direction; > sent, < received, ~ thrown away, * a note\n");
+              "kelpo: " + file + ":5: \"x\" is not a direction; > sent, < received, ~ thrown away, * a note\n");
 }
 
 TEST_F(TraceRunTest, ASavedTraceIsSavedAgainWhateverIsShown) {
@@ -127,7 +127,7 @@ TEST_F(TraceRunTest, AnEarlierFileStaysUntilTheNewOneIsWhole) {
     put(options.to, earlier);
     stop.raise();
     EXPECT_EQ(show(saved), ExitCode::not_right);
-    EXPECT_EQ(error.str(), "kelpo: ended before all was saved; nothing is\n");
+    EXPECT_EQ(error.str(), "kelpo: ended before everything was saved; no file was written\n");
     EXPECT_EQ(content(options.to), earlier);
     EXPECT_EQ(files(), 2);
 }
@@ -215,7 +215,7 @@ protected:
         list.variables.push_back({"v", station, type, address, count, default_view(type)});
     }
 
-    // Until `part` was saved so often.
+    // Until `part` was saved the given number of times.
     ExitCode trace_until(const std::string &part, std::size_t often) {
         bool came = false;
         std::thread watcher([&] {

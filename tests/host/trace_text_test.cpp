@@ -17,7 +17,7 @@ const FrameBytes refusal = {0x01, 0x83, 0x02, 0xC0, 0xF1};
 const FrameBytes write_to_2 = {0x02, 0x06, 0x00, 0x64, 0x00, 0x2A, 0x49, 0xF9};
 const TraceContext type_9{9, 8, 2, 0, -1};
 
-// 21 November 2026, noon UTC, and so many microseconds.
+// 21 November 2026, noon UTC, plus microseconds.
 TraceTime at(std::int64_t microseconds) {
     return TraceTime(std::chrono::microseconds(1795262400000000 + microseconds));
 }

@@ -32,7 +32,7 @@ protected:
         return queue.add(parts(requests, station), start, within);
     }
 
-    // The number of the request that was handed over.
+    // The number of the request that was passed on.
     int hand_over(std::chrono::milliseconds after = 0ms) {
         const auto request = queue.next(start + after);
         EXPECT_TRUE(request);
@@ -170,7 +170,7 @@ TEST_F(WriteQueueTest, SaysWhyAWriteFailedAndWhetherItMayHaveBeenCarriedOut) {
         const char *text;
     };
     const Case cases[] = {{refusal, ExitCode::refused, "refused: illegal data address (exception 2)"},
-                          {silence, ExitCode::no_reply, "no reply; it may have been written all the same"}};
+                          {silence, ExitCode::no_reply, "no reply; it may have been written anyway"}};
     for (const Case &one : cases) {
         add();
         const int number = hand_over();
@@ -203,10 +203,10 @@ TEST_F(WriteQueueTest, DoesNotKnowWhatBecameOfAWriteWhoseLineWasLost) {
     add();
     const int number = hand_over();
     queue.line_lost("hung up");
-    // Whatever the driver says of it now comes too late.
+    // What the driver says about it now comes too late.
     answer(number);
     EXPECT_THAT(results(),
-                ElementsAre(Pair(Kind::failed, "the line was lost: hung up; it may have been written all the same")));
+                ElementsAre(Pair(Kind::failed, "the line was lost: hung up; it may have been written anyway")));
     answer(hand_over(4s));
     EXPECT_THAT(results(), ElementsAre(Pair(Kind::done, "")));
 }
@@ -270,7 +270,7 @@ TEST_F(WriteQueueTest, GivesEveryWriteAResultAtTheEnd) {
     add();
     hand_over();
     queue.end("was ended", ExitCode::not_right);
-    EXPECT_THAT(results(), ElementsAre(Pair(Kind::failed, "was ended; it may have been written all the same"),
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::failed, "was ended; it may have been written anyway"),
                                        Pair(Kind::failed, "was ended; it was not sent")));
     queue.end("was ended", ExitCode::not_right);
     EXPECT_THAT(results(), IsEmpty());
@@ -284,7 +284,7 @@ TEST_F(WriteQueueTest, SaysAtTheEndThatTheControllerAskedToWait) {
     const std::vector<WriteResult> result = queue.take_results();
     ASSERT_EQ(result.size(), 1U);
     EXPECT_EQ(result[0].code, ExitCode::bad_reply);
-    EXPECT_EQ(result[0].text, "the controller asks to wait (6A 8B); it may have been written all the same");
+    EXPECT_EQ(result[0].text, "the controller asks to wait (6A 8B); it may have been written anyway");
 }
 
 TEST_F(WriteQueueTest, DoesNotTakeAnotherRequestForItsOwn) {

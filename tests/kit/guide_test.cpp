@@ -1,4 +1,4 @@
-// The sentences of the host guide about what surprises. Each test is named for its sentence, and fails when the
+// The sentences of the host guide about what may surprise. Each test is named after its sentence, and fails when the
 // sentence stops being true.
 #define OZNA_KELPO_LINKED
 #include "driver_test.h"
@@ -376,7 +376,7 @@ TEST_F(Guide, SetComInfoClearsNothing) {
     EXPECT_EQ(driver.PLC_driver->read_list.size(), 1);
 }
 
-// ---- Several lines, beside a driver that is linked
+// ---- Several lines, together with a driver that is linked
 
 TEST_F(Guide, ACopyBesideALinkedDriverSharesItsStateUnlessItIsLoadedDeepBound) {
     // The copy constructs its driver in the state of the one that is linked: in a process of its own.

@@ -106,7 +106,7 @@ TEST(Loading, AFileThatDoesNotExistIsNamed) {
 TEST(Loading, AFileThatIsNoDriverIsNamed) {
     LoadedDriver driver;
     EXPECT_FALSE(driver.load("libm.so.6"));
-    EXPECT_EQ(driver.error(), QByteArray("libm.so.6: is no driver: it has no symbol SetComInfo"));
+    EXPECT_EQ(driver.error(), QByteArray("libm.so.6: is not a driver: it has no symbol SetComInfo"));
     EXPECT_FALSE(driver.load("/etc/passwd"));
     EXPECT_TRUE(driver.error().contains("/etc/passwd")) << driver.error().constData();
 }
@@ -134,7 +134,7 @@ TEST(Loading, AFileOfAnotherVersionIsRefused) {
     }
 }
 
-// It is refused before it is loaded: with two Qts in one process, what loading runs may be the end of it.
+// It is refused before it is loaded: with two Qts in one process, code that runs at loading may crash it.
 TEST(Loading, ADriverOfAnotherQtIsRefused) {
     const QByteArray of_host = qVersion();
     if (of_host.at(0) == '4')
@@ -324,7 +324,7 @@ public:
         });
     }
 
-    // What this line writes is of its own kind: 1000 x its number and more.
+    // This line writes values of its own: 1000 x its number and more.
     void write(int round) {
         QByteArray value;
         const int number = 1000 * number_ + round % 1000;

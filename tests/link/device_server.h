@@ -11,7 +11,7 @@ class DeviceServer {
 public:
     enum class Family { ipv4, ipv6 };
 
-    /// Listens on the machine itself. Throws std::runtime_error, also when the machine has no such family.
+    /// Listens on the machine itself. Throws std::runtime_error, also when the machine has no such address family.
     explicit DeviceServer(Family family = Family::ipv4);
     ~DeviceServer();
     DeviceServer(const DeviceServer &) = delete;
@@ -40,10 +40,10 @@ public:
     /// Waits until `size` bytes have come from the client, and takes them.
     std::string take(std::size_t size);
 
-    /// Ends the connection as a server does that is told to.
+    /// Closes the connection in the normal way.
     void close_connection();
 
-    /// Ends the connection as a server does that was switched off and on.
+    /// Resets the connection, like a server that was switched off and on.
     void reset_connection();
 
     /// From now on connections are refused, or accepted again.

@@ -26,12 +26,12 @@ TEST(DriverLibrary, NamesTheFileThatDoesNotExist) {
 }
 
 TEST(DriverLibrary, SaysWhereItLookedForANameAndWhatToDo) {
-    const std::string told = message_of("libno_such_driver.so.1");
-    EXPECT_EQ(told.find("cannot load the driver: libno_such_driver.so.1: "), 0U) << told;
-    EXPECT_NE(told.find("; looked for /"), std::string::npos) << told;
-    EXPECT_NE(told.find("/libno_such_driver.so.1, and in /"), std::string::npos) << told;
-    EXPECT_NE(told.find(" /lib"), std::string::npos) << told;
-    EXPECT_NE(told.find("; name its file with --driver"), std::string::npos) << told;
+    const std::string problem = message_of("libno_such_driver.so.1");
+    EXPECT_EQ(problem.find("cannot load the driver: libno_such_driver.so.1: "), 0U) << problem;
+    EXPECT_NE(problem.find("; looked for /"), std::string::npos) << problem;
+    EXPECT_NE(problem.find("/libno_such_driver.so.1, and in /"), std::string::npos) << problem;
+    EXPECT_NE(problem.find(" /lib"), std::string::npos) << problem;
+    EXPECT_NE(problem.find("; name its file with --driver"), std::string::npos) << problem;
 }
 
 TEST(DriverLibrary, NamesTheFileThatIsNoLibrary) {

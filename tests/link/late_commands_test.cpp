@@ -40,7 +40,7 @@ protected:
         return all;
     }
 
-    // Does something when the time has come, whatever the program does meanwhile.
+    // Does something when the time has come, independently of the program.
     void later(milliseconds time, const std::function<void()> &action) {
         others.emplace_back([time, action] {
             std::this_thread::sleep_for(time);
@@ -97,7 +97,7 @@ TEST_F(LateCommands, AnInterruptWaitsForTheReplyThatIsOnItsWay) {
 TEST_F(LateCommands, ASecondInterruptDoesNotWait) {
     Process reading(command({"read", "1:7:100", "--reply-timeout", "60000"}), directory.file("first"));
     ASSERT_EQ(terminal.take(8), read_100);
-    // Two that come at once count as one.
+    // Two that come at the same time count as one.
     for (int i = 0; i < 20; ++i) {
         reading.signal(SIGINT);
         std::this_thread::sleep_for(milliseconds(100));

@@ -35,7 +35,7 @@ unsigned value_of(unsigned address) {
     return 7 * address + 3;
 }
 
-// A controller that answers rightly, and as late as it is told.
+// A controller that answers correctly, and as late as the test sets.
 class Controller {
 public:
     enum class Order { queued, each_on_its_own };
@@ -91,7 +91,7 @@ Variable register_at(unsigned address, int station = 1) {
     return {"", station, 7, std::to_string(address), 1, View::unsigned_words};
 }
 
-// Registers so far apart that each has a request of its own, all alike but for the address.
+// Registers so far apart that each has a request of its own; the requests differ only in the address.
 std::vector<Variable> registers() {
     std::vector<Variable> all;
     for (unsigned address = 0; address < 20; ++address)
@@ -132,7 +132,7 @@ private:
 
 class LateReplies : public testing::Test {
 protected:
-    // Ends after so many exchanges.
+    // The test ends after this many exchanges.
     void run(Controller::Order order, const std::function<nanoseconds()> &delay, int exchanges) {
         const kelpo::DriverLibrary driver(DRIVER_FILE);
         ComInfo info{};

@@ -50,7 +50,7 @@ protected:
     kelpo::LineNote note() const {
         return {terminal.path(), port};
     }
-    // What the next one to open the line is told.
+    // What the next program that opens the line reads.
     std::chrono::nanoseconds left() const {
         return note().left_by_others().time;
     }
@@ -125,7 +125,7 @@ TEST_F(Note, BecomesExactAtTheEnd) {
     EXPECT_GT(left().count(), 0);
 }
 
-// Who asked several times left several requests, and the controller may answer them one by one.
+// A program that asked several times left several requests, and the controller may answer them one by one.
 TEST_F(Note, MakesTheNextOneListenOnAfterEachReply) {
     static constexpr milliseconds patience(600);
     note().expect_replies_until(LineNote::Time::clock::now() + seconds(60), patience);

@@ -132,7 +132,7 @@ TEST_F(LineOverTcp, ComesToAnEndWithALineThatBabbles) {
     babbler.join();
 }
 
-// Otherwise a server that floods would take the processor.
+// Otherwise a server that sends all the time would use up the processor.
 TEST_F(LineOverTcp, TakesOutNoMoreThanAFewKilobytesInEachMillisecondOfAFlood) {
     std::atomic<bool> enough{false};
     std::thread babbler([&] { server.babble(enough); });
@@ -174,7 +174,7 @@ TEST(TcpOpening, ConnectsToAnIPv6AddressInBrackets) {
 TEST(TcpOpening, ConnectsToWhatTheSystemMakesOfAHost) {
     DeviceServer server;
     const StopSignal stop;
-    // A form of 127.0.0.1 that takes the way of a name; not every machine has a name of its own.
+    // A form of 127.0.0.1 that is handled like a name; not every machine has a name of its own.
     Line line(settings("tcp:127.1:" + std::to_string(server.port())), stop);
     server.accept();
     line.send("x", 1);
@@ -216,7 +216,7 @@ TEST(TcpOpening, SaysHowAPathIsWritten) {
         {"tcp::4001", "the host is missing"},
         {"tcp:[]:4001", "the host is missing"},
         {"tcp:[::1:4001", "the bracket is not closed"},
-        {"tcp:fd00::7:4001", "an IPv6 address stands in brackets"},
+        {"tcp:fd00::7:4001", "an IPv6 address must be in brackets"},
         {"tcp:host:", "the port is a number from 1 to 65535"},
         {"tcp:host:0", "the port is a number from 1 to 65535"},
         {"tcp:host:65536", "the port is a number from 1 to 65535"},
@@ -243,7 +243,7 @@ TEST(TcpOpening, LeavesTheTransmitterToTheDeviceServer) {
               "tcp:127.0.0.1:4001: the device server switches the RS-485 transmitter; take rs485 out");
 }
 
-// A server whose queue of connections is full: what else tries to connect gets no answer.
+// A server whose queue of connections is full: further clients get no answer.
 class SilentServer {
 public:
     SilentServer() {

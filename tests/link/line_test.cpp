@@ -162,7 +162,7 @@ TEST_F(LineTest, DiscardsNothingWhenNothingCame) {
 
 TEST_F(LineTest, ThrowsAwayWhatComesWhileItSettles) {
     std::thread controller([&] {
-        // More than the line holds and one look takes out: it goes only as long as somebody reads.
+        // More than the line holds and one read takes out: it is sent only as long as somebody reads.
         terminal.put(std::string(1000000, 's'));
         stop.raise();
     });
@@ -297,7 +297,7 @@ TEST(LineOpening, ThrowsAwayWhatComesBeforeTheSilence) {
     slow.gap = std::chrono::hours(1);
     Line line(slow, stop);
     std::thread controller([&] {
-        // More than the line holds: it goes only as long as somebody reads.
+        // More than the line holds: it is sent only as long as somebody reads.
         terminal.put(std::string(1000000, 's'));
         stop.raise();
     });

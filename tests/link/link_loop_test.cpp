@@ -201,7 +201,7 @@ TEST_F(LinkLoop, NotesTheRepliesThatAreNotGoodAndWhoseTheyAre) {
         const int code = codes.front();
         codes.erase(codes.begin());
         if (codes.empty()) {
-            // The driver has let go of the request when it says so.
+            // The driver has dropped the request when it says so.
             driver.request = Protocol();
             stop.raise();
         }

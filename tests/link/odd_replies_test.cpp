@@ -18,7 +18,7 @@ using kelpo::Outcome;
 using kelpo::rtu::with_crc;
 using std::chrono::milliseconds;
 
-// Requests to station 1 and replies of it, as they stand on the line.
+// Requests to station 1 and its replies, as they are on the line.
 const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
 const std::string read_200 = with_crc(std::string("\x01\x03\x00\xC8\x00\x01", 6));
 const std::string reply_111("\x01\x03\x02\x00\x6F\xF8\x68", 7);
@@ -177,8 +177,9 @@ TEST_F(OddReplies, TheEchoOfAReadOf20BitsIsNone) {
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
     ASSERT_EQ(sent.size(), 2U);
     EXPECT_EQ(sent[1].substr(0, 6), std::string("\x01\x01\x03\x00\x00\x14", 6));
-    EXPECT_EQ(recorder.sentences(),
-              std::vector<std::string>{"the line returns what is sent: it is a loop, or the adapter hears itself"});
+    EXPECT_EQ(
+        recorder.sentences(),
+        std::vector<std::string>{"the line returns what is sent: it is a loop, or the adapter receives what it sends"});
 }
 
 TEST_F(OddReplies, TheEchoOfAWriteOfOneBitIsNoAcknowledgement) {
@@ -199,7 +200,7 @@ TEST_F(OddReplies, TheEchoOfAWriteOfOneBitIsNoAcknowledgement) {
 
 class ProbeAnswers : public OddReplies, public testing::WithParamInterface<std::string> {};
 
-// A refusal of a read, and silence: both show that the line is no loop.
+// A refusal of a read, and silence: both show that the line is not a loop.
 INSTANTIATE_TEST_SUITE_P(ThatAreNoEcho, ProbeAnswers,
                          testing::Values(with_crc(std::string("\x01\x81\x02", 3)), std::string()),
                          [](const auto &answer) { return answer.param.empty() ? "Silence" : "Refusal"; });
@@ -240,7 +241,7 @@ TEST_F(OddReplies, AStationMayAskToWaitALimitedNumberOfTimesInARow) {
     EXPECT_EQ(recorder.seen[16].reply, wait_please);
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
     EXPECT_EQ(recorder.sentences(),
-              std::vector<std::string>{"station 1 asks to wait again and again (6A 8B): that is taken for no reply"});
+              std::vector<std::string>{"station 1 keeps asking to wait (6A 8B): that is taken for no reply"});
 }
 
 TEST_F(OddReplies, OnlyTheStationItselfMayAskToWait) {
@@ -265,7 +266,7 @@ TEST_F(OddReplies, ARefusalIsKnownByItsLength) {
     EXPECT_EQ(recorder.ended, (Ends{{1, failed}}));
 }
 
-// 7 characters take 7 ms here: what is there after 3 began before the request had left.
+// 7 characters take 7 ms here: what is there after 3 began before the request was sent.
 TEST_F(OddReplies, AReplySoonerThanTheSpeedAllowsIsAnothers) {
     line.time_of_a_character = milliseconds(1);
     read_once("100");
@@ -291,7 +292,7 @@ TEST_F(OddReplies, WithoutAWireNoReplyIsTooSoon) {
     EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
 }
 
-// A controller's own USB port takes any speed, and keeps to none.
+// A controller's own USB port accepts any speed, and does not keep to it.
 TEST_F(OddReplies, TheSpeedProvesNothingWhereNothingComesAfterSuchReplies) {
     line.time_of_a_character = milliseconds(1);
     info.retry_times = 5;

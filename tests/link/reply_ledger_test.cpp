@@ -10,7 +10,7 @@ using kelpo::ReplyLedger;
 using std::chrono::milliseconds;
 using Whose = ReplyLedger::Whose;
 
-// Requests to station 1 and replies of it, as they stand on the line.
+// Requests to station 1 and its replies, as they are on the line.
 const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
 const std::string read_1000("\x01\x03\x03\xE8\x00\x01\x04\x7A", 8);
 const std::string one_word("\x01\x03\x02\x00\x6F\xF8\x68", 7);

@@ -28,7 +28,7 @@ using kelpo::View;
 using std::chrono::hours;
 using std::chrono::milliseconds;
 
-// Requests and replies of station 1, as they stand on the line.
+// Requests and replies of station 1, as they are on the line.
 const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
 const std::string read_1000("\x01\x03\x03\xE8\x00\x01\x04\x7A", 8);
 const std::string reply_111("\x01\x03\x02\x00\x6F\xF8\x68", 7);
@@ -39,7 +39,7 @@ Variable word(const std::string &address) {
     return {"word " + address, 1, 7, address, 1, View::unsigned_words};
 }
 
-/// Keeps what the session tells, for the test's own threads.
+/// Keeps what the session reports, for the test's own threads.
 class Recorder : public kelpo::LinkWatcher {
 public:
     struct Loss {

@@ -8,13 +8,12 @@
 #include <optional>
 #include <string>
 
-/// A line with its own time, which passes only when somebody waits: years of it take seconds. The test answers the
-/// requests.
+/// A line with its own time, which passes only when somebody waits: years take seconds. The test answers the requests.
 class SimulatedLine : public kelpo::Channel {
 public:
     using Duration = std::chrono::nanoseconds;
 
-    /// Is told of each request, when it has left.
+    /// Called with each request when it was sent.
     std::function<void(const std::string &)> on_request;
 
     /// Bytes that come in after `delay` from now. What comes at the same time keeps its order.
@@ -32,7 +31,7 @@ public:
 
     Duration time_of_a_character{0};    ///< on a line with a wire; 0: it has none
     Duration time_of_a_request{0};      ///< what the settings say, where there is no wire
-    std::optional<Time> replies_until;  ///< what was told last
+    std::optional<Time> replies_until;  ///< what was reported last
 
     std::string settle(Duration duration, const Heard &heard) override;
     std::string await_silence(const Heard &heard) override;

@@ -134,7 +134,7 @@ public:
     std::unordered_map<std::uint32_t, std::uint16_t> word_cache;
     std::unordered_map<std::uint32_t, std::uint32_t> dword_cache;
 
-    std::vector<HostCall> calls;  ///< callbacks so far; whoever looks at them empties the list
+    std::vector<HostCall> calls;  ///< callbacks so far; the code that reads them empties the list
     Tally happened;
 
     // configuration

@@ -208,7 +208,7 @@ void Session::make_odd(Var &var) {
             var.reg_count = choices.one_of({300, 508, 509, 510, 757, 758, 1014, 1015});
             break;
         case 11:
-            // Two frames of another area, the first of which completes the second.
+            // Two frames of another area; the first completes the second.
             var.reg_type = 8;
             var.reg_addr = 250;
             var.reg_count = 12;

@@ -21,7 +21,7 @@ try:
 except ImportError:  # pymodbus 3.0
     from pymodbus.server.async_io import ModbusSerialServer
 
-# A server that is told to stop says so as an error.
+# A server that is asked to stop reports that as an error.
 logging.getLogger("pymodbus").setLevel(logging.CRITICAL)
 
 STATION = 7
@@ -248,12 +248,12 @@ class Mbpoll(unittest.TestCase):
         done = subprocess.run(
             ["mbpoll", "-m", "rtu", "-a", "3", "-b", "115200", "-P", "none", "-t", kind, "-0", "-r", str(address), "-c",
              str(count), "-1", "-o", "5", "-q", self.line], capture_output=True, text=True, timeout=240, check=True)
-        # "[9008]:" and the value, with a second form of a negative one behind it.
+        # "[9008]:" and the value, followed by a second form if it is negative.
         return [line.split()[1] for line in done.stdout.splitlines() if line.startswith("[")]
 
     def test_reads_from_the_simulated_controller_the_registers_that_kelpo_reads(self):
         shown = kelpo("read", self.line, "3:9:0x8").split("=")[1].split()
-        # Where the moving values stand at their start: a number that tells its place, and what the rules make of 0.
+        # The moving values at their start: a number that says its place, and what the rules make of 0.
         self.assertEqual(shown[3], "3303")
         self.assertEqual(self.mbpoll("4", 9000, 8), shown)
 

@@ -165,7 +165,7 @@ TEST_F(OptionsTest, WrongOnesAreRefusedInOneLineThatNamesThem) {
     expect_refusal({"--stations", "0"}, "--stations");
     expect_refusal({"--stations", "248"}, "--stations");
     expect_refusal({"--stations", "1,x"}, "--stations");
-    expect_refusal({"--stations", "1,2,1"}, "station 1 stands twice");
+    expect_refusal({"--stations", "1,2,1"}, "station 1 is there twice");
     expect_refusal({"--stations"}, "--stations");
     expect_refusal({"--moment", "-1"}, "--moment");
     expect_refusal({"--moment", "soon"}, "--moment");

@@ -100,8 +100,8 @@ TEST_F(ListFile, IsNoPipeAndNoDevice) {
     ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
     read_list(path_, parse_preset, mistakes_);
     read_list("/dev/zero", parse_preset, mistakes_);
-    EXPECT_EQ(mistakes_, (Mistakes{path_ + ": cannot be read: it is no regular file",
-                                   "/dev/zero: cannot be read: it is no regular file"}));
+    EXPECT_EQ(mistakes_, (Mistakes{path_ + ": cannot be read: it is not a regular file",
+                                   "/dev/zero: cannot be read: it is not a regular file"}));
 }
 
 TEST_F(ListFile, IsNotLargerThan16Mebibytes) {

@@ -347,7 +347,7 @@ TEST_F(ProgramTest, MovesItsValuesAndPublishesThem) {
     const MemoryReader memory = MemoryReader::open(memory_);
     ASSERT_TRUE(comes_true([&] { return memory.moment() >= 3; }));
 
-    // The counter in register 0 tells the moment of the reply.
+    // The counter in register 0 is the moment of the reply.
     client.send(hex("01 03 00 00 00 01 84 0A"));
     const Bytes reply = client.receive(7);
     ASSERT_EQ(reply.size(), 7u);
@@ -378,7 +378,7 @@ TEST_F(ProgramTest, RefusesToReplaceAFileByItsLink) {
     std::ofstream(link_) << "my diary";
     Program program({"--link", link_});
     const std::string errors = program.errors();
-    EXPECT_EQ(errors, "kelpo-plc: " + link_ + " exists and is no link to a line\n");
+    EXPECT_EQ(errors, "kelpo-plc: " + link_ + " exists and is not a link to a line\n");
     EXPECT_EQ(program.wait_for_end(), 1);
     EXPECT_TRUE(std::filesystem::is_regular_file(link_));
 }

@@ -34,7 +34,7 @@ protected:
     Answer answer_;
 };
 
-// A write whose data are all AA: `data_count` of them after the byte count that stands in `start`.
+// A write whose data are all AA: `data_count` of them after the byte count that is in `start`.
 Bytes long_write(const Bytes &start, std::size_t data_count) {
     Bytes request = joined(start, Bytes(data_count, 0xAA));
     append_crc(request);

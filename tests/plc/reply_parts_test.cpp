@@ -20,7 +20,7 @@ std::vector<ReplyPart> parts(const std::string &fault, const Bytes &request, con
     return spoiled_reply(request, reply, {parse_fault(fault), Random(1, 0, place)});
 }
 
-// What is sent in one go for the read, or for the reply given.
+// What is sent at once for the read, or for the reply given.
 Bytes only_part(const std::string &fault, const Bytes &reply = two_registers) {
     const auto sent = parts(fault, read_two_registers, reply);
     EXPECT_EQ(sent.size(), 1u);

@@ -23,10 +23,10 @@ constexpr milliseconds gap(1);
 constexpr int retries = 2;
 constexpr int most_queued = 1024;
 
-// A link that does nothing for so long stands still, however busy the machine is.
+// A link that does nothing for this long has stopped, even on a busy machine.
 constexpr std::chrono::minutes standstill(3);
 
-// The faults leave so many requests of each controller alone at first.
+// At first the faults spare this many requests of each controller.
 constexpr unsigned spared = 120;
 
 constexpr const char *always[] = {"dead station=4", "dead station=5 after=60 every=150 for=40"};
@@ -123,8 +123,8 @@ bool Campaign::run(std::ostream &out) {
     try {
         for (unsigned life = 0; exchanges_ < options_.exchanges && judge_.complaints().empty(); ++life)
             live(life);
-    } catch (const StandsStill &) {
-        judge_.complain("the link stands still");
+    } catch (const LinkStopped &) {
+        judge_.complain("the link has stopped");
     }
     screens_end_ = true;
     screens_.join();
@@ -261,7 +261,7 @@ void Campaign::pace() {
     const std::uint64_t before = exchanges_;
     exchanges_ = pace_.wait_beyond(before, standstill);
     if (exchanges_ == before)
-        throw StandsStill();
+        throw LinkStopped();
     measure_memory();
 }
 

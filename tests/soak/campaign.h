@@ -83,11 +83,11 @@ public:
     Campaign(const Campaign &) = delete;
     Campaign &operator=(const Campaign &) = delete;
 
-    /// Runs to the end, or until something stands still. True when the judge has nothing to complain about.
+    /// Runs to the end, or until the link stops. True when the judge has no complaints.
     bool run(std::ostream &out);
 
 private:
-    struct StandsStill {};
+    struct LinkStopped {};
 
     void live(unsigned life);
     void ask_at_random();

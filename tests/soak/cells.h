@@ -18,8 +18,8 @@ struct Age {
     plc::Moment moment;
 };
 
-/// What is known of all cells that variables lie in: what stands there for good, what moves, and what was written.
-/// For one thread at a time.
+/// What is known of all cells that variables use: what is constant, what moves, and what was written. For one thread at
+/// a time.
 class Cells {
 public:
     explicit Cells(const std::vector<Variable> &variables);
@@ -31,7 +31,7 @@ public:
     void asked(int variable, std::uint32_t serial);
 
     /// The controller carried out a write of the variable. Returns what is wrong with it, or nothing. `bit` is the bit
-    /// that was to be merged, as register x 16 + bit of the request, or -1. `merged_badly` tells that the register that
+    /// that was to be merged, as register x 16 + bit of the request, or -1. `merged_badly` says that the register that
     /// it was merged into was taken from a wrong reply: then other bits may be lost. `places` receives the numbers of
     /// the places that were reached.
     std::string carried_out(int variable, std::uint32_t serial, const plc::LoggedWrite &write, int bit,

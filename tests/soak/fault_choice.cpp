@@ -10,7 +10,7 @@ struct Kind {
     std::vector<const char *> fields;
 };
 
-// Late by less than the reply time-out, by less than the settle time behind it, and by more than both.
+// Late by less than the reply time-out, by less than the settle time after it, and by more than both.
 const std::vector<Kind> kinds = {
     {"no-reply", {""}},
     {"dead", {""}},
@@ -37,7 +37,7 @@ constexpr Frequency frequencies[] = {{" rate=1/1000", 1000}, {" rate=1/300", 300
                                      {" rate=1/30", 30},     {" rate=1/10", 10},   {" rate=1/3", 3},
                                      {" every=1", 1}};
 
-// A fault of every request costs a time-out each: so many are enough.
+// A fault of every request costs a time-out each: this many are enough.
 constexpr unsigned most_times = 60;
 constexpr std::chrono::milliseconds latest(150);
 

@@ -14,7 +14,7 @@ struct FaultChoice {
     std::chrono::milliseconds latest;  ///< longest that any of them holds a reply back
 };
 
-/// One to six kinds at random, from 1 in 1000 to every request, within some `requests` requests. All happen behind the
+/// One to six kinds at random, from 1 in 1000 to every request, within about `requests` requests. All happen after the
 /// first `spared` ones. `wanted` narrows the choice to these words; with none all are in it.
 FaultChoice choose_faults(std::mt19937 &random, unsigned spared, unsigned requests,
                           const std::vector<std::string> &wanted);

@@ -60,7 +60,7 @@ bool takes_several_requests(const kelpo::Variable &variable) {
     return one_by_one && variable.count > 1;
 }
 
-// The host tells the time of day.
+// The host reports the time of day.
 std::chrono::steady_clock::time_point on_the_steady_clock(kelpo::Exchange::Time time) {
     const auto ago = kelpo::Exchange::Time::clock::now() - time;
     return std::chrono::steady_clock::now() - std::chrono::duration_cast<std::chrono::nanoseconds>(ago);
@@ -337,7 +337,7 @@ void Judge::pull(Traffic &traffic) {
     }
 }
 
-// The controller tells what it has sent when the line has taken it: the host may be quicker.
+// The controller reports what it has sent when the line has taken it: the host may be quicker.
 void Judge::pull_until(Traffic &traffic, std::uint64_t received) {
     const auto deadline = Clock::now() + std::chrono::minutes(2);
     pull(traffic);

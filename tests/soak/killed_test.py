@@ -11,7 +11,7 @@ def comes_true(condition, what):
     end = time.monotonic() + EMERGENCY_S
     while not condition():
         if time.monotonic() > end:
-            sys.exit(f"waited in vain for {what}")
+            sys.exit(f"waited for {what}, and it did not happen")
         time.sleep(0.01)
 
 

@@ -105,7 +105,7 @@ private:
     int station_;
 };
 
-// Addresses below 40 move, the others stand still or are written.
+// Addresses below 40 move, the others are constant or written.
 void add_bits(VariableList &to, int type) {
     to.polled(type, 0, 8);
     to.polled(type, 13, 5);

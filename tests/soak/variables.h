@@ -12,7 +12,7 @@ namespace soak {
 struct Cell {
     int station;
     bool coil;
-    int address;  ///< 0 to 65535, as it stands in frames
+    int address;  ///< 0 to 65535, as it is in frames
 };
 
 /// Where one unit of a variable lies: a cell, or a bit of one.
@@ -30,7 +30,7 @@ struct Variable {
 
 /// Stations on the line, and what becomes of them.
 constexpr int live_stations[] = {1, 2, 3};
-constexpr int dead_station = 4;      ///< hears and never answers
+constexpr int dead_station = 4;      ///< gets requests and never answers
 constexpr int flapping_station = 5;  ///< dead for a while, again and again
 constexpr int absent_station = 6;    ///< not on the line
 
@@ -41,7 +41,7 @@ inline bool is_live(int station) {
 /// Some 500 variables of all register types; nearly all of them belong to the live stations.
 std::vector<Variable> all_variables();
 
-/// What a cell holds that nobody writes to and that does not move: tells its station, table and address.
+/// What a cell holds that is not written and does not move: it says its station, table and address.
 std::uint16_t pattern_of(const Cell &cell);
 
 /// What the write number `serial` of variable number `variable` puts at its place number `place`: 0 or 1 for bits. All

@@ -171,7 +171,7 @@ TEST_F(Threads, ScreensStationsOnceReadsAndRebuildsRunBesideTheLink) {
     EXPECT_EQ(controller_.holding_register(1, 5100), 0) << "each screen's last bit is 0";
 }
 
-// Each give-up takes a queue away as a whole: whoever still looked at it without the lock would look at freed memory.
+// Each give-up takes a queue away as a whole: a thread that still read it without the lock would read freed memory.
 TEST_F(Threads, ScreensWriteBesideALinkThatGivesUpEachRequest) {
     info_.retry_times = 0;
     const int failed_before = writes_failed;

@@ -1,5 +1,5 @@
 """A Modbus RTU controller on a pseudo-terminal that shares nothing with the driver, its host or the simulated
-controller, and that lies, dawdles and dies as a test tells it to.
+controller, and that lies, is slow and dies as a test asks.
 
 What it holds names its place: a register's first content is content(station, address), which no other register of the
 station has, so that a value of another register is seen at once. It keeps a log of what it was asked, what it wrote and
@@ -175,7 +175,7 @@ class Controller:
         self._thread.start()
 
     def die(self):
-        """Hangs up: the line is lost for whoever has it open. Replies that wait are gone."""
+        """Hangs up: the line is lost for every program that has it open. Replies that wait are dropped."""
         if not self._thread:
             return
         os.write(self._wake_write, b"x")
@@ -224,7 +224,7 @@ class Controller:
         end = time.monotonic() + seconds
         while not condition():
             if time.monotonic() > end:
-                raise AssertionError(f"waited {seconds} s in vain for {what}")
+                raise AssertionError(f"waited {seconds} s for {what}, and it did not happen")
             time.sleep(0.005)
 
     # Serving

@@ -24,7 +24,7 @@ class FiveBytes(Sentences):
         self.controller.behave = lambda request: [(0, frame if request.station == BAD else self.controller.serve(request))]
 
     def the_others_go_on(self, frame):
-        """Station 2 answers all with FRAME: stations 1 and 3 are asked all the same, and a queued write leaves."""
+        """Station 2 answers all with FRAME: stations 1 and 3 are still asked, and a queued write is sent."""
         self.station_answers_all_with(frame)
         path = list_file([(f"of {station}", station, 7, 100, 1) for station in (1, 2, 3)], self.folder)
         poll = start("poll", path, "--line", self.controller.path, *QUICK, "--format", "json", "--writes", stdin=-1)

@@ -19,7 +19,7 @@ class LostLine(Sentences):
         return poll
 
     def comes_back(self):
-        """The line is back, and the poll has asked so much that a write which waited would have gone."""
+        """The line is back, and the poll has asked so much that a write that waited would have been sent."""
         before = len(self.controller.events("asked"))
         self.controller.live()
         self.controller.wait_for(lambda: len(self.controller.events("asked")) > before + 20, "requests on the line")

@@ -1,4 +1,4 @@
-"""Short runs of kelpo one behind the other on one line, where replies are late, withheld or repeated: one judge of all."""
+"""Short runs of kelpo one after the other on one line, with late, withheld or repeated replies; one judge for all."""
 import random
 import time
 

@@ -12,7 +12,7 @@ options = argparse.Namespace(exchanges=0, lines=0, runs=0)
 class Sentences(unittest.TestCase):
     """Sentences about kelpo, each held against a controller."""
 
-    # How late a reply may be so that kelpo can tell whose it is; without it the controller is never late.
+    # How late a reply may be so that kelpo knows which request it is for; without it the controller is never late.
     promise_s = None
 
     def setUp(self):
@@ -45,7 +45,7 @@ class Sentences(unittest.TestCase):
         return len(values)
 
     def holds(self, shown, held, controller):
-        """The value that is SHOWN is the one HELD by the controller; if not, tells whose it is. When the reply with that
+        """The value that is SHOWN is the one HELD by the controller; if not, says whose it is. When the reply with that
         value left the controller later than promised, the machine was too busy, and nothing is judged."""
         if shown["values"] == [held]:
             return

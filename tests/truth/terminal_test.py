@@ -21,7 +21,7 @@ class Terminal(Sentences):
         self.assertEqual(termios.tcgetattr(slave), settings)
 
     def test_the_terminal_of_a_login_is_never_opened(self):
-        """A program that has the terminal as its own stands for the login's shell."""
+        """A program that has the terminal as its own takes the place of the login's shell."""
         process, master = pty.fork()
         if process == 0:
             os.write(1, b"!")
@@ -39,7 +39,7 @@ class Terminal(Sentences):
         for name in (path, link):
             read = kelpo("read", "--line", name, *QUICK, "1:7:10")
             self.assertEqual(read.returncode, LINE_LOST, read.stderr)
-            self.assertIn(f"{name}: is the terminal of a running program, and no line", read.stderr)
+            self.assertIn(f"{name}: is the terminal of a running program, not a line", read.stderr)
             self.untouched(master, settings, slave)
 
     def test_a_link_that_is_older_than_the_terminal_is_not_followed(self):

@@ -133,7 +133,7 @@ TEST_F(DebugLog, HelloAt45MillisecondsPast090703On5January2024) {
     EXPECT_EQ(log_content(), "2024.01.05.09:07:03.45:hello\n");
 }
 
-// The milliseconds have no leading zeros, and no trailing ones are added or cut, whatever the Qt version's own
+// The milliseconds have no leading zeros, and no trailing ones are added or cut, independently of the Qt version's own
 // idea of the format is.
 TEST_F(DebugLog, MillisecondsHaveNoLeadingZeros) {
     EXPECT_EQ(line_at(0), "2024.01.05.09:07:03.0:hello\n");
@@ -297,7 +297,7 @@ TEST_F(DebugLog, WithoutAFreeDescriptorTheLineIsLostAndQtWritesNoMessage) {
     EXPECT_FALSE(std::ifstream(log_path).is_open());
 }
 
-// Without a reader the pipe would hold up whoever logs for ever; with this one the line would be in it.
+// Without a reader the pipe would block the thread that logs for ever; with this one the line would be in it.
 TEST_F(DebugLog, APipeInItsPlaceGetsNothing) {
     ASSERT_EQ(mkfifo(log_path, 0600), 0);
     const int reader = open(log_path, O_RDONLY | O_NONBLOCK);

@@ -386,7 +386,7 @@ TEST(CutIntoPieces, OfATotalAboveTheLimitGivesARestAtTheEnd) {
     EXPECT_EQ(groups(25, 10, 100), "(100,10) (110,10) (120,5)");
 }
 
-// Up to the limit nothing is cut, so the record keeps its own count, whatever the total is.
+// Up to the limit nothing is cut, so the record keeps its own count, with any total.
 TEST(CutIntoPieces, OfATotalUpToTheLimitGivesTheRecordUnchanged) {
     EXPECT_EQ(groups(10, 10, 100), "(100,999)");
     EXPECT_EQ(groups(9, 10, 100), "(100,999)");

@@ -139,7 +139,7 @@ TEST_F(RemoteRequest, AWriteWithoutValueBytesIs22BytesLong) {
     EXPECT_EQ(lengths(frame()), "send 22, reply 8, 0 data bytes at 0");
 }
 
-// The value goes out in the order that the record has it, whatever the type and however short.
+// The value is sent in the order that the record has it, for every type and length.
 TEST_F(RemoteRequest, TheValueBytesAreSentUnchangedForEveryTypeAndLength) {
     const QByteArray all = bytes("11 22 33 44 55 66 77 88 99");
     for (int type = -1; type <= 18; ++type)

@@ -55,7 +55,7 @@ TEST_F(ReplyBytes, NoExchangeCopiesAReply) {
     EXPECT_EQ(answer_shared(bytes("01 83 02 C0 F1")), 171);
 }
 
-// ---- whatever the line delivers
+// ---- anything that the line delivers
 
 namespace {
 
@@ -71,7 +71,7 @@ protected:
         ASSERT_NE(ComCommunication(), nullptr);
     }
 
-    // Hands in `reply` and looks at what must hold whatever it was.
+    // Hands in `reply` and checks what must be true for any reply.
     void hand_in(const QByteArray &reply, int length) {
         const support::TightBytes block_of_reply(reply);
         QByteArray tight = block_of_reply.borrowed();

@@ -97,7 +97,7 @@ TEST_F(ReplyStorage, TheBitsOfTheLastByteBeyondTheCountAreNotStored) {
     EXPECT_EQ(bits_at(0x010000C8, 1), "-");
 }
 
-// The count of bits rules, whatever the payload's length says.
+// The count of bits decides, not the payload's length.
 TEST_F(ReplyStorage, ThePayloadLengthIsNotComparedWithTheCountOfBits) {
     store(make_var(0, 0, 16), "01 01 01 A5 3C 32 BD", 1);
     EXPECT_EQ(bits_at(0x01000000, 17), "1010010100111100-");

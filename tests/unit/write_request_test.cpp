@@ -43,7 +43,7 @@ protected:
     }
 };
 
-// `size` bytes of which no two neighbours are equal.
+// `size` bytes, no two adjacent ones equal.
 QByteArray pattern(int size) {
     QByteArray value;
     for (int i = 0; i < size; ++i)
