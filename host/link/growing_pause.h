@@ -6,8 +6,8 @@
 
 namespace kelpo {
 
-/// Pauses between tries, each twice as long as the one before, with a little chance in them: what began together does
-/// not stay together.
+/// Pauses between tries, each twice as long as the one before, and varied a little at random, so that tries that began
+/// together do not stay together.
 class GrowingPause {
 public:
     using Milliseconds = std::chrono::milliseconds;
@@ -23,7 +23,7 @@ public:
         return before == Milliseconds(0) ? first_ : std::max(first_, std::min(2 * before, longest_));
     }
 
-    /// How long a pause really is: longer or shorter by up to a tenth.
+    /// The actual pause: longer or shorter by up to a tenth.
     Milliseconds by_chance(Milliseconds pause) {
         std::uniform_int_distribution<Milliseconds::rep> tenth(-pause.count() / 10, pause.count() / 10);
         return pause + Milliseconds(tenth(random_));

@@ -319,7 +319,7 @@ void LinkLoop::probe_for_echo(std::string_view request) {
         note_echo(false);
 }
 
-// Asks for one unit, of the host's own accord. Nothing when a stop came before all of it was out.
+// Asks for one unit, for the host itself. Nothing when a stop came before all of it was sent.
 std::optional<LinkLoop::Probe> LinkLoop::probe(const rtu::ShortRead &read, const ReplyTimeouts &timeouts,
                                                const Channel::Heard &heard) {
     const int station = static_cast<int>(rtu::byte_at(read.request, 0));

@@ -72,7 +72,7 @@ private:
         bool is_known;  // they are the reply to the request, by the ledger
         bool is_held;   // none of them is passed to the driver
         std::chrono::system_clock::time_point ended_at;
-        std::uint64_t received;  // bytes, bytes, by the line until then
+        std::uint64_t received;  // bytes, by the line until then
     };
 
     // A request of the loop's own, to be reported.

@@ -14,10 +14,10 @@ struct ReopenPauses {
     std::chrono::milliseconds longest{30000};
 };
 
-/// Which stations are left alone for a while, and for how long: see StationRests.
+/// Which stations are not asked for a while, and for how long: see StationRests.
 struct RestSettings {
     bool enabled = true;
-    int after = 2;                             ///< so many reads in a row without a reply; 1 or more
+    int after = 2;                             ///< reads in a row without a reply; 1 or more
     std::chrono::milliseconds first{1000};     ///< until the first try
     std::chrono::milliseconds longest{30000};  ///< each try without a reply doubles the pause, up to this
 };

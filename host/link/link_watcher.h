@@ -43,7 +43,7 @@ struct Exchange {
     std::uint64_t discarded;   ///< bytes that came in since the previous exchange, and are not part of `reply`
 };
 
-/// What the host wants to know when it asks a station of its own accord.
+/// What the host wants to find out when it asks a station by itself.
 enum class ProbePurpose {
     echo,  ///< does the line return what is sent? An acknowledgement looked the same as its request
     rest   ///< does a station that rests answer again?
@@ -80,13 +80,12 @@ public:
     /// A station answers later than the reply time-out: it took at least `time`, longer than reported before.
     virtual void reply_late(int /*station*/, std::chrono::milliseconds /*time*/) {}
 
-    /// The host has asked a station for one unit, of its own accord, for this purpose. Not counted as an exchange. Of
-    /// `exchange` only times, bytes and station are filled in. Comes after exchanged() of the request that called for
-    /// it.
+    /// The host has asked a station for one unit by itself, for this purpose. Not counted as an exchange. Of `exchange`
+    /// only times, bytes and station are filled in. Comes after exchanged() of the request that called for it.
     virtual void line_probed(const Exchange & /*exchange*/, ProbePurpose /*purpose*/) {}
 
     /// A station gave no reply to several reads in a row: the driver does not ask it any more. One short request
-    /// follows after `pause`. Told again after each of them that has no reply either.
+    /// follows after `pause`. Reported again after each of them that has no reply either.
     virtual void station_rests(int /*station*/, std::chrono::milliseconds /*pause*/) {}
 
     /// A station that rested is asked as before: since it has answered, or else because the user has switched it.

@@ -31,7 +31,7 @@ enum class OnLoss {
 /// a bit in a register fails when its register had been read before the line broke.
 ///
 /// A station that rests (LinkSettings::rest, StationRests) is switched off in the driver, which drops what is queued in
-/// it for that station. A Writer answers for its writes all the same.
+/// it for that station. A Writer still reports the result of each of its writes.
 class Session {
 public:
     /// Configures the driver: every variable has its own station, writes go to the controllers. `stop` ends the link

@@ -8,12 +8,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Who answers later than that usually, may not answer a probe in time.
+// A station that usually answers later than that may not answer a probe in time.
 milliseconds quick(milliseconds reply_timeout) {
     return reply_timeout / 4;
 }
 
-// A write without a reply says less: a controller may pass over what it does not allow.
+// A write without a reply says less: a controller may ignore what it does not allow.
 bool is_read(std::string_view request) {
     return request.size() > 1 && rtu::is_read(rtu::byte_at(request, 1));
 }
@@ -72,7 +72,7 @@ std::optional<StationRests::Probe> StationRests::due(Time now, bool is_idle) {
         return std::nullopt;
     const std::pair<const int, Rest> *first = nullptr;
     for (auto &rest : rests_) {
-        // Where nobody else gets the time, it is of no use to let it pass.
+        // If no other station gets the time, there is no reason to wait.
         if (is_idle)
             rest.second.next = std::min(rest.second.next, rest.second.tried + pause_.first());
         const bool is_due = !rest.second.has_answered && rest.second.next <= now;

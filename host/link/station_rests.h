@@ -16,7 +16,7 @@
 namespace kelpo {
 
 /// Decides which stations rest. A station that gave no reply to several reads in a row is switched off in the
-/// driver, so that the others get its time, and asked again now and then by one short request. When it answers, it is
+/// driver, so that the others get its time, and asked again occasionally by one short request. When it answers, it is
 /// switched on again.
 ///
 /// For the link's thread alone. Has no clock of its own.
@@ -28,14 +28,14 @@ public:
     struct Probe {
         int station;
         rtu::ShortRead read;
-        std::chrono::milliseconds wait;  ///< how long its reply is waited for
+        std::chrono::milliseconds wait;  ///< how long to wait for its reply
     };
 
-    /// `driver` and `watcher` must outlive the book.
+    /// `driver` and `watcher` must outlive the object.
     StationRests(Driver &driver, const RestSettings &settings, std::chrono::milliseconds reply_timeout,
                  LinkWatcher &watcher);
 
-    /// A request of the driver's has had its reply after so long, or none. `was_heard`: something came from its station
+    /// A request of the driver has had its reply after this time, or none. `was_heard`: something came from its station
     /// since it was sent.
     void exchanged(const Exchange &exchange, std::chrono::nanoseconds took, bool was_heard, Time now);
 
@@ -49,10 +49,10 @@ public:
     /// The station is not to be asked before that time.
     void postpone(int station, Time until);
 
-    /// The probe has gone out and was waited for until `now`.
+    /// The probe was sent, and the wait for its reply ended at `now`.
     void probed(int station, Time asked_at, Time now);
 
-    /// Ends the rest of stations that have answered: `replied_at` says when one did so last. A station that may still
+    /// Ends the rest of stations that have answered: `replied_at` says when each last did so. A station that may still
     /// answer what it was asked before, as `owes` says, rests until then: it would hold up the others.
     void look(const std::function<Time(int)> &replied_at, const std::function<bool(int)> &owes);
 
@@ -78,9 +78,9 @@ private:
     GrowingPause pause_;
     std::map<int, Rest> rests_;
     std::map<int, int> silent_;                        // reads in a row without a reply, by station
-    std::set<int> heard_;                              // of which something came since their request was first sent
-    std::map<int, std::chrono::milliseconds> pauses_;  // the last one of each station, until it is well again
-    std::set<int> slow_;                               // may take longer than a probe is usually waited for
+    std::set<int> heard_;                              // those that sent something since their request was first sent
+    std::map<int, std::chrono::milliseconds> pauses_;  // the last one of each station, until it answers again
+    std::set<int> slow_;                               // may take longer than the usual wait after a probe
     std::optional<int> probed_;                        // the last station
     Time probe_ended_{};
     Time next_probe_{};  // of any station, while there is something else to ask

@@ -10,7 +10,7 @@
 
 namespace kelpo {
 
-/// Notes why requests fail, each known by its name. Any thread may look.
+/// Notes why requests fail, each known by its name. Any thread may read it.
 class RequestWatch : public LinkWatcher {
 public:
     void exchanged(const Exchange &exchange) override;
@@ -19,7 +19,7 @@ public:
     /// That of the request's last exchange that failed; nothing when none did.
     std::optional<Failure> failure(const RequestName &name) const;
 
-    /// True when the station has rested: what was to be read of it then was not asked for.
+    /// True when the station has rested: reads from it were not sent then.
     bool has_rested(int station) const;
 
 private:

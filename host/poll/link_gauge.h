@@ -30,7 +30,7 @@ struct BlockPlace {
     }
 };
 
-/// What is known of a link at one moment.
+/// What is known about a link at one moment.
 struct LinkReading {
     using Time = std::chrono::steady_clock::time_point;
 
@@ -72,7 +72,7 @@ struct LinkEvent {
     enum class Kind {
         given_up,       ///< a polled block was not read
         station_down,   ///< a station does not answer any more
-        station_rests,  ///< and is asked now and then only
+        station_rests,  ///< and is asked only occasionally
         station_back,   ///< it does again
         line_lost,
         line_back

@@ -81,8 +81,8 @@ public:
     /// Fails what waits for the station. A write that was begun goes on.
     void withdraw(int station, const std::string &why);
 
-    /// Until rest_ended() what is for the station fails at once: `why` is what the user gets to know. Of a write that
-    /// was begun the next request does.
+    /// Until rest_ended() writes for the station fail at once: `why` is the text for the user. A write that was begun
+    /// fails at its next request.
     void station_rests(int station, const std::string &why);
     void rest_ended(int station);
 
