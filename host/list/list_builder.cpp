@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -21,11 +22,23 @@ ListBuilder::ListBuilder(PollList &list, Remarks &remarks, const AddressOf &addr
     : list_(list), remarks_(remarks), address_of_(address_of) {}
 
 void ListBuilder::mistake(const FilePlace &place, const std::string &text) {
-    remarks_.push_back({Remark::Kind::mistake, place, text});
+    note({Remark::Kind::mistake, place, text});
 }
 
 void ListBuilder::warning(const FilePlace &place, const std::string &text) {
-    remarks_.push_back({Remark::Kind::warning, place, text});
+    note({Remark::Kind::warning, place, text});
+}
+
+void ListBuilder::note(Remark remark) {
+    constexpr std::size_t most_kept = 1000;  // many more than anybody reads, of a file with nothing but mistakes
+    Noted &noted = noted_[remark.kind];
+    if (noted.kept == most_kept) {
+        ++remarks_[noted.last].more;
+        return;
+    }
+    ++noted.kept;
+    noted.last = remarks_.size();
+    remarks_.push_back(std::move(remark));
 }
 
 void ListBuilder::add_station(const std::string &file, const StationRow &row) {

@@ -31,7 +31,8 @@ struct StationRow {
     Station station;
 };
 
-/// Makes a list of what its files say, and notes every mistake in it.
+/// Makes a list of what its files say, and notes every mistake in it: the first thousand of a kind, and how many
+/// more there are.
 class ListBuilder {
 public:
     /// All three must outlive the builder.
@@ -60,8 +61,17 @@ private:
     std::optional<int> count_of(const std::string &file, const VariableRow &row, std::optional<View> view);
     bool take_name(const std::string &file, const VariableRow &row, const std::string &name);
 
+    // Of the remarks of one kind.
+    struct Noted {
+        std::size_t kept = 0;
+        std::size_t last = 0;  // in remarks_
+    };
+
+    void note(Remark remark);
+
     PollList &list_;
     Remarks &remarks_;
+    std::map<Remark::Kind, Noted> noted_;
     const AddressOf &address_of_;
     std::map<std::string, FilePlace> names_;
     std::map<int, FilePlace> stations_;

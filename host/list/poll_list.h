@@ -43,7 +43,8 @@ struct Remark {
 
     Kind kind;
     FilePlace place;
-    std::string text;  ///< what is wrong; what would be right
+    std::string text;      ///< what is wrong; what would be right
+    std::size_t more = 0;  ///< further ones of its kind, which are counted only
 };
 
 using Remarks = std::vector<Remark>;

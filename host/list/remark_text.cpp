@@ -17,13 +17,21 @@ void sort_by_place(Remarks &remarks, const std::string &first_file) {
 
 void print_remarks(const Remarks &remarks, const std::string &prefix, std::ostream &out) {
     constexpr std::size_t most = 100;
-    std::size_t mistakes = 0, warnings = 0;
-    for (const Remark &remark : remarks)
-        if (++(remark.kind == Remark::Kind::mistake ? mistakes : warnings) <= most)
-            out << prefix << text_of(remark) << '\n';
-    const auto print_rest = [&](std::size_t count, const char *what) {
-        if (count > most)
-            out << prefix << "and " << count - most << " more " << what << (count - most == 1 ? "" : "s") << '\n';
+    struct Counts {
+        std::size_t printed = 0, all = 0;
+    } mistakes, warnings;
+    for (const Remark &remark : remarks) {
+        Counts &counts = remark.kind == Remark::Kind::mistake ? mistakes : warnings;
+        counts.all += 1 + remark.more;
+        if (counts.printed == most)
+            continue;
+        ++counts.printed;
+        out << prefix << text_of(remark) << '\n';
+    }
+    const auto print_rest = [&](const Counts &counts, const char *what) {
+        const std::size_t rest = counts.all - counts.printed;
+        if (rest > 0)
+            out << prefix << "and " << rest << " more " << what << (rest == 1 ? "" : "s") << '\n';
     };
     print_rest(mistakes, "mistake");
     print_rest(warnings, "warning");

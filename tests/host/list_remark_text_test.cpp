@@ -39,4 +39,9 @@ TEST(RemarkText, EndsAfterAHundredOfEachKindWithTheCountOfTheRest) {
     EXPECT_EQ(printed(remarks), expected + "kelpo: and 1 more mistake\nkelpo: and 76201 more warnings\n");
 }
 
+TEST(RemarkText, CountsWhatIsCountedOnly) {
+    const Remarks remarks = {{Remark::Kind::mistake, {"a", 1}, "wrong", 7}, {Remark::Kind::mistake, {"a", 2}, "wrong"}};
+    EXPECT_EQ(printed(remarks), "kelpo: a:1: wrong\nkelpo: a:2: wrong\nkelpo: and 7 more mistakes\n");
+}
+
 }  // namespace
