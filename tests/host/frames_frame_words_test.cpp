@@ -36,8 +36,8 @@ std::string reply(const std::string &bytes, const std::string &asked, const std:
 }
 
 // Two registers from 9008; two coils from 1200; and their replies.
-const std::string read_9008 = "01 03 23 30 00 02 CF 80";
-const std::string reply_9008 = "01 03 04 00 07 00 08 4A 34";
+const std::string hex_read_9008 = "01 03 23 30 00 02 CF 80";
+const std::string hex_reply_9008 = "01 03 04 00 07 00 08 4A 34";
 
 TEST(TraceFrameWordsTest, CrcOfTheStandardsExample) {
     EXPECT_EQ(rtu_crc(hex("02 07").data(), 2), 0x1241);
@@ -45,9 +45,10 @@ TEST(TraceFrameWordsTest, CrcOfTheStandardsExample) {
 }
 
 TEST(TraceFrameWordsTest, ReadRequestNamesTableAndTypesOfItsRange) {
-    EXPECT_EQ(request(read_9008),
+    EXPECT_EQ(request(hex_read_9008),
               "station 1 read holding registers 9008..9009 (type 9 no. 8..9 or type 11 no. 508..509)");
-    EXPECT_EQ(request(read_9008, context(9, 8, 2)), "station 1 read holding registers 9008..9009 (type 9 no. 8..9)");
+    EXPECT_EQ(request(hex_read_9008, context(9, 8, 2)),
+              "station 1 read holding registers 9008..9009 (type 9 no. 8..9)");
     EXPECT_EQ(request("01 03 21 3B 00 01 FF FF"),
               "station 1 read holding register 8507 (type 11 no. 7); CRC FF FF is wrong, FF FB would be right");
     EXPECT_EQ(request("01 01 04 B0 00 0A BC DA", context(0, 0, 10)),
@@ -112,7 +113,7 @@ TEST(TraceFrameWordsTest, RemoteStationsRequestGetsARemark) {
 }
 
 TEST(TraceFrameWordsTest, GoodReplyShowsTheValuesOfTheRange) {
-    const FrameMeaning meaning = reply_meaning(hex(reply_9008), hex(read_9008), context(9, 8, 2));
+    const FrameMeaning meaning = reply_meaning(hex(hex_reply_9008), hex(hex_read_9008), context(9, 8, 2));
     EXPECT_EQ(meaning.words, "station 1: holding registers 9008..9009 (type 9 no. 8..9) = 0x0007 0x0008 (7 8)");
     EXPECT_FALSE(meaning.failed);
     EXPECT_EQ(meaning.station, 1);
@@ -140,7 +141,7 @@ TEST(TraceFrameWordsTest, EchoThatDiffersIsABadReply) {
 }
 
 TEST(TraceFrameWordsTest, ExceptionsHaveTheStandardsText) {
-    const FrameMeaning meaning = reply_meaning(hex("01 83 02 C0 F1"), hex(read_9008), {});
+    const FrameMeaning meaning = reply_meaning(hex("01 83 02 C0 F1"), hex(hex_read_9008), {});
     EXPECT_EQ(meaning.words, "station 1 refuses: illegal data address (exception 2)");
     EXPECT_TRUE(meaning.failed);
     EXPECT_EQ(meaning.function, 3);
@@ -155,26 +156,26 @@ TEST(TraceFrameWordsTest, ExceptionsHaveTheStandardsText) {
 }
 
 TEST(TraceFrameWordsTest, BadRepliesSayWhatIsWrong) {
-    EXPECT_EQ(reply("", read_9008), "no reply");
-    EXPECT_EQ(reply("01 03 04", read_9008), "cut short: 3 of 9 bytes");
-    EXPECT_EQ(reply("01 03 04 00 07 00", read_9008), "cut short: 6 of 9 bytes");
-    EXPECT_EQ(reply("01 03 04 00 07 00 08 4A 35", read_9008), "CRC 4A 35 is wrong, 4A 34 would be right");
-    EXPECT_EQ(reply("01 83 02 C0 F2", read_9008), "CRC C0 F2 is wrong, C0 F1 would be right");
-    EXPECT_EQ(reply("02 03 04 00 07 00 08 79 34", read_9008), "station 2 answers, station 1 was asked");
-    EXPECT_EQ(reply("01 04 04 00 07 00 08 4B 83", read_9008),
+    EXPECT_EQ(reply("", hex_read_9008), "no reply");
+    EXPECT_EQ(reply("01 03 04", hex_read_9008), "cut short: 3 of 9 bytes");
+    EXPECT_EQ(reply("01 03 04 00 07 00", hex_read_9008), "cut short: 6 of 9 bytes");
+    EXPECT_EQ(reply("01 03 04 00 07 00 08 4A 35", hex_read_9008), "CRC 4A 35 is wrong, 4A 34 would be right");
+    EXPECT_EQ(reply("01 83 02 C0 F2", hex_read_9008), "CRC C0 F2 is wrong, C0 F1 would be right");
+    EXPECT_EQ(reply("02 03 04 00 07 00 08 79 34", hex_read_9008), "station 2 answers, station 1 was asked");
+    EXPECT_EQ(reply("01 04 04 00 07 00 08 4B 83", hex_read_9008),
               "station 1 answers function 4 (read input registers), function 3 (read holding registers) was asked");
-    EXPECT_EQ(reply("01 03 02 00 07 F9 86", read_9008), "station 1: 2 bytes of data, 4 are expected");
-    EXPECT_EQ(reply("01 03 05 00 07 00 08 77 F4", read_9008), "station 1: byte count 5, but 4 bytes of data");
-    EXPECT_EQ(reply("01 03 03 00 07 00 47 BE", read_9008),
+    EXPECT_EQ(reply("01 03 02 00 07 F9 86", hex_read_9008), "station 1: 2 bytes of data, 4 are expected");
+    EXPECT_EQ(reply("01 03 05 00 07 00 08 77 F4", hex_read_9008), "station 1: byte count 5, but 4 bytes of data");
+    EXPECT_EQ(reply("01 03 03 00 07 00 47 BE", hex_read_9008),
               "station 1: byte count 3, which is not a whole number of registers");
-    EXPECT_EQ(reply("A5 5A FF 00", read_9008),
+    EXPECT_EQ(reply("A5 5A FF 00", hex_read_9008),
               "noise or a garbled reply, 4 bytes: station, function and CRC are wrong");
-    EXPECT_EQ(reply("A5", read_9008), "noise, 1 byte: too short for a reply");
-    EXPECT_EQ(reply("01 6A 8B 00 00", read_9008), "station 1: special reply 6A 8B, the request stays in flight");
+    EXPECT_EQ(reply("A5", hex_read_9008), "noise, 1 byte: too short for a reply");
+    EXPECT_EQ(reply("01 6A 8B 00 00", hex_read_9008), "station 1: special reply 6A 8B, the request stays in flight");
 }
 
 TEST(TraceFrameWordsTest, WholeReplyAmongNoiseIsFound) {
-    const FrameMeaning meaning = reply_meaning(hex("FF 00 " + reply_9008 + " 55"), hex(read_9008), {});
+    const FrameMeaning meaning = reply_meaning(hex("FF 00 " + hex_reply_9008 + " 55"), hex(hex_read_9008), {});
     EXPECT_EQ(meaning.words,
               "2 bytes of noise before and 1 byte too many after a whole reply; station 1: holding registers "
               "9008..9009 (type 9 no. 8..9 or type 11 no. 508..509) = 0x0007 0x0008 (7 8)");
@@ -182,7 +183,7 @@ TEST(TraceFrameWordsTest, WholeReplyAmongNoiseIsFound) {
 }
 
 TEST(TraceFrameWordsTest, WholeReplyOfAnotherStationAmongNoiseIsNoise) {
-    EXPECT_EQ(reply("FF 02 03 04 00 07 00 08 79 34", read_9008),
+    EXPECT_EQ(reply("FF 02 03 04 00 07 00 08 79 34", hex_read_9008),
               "noise or a garbled reply, 10 bytes: station, function and CRC are wrong");
 }
 
@@ -193,12 +194,12 @@ TEST(TraceFrameWordsTest, BroadcastGetsNoReply) {
 }
 
 TEST(TraceFrameWordsTest, ReplyWithoutAKnownRequestIsJudgedByItself) {
-    EXPECT_EQ(reply(reply_9008, ""), "station 1: 0x0007 0x0008 (7 8)");
+    EXPECT_EQ(reply(hex_reply_9008, ""), "station 1: 0x0007 0x0008 (7 8)");
     EXPECT_EQ(reply("01 03 04 00 07 00 08 4A 35", ""), "CRC 4A 35 is wrong, 4A 34 would be right");
 }
 
 TEST(TraceFrameWordsTest, BytesThrownAwayMayBeALateReply) {
-    const FrameMeaning late = discarded_meaning(hex(reply_9008));
+    const FrameMeaning late = discarded_meaning(hex(hex_reply_9008));
     EXPECT_EQ(late.words,
               "thrown away: 9 bytes with a whole reply of station 1 to function 3 (read holding registers), "
               "too late");
@@ -218,7 +219,7 @@ TEST(TraceFrameWordsTest, AnyBytesGiveOneLine) {
     const auto below = [&random](unsigned limit) {
         return static_cast<int>(random() % limit);
     };
-    const std::vector<std::string> seeds = {read_9008, reply_9008, "01 10 00 64 00 02 04 00 01 FF FE 65 C4",
+    const std::vector<std::string> seeds = {hex_read_9008, hex_reply_9008, "01 10 00 64 00 02 04 00 01 FF FE 65 C4",
                                             "01 83 02 C0 F1",
                                             "16 03 00 02 01 00 08 00 00 00 64 00 0A FF FF FF FF 00 00 00 00 8E"};
     const auto any = [&] {

@@ -10,7 +10,7 @@ namespace kelpo {
 namespace {
 
 using namespace std::chrono_literals;
-using Kind = PollEvent::Kind;
+using EventKind = PollEvent::Kind;
 
 // 2026-11-21 05:31:26.123456 UTC
 const RecordTime time_of_record{std::chrono::microseconds(1795239086123456)};
@@ -91,44 +91,51 @@ TEST_F(RecordsTest, PrintEventsWithWhatIsKnownOfThem) {
         const char *plain, *csv, *json;
     };
     const Case cases[] = {
-        {{Kind::given_up, time_of_record, {3, 7, 100}, 10, {}, {}, "no reply"},
+        {{EventKind::given_up, time_of_record, {3, 7, 100}, 10, {}, {}, "no reply"},
          "* station 3, 10 of type 7 from no. 100 given up: no reply",
          "given-up,,3,7,100,10,no reply",
          R"("kind":"given-up","station":3,"type":7,"address":"100","count":10,"text":"no reply"})"},
-        {{Kind::station_down, time_of_record, {3, 7, 100}, 0, {}, {}, "no reply"},
+        {{EventKind::station_down, time_of_record, {3, 7, 100}, 0, {}, {}, "no reply"},
          "* station 3 does not answer: no reply",
          "station-down,,3,,,,no reply",
          R"("kind":"station-down","station":3,"text":"no reply"})"},
-        {{Kind::station_down, time_of_record, {3, 7, 100}, 0, {}, {}, "bad reply: noise", Failure::Kind::bad_reply},
+        {{EventKind::station_down,
+          time_of_record,
+          {3, 7, 100},
+          0,
+          {},
+          {},
+          "bad reply: noise",
+          Failure::Kind::bad_reply},
          "* station 3 is not understood: bad reply: noise",
          "station-down,,3,,,,bad reply: noise",
          R"("kind":"station-down","station":3,"text":"bad reply: noise"})"},
-        {{Kind::station_rests, time_of_record, {3, 0, 0}, 0, {}, 1100ms, "no reply"},
+        {{EventKind::station_rests, time_of_record, {3, 0, 0}, 0, {}, 1100ms, "no reply"},
          "* station 3 gives no reply: resting, next try in 2 s",
          "station-rests,,3,,,,no reply",
          R"("kind":"station-rests","station":3,"text":"no reply","pause_ms":1100})"},
-        {{Kind::station_back, time_of_record, {3, 7, 100}, 0, {}, {}, ""},
+        {{EventKind::station_back, time_of_record, {3, 7, 100}, 0, {}, {}, ""},
          "* station 3 answers again",
          "station-back,,3,,,,",
          R"("kind":"station-back","station":3,"text":""})"},
-        {{Kind::line_lost, time_of_record, {}, 0, {}, 500ms, "/dev/ttyUSB0: hung up"},
+        {{EventKind::line_lost, time_of_record, {}, 0, {}, 500ms, "/dev/ttyUSB0: hung up"},
          "* line lost: /dev/ttyUSB0: hung up; next try in 500 ms",
          "line-lost,,,,,,/dev/ttyUSB0: hung up",
          R"("kind":"line-lost","text":"/dev/ttyUSB0: hung up","pause_ms":500})"},
-        {{Kind::line_back, time_of_record, {}, 0, {}, {}, ""},
+        {{EventKind::line_back, time_of_record, {}, 0, {}, {}, ""},
          "* line is back",
          "line-back,,,,,,",
          R"("kind":"line-back","text":""})"},
-        {{Kind::write_done, time_of_record, {}, 0, 0, {}, "350"},
+        {{EventKind::write_done, time_of_record, {}, 0, 0, {}, "350"},
          "* write tank level = 350: done",
          "write-done,tank level,3,7,100,1,350",
          R"("kind":"write-done","name":"tank level","station":3,"type":7,"address":"100","count":1,"text":"350"})"},
-        {{Kind::write_failed, time_of_record, {}, 0, 0, {}, "no reply"},
+        {{EventKind::write_failed, time_of_record, {}, 0, 0, {}, "no reply"},
          "* write tank level failed: no reply",
          "write-failed,tank level,3,7,100,1,no reply",
          R"("kind":"write-failed","name":"tank level","station":3,"type":7,"address":"100","count":1,)"
          R"("text":"no reply"})"},
-        {{Kind::write_expired, time_of_record, {}, 0, 0, {}, "not sent within 5 s"},
+        {{EventKind::write_expired, time_of_record, {}, 0, 0, {}, "not sent within 5 s"},
          "* write tank level expired: not sent within 5 s",
          "write-expired,tank level,3,7,100,1,not sent within 5 s",
          R"("kind":"write-expired","name":"tank level","station":3,"type":7,"address":"100","count":1,)"

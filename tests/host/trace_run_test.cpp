@@ -51,11 +51,12 @@ const std::string saved = "# kelpo trace 1\n"
                           "id=-1\n"
                           "2026-11-21 12:00:00.010000 < 01 83 02 C0 F1 | type=9 address=8 count=2 group=0 id=-1\n";
 
-const std::string shown = "---- 2026-11-21\n"
-                          "12:00:00.000000 > 01 03 23 30 00 02 CF 80   station 1 read holding registers 9008..9009 "
-                          "(type 9 no. 8..9)\n"
-                          "12:00:00.010000 < 01 83 02 C0 F1            station 1 refuses: illegal data address "
-                          "(exception 2) [10.0 ms]\n";
+const std::string whole_trace =
+    "---- 2026-11-21\n"
+    "12:00:00.000000 > 01 03 23 30 00 02 CF 80   station 1 read holding registers 9008..9009 "
+    "(type 9 no. 8..9)\n"
+    "12:00:00.010000 < 01 83 02 C0 F1            station 1 refuses: illegal data address "
+    "(exception 2) [10.0 ms]\n";
 
 class TraceRunTest : public testing::Test {
 protected:
@@ -82,13 +83,13 @@ protected:
 
 TEST_F(TraceRunTest, ASavedTraceIsShownAgain) {
     EXPECT_EQ(show(saved), ExitCode::all_well);
-    EXPECT_EQ(out.str(), shown);
+    EXPECT_EQ(out.str(), whole_trace);
     EXPECT_EQ(error.str(), "");
 }
 
 TEST_F(TraceRunTest, MistakesAreReportedAndTheRestIsShown) {
     EXPECT_EQ(show(saved + "2026-11-21 12:00:00.000000 x\n2026-11-21 12:00:01.000000 * end\n"), ExitCode::not_right);
-    EXPECT_EQ(out.str(), shown + "12:00:01.000000 * end\n");
+    EXPECT_EQ(out.str(), whole_trace + "12:00:01.000000 * end\n");
     EXPECT_EQ(error.str(),
               "kelpo: " + file + ":5: \"x\" is not a direction; > sent, < received, ~ thrown away, * a note\n");
 }
