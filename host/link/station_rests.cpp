@@ -39,8 +39,7 @@ void StationRests::exchanged(const Exchange &exchange, std::chrono::nanoseconds 
             heard_.insert(station);
         else
             heard_.erase(station);
-        if (!failed)
-            pauses_.erase(station);
+        pauses_.erase(station);
         if (took > quick(reply_timeout_))
             slow_.insert(station);
     } else if (!comes_again && heard_.erase(station) == 0 && is_read(exchange.request) &&

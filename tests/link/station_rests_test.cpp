@@ -115,6 +115,7 @@ protected:
             line.stop();
     }
     void exchanged(const Exchange &exchange) override {
+        discarded += exchange.discarded;
         if (exchange.outcome != Outcome::good || byte_at(exchange.request, 1) != read_registers)
             return;
         ++good;
@@ -156,6 +157,7 @@ protected:
     std::vector<int> resting;
     std::vector<End> ends;
     std::vector<nanoseconds> waits;  // of the short requests
+    std::uint64_t discarded = 0;
     int good = 0, wrong = 0;
     std::optional<kelpo::StationRests> rests;
     std::optional<kelpo::LinkLoop> loop;
@@ -210,6 +212,7 @@ TEST_F(StationRests, EndWithTheFirstGoodReply) {
     EXPECT_FALSE(back->is_short());
     EXPECT_LT(back->time - ends[0].time, milliseconds(150));  // with its turn in the cycle
     EXPECT_EQ(resting.back(), dying);
+    EXPECT_EQ(discarded, 0U);
 }
 
 TEST_F(StationRests, EndWithARefusalToo) {
@@ -244,6 +247,56 @@ TEST_F(StationRests, DoNotBeginForOneThatIsOnlyLate) {
     };
     run(minutes(5));
     EXPECT_TRUE(resting.empty());
+}
+
+// Of each three tries one.
+TEST_F(StationRests, DoNotBeginForOneOfWhichSomethingIsHeard) {
+    settings.after = 1;
+    int tries = 0;
+    answer = [&](int station, const std::string &request) {
+        if (station != dying)
+            return reply_to(request);
+        return tries++ % 3 == 0 ? std::string("\x03\x03\x14") : std::string();
+    };
+    run(minutes(1));
+    EXPECT_GT(tries, 9);
+    EXPECT_TRUE(resting.empty());
+}
+
+TEST_F(StationRests, BeginWithAShortPauseAgainForOneThatWasWell) {
+    die();
+    after(seconds(100), [this] { live(); });
+    after(seconds(200), [this] { die(); });
+    run(seconds(205));
+    ASSERT_EQ(ends.size(), 1U);
+    const std::vector<Asked> dead = asked_of(dying);
+    ASSERT_TRUE(dead.back().is_short());
+    EXPECT_FALSE((dead.end() - 2)->is_short());
+    EXPECT_LT(dead.back().time - (dead.end() - 2)->time, milliseconds(1900));
+}
+
+TEST_F(StationRests, GrowForOneThatAnswersNothingButShortRequests) {
+    answer = [](int station, const std::string &request) {
+        const bool is_short = request.substr(4, 2) == std::string("\0\1", 2);
+        return station == dying && !is_short ? std::string() : reply_to(request);
+    };
+    run(minutes(10));
+    EXPECT_GT(ends.size(), 10U);
+    EXPECT_LT(ends.size(), 30U);
+}
+
+// It still owes replies to what it was asked before.
+TEST_F(StationRests, EndWhenTheOthersAreNotHeldUp) {
+    timeouts.patience = seconds(20);
+    die();
+    after(seconds(10), [this] { live(); });
+    run(minutes(1));
+    ASSERT_EQ(ends.size(), 1U);
+    for (std::size_t i = 1; i < asked.size(); ++i)
+        if (asked[i].time > line.now() - seconds(50)) {
+            EXPECT_LT(asked[i].time - asked[i - 1].time, milliseconds(300)) << i;
+        }
+    EXPECT_FALSE(asked_of(dying).back().is_short());
 }
 
 TEST_F(StationRests, DoNotBeginForOneThatPassesOverWrites) {
