@@ -3,6 +3,7 @@
 #include "host/driver/driver_library.h"
 #include "host/driver/raw_calls.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <set>
@@ -25,6 +26,7 @@ struct Driver::State {
     std::mutex mutex;  // guards all below; the driver's list lock may be held when it is taken, and not the reverse
     int next_id = 0;
     std::map<RequestName, RequestOutcome> ended;
+    std::atomic<int> times_switched{0};
     std::set<int> off;      // stations that the user has switched off
     std::set<int> resting;  // stations that are off for a while, and none of those
 };
@@ -74,12 +76,17 @@ std::vector<PolledBlock> Driver::blocks() const {
 
 void Driver::switch_station(int station, bool on) {
     const std::lock_guard<std::mutex> locked(state_->mutex);
+    ++state_->times_switched;
     state_->resting.erase(station);
     if (on)
         state_->off.erase(station);
     else
         state_->off.insert(station);
     enable(library_->entry(), station, on);
+}
+
+int Driver::times_switched() const {
+    return state_->times_switched;
 }
 
 bool Driver::rest_station(int station) {

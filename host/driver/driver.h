@@ -71,6 +71,9 @@ public:
     /// affected. On or off, this ends a rest.
     void switch_station(int station, bool on);
 
+    /// How often switch_station() was called.
+    int times_switched() const;
+
     /// Switches the station off in the same way, until it is woken or switched. False, and nothing is done, when it is
     /// switched off already.
     bool rest_station(int station);

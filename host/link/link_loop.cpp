@@ -1,6 +1,7 @@
 #include "host/link/link_loop.h"
 
 #include "host/driver/register_types.h"
+#include "host/link/refused_blocks.h"
 #include "host/link/rtu_shape.h"
 #include "host/link/station_rests.h"
 
@@ -81,9 +82,9 @@ void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher
 }
 
 LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher,
-                   StationRests *rests)
+                   const LoopBooks &books)
     : driver_(driver), info_(info), settings_(settings), watcher_(watcher),
-      ledger_(settings.timeouts.reply, settings.timeouts.patience), rests_(rests) {
+      ledger_(settings.timeouts.reply, settings.timeouts.patience), rests_(books.rests), refused_(books.refused) {
     reply_.reserve(static_cast<int>(most_bytes));
 }
 
@@ -99,12 +100,10 @@ void LinkLoop::run(Channel &line) {
         // The request belongs to the driver and is valid until DataCom. The same one comes back until it is answered or
         // given up: sending it again needs nothing special here.
         const Protocol *request = driver_.ComCommunication();
-        if (request == nullptr) {
+        if (request == nullptr)
             idle();
-            ask_one_that_rests(true);
-        } else if (listen_before(station_of(*request))) {
+        else if (!hand_back_refusal(*request) && listen_before(station_of(*request)))
             exchange(*request);
-        }
     }
     line.expect_no_reply_after(ledger_.last_reply_until(line.looked_until()));
 }
@@ -128,17 +127,41 @@ void LinkLoop::line_was_lost() {
 // Gives up what is in flight. Returns the driver's last return code.
 int LinkLoop::give_up() {
     QByteArray none;
+    return take_for_good(none);
+}
+
+// Hands over the same reply for each repetition that the driver asks for. Returns its last return code.
+int LinkLoop::take_for_good(QByteArray &reply) {
     int code = 0;
     do {
-        code = driver_.DataCom(&none, 0)->ret_value;
+        code = driver_.DataCom(&reply, static_cast<int>(reply.size()))->ret_value;
     } while (outcome_of(code) == Outcome::sent_again);
     return code;
+}
+
+// True when it is a polled request that would only be refused again.
+bool LinkLoop::hand_back_refusal(const Protocol &request) {
+    if (refused_ == nullptr || !exchange_of(request).name.is_polled())
+        return false;
+    const std::string_view frame = view_of(request.frame, request.send_len);
+    const auto refusal = refused_->refusal_of(frame);
+    if (!refusal)
+        return false;
+    const bool nothing_else_was_asked = !handed_back_.insert(std::string(frame)).second;
+    QByteArray reply(refusal->data(), static_cast<int>(refusal->size()));
+    take_for_good(reply);
+    if (nothing_else_was_asked) {
+        handed_back_.clear();
+        idle();
+    }
+    return true;
 }
 
 // Listening, not only waiting: a line that is lost is noticed also when there is nothing to ask.
 void LinkLoop::idle() {
     take_finish_flag();
     keep(stale_, line_->settle(idle_time, heard_));
+    ask_one_that_rests(true);
 }
 
 // Until everything that the station may still answer to earlier requests has come or cannot come any more. False when a
@@ -177,13 +200,17 @@ void LinkLoop::exchange(const Protocol &request) {
     if (line_->broken_off())
         return;
     const auto took = line_->now() - line_->request_end();
+    handed_back_.clear();
     end_exchange(exchange, reply);
     if (exchange.outcome == Outcome::good && !reply.is_known)
         ledger_.answered(station, exchange.request);
 
     // A late reply to this request must have come, and been thrown away, before the next one is sent.
     stale_.clear();
-    if (exchange.outcome != Outcome::good)
+    const auto refusal = rtu::exception_code(exchange.reply, exchange.request);
+    const bool is_answer =
+        exchange.outcome == Outcome::good || (reply.is_known && refusal && !rtu::needs_time(*refusal));
+    if (!is_answer)
         stale_ = line_->settle(settings_.timeouts.settle, heard_);
     if (rests_ != nullptr)
         rests_->exchanged(exchange, took, ledger_.heard_at(station) > asked_at, line_->now());
@@ -198,9 +225,13 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     // No reply is passed on as one of length 0: the driver, not the host, decides how often to try.
     QByteArray none;
     reply_.resize(reply.size);
-    exchange.code = driver_.DataCom(reply.is_held ? &none : &reply_, reply.is_held ? 0 : reply.size)->ret_value;
-    exchange.outcome = outcome_of(exchange.code);
     exchange.reply = view_of(reply_, reply.size);
+    const auto refusal = rtu::exception_code(exchange.reply, exchange.request);
+    if (reply.is_known && !reply.is_held && refusal && rtu::is_lasting(*refusal))
+        exchange.code = take_for_good(reply_);
+    else
+        exchange.code = driver_.DataCom(reply.is_held ? &none : &reply_, reply.is_held ? 0 : reply.size)->ret_value;
+    exchange.outcome = outcome_of(exchange.code);
     exchange.stale = stale_;
     exchange.late = late_;
     if (settings_.retries_per_request && exchange.outcome != Outcome::sent_again)

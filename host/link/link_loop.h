@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -22,7 +23,14 @@ namespace kelpo {
 /// driver is used. There is one driver per process, so a second call replaces the first.
 void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher);
 
+class RefusedBlocks;
 class StationRests;
+
+/// What decides which requests are not sent. Without them all are.
+struct LoopBooks {
+    StationRests *rests = nullptr;     ///< stations that are left alone
+    RefusedBlocks *refused = nullptr;  ///< polled requests that are
+};
 
 /// Settings of a LinkLoop.
 struct LoopSettings {
@@ -43,9 +51,9 @@ struct LoopSettings {
 /// It remembers requests without a reply also when the line is opened again.
 class LinkLoop {
 public:
-    /// All must outlive the loop, and `rests` decides which stations rest; without it none does. Needs `attach` first.
+    /// All must outlive the loop. Needs `attach` first.
     LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher,
-             StationRests *rests = nullptr);
+             const LoopBooks &books = {});
 
     /// Runs until a stop of `line` is requested, and then until the reply in flight has come or its time-out is over.
     /// Throws LineError when the line is gone: the request then stays in flight in the driver, and is sent again when
@@ -82,7 +90,9 @@ private:
     };
 
     void idle();
+    bool hand_back_refusal(const Protocol &request);
     int give_up();
+    int take_for_good(QByteArray &reply);
     bool listen_before(int station);
     void exchange(const Protocol &request);
     void end_exchange(Exchange &exchange, const Reply &reply);
@@ -116,6 +126,8 @@ private:
     };
     Echo echo_ = Echo::unknown;
     StationRests *const rests_;
+    RefusedBlocks *const refused_;
+    std::set<std::string> handed_back_;  // requests that were refused without being sent, since one was
     std::optional<Probe> echo_probe_;
     std::map<int, int> waits_;   // how often in a row a station has asked the host to wait
     bool speed_is_kept_ = true;  // no reply comes sooner than the line's speed allows

@@ -44,6 +44,21 @@ bool is_write(unsigned function) {
     return function == 5 || function == 6 || function == 15 || function == 16;
 }
 
+std::optional<unsigned> exception_code(std::string_view reply, std::string_view request) {
+    if (reply.size() != exception_size || request.size() < 2 || reply[0] != request[0] ||
+        byte_at(reply, 1) != (byte_at(request, 1) | exception_bit) || !crc_is_right(reply))
+        return std::nullopt;
+    return byte_at(reply, 2);
+}
+
+bool is_lasting(unsigned exception_code) {
+    return exception_code >= 1 && exception_code <= 3;
+}
+
+bool needs_time(unsigned exception_code) {
+    return exception_code == 5 || exception_code == 6;
+}
+
 bool asks_to_wait(std::string_view reply) {
     return reply.size() == exception_size && byte_at(reply, 1) == wait_function && byte_at(reply, 2) == wait_code;
 }

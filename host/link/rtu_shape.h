@@ -27,6 +27,15 @@ std::string with_crc(std::string bytes);
 bool is_read(unsigned function);   ///< 1 to 4
 bool is_write(unsigned function);  ///< 5, 6, 15 and 16
 
+/// Why `reply` refuses `request`; nothing when it is no refusal of it, or its check is wrong.
+std::optional<unsigned> exception_code(std::string_view reply, std::string_view request);
+
+/// A refusal that asking again does not change: of the function, the address or the value.
+bool is_lasting(unsigned exception_code);
+
+/// A refusal by a station that needs time: it works on the request, or is busy.
+bool needs_time(unsigned exception_code);
+
 /// The controller's own reply that asks the host to wait: five bytes, the second and third are 6A 8B.
 bool asks_to_wait(std::string_view reply);
 

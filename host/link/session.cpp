@@ -30,9 +30,13 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
         watchers_.add(*watcher);
     auto &info = driver.configure({settings.max_count, settings.retries});
     const LoopSettings loop{settings.timeouts, settings.retries_per_request};
-    if (settings.rest.enabled)
+    if (settings.rest.enabled) {
         rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_);
-    loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_, rests_ ? &*rests_ : nullptr);
+        refused_.emplace(driver, settings.rest);
+        watchers_.add(*refused_);
+    }
+    loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_,
+                                       LoopBooks{rests_ ? &*rests_ : nullptr, refused_ ? &*refused_ : nullptr});
     attach(driver.library().entry(), info, watchers_);
 }
 

@@ -4,6 +4,7 @@
 #include "host/link/link_settings.h"
 #include "host/link/link_statistics.h"
 #include "host/link/link_watcher.h"
+#include "host/link/refused_blocks.h"
 #include "host/link/station_rests.h"
 
 #include <chrono>
@@ -85,6 +86,7 @@ private:
     LinkStatistics statistics_;
     WatcherList watchers_;
     std::optional<StationRests> rests_;
+    std::optional<RefusedBlocks> refused_;
     std::unique_ptr<LinkLoop> loop_;
     std::unique_ptr<Line> line_;
     std::chrono::milliseconds next_pause_{0};

@@ -1,0 +1,188 @@
+#pragma once
+
+#include "host/link/link_loop.h"
+#include "host/link/refused_blocks.h"
+#include "host/link/station_rests.h"
+#include "simulated_line.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace polled {
+
+using kelpo::Exchange;
+using kelpo::Outcome;
+using kelpo::Variable;
+using kelpo::View;
+using kelpo::rtu::byte_at;
+using kelpo::rtu::with_crc;
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::nanoseconds;
+using std::chrono::seconds;
+using Time = SimulatedLine::Time;
+
+constexpr unsigned read_registers = 3;
+constexpr int dying = 3;  // the station that something happens to
+
+inline unsigned value_of(unsigned station, unsigned address) {
+    return 1000 * station + 7 * address + 3;
+}
+
+inline std::string reply_to(const std::string &request) {
+    const unsigned address = byte_at(request, 2) << 8U | byte_at(request, 3);
+    const unsigned count = byte_at(request, 5);
+    std::string reply = request.substr(0, 2);
+    if (byte_at(request, 1) != read_registers)
+        return with_crc(request.substr(0, 6));
+    reply += static_cast<char>(2 * count);
+    for (unsigned i = 0; i < count; ++i) {
+        const unsigned value = value_of(byte_at(request, 0), address + i);
+        reply += {static_cast<char>(value >> 8U), static_cast<char>(value & 0xFFU)};
+    }
+    return with_crc(reply);
+}
+
+struct Asked {
+    Time time;
+    int station;
+    std::string bytes;
+
+    bool is_short() const {
+        return bytes.substr(4, 2) == std::string("\0\1", 2);
+    }
+};
+
+/// Polls three blocks of each of several stations over a line with its own time.
+class PolledStations : public testing::Test, public kelpo::LinkWatcher {
+protected:
+    PolledStations() : info(driver.configure({})) {
+        kelpo::attach(driver.library().entry(), info, *this);
+        line.time_of_a_request = milliseconds(5);
+        line.on_request = [this](const std::string &request) {
+            const int station = static_cast<int>(byte_at(request, 0));
+            asked.push_back({line.now(), station, request});
+            const std::string reply = answer(station, request);
+            if (!reply.empty())
+                line.comes(line.time_of_a_request + delay(), reply);
+        };
+    }
+
+    /// Polls three blocks of each station, until so much time has passed.
+    void run(seconds time, int registers = 10, const std::vector<int> &stations = {1, 2, 3}) {
+        if (!loop) {
+            rests.emplace(driver, settings, timeouts.reply, *this);
+            refused.emplace(driver, settings, [this] { return line.now(); });
+            loop.emplace(driver.library().entry(), info, kelpo::LoopSettings{timeouts}, *this,
+                         kelpo::LoopBooks{&*rests, &*refused});
+            std::vector<Variable> variables;
+            for (const int station : stations)
+                for (const char *const address : {"0", "200", "400"})
+                    variables.push_back({address, station, 7, address, registers, View::unsigned_words});
+            driver.poll(variables);
+        }
+        end = line.now() + time;
+        loop->run(line);
+    }
+
+    /// Something that happens after so much time.
+    void after(seconds time, std::function<void()> what) {
+        happening.emplace(line.now() + time, std::move(what));
+    }
+
+    void die() {
+        answer = [](int station, const std::string &request) {
+            return station == dying ? std::string() : reply_to(request);
+        };
+    }
+    void live() {
+        answer = [](int, const std::string &request) {
+            return reply_to(request);
+        };
+    }
+
+    std::vector<Asked> asked_of(int station) const {
+        std::vector<Asked> found;
+        for (const Asked &one : asked)
+            if (one.station == station)
+                found.push_back(one);
+        return found;
+    }
+
+    void about_to_ask() override {
+        while (!happening.empty() && happening.begin()->first <= line.now()) {
+            happening.begin()->second();
+            happening.erase(happening.begin());
+        }
+        if (line.now() >= end)
+            line.stop();
+    }
+    void exchanged(const Exchange &exchange) override {
+        refused->exchanged(exchange);
+        reported.push_back({exchange.station, exchange.outcome, std::string(exchange.reply)});
+        discarded += exchange.discarded;
+        if (exchange.outcome != Outcome::good || byte_at(exchange.request, 1) != read_registers)
+            return;
+        ++good;
+        const auto address = static_cast<unsigned>(exchange.address);
+        const Variable variable{"", exchange.station, 7, std::to_string(address), 1, View::unsigned_words};
+        if (static_cast<unsigned>(driver.held_values(variable).at(0)) !=
+            value_of(static_cast<unsigned>(exchange.station), address))
+            ++wrong;
+    }
+    void station_rests(int station, milliseconds) override {
+        resting.push_back(station);
+    }
+    void rest_ended(int station, bool has_answered) override {
+        refused->rest_ended(station, has_answered);
+        ends.push_back({line.now(), station, has_answered});
+    }
+    void line_probed(const Exchange &, kelpo::ProbePurpose purpose) override {
+        EXPECT_EQ(purpose, kelpo::ProbePurpose::rest);
+        waits.push_back(line.now() - asked.back().time);
+    }
+
+    struct Reported {
+        int station;
+        Outcome outcome;
+        std::string reply;
+    };
+    struct End {
+        Time time;
+        int station;
+        bool has_answered;
+    };
+
+    kelpo::Driver driver{DRIVER_FILE};
+    ComInfo &info;
+    kelpo::RestSettings settings;
+    kelpo::ReplyTimeouts timeouts;
+    SimulatedLine line;
+    std::function<std::string(int, const std::string &)> answer = [](int, const std::string &request) {
+        return reply_to(request);
+    };
+    std::function<nanoseconds()> delay = [] {
+        return milliseconds(10);
+    };
+    std::vector<Asked> asked;
+    std::vector<Reported> reported;
+    std::vector<int> resting;
+    std::vector<End> ends;
+    std::vector<nanoseconds> waits;  // of the short requests
+    std::uint64_t discarded = 0;
+    int good = 0, wrong = 0;
+    std::optional<kelpo::StationRests> rests;
+    std::optional<kelpo::RefusedBlocks> refused;
+    std::optional<kelpo::LinkLoop> loop;
+
+private:
+    std::multimap<Time, std::function<void()>> happening;
+    Time end;
+};
+
+}  // namespace polled

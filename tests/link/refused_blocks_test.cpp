@@ -1,0 +1,185 @@
+#include "polled_stations.h"
+
+#include <algorithm>
+
+namespace polled {
+namespace {
+
+class RefusedBlocks : public PolledStations {
+protected:
+    /// Of the station that something happens to, this block.
+    static bool is_refused(int station, const std::string &request) {
+        return station == dying && request.substr(2, 2) == std::string("\0\xC8", 2);
+    }
+    void refuse(unsigned code) {
+        answer = [code](int station, const std::string &request) {
+            return is_refused(station, request) ? refusal(request, code) : reply_to(request);
+        };
+    }
+    static std::string refusal(const std::string &request, unsigned code) {
+        return with_crc(request.substr(0, 1) + static_cast<char>(byte_at(request, 1) | 0x80U) +
+                        static_cast<char>(code));
+    }
+    std::vector<Asked> asked_of_refused() const {
+        std::vector<Asked> found;
+        for (const Asked &one : asked)
+            if (is_refused(one.station, one.bytes))
+                found.push_back(one);
+        return found;
+    }
+    /// How the requests of the block that is refused were reported.
+    std::vector<Outcome> outcomes() const {
+        std::vector<Outcome> found;
+        for (const Reported &one : reported)
+            if (one.reply.size() == 5)
+                found.push_back(one.outcome);
+        return found;
+    }
+};
+
+class LastingRefusals : public RefusedBlocks, public testing::WithParamInterface<unsigned> {};
+
+INSTANTIATE_TEST_SUITE_P(OfFunctionAddressAndValue, LastingRefusals, testing::Values(1, 2, 3));
+
+TEST_P(LastingRefusals, CostOneExchangeNowAndThen) {
+    refuse(GetParam());
+    run(minutes(10));
+    const std::vector<Asked> all = asked_of_refused();
+    ASSERT_GT(all.size(), 20U);
+    milliseconds pause(500);
+    for (std::size_t i = 1; i < all.size(); ++i) {
+        pause = std::min<milliseconds>(2 * pause, seconds(30));
+        const auto really = all[i].time - all[i - 1].time;
+        EXPECT_GT(really, pause * 9 / 10) << i;
+        EXPECT_LT(really, pause * 11 / 10 + milliseconds(300)) << i;
+    }
+    EXPECT_EQ(outcomes(), std::vector<Outcome>(all.size(), Outcome::given_up));
+    EXPECT_EQ(reported.size(), asked.size());
+    // Each exchange takes 15 ms, and nothing else takes any time.
+    EXPECT_GT(asked.size(), static_cast<std::size_t>(minutes(10) / milliseconds(15)) - 10);
+    EXPECT_TRUE(resting.empty());
+}
+
+// Another reason may be over soon: tried as often as the driver wants, each right after the other.
+TEST_F(RefusedBlocks, ForAnyOtherReasonAreTriedAsOftenAsTheDriverWants) {
+    refuse(4);
+    run(seconds(10));
+    const std::vector<Asked> all = asked_of_refused();
+    ASSERT_GT(all.size(), 100U);
+    for (std::size_t i = 2; i < all.size(); i += 3) {
+        EXPECT_EQ(all[i].time - all[i - 1].time, milliseconds(15)) << i;
+        EXPECT_EQ(all[i - 1].time - all[i - 2].time, milliseconds(15)) << i;
+    }
+    using Again = std::vector<Outcome>;
+    const Again each{Outcome::sent_again, Outcome::sent_again, Outcome::given_up};
+    const Again reports = outcomes();
+    EXPECT_EQ(Again(reports.begin(), reports.begin() + 3), each);
+}
+
+// 5: it works on the request, 6: it is busy.
+TEST_F(RefusedBlocks, ByAStationThatNeedsTimeAreAskedForAfterTheSettleTime) {
+    refuse(6);
+    after(seconds(5), [this] { refuse(5); });
+    run(seconds(10));
+    const std::vector<Asked> all = asked_of_refused();
+    ASSERT_GT(all.size(), 20U);
+    for (std::size_t i = 1; i < all.size(); ++i)
+        EXPECT_GE(all[i].time - all[i - 1].time, milliseconds(115)) << i;
+}
+
+TEST_F(RefusedBlocks, AreAskedForAsBeforeOnceTheyAreAnswered) {
+    refuse(2);
+    after(seconds(10), [this] { live(); });
+    run(seconds(60));
+    const std::vector<Asked> all = asked_of_refused();
+    EXPECT_GT(all.size(), 100U);
+    EXPECT_LT(all[all.size() - 1].time - all[all.size() - 2].time, milliseconds(200));
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(RefusedBlocks, BeginWithAShortPauseAgainOnceTheyWereAnswered) {
+    refuse(2);
+    after(seconds(100), [this] { live(); });
+    after(seconds(200), [this] { refuse(2); });
+    run(seconds(205));
+    const std::vector<Asked> all = asked_of_refused();
+    std::vector<nanoseconds> pauses;
+    for (std::size_t i = 1; i < all.size(); ++i)
+        if (all[i].time > line.now() - seconds(5) && all[i].time - all[i - 1].time > milliseconds(500))
+            pauses.push_back(all[i].time - all[i - 1].time);
+    ASSERT_EQ(pauses.size(), 2U);
+    EXPECT_LT(pauses[0], milliseconds(1300));
+}
+
+TEST_F(RefusedBlocks, LetTimePassWhereNothingElseIsToBeAsked) {
+    answer = [](int, const std::string &request) {
+        return refusal(request, 2);
+    };
+    run(minutes(10));
+    EXPECT_GT(asked.size(), 9U * 20);
+    EXPECT_LT(asked.size(), 9U * 30);
+}
+
+TEST_F(RefusedBlocks, AreAskedForAtOnceWhenTheUserSwitchesAStation) {
+    refuse(2);
+    Time switched;
+    std::size_t before = 0;
+    after(seconds(300), [&] {
+        driver.switch_station(dying, true);
+        switched = line.now();
+        before = asked_of_refused().size();
+    });
+    run(seconds(301));
+    const std::vector<Asked> all = asked_of_refused();
+    ASSERT_GT(all.size(), before);
+    EXPECT_LT(all[before].time - switched, milliseconds(150));
+}
+
+TEST_F(RefusedBlocks, AreAskedForAtOnceWhenTheStationHasRested) {
+    refuse(2);
+    const auto is_remembered = [&] {
+        return refused->refusal_of(asked_of_refused().back().bytes).has_value();
+    };
+    run(seconds(20));
+    EXPECT_TRUE(is_remembered());
+    refused->rest_ended(1, true);
+    EXPECT_TRUE(is_remembered());
+    refused->rest_ended(dying, true);
+    EXPECT_FALSE(is_remembered());
+}
+
+TEST_F(RefusedBlocks, AreAskedForAtOnceWhenTheLineWasLost) {
+    refuse(2);
+    run(seconds(20));
+    const std::string request = asked_of_refused().back().bytes;
+    EXPECT_TRUE(refused->refusal_of(request));
+    refused->line_lost("unplugged", milliseconds(250));
+    EXPECT_FALSE(refused->refusal_of(request));
+}
+
+// The user asks for these, not the list.
+TEST_F(RefusedBlocks, AreAskedForEachTimeThatTheUserReadsThem) {
+    refuse(2);
+    std::size_t before = 0;
+    after(seconds(300), [&] {
+        before = asked_of_refused().size();
+        for (int i = 0; i < 3; ++i)
+            driver.queue_read({"", dying, 7, "200", 10, View::unsigned_words});
+    });
+    run(seconds(301));
+    EXPECT_EQ(asked_of_refused().size(), before + 3);
+}
+
+TEST_F(RefusedBlocks, AWriteThatIsRefusedIsSentOnce) {
+    answer = [](int, const std::string &request) {
+        return byte_at(request, 1) == read_registers ? reply_to(request) : refusal(request, 3);
+    };
+    driver.queue_write({dying, 7, "7", 1, std::string("\7\0", 2)});
+    run(seconds(1));
+    EXPECT_EQ(std::count_if(asked.begin(), asked.end(),
+                            [](const Asked &one) { return byte_at(one.bytes, 1) != read_registers; }),
+              1);
+}
+
+}  // namespace
+}  // namespace polled
