@@ -104,8 +104,8 @@ public:
     void forget_station(int station);
 
     void exchanged(const Exchange &exchange) override;
-    void station_rests(int station, std::chrono::milliseconds pause) override;
-    void rest_ended(int station, bool has_answered) override;
+    void station_rests(int number, std::chrono::milliseconds pause) override;
+    void rest_ended(int number, bool has_answered) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
@@ -115,7 +115,7 @@ private:
     void note_rate(LinkReading::Time now);
     void time_cycle(const Exchange &exchange, LinkReading::Time sent_at);
     void judge_station(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
-    void note_answer(int station);
+    void note_answer(int number);
     void judge_block(const Exchange &exchange, const std::optional<Failure> &failure);
     void forget_cycle();
     void add_event(LinkEvent event);

@@ -241,7 +241,7 @@ std::map<int, RefusingStation> PollEngine::refusing() const {
 }
 
 std::string PollEngine::down_words(const LinkReading::Station &station) const {
-    const std::string words = kelpo::down_words(station.failure->kind, station.failure->text);
+    std::string words = kelpo::down_words(station.failure->kind, station.failure->text);
     if (!station.next_try)
         return words;
     return words + "; " + rest_words(*station.next_try - std::chrono::steady_clock::now());
