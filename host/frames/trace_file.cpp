@@ -29,13 +29,6 @@ struct Mark {
 constexpr Mark marks[] = {
     {'>', Direction::sent}, {'<', Direction::received}, {'~', Direction::discarded}, {'*', Direction::note}};
 
-char mark_of(Direction direction) {
-    for (const Mark &row : marks)
-        if (row.direction == direction)
-            return row.mark;
-    return '*';
-}
-
 struct Field {
     const char *name;
     int TraceContext::*member;
@@ -165,6 +158,13 @@ std::string head_mistake(std::string_view line) {
 }
 
 }  // namespace
+
+char mark_of(Direction direction) {
+    for (const Mark &row : marks)
+        if (row.direction == direction)
+            return row.mark;
+    return '*';
+}
 
 std::string trace_file_head() {
     return std::string(magic) + std::string(version) + "\n# times are UTC; > sent, < received, ~ thrown away, * note\n";

@@ -12,6 +12,9 @@ namespace kelpo {
 /// The first lines of a saved trace.
 std::string trace_file_head();
 
+/// The sign for a direction in a saved trace, and where one is shown: > < ~ *
+char mark_of(TraceRecord::Direction direction);
+
 /// The line of a saved trace for `record`, with its line end. Times are UTC.
 std::string trace_file_line(const TraceRecord &record);
 

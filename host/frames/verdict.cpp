@@ -4,6 +4,7 @@
 
 #include "host/frames/frame_words.h"
 #include "host/frames/rtu_frame.h"
+#include "host/link/rtu_shape.h"
 
 #include <algorithm>
 #include <string_view>
@@ -11,16 +12,10 @@
 namespace kelpo {
 namespace {
 
-bool is_exception(const FrameBytes &reply, const FrameBytes &request) {
-    return reply.size() == modbus::exception_size && request.size() >= 2 && reply[0] == request[0] &&
-           reply[1] == (request[1] | modbus::exception_bit) && crc_right(reply);
-}
-
 // Also if the reply was not passed to the driver, since the station asked to wait too often.
-bool asks_to_wait(const FrameBytes &reply, const FrameBytes &request) {
-    constexpr int wait_function = 0x6A, wait_code = 0x8B;
-    return reply.size() == modbus::exception_size && !request.empty() && reply[0] == request[0] &&
-           reply[1] == wait_function && reply[2] == wait_code && crc_right(reply);
+bool asks_to_wait(const Exchange &exchange) {
+    return rtu::asks_to_wait(exchange.reply) && exchange.request.substr(0, 1) == exchange.reply.substr(0, 1) &&
+           rtu::crc_is_right(exchange.reply);
 }
 
 // What an adapter returns that receives what it sends: the receiver stops at the expected length.
@@ -34,15 +29,13 @@ bool is_echo(const FrameBytes &reply, const FrameBytes &request) {
 Failure failure_of(const Exchange &exchange) {
     using Kind = Failure::Kind;
     const FrameBytes reply = bytes_of(exchange.reply), request = bytes_of(exchange.request);
-    if (exchange.code == ozna_kelpo::code_not_now || asks_to_wait(reply, request))
+    if (exchange.code == ozna_kelpo::code_not_now || asks_to_wait(exchange))
         return {Kind::not_now, "the controller asks to wait (6A 8B)"};
     if (reply.empty())
         return {Kind::no_reply, "no reply"};
-    if (is_exception(reply, request)) {
-        const int exception = reply[2];
-        return {Kind::refused,
-                "refused: " + exception_words(exception) + " (exception " + std::to_string(exception) + ")"};
-    }
+    if (const auto exception = rtu::exception_code(exchange.reply, exchange.request))
+        return {Kind::refused, "refused: " + exception_words(static_cast<int>(*exception)) + " (exception " +
+                                   std::to_string(*exception) + ")"};
     if (is_echo(reply, request))
         return {Kind::bad_reply,
                 "bad reply: the request came back; the adapter receives what it sends, or the line is a loop"};

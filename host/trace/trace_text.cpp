@@ -1,6 +1,7 @@
 #include "host/trace/trace_text.h"
 
 #include "host/frames/frame_words.h"
+#include "host/frames/trace_file.h"
 #include "host/text/hex.h"
 #include "host/text/words.h"
 
@@ -12,20 +13,6 @@ namespace kelpo {
 namespace {
 
 using Direction = TraceRecord::Direction;
-
-char mark_of(Direction direction) {
-    switch (direction) {
-    case Direction::sent:
-        return '>';
-    case Direction::received:
-        return '<';
-    case Direction::discarded:
-        return '~';
-    case Direction::note:
-        break;
-    }
-    return '*';
-}
 
 const char *colour_of(Direction direction, bool failed) {
     constexpr const char *red = "\033[31m", *yellow = "\033[33m", *cyan = "\033[36m", *plain = "";
