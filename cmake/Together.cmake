@@ -4,31 +4,22 @@
 set(KELPO_TOGETHER "$ENV{KELPO_TOGETHER}" CACHE STRING
     "Compile together the files of each folder of kelpo_host, kelpo_plc, kelpo_demo, host_tests, or several of these")
 
-# Lets the files of the tests `target` be compiled so which begin with the same word: the folder that they are about.
-function(kelpo_compile_tests_together target)
-    if(NOT target IN_LIST KELPO_TOGETHER)
-        return()
-    endif()
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
-    get_target_property(sources ${target} SOURCES)
-    foreach(source IN LISTS sources)
-        string(REGEX MATCH "^[a-z]+" folder ${source})
-        set_source_files_properties(${source} PROPERTIES UNITY_GROUP "all_of_${folder}")
-    endforeach()
-endfunction()
-
-# Lets the folders of `target` be compiled so, but those in ARGN, whose files are alike on purpose.
+# Lets the folders of `target` be compiled so, but those in EXCEPT, whose files are alike on purpose. With
+# BY_FIRST_WORD the files are in one folder, and the first word of a file's name says which folder it is about.
 function(kelpo_compile_folders_together target)
     if(NOT target IN_LIST KELPO_TOGETHER)
         return()
     endif()
+    cmake_parse_arguments(PARSE_ARGV 1 arg "BY_FIRST_WORD" "" "EXCEPT")
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
     get_target_property(sources ${target} SOURCES)
     foreach(source IN LISTS sources)
         get_filename_component(folder ${source} DIRECTORY)
-        if(folder IN_LIST ARGN)
-            continue()
+        if(arg_BY_FIRST_WORD)
+            string(REGEX MATCH "^[a-z]+" folder ${source})
         endif()
-        set_source_files_properties(${source} PROPERTIES UNITY_GROUP "all_of_${folder}")
+        if(NOT folder IN_LIST arg_EXCEPT)
+            set_source_files_properties(${source} PROPERTIES UNITY_GROUP "all_of_${folder}")
+        endif()
     endforeach()
 endfunction()
