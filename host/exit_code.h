@@ -7,7 +7,7 @@ namespace kelpo {
 /// What `kelpo` ends with. If several apply, the highest counts.
 enum class ExitCode {
     all_well = 0,
-    not_right = 1,    ///< a check, a value or a comparison; or the user ended it before it was through
+    not_right = 1,    ///< a check, a value or a comparison; or the user ended it early
     wrong_usage = 2,  ///< of the command line, or a mistake in a list file
     no_driver = 3,    ///< the driver cannot be loaded
     no_line = 4,      ///< the line cannot be opened or failed

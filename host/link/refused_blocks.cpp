@@ -2,6 +2,7 @@
 
 #include "host/link/rtu_shape.h"
 
+#include <iterator>
 #include <utility>
 
 namespace kelpo {

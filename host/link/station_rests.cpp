@@ -1,5 +1,7 @@
 #include "host/link/station_rests.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 

@@ -1,8 +1,8 @@
 """Replies of every delay, constant and at random, and no register ever shows another one's value.
 
 Each line has a controller with a delay of its own, and a kelpo that reads many registers of one station, each with a
-request of its own that differs from the others only in the address. Lines wait most of the time, so many run at
-once. --exchanges says how many there are in all; --lines how many lines run at once.
+request of its own that differs from the others only in the address. A line waits most of the time, so several
+run side by side. --exchanges says how many there are in all; --lines how many lines run at once.
 """
 import concurrent.futures
 import dataclasses
