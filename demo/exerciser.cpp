@@ -13,7 +13,6 @@ constexpr auto poll_time = std::chrono::milliseconds(2);
 constexpr auto time_between = std::chrono::milliseconds(60);
 constexpr auto time_between_subjects = std::chrono::milliseconds(400);
 constexpr auto time_between_rounds = std::chrono::seconds(2);
-constexpr std::size_t most_complaints = 10;
 
 // The host's names for its requests. The group also shifts the driver's error codes.
 constexpr int write_group = 1, once_read_group = 2, unanswered_group = 3;

@@ -6,8 +6,6 @@
 namespace kelpo {
 namespace {
 
-constexpr std::size_t most_complaints = 10;
-
 std::optional<std::uint32_t> held_unsigned(const ControllerMemory &memory, const DemoRow &row, const Place &place,
                                            int index, Moment moment) {
     const int station = row.variable.station;

@@ -9,6 +9,9 @@
 
 namespace kelpo {
 
+/// How many of the things that were wrong are described. All are counted.
+constexpr std::size_t most_complaints = 10;
+
 /// Moments of the controller, both included.
 struct MomentRange {
     Moment first;
