@@ -11,6 +11,8 @@
 #include "host/line/stop_signal.h"
 #include "host/link/mailbox.h"
 #include "host/link/session.h"
+#include "host/poll/link_gauge.h"
+#include "host/poll/read_values.h"
 
 #include <algorithm>
 #include <iomanip>
@@ -18,8 +20,6 @@
 #include <set>
 #include <sstream>
 #include <thread>
-
-#include <unistd.h>
 
 namespace kelpo {
 namespace {
@@ -51,23 +51,57 @@ std::string status_line(const LinkStatistics &link, const Judge &judge, const Ex
     return text.str();
 }
 
+std::set<int> stations_of(const Driver &driver) {
+    std::set<int> stations;
+    for (const PolledBlock &block : driver.blocks())
+        stations.insert(block.station);
+    return stations;
+}
+
+PollStation station_row(int number, const LinkReading &link, int at_rest, Clock::time_point now) {
+    PollStation shown{number, PollStation::State::unknown, {}, {}};
+    const auto known = link.stations.find(number);
+    if (at_rest == number) {
+        shown.state = PollStation::State::off;
+    } else if (known != link.stations.end() && known->second.down_since) {
+        shown.state = PollStation::State::down;
+        shown.down_for = now - *known->second.down_since;
+        shown.failure = known->second.failure->text;
+    } else if (known != link.stations.end() && known->second.answered > 0) {
+        shown.state = PollStation::State::answers;
+    }
+    return shown;
+}
+
+/// What follows the link.
+struct Watchers {
+    LinkNotes notes;
+    LinkGauge gauge;
+    ReadValues reads;
+};
+
 /// The whole demonstration, once driver, line and memory are there.
 class Demo {
 public:
-    /// `notes` are those of the session, which ends when its line is lost, and raises `stop` then.
-    Demo(Driver &driver, const DemoOptions &options, Session &session, LinkNotes &notes, StopSignal &stop,
+    /// `watchers` follow the session, which ends when its line is lost, and raises `stop` then.
+    Demo(Driver &driver, const DemoOptions &options, Session &session, Watchers &watchers, StopSignal &stop,
          const ControllerMemory &memory)
-        : driver_(driver), options_(options), session_(session), link_(session.statistics()), stop_(stop),
-          exerciser_(driver.library(), memory, link_, notes, exercised_, stop),
-          panel_(driver.library().entry(), memory, exerciser_.at_rest()), blocks_(driver.poll(demo_variables())) {}
+        : driver_(driver), options_(options), session_(session), link_(session.statistics()), gauge_(watchers.gauge),
+          stop_(stop), exerciser_(driver.library(), memory, link_, watchers.notes, exercised_, stop),
+          panel_(driver.library().entry(), memory, watchers.reads, exerciser_.at_rest()) {
+        const std::vector<Variable> variables = demo_variables();
+        blocks_ = driver.poll(variables);
+        watchers.reads.use(driver, variables, driver.blocks());
+    }
 
     /// Throws LineError when the line cannot be opened.
-    void run();
+    void run(std::ostream &out);
 
     bool summarise(std::ostream &out) const;
 
 private:
-    void run_screen();
+    void run_screen(std::ostream &out);
+    Screen::Content content() const;
     bool everything_proven() const;
     std::string title() const;
     std::vector<std::string> faults() const;
@@ -76,21 +110,22 @@ private:
     const DemoOptions &options_;
     Session &session_;
     const LinkStatistics &link_;
+    LinkGauge &gauge_;
     StopSignal &stop_;
-    Mailbox<std::string> exercised_;
+    Mailbox<ExerciseEvent> exercised_;
     Exerciser exerciser_;
     Panel panel_;
-    int blocks_;
+    int blocks_ = 0;
     Clock::time_point started_;
     Clock::duration time_{};
 };
 
-void Demo::run() {
+void Demo::run(std::ostream &out) {
     session_.start();
     started_ = Clock::now();
     const StopOnSignals stop_on_signals(stop_);
     std::thread exercises([this] { exerciser_.run(!options_.duration); });
-    run_screen();
+    run_screen(out);
     stop_.raise();
     exercises.join();
     session_.finish();
@@ -99,22 +134,35 @@ void Demo::run() {
 }
 
 // Until a stop, the end of the time, or the proof that was asked for.
-void Demo::run_screen() {
-    Screen screen(STDOUT_FILENO, title());
-    bool proven = false;
-    Clock::duration left = refresh_time;
+void Demo::run_screen(std::ostream &out) {
+    Screen screen(title(), out);
+    Clock::time_point next;
     do {
         // Before the first pass is complete the driver answers 0 for what it has not read.
         if (link_.passes > 0)
             panel_.refresh();
-        for (const std::string &event : exercised_.take())
+        for (const ExerciseEvent &event : exercised_.take())
             screen.show_event(event);
-        const Clock::duration time = Clock::now() - started_;
-        screen.show(panel_.cells(), status_line(link_, panel_.judge(), exerciser_.scores(), time));
-        proven = options_.until_proven && everything_proven();
+        gauge_.take_events();
+        screen.show(content());
+        if (options_.until_proven && everything_proven())
+            return;
+        next = Clock::now() + refresh_time;
         if (options_.duration)
-            left = std::min<Clock::duration>(refresh_time, *options_.duration - time);
-    } while (!proven && left > Clock::duration::zero() && !stop_.wait_for(left));
+            next = std::min(next, started_ + *options_.duration);
+    } while (screen.wait_until(next, stop_) && (!options_.duration || next < started_ + *options_.duration));
+}
+
+Screen::Content Demo::content() const {
+    const Clock::time_point now = Clock::now();
+    Screen::Content content;
+    content.rows = panel_.rows();
+    content.link = gauge_.reading();
+    content.link.counts = link_.counts();
+    for (const int station : stations_of(driver_))
+        content.stations.push_back(station_row(station, content.link, exerciser_.at_rest(), now));
+    content.status = status_line(link_, panel_.judge(), exerciser_.scores(), now - started_);
+    return content;
 }
 
 bool Demo::everything_proven() const {
@@ -122,11 +170,8 @@ bool Demo::everything_proven() const {
 }
 
 std::string Demo::title() const {
-    std::set<int> stations;
-    for (const PolledBlock &block : driver_.blocks())
-        stations.insert(block.station);
     return "kelpo-demo: " + std::to_string(demo_list().size()) + " variables in " + std::to_string(blocks_) +
-           " blocks of " + std::to_string(stations.size()) + " stations on " + options_.link.line.path;
+           " blocks of " + std::to_string(stations_of(driver_).size()) + " stations on " + options_.link.line.path;
 }
 
 std::vector<std::string> Demo::faults() const {
@@ -203,12 +248,12 @@ bool Demo::summarise(std::ostream &out) const {
 
 ExitCode run_demo(const DemoOptions &options, std::ostream &out) {
     StopSignal stop;
-    LinkNotes notes;
+    Watchers watchers;
     Driver driver(options.link.driver);
-    Session session(driver, options.link, stop, {&notes}, OnLoss::end);
+    Session session(driver, options.link, stop, {&watchers.reads, &watchers.gauge, &watchers.notes}, OnLoss::end);
     const PublishedMemory memory(options.memory);
-    Demo demo(driver, options, session, notes, stop, memory);
-    demo.run();
+    Demo demo(driver, options, session, watchers, stop, memory);
+    demo.run(out);
     const bool right = demo.summarise(out);
     if (!session.line_error().empty())
         return ExitCode::no_line;

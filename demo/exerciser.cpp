@@ -63,7 +63,7 @@ ExerciseScores::Score ExerciseScores::total() const {
 }
 
 Exerciser::Exerciser(const DriverLibrary &driver, const ControllerMemory &memory, const LinkStatistics &link,
-                     LinkNotes &notes, Mailbox<std::string> &events, StopSignal &stop)
+                     LinkNotes &notes, Mailbox<ExerciseEvent> &events, StopSignal &stop)
     : driver_(driver), memory_(memory), link_(link), notes_(notes), events_(events), stop_(stop) {}
 
 void Exerciser::run(bool without_end) {
@@ -242,7 +242,7 @@ std::string Exerciser::fault_of_switched_station() {
     };
 
     set_station(off);
-    events_.put("station " + std::to_string(switched_station) + " is switched off");
+    events_.put({"station " + std::to_string(switched_station) + " is switched off"});
     // A request in flight may still be sent.
     wait_for_exchanges(most_tries_of_one_frame);
     const auto requests = memory_.requests_to(switched_station);
@@ -254,7 +254,7 @@ std::string Exerciser::fault_of_switched_station() {
     const bool moved = now_shown() != shown;
 
     set_station(on);
-    events_.put("station " + std::to_string(switched_station) + " is switched on");
+    events_.put({"station " + std::to_string(switched_station) + " is switched on"});
     wait_for_all_values();
     if (asked)
         return "it was asked while it was off";
@@ -331,7 +331,7 @@ void Exerciser::record(Subject subject, const std::string &what, const std::stri
         else if (scores_.complaints.size() < most_complaints)
             scores_.complaints.push_back(what + ": " + fault);
     }
-    events_.put(what + (fault.empty() ? ": right" : ": WRONG, " + fault));
+    events_.put({what + (fault.empty() ? ": right" : ": WRONG, " + fault), !fault.empty()});
 }
 
 }  // namespace kelpo

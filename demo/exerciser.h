@@ -43,14 +43,20 @@ struct ExerciseScores {
     Score total() const;
 };
 
+/// What an exercise did, in one line.
+struct ExerciseEvent {
+    std::string text;
+    bool wrong = false;
+};
+
 /// Puts the driver through everything but polling, while the link loop runs: writes, once-reads, a station switched
 /// off, replies that fail. Judges each by the controller's memory.
 class Exerciser {
 public:
-    /// `notes` are the link's; nobody else may take them. Each exercise is reported in `events`, in one line. All must
-    /// outlive the exerciser.
+    /// `notes` are the link's; nobody else may take them. Each exercise is reported in `events`. All must outlive the
+    /// exerciser.
     Exerciser(const DriverLibrary &driver, const ControllerMemory &memory, const LinkStatistics &link, LinkNotes &notes,
-              Mailbox<std::string> &events, StopSignal &stop);
+              Mailbox<ExerciseEvent> &events, StopSignal &stop);
 
     /// Waits for the first pass, then does one round, or rounds without end, until the stop flag is raised. An exercise
     /// that the stop interrupts does not count. For a thread of its own, which calls the driver's host side.
@@ -107,7 +113,7 @@ private:
     const ControllerMemory &memory_;
     const LinkStatistics &link_;
     LinkNotes &notes_;
-    Mailbox<std::string> &events_;
+    Mailbox<ExerciseEvent> &events_;
     StopSignal &stop_;
     std::atomic<int> at_rest_{no_station};
 

@@ -3,20 +3,12 @@
 #include "demo/exerciser.h"
 #include "host/driver/raw_calls.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace kelpo {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr auto fresh_time = std::chrono::seconds(1);
-
-Cell::Mark mark_for(Verdict verdict, const Shown &shown, Clock::time_point now) {
-    if (verdict == Verdict::wrong)
-        return Cell::Mark::wrong;
-    return now - shown.changed_at < fresh_time ? Cell::Mark::fresh : Cell::Mark::plain;
-}
 
 template <typename Condition> std::size_t count_rows(const std::vector<Shown> &shown, Condition condition) {
     std::size_t count = 0;
@@ -28,10 +20,14 @@ template <typename Condition> std::size_t count_rows(const std::vector<Shown> &s
 
 }  // namespace
 
-Panel::Panel(const DriverEntryPoints &driver, const ControllerMemory &memory, const std::atomic<int> &at_rest)
-    : driver_(driver), memory_(memory), at_rest_(at_rest), judge_(memory), shown_(demo_list().size()) {}
+Panel::Panel(const DriverEntryPoints &driver, const ControllerMemory &memory, ReadValues &reads,
+             const std::atomic<int> &at_rest)
+    : driver_(driver), memory_(memory), reads_(reads), at_rest_(at_rest), judge_(memory), shown_(demo_list().size()) {}
 
 void Panel::refresh() {
+    for (const auto &[index, read] : reads_.take())
+        if (!read.bytes.empty())
+            shown_[index].read_at = read.read_at;
     for (std::size_t i = 0; i < shown_.size(); ++i)
         take(demo_list()[i], shown_[i]);
 }
@@ -44,32 +40,40 @@ void Panel::take(const DemoRow &row, Shown &shown) {
     const Values values = shown_by(driver_, row.variable);
     const Moment after = memory_.moment();
 
-    const auto now = Clock::now();
     const std::string text = text_of(row.variable.view, values);
     if (text != shown.text) {
-        shown.changed = shown.changed || shown.text != "-";
-        shown.changed_at = now;
+        if (!shown.text.empty())
+            ++shown.changes;
+        shown.changed_at = Clock::now();
         shown.text = text;
     }
     if (rests) {
-        shown.mark = Cell::Mark::at_rest;
+        shown.state = PollRow::State::off;
         return;
     }
     // What was polled at the end of one moment is shown in the next.
     const Moment previous = before == 0 ? 0 : before - 1;
     const Verdict verdict = judge_.judge(row, values, {previous, after});
     shown.proven = shown.proven || verdict == Verdict::right;
-    shown.mark = mark_for(verdict, shown, now);
+    shown.state = verdict == Verdict::wrong ? PollRow::State::failing : PollRow::State::asked;
 }
 
-std::vector<Cell> Panel::cells() const {
-    std::vector<Cell> cells;
+std::vector<PollRow> Panel::rows() const {
+    const auto now = Clock::now();
+    std::vector<PollRow> rows;
     for (std::size_t i = 0; i < shown_.size(); ++i) {
-        const Variable &variable = demo_list()[i].variable;
-        cells.push_back(
-            {variable.name, variable.station, variable.type, variable.address, shown_[i].text, shown_[i].mark});
+        const Shown &shown = shown_[i];
+        PollRow row = row_of(demo_list()[i].variable);
+        row.value = shown.text;
+        if (shown.read_at)
+            row.age = now - *shown.read_at;
+        if (!shown.text.empty())
+            row.steady = now - shown.changed_at;
+        row.changes = shown.changes;
+        row.state = shown.state;
+        rows.push_back(std::move(row));
     }
-    return cells;
+    return rows;
 }
 
 std::size_t Panel::moving() const {
@@ -77,7 +81,7 @@ std::size_t Panel::moving() const {
 }
 
 std::size_t Panel::unmoved() const {
-    return count_rows(shown_, [](const DemoRow &row, const Shown &shown) { return row.moves && !shown.changed; });
+    return count_rows(shown_, [](const DemoRow &row, const Shown &shown) { return row.moves && shown.changes == 0; });
 }
 
 std::size_t Panel::unproven() const {

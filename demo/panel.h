@@ -3,11 +3,14 @@
 #include "demo/controller_memory.h"
 #include "demo/demo_list.h"
 #include "demo/judge.h"
-#include "demo/screen.h"
 #include "host/driver/driver_library.h"
+#include "host/poll/poll_row.h"
+#include "host/poll/read_values.h"
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,23 +18,29 @@ namespace kelpo {
 
 /// What the panel knows about one variable.
 struct Shown {
-    std::string text = "-";
-    bool changed = false;  ///< ever
-    bool proven = false;   ///< was right at least once
-    std::chrono::steady_clock::time_point changed_at;
-    Cell::Mark mark = Cell::Mark::plain;
+    using Time = std::chrono::steady_clock::time_point;
+
+    std::string text;
+    std::uint64_t changes = 0;
+    Time changed_at{};
+    std::optional<Time> read_at;
+    bool proven = false;  ///< was right at least once
+    PollRow::State state = PollRow::State::asked;
 };
 
 /// The screen's side: takes the values of the demonstration's list from the driver and has them judged. A value is
 /// right if it is what the controller held at that moment or the moment before. For one thread.
 class Panel {
 public:
-    /// Values that `at_rest` names, as Exerciser::at_rest does, are shown but not judged.
-    Panel(const DriverEntryPoints &driver, const ControllerMemory &memory, const std::atomic<int> &at_rest);
+    /// Values that `at_rest` names, as Exerciser::at_rest does, are shown but not judged. `reads` knows when each
+    /// variable was read.
+    Panel(const DriverEntryPoints &driver, const ControllerMemory &memory, ReadValues &reads,
+          const std::atomic<int> &at_rest);
 
     void refresh();
 
-    std::vector<Cell> cells() const;
+    /// The variables as the screen shows them. One that was wrong when it was last judged is marked as failing.
+    std::vector<PollRow> rows() const;
 
     const Judge &judge() const {
         return judge_;
@@ -46,6 +55,7 @@ private:
 
     const DriverEntryPoints &driver_;
     const ControllerMemory &memory_;
+    ReadValues &reads_;
     const std::atomic<int> &at_rest_;
     Judge judge_;
     std::vector<Shown> shown_;

@@ -1,67 +1,56 @@
 #pragma once
 
+#include "demo/exerciser.h"
+#include "host/line/stop_signal.h"
+#include "host/poll/poll_view.h"
+#include "host/poll/terminal.h"
+
 #include <chrono>
-#include <cstddef>
 #include <deque>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
 namespace kelpo {
 
-/// One variable as the table shows it.
-struct Cell {
-    enum class Mark {
-        plain,
-        fresh,  ///< changed a moment ago
-        wrong,
-        at_rest  ///< is not polled at present
-    };
-
-    std::string name;
-    int station;
-    int type;
-    std::string address;
-    std::string value;
-    Mark mark;
-};
-
-struct ScreenSize {
-    int columns;
-    int lines;
-};
-
-/// The table as lines of at most `size.columns` characters: a heading, then the cells down the columns, in as many
-/// columns as `size.lines` needs and the width allows. What does not fit is on further pages; `page` may be any number
-/// and wraps around. Names are shown where a column is wide enough. `styled` adds terminal control sequences for the
-/// marks, which take no room on the screen.
-std::vector<std::string> table_of(const std::vector<Cell> &cells, ScreenSize size, std::size_t page, bool styled);
-
-/// Shows the table on a terminal, in place, with the last few events below it; or, without a terminal, a line for each
-/// event and a status line per second. The destructor restores what the terminal showed before. Styles are left out if
-/// NO_COLOR is set.
+/// Shows the demonstration on the screen of `kelpo poll`, with the last events below the table, page after page; or,
+/// where there is no terminal to take over, as a line for each event and a status line per second.
 class Screen {
 public:
-    /// Shows on the open file `descriptor`, which must outlive the screen.
-    Screen(int descriptor, std::string title);
-    ~Screen();
-    Screen(const Screen &) = delete;
-    Screen &operator=(const Screen &) = delete;
+    using Time = std::chrono::steady_clock::time_point;
 
-    /// Shows an event, in one line. A terminal shows it with the next call of show().
-    void show_event(const std::string &event);
+    /// What there is to show at one moment.
+    struct Content {
+        std::vector<PollRow> rows;
+        std::vector<PollStation> stations;
+        LinkReading link;
+        std::string status;  ///< in one line
+    };
 
-    void show(const std::vector<Cell> &cells, const std::string &status);
+    /// `out` takes the lines when there is no terminal, and must outlive the screen.
+    Screen(std::string title, std::ostream &out);
+
+    /// A terminal shows it with the next call of show().
+    void show_event(const ExerciseEvent &event);
+
+    void show(Content content);
+
+    /// Waits until `time`. False when `stop` was raised, or the user wants to end it.
+    bool wait_until(Time time, const StopSignal &stop);
 
 private:
-    void draw(const std::vector<Cell> &cells, const std::string &status);
-
-    int descriptor_;
     std::string title_;
-    bool terminal_;
-    bool styled_;
-    std::deque<std::string> events_;  // the last ones, on a terminal
-    std::chrono::steady_clock::time_point started_;
-    std::chrono::steady_clock::time_point next_line_;
+    std::ostream &out_;
+    std::unique_ptr<Terminal> terminal_;
+    std::deque<ExerciseEvent> events_;  // the last ones, on a terminal
+    Time started_;
+    Time next_line_;
 };
+
+/// The page of `content` that is shown after `time`, in a terminal of `size`: one after the other, then the first
+/// again.
+PollScreen demo_screen(const std::string &title, const Screen::Content &content,
+                       const std::deque<ExerciseEvent> &events, std::chrono::nanoseconds time, PollScreenSize size);
 
 }  // namespace kelpo

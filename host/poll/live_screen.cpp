@@ -17,39 +17,6 @@ using Key = KeyPress::Key;
 constexpr auto refresh_time = std::chrono::milliseconds(200);
 constexpr auto message_time = std::chrono::seconds(20);
 
-std::string place_of(const Variable &variable) {
-    const int values = variable.count / units_per_value(variable.view);
-    return std::to_string(variable.type) + ":" + variable.address + (values > 1 ? " x" + std::to_string(values) : "");
-}
-
-// Characters of the longest text that a value of this view can have.
-std::size_t widest_value(const Variable &variable) {
-    const View &view = variable.view;
-    const auto values = static_cast<std::size_t>(variable.count / units_per_value(view));
-    if (view.unit == View::Unit::bit)
-        return values;
-    const bool short_value = view.unit == View::Unit::word;
-    std::size_t one = 0;
-    switch (view.reading) {
-    case View::Reading::unsigned_number:
-        one = short_value ? 5 : 10;
-        break;
-    case View::Reading::signed_number:
-        one = short_value ? 6 : 11;
-        break;
-    case View::Reading::hexadecimal:
-        one = short_value ? 6 : 10;
-        break;
-    case View::Reading::binary:
-        one = short_value ? 18 : 34;
-        break;
-    case View::Reading::real:
-        one = 14;
-        break;
-    }
-    return values * one + values - 1;
-}
-
 PollRow::State state_of(const PollEngine &engine, int station, const VariableState &state) {
     if (engine.is_off(station))
         return PollRow::State::off;
@@ -66,12 +33,8 @@ PollRow::State state_of(const PollEngine &engine, int station, const VariableSta
 PollRow row_of(const PollEngine &engine, std::size_t index, steady_clock::time_point now) {
     const Variable &variable = engine.watch().variables()[index];
     const VariableState &state = engine.watch().states()[index];
-    PollRow row{};
-    row.name = variable.name;
-    row.station = variable.station;
-    row.place = place_of(variable);
+    PollRow row = row_of(variable);
     row.value = state.text;
-    row.widest_value = widest_value(variable);
     if (state.known()) {
         row.age = now - state.read_at;
         row.steady = now - state.changed_at;

@@ -315,7 +315,7 @@ ScreenLine station_line(const PollModel &model) {
 }
 
 void add_trace(const PollModel &model, size_t room, std::vector<ScreenLine> &lines) {
-    lines.push_back({{"trace, newest last", bold}});
+    lines.push_back({{model.trace_title, bold}});
     const auto &trace = *model.trace;
     const size_t shown = std::min(room - 1, trace.size());
     for (size_t i = trace.size() - shown; i < trace.size(); ++i)
@@ -326,6 +326,8 @@ void add_trace(const PollModel &model, size_t room, std::vector<ScreenLine> &lin
 ScreenLine key_line(const PollModel &model) {
     if (model.prompt)
         return {{"Enter takes it  Esc leaves it", dim}};
+    if (!model.keys.empty())
+        return {{model.keys, dim}};
     return {{"q quit  space ", dim},
             {model.paused ? "go on" : "pause", dim},
             {"  w write  s station off/on  t trace  / find  ? help", dim}};
@@ -391,7 +393,8 @@ size_t trace_room(const PollModel &model, size_t lines) {
     constexpr size_t least_rows = 4;
     if (!model.trace || lines < least_rows + 3)
         return 0;
-    return std::min(lines - least_rows, std::max<size_t>(3, lines / 2));
+    const size_t most = model.most_trace_lines > 0 ? model.most_trace_lines : std::max<size_t>(3, lines / 2);
+    return std::min(lines - least_rows, most);
 }
 
 // The first row shown: as before, unless the selected one would not be seen, or room would be left unused.
@@ -399,6 +402,8 @@ size_t top_for(const PollModel &model, size_t shown) {
     const size_t count = model.rows.size();
     if (shown == 0 || count <= shown)
         return 0;
+    if (model.selected >= count)
+        return std::min(model.top, count - shown);
     const size_t lowest = model.selected >= shown ? model.selected - shown + 1 : 0;
     return std::min(std::clamp(model.top, lowest, std::max(lowest, model.selected)), count - shown);
 }

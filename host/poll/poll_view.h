@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/poll/link_gauge.h"
+#include "host/poll/poll_row.h"
 
 #include <chrono>
 #include <cstddef>
@@ -52,29 +53,6 @@ struct PollScreen {
     std::size_t rows_shown = 1;      ///< how many rows a page moves
 };
 
-/// One variable as the screen shows it.
-struct PollRow {
-    enum class State {
-        asked,
-        stale,    ///< it has not been read for longer than it should take
-        down,     ///< its station does not answer
-        failing,  ///< its station answers, but the last request for it failed
-        lost,     ///< the line is lost
-        off       ///< its station is switched off
-    };
-
-    std::string name;
-    int station;
-    std::string place;                               ///< register type and address: "7:100"
-    std::string value;                               ///< empty: not read yet
-    std::size_t widest_value;                        ///< characters of the longest text that the value can have
-    std::optional<std::chrono::nanoseconds> age;     ///< since it was read
-    std::optional<std::chrono::nanoseconds> steady;  ///< since it changed
-    std::uint64_t changes;
-    State state;
-    bool write_waits;
-};
-
 /// One station as the screen shows it.
 struct PollStation {
     enum class State { unknown, answers, refusing, down, off };
@@ -99,15 +77,18 @@ struct PollModel {
     std::string title;
     std::vector<PollRow> rows;  ///< those that match the search
     std::string search;         ///< empty: all
-    std::size_t selected = 0;   ///< among the rows
+    std::size_t selected = 0;   ///< among the rows; none is where there is no such row
     std::size_t top = 0;        ///< as the last screen gave it
     LinkReading link;
     std::chrono::nanoseconds until_next_try{0};  ///< while the line is lost
     std::vector<PollStation> stations;
     bool paused = false;
     bool help = false;
+    std::string trace_title = "trace, newest last";
+    std::size_t most_trace_lines = 0;             ///< its title among them; 0: half of the screen
     std::optional<std::vector<TraceLine>> trace;  ///< oldest first; nothing: the trace is not shown
     std::string message;
+    std::string keys;              ///< what keys do; empty: those of poll
     std::optional<Prompt> prompt;  ///< takes the message's place
 };
 

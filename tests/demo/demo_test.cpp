@@ -1,5 +1,6 @@
 // The built programs together: the controller on one end of a pseudo-terminal, the host with the driver on the other.
 #include "process.h"
+#include "terminal_window.h"
 
 #include <gtest/gtest.h>
 
@@ -156,6 +157,18 @@ TEST_F(DemoTest, NamesWhatItCannotOpen) {
 
     Process no_sense({KELPO_DEMO_PROGRAM, "--sense"}, directory.file("no sense.txt"));
     EXPECT_EQ(no_sense.exit_code(), 2);
+}
+
+TEST_F(DemoTest, ShowsTheScreenOfPollOnATerminal) {
+    const TerminalWindow window(directory,
+                                in_shell_quotes(demo({"--keep"})) + "; echo \"ended with $?\"; read -r line");
+    ASSERT_TRUE(window.comes_to_show("1-3 ok")) << window.shown();
+    ASSERT_TRUE(window.comes_to_show(": right")) << window.shown();
+    EXPECT_TRUE(contains(window.shown(), "kelpo-demo: 62 variables in 44 blocks of 3 stations")) << window.shown();
+    EXPECT_TRUE(contains(window.shown(), " st name ")) << window.shown();
+    window.type("q");
+    ASSERT_TRUE(window.comes_to_show("ended with ")) << window.shown();
+    EXPECT_TRUE(contains(window.shown(), "verdict ")) << window.shown();
 }
 
 class DemoWithoutFaults : public DemoTest {

@@ -1,6 +1,7 @@
 // kelpo poll as a user has it: in a terminal, and in a pipe, with a controller on the other end of the line.
 #include "process.h"
 #include "pseudo_terminal.h"
+#include "terminal_window.h"
 
 #include "plc/memory/memory_reader.h"
 
@@ -99,63 +100,6 @@ protected:
         return directory.file("poll.txt");
     }
 };
-
-/// A shell command in a terminal of 80 columns and 24 lines.
-class TerminalWindow {
-public:
-    TerminalWindow(const TemporaryDirectory &directory, const std::string &command)
-        : directory_(directory), socket_(directory.file("tmux")) {
-        run({"-f", "/dev/null", "new-session", "-d", "-x", "80", "-y", "24", command});
-    }
-    ~TerminalWindow() {
-        run({"kill-server"});
-    }
-    TerminalWindow(const TerminalWindow &) = delete;
-    TerminalWindow &operator=(const TerminalWindow &) = delete;
-
-    void press(const std::vector<std::string> &keys) const {
-        std::vector<std::string> command{"send-keys"};
-        command.insert(command.end(), keys.begin(), keys.end());
-        run(command);
-    }
-
-    void type(const std::string &text) const {
-        run({"send-keys", "-l", text});
-    }
-
-    void resize(int columns, int lines) const {
-        run({"resize-window", "-x", std::to_string(columns), "-y", std::to_string(lines)});
-    }
-
-    std::string shown() const {
-        return run({"capture-pane", "-p"});
-    }
-
-    bool comes_to_show(const std::string &text) const {
-        return comes_true([this, &text] { return contains(shown(), text); });
-    }
-
-private:
-    std::string run(const std::vector<std::string> &arguments) const {
-        std::vector<std::string> command{TMUX_PROGRAM, "-S", socket_};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        const std::string file = directory_.file("pane.txt");
-        std::filesystem::remove(file);
-        Process tmux(command, file);
-        tmux.exit_code();
-        return tmux.output();
-    }
-
-    const TemporaryDirectory &directory_;
-    const std::string socket_;
-};
-
-std::string in_shell_quotes(const std::vector<std::string> &command) {
-    std::string text;
-    for (const std::string &word : command)
-        text += "'" + word + "' ";
-    return text;
-}
 
 class PollScreenTest : public PollProgramTest {
 protected:
