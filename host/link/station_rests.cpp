@@ -15,6 +15,14 @@ milliseconds quick(milliseconds reply_timeout) {
     return reply_timeout / 4;
 }
 
+// Then it is there, and what was lost was not chance.
+constexpr int answers_to_wake = 2;
+
+// A station that has shown that it loses replies may miss so many reads more before it rests, and after so many
+// requests without a loss one less again.
+constexpr int most_shaky = 4;
+constexpr int clean_requests = 20;
+
 // A write without a reply says less: a controller may ignore what it does not allow.
 bool is_read(std::string_view request) {
     return request.size() > 1 && rtu::is_read(rtu::byte_at(request, 1));
@@ -35,8 +43,9 @@ void StationRests::exchanged(const Exchange &exchange, std::chrono::nanoseconds 
         slow_.insert(*probed_);
     probed_.reset();
     const bool comes_again = exchange.outcome == Outcome::sent_again;
+    Health &health = health_[station];
     if (was_heard || !exchange.reply.empty()) {
-        silent_.erase(station);
+        answered(health);
         if (comes_again)
             heard_.insert(station);
         else
@@ -44,9 +53,22 @@ void StationRests::exchanged(const Exchange &exchange, std::chrono::nanoseconds 
         pauses_.erase(station);
         if (took > quick(reply_timeout_))
             slow_.insert(station);
-    } else if (!comes_again && heard_.erase(station) == 0 && is_read(exchange.request) &&
-               ++silent_[station] >= most_silent_) {
+        return;
+    }
+    ++health.missed;
+    if (!comes_again && heard_.erase(station) == 0 && is_read(exchange.request) &&
+        ++health.silent >= most_silent_ + health.shaky)
         begin(exchange, now);
+}
+
+void StationRests::answered(Health &health) {
+    health.silent = 0;
+    if (std::exchange(health.missed, 0) > 0) {
+        health.shaky = std::min(health.shaky + 1, most_shaky);
+        health.clean = 0;
+    } else if (++health.clean >= clean_requests) {
+        health.shaky = std::max(health.shaky - 1, 0);
+        health.clean = 0;
     }
 }
 
@@ -54,8 +76,9 @@ void StationRests::begin(const Exchange &exchange, Time now) {
     const auto read = rtu::short_read(exchange.request);
     if (!read || !driver_.rest_station(exchange.station))
         return;
-    silent_.erase(exchange.station);
-    Rest &rest = rests_[exchange.station] = {*read, now, now, now, false};
+    Health &health = health_[exchange.station];
+    health.silent = health.missed = 0;
+    Rest &rest = rests_[exchange.station] = {*read, now, now, now};
     set_pause(exchange.station, rest, now);
 }
 
@@ -76,7 +99,7 @@ std::optional<StationRests::Probe> StationRests::due(Time now, bool is_idle) {
         // If no other station gets the time, there is no reason to wait.
         if (is_idle)
             rest.second.next = std::min(rest.second.next, rest.second.tried + pause_.first());
-        const bool is_due = !rest.second.has_answered && rest.second.next <= now;
+        const bool is_due = rest.second.answers < answers_to_wake && rest.second.next <= now;
         if (is_due && (first == nullptr || rest.second.next < first->second.next))
             first = &rest;
     }
@@ -96,7 +119,12 @@ void StationRests::probed(int station, Time asked_at, Time now) {
     probe_ended_ = now;
     next_probe_ = now + times_for_others * (now - asked_at);
     const auto rest = rests_.find(station);
-    if (rest != rests_.end() && !rest->second.has_answered)
+    if (rest == rests_.end() || rest->second.answers >= answers_to_wake)
+        return;
+    rest->second.tried = now;
+    if (!std::exchange(rest->second.has_news, false))
+        rest->second.answers = 0;
+    if (rest->second.replied < asked_at)
         set_pause(station, rest->second, now);
 }
 
@@ -104,8 +132,13 @@ void StationRests::look(const std::function<Time(int)> &replied_at, const std::f
     for (auto rest = rests_.begin(); rest != rests_.end();) {
         const int station = rest->first;
         const bool was_switched = !driver_.rests(station);
-        rest->second.has_answered = rest->second.has_answered || replied_at(station) > rest->second.began;
-        const bool answered = !was_switched && rest->second.has_answered && !owes(station);
+        if (replied_at(station) > rest->second.replied) {
+            rest->second.replied = replied_at(station);
+            ++rest->second.answers;
+            rest->second.has_news = true;
+            rest->second.next = Time();
+        }
+        const bool answered = !was_switched && rest->second.answers >= answers_to_wake && !owes(station);
         rest = was_switched || answered ? rests_.erase(rest) : std::next(rest);
         if (answered)
             driver_.wake_station(station);

@@ -16,8 +16,10 @@
 namespace kelpo {
 
 /// Decides which stations rest. A station that gave no reply to several reads in a row is switched off in the
-/// driver, so that the others get its time, and asked again occasionally by one short request. When it answers, it is
-/// switched on again.
+/// driver, so that the others get its time, and asked again occasionally by one short request. When it answers two of
+/// these in a row, it is switched on again.
+///
+/// Noise must not make a station come and go: one whose replies are lost now and then may miss more in a row.
 ///
 /// For the link's thread alone. Has no clock of its own.
 class StationRests {
@@ -62,12 +64,21 @@ public:
 private:
     struct Rest {
         rtu::ShortRead read;
-        Time began{};
         Time tried{};
         Time next{};
-        bool has_answered = false;
+        Time replied{};         // the last reply that was seen
+        int answers = 0;        // short requests in a row that had a reply, also a late one
+        bool has_news = false;  // a reply since the last short request had ended
+    };
+    // How a station does that does not rest.
+    struct Health {
+        int silent = 0;  // reads in a row without a reply
+        int missed = 0;  // tries in a row without one
+        int shaky = 0;   // how many reads more it may miss
+        int clean = 0;   // requests in a row that had a reply at the first try
     };
 
+    static void answered(Health &health);
     void begin(const Exchange &exchange, Time now);
     void set_pause(int station, Rest &rest, Time now);
 
@@ -77,7 +88,7 @@ private:
     LinkWatcher &watcher_;
     GrowingPause pause_;
     std::map<int, Rest> rests_;
-    std::map<int, int> silent_;                        // reads in a row without a reply, by station
+    std::map<int, Health> health_;                     // by station
     std::set<int> heard_;                              // those that sent something since their request was first sent
     std::map<int, std::chrono::milliseconds> pauses_;  // the last one of each station, until it answers again
     std::set<int> slow_;                               // may take longer than the usual wait after a probe
