@@ -1,5 +1,6 @@
 #include "host/once/request_watch.h"
-#include "host/once/scan.h"
+#include "host/once/scan_options.h"
+#include "host/once/station_watch.h"
 
 #include <gtest/gtest.h>
 
