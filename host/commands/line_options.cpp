@@ -22,6 +22,7 @@ struct LineOptions::Given {
     std::optional<int> retries;
     std::optional<int> max_count;
     bool no_rest = false;
+    std::optional<bool> takes_off_echo;
     std::optional<std::string> driver;
 };
 
@@ -99,6 +100,12 @@ LineOptions::LineOptions(common::Command command, const LinkSettings &defaults) 
         .default_str(std::to_string(defaults.max_count));
     command.add_flag("--no-rest", given.no_rest, "Ask stations that do not answer as often as all others")
         .group("Line");
+    command
+        .add_option("--echo", given.takes_off_echo, {{"auto", true}, {"off", false}},
+                    "auto: take off what a two-wire adapter returns of each request")
+        .group("Line")
+        .take_last()
+        .default_str("off");
     add("--driver", given.driver, "File name of the driver").type_name("FILE").default_str(defaults.driver);
 }
 
@@ -118,6 +125,7 @@ LinkSettings LineOptions::over(LinkSettings settings) const {
     take_over(settings.retries, given.retries);
     take_over(settings.max_count, given.max_count);
     settings.rest.enabled = settings.rest.enabled && !given.no_rest;
+    take_over(settings.takes_off_echo, given.takes_off_echo);
     take_over(settings.driver, given.driver);
     return settings;
 }

@@ -8,8 +8,8 @@
 namespace kelpo {
 
 /// The options of a command that opens a line: --line, --speed, --parity, --stop-bits, --rs485, --gap, --reply-timeout,
-/// --character-timeout, --settle, --retries, --max-count, --no-rest and --driver. Copies share what the command line
-/// gave.
+/// --character-timeout, --settle, --retries, --max-count, --no-rest, --echo and
+/// --driver. Copies share what the command line gave.
 class LineOptions {
 public:
     /// Adds the options to `command`. What `defaults` hold is shown in the help.

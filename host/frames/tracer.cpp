@@ -67,8 +67,8 @@ void Tracer::reply_late(int station, std::chrono::milliseconds time) {
                                                                 " ms: the reply time-out is too short");
 }
 
-void Tracer::line_echoes() {
-    note(in_microseconds(std::chrono::system_clock::now()), echo_words);
+void Tracer::line_echoes(bool is_taken_off) {
+    note(in_microseconds(std::chrono::system_clock::now()), echo_words(is_taken_off));
 }
 
 void Tracer::wait_refused(int station) {

@@ -29,7 +29,7 @@ public:
     void station_rests(int station, std::chrono::milliseconds pause) override;
     void rest_ended(int station, bool has_answered) override;
     void reply_late(int station, std::chrono::milliseconds time) override;
-    void line_echoes() override;
+    void line_echoes(bool is_taken_off) override;
     void wait_refused(int station) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;

@@ -17,8 +17,8 @@ namespace {
 
 using WallClock = std::chrono::system_clock;
 using Whose = ReplyLedger::Whose;
+using rtu::most_bytes;
 
-constexpr std::size_t most_bytes = 512;  // twice the longest Modbus RTU frame: an over-long reply is seen as one
 constexpr auto idle_time = std::chrono::milliseconds(5);
 
 // The driver's callbacks carry no pointer of the host's.
@@ -84,15 +84,16 @@ void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher
 LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher,
                    const LoopBooks &books)
     : driver_(driver), info_(info), settings_(settings), watcher_(watcher),
-      ledger_(settings.timeouts.reply, settings.timeouts.patience), rests_(books.rests), refused_(books.refused) {
+      ledger_(settings.timeouts.reply, settings.timeouts.patience), echo_(settings.takes_off_echo, watcher),
+      stray_(ledger_), rests_(books.rests), refused_(books.refused) {
     reply_.reserve(static_cast<int>(most_bytes));
 }
 
 void LinkLoop::run(Channel &line) {
     line_ = &line;
-    echo_ = Echo::unknown;
-    speed_is_kept_ = true;
-    unjudged_.clear();
+    echo_.forget();
+    speed_.forget();
+    stray_.forget();
     counted_ = line.received();
     while (!line.stop_requested()) {
         ask_one_that_rests(false);
@@ -185,6 +186,7 @@ void LinkLoop::exchange(const Protocol &request) {
 
     // A reply that came too late for its own request must not answer this one.
     keep(stale_, line_->await_silence(heard_));
+    find_echo_before(exchange.request);
     if (line_->stop_requested())
         return;
     if (!watcher_.may_leave(exchange)) {
@@ -209,11 +211,20 @@ void LinkLoop::exchange(const Protocol &request) {
     stale_.clear();
     const auto refusal = rtu::exception_code(exchange.reply, exchange.request);
     const bool is_answer =
-        exchange.outcome == Outcome::good || (reply.is_known && refusal && !rtu::needs_time(*refusal));
+        exchange.outcome == Outcome::good || (reply.is_known && refusal && !comes_after_settling(exchange, *refusal));
     if (!is_answer)
         stale_ = line_->settle(settings_.timeouts.settle, heard_);
     if (rests_ != nullptr)
         rests_->exchanged(exchange, took, ledger_.heard_at(station) > asked_at, line_->now());
+}
+
+// Nothing would change if it were sent again at once.
+bool LinkLoop::is_final(const Exchange &exchange, unsigned refusal) const {
+    return rtu::is_lasting(refusal) || (refused_ != nullptr && RefusedBlocks::has_pause(exchange.name, refusal));
+}
+
+bool LinkLoop::comes_after_settling(const Exchange &exchange, unsigned refusal) const {
+    return rtu::needs_time(refusal) && !is_final(exchange, refusal);
 }
 
 void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
@@ -227,7 +238,7 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     reply_.resize(reply.size);
     exchange.reply = view_of(reply_, reply.size);
     const auto refusal = rtu::exception_code(exchange.reply, exchange.request);
-    if (reply.is_known && !reply.is_held && refusal && rtu::is_lasting(*refusal))
+    if (reply.is_known && !reply.is_held && refusal && is_final(exchange, *refusal))
         exchange.code = take_for_good(reply_);
     else
         exchange.code = driver_.DataCom(reply.is_held ? &none : &reply_, reply.is_held ? 0 : reply.size)->ret_value;
@@ -247,7 +258,7 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
 
 // False when a stop came before all of it was sent.
 bool LinkLoop::ask(std::string_view request, int station, int reply_size) {
-    unjudged_.clear();
+    stray_.forget();
     if (reply_size != 0)
         line_->expect_replies_until(ledger_.last_reply_until(station, line_->now()), ledger_.patience());
     const bool sent = line_->send(request.data(), request.size());
@@ -265,7 +276,10 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
     reply_.resize(static_cast<int>(most_bytes));
     char *const buffer = reply_.data();
     const std::size_t due = reply_size < 0 ? most_bytes : std::min(most_bytes, static_cast<std::size_t>(reply_size));
+    bool has_echo = false;
     const auto whole_size = [&](std::string_view so_far) {
+        if (!has_echo && echo_.may_begin_with(so_far, request))
+            return request.size();
         const std::size_t size = ledger_.reply_size(so_far);
         return size == 0 ? due : std::min(size, most_bytes);
     };
@@ -274,14 +288,19 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
         size = line_->receive(buffer, size, whole_size, settings_.timeouts);
         const ReplyLedger::Arrival arrival = arrival_of_what_was_read();
         const std::string_view bytes(buffer, size);
-        const std::size_t first = whole_reply_size(bytes);
+        if (!has_echo && takes_off_echo(bytes, request)) {
+            has_echo = true;
+            size = 0;
+            continue;
+        }
+        const std::size_t first = ledger_.whole_reply_size(bytes);
         Reply reply{static_cast<int>(size), false, false, WallClock::now(), line_->received()};
-        if (is_echo(bytes, first, request, due)) {
+        if (!has_echo && is_echo(bytes, first, request, due)) {
             reply.is_held = true;
             return reply;
         }
         std::size_t late = 0;
-        if (size > 0 && is_too_soon(size)) {
+        if (size > 0 && speed_.is_too_soon(*line_, size)) {
             // It began before the request had been sent, and answers another one.
             too_soon = true;
             late = size;
@@ -296,7 +315,7 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
             size = static_cast<std::size_t>(std::copy(buffer + late, buffer + size, buffer) - buffer);
             continue;
         }
-        note_speed(too_soon, size > 0);
+        speed_.note(too_soon, size > 0);
         if (reply.is_known) {
             keep(late_, bytes.substr(first));
             reply.size = static_cast<int>(first);
@@ -313,48 +332,49 @@ ReplyLedger::Arrival LinkLoop::arrival_of_what_was_read() const {
     return {line_->arrived_after(), line_->now()};
 }
 
-// The size of the reply at the beginning of `bytes`, which can belong to something that was asked. 0: there is none, or
-// it is not whole, or damaged.
-std::size_t LinkLoop::whole_reply_size(std::string_view bytes) const {
-    const std::size_t size = ledger_.reply_size(bytes);
-    return size != 0 && size <= bytes.size() && rtu::crc_is_right(bytes.substr(0, size)) ? size : 0;
+// It counts as neither received nor thrown away.
+bool LinkLoop::takes_off_echo(std::string_view bytes, std::string_view request) {
+    const bool is_taken_off = is_rtu(request) && echo_.is_to_be_taken_off(bytes, request);
+    if (is_taken_off)
+        counted_ += bytes.size();
+    return is_taken_off;
 }
 
-// A line that echoes returns each request byte for byte, before any reply. Acknowledgements of functions 5 and 6 look
-// the same: there, another request shows it, once for each line.
 bool LinkLoop::is_echo(std::string_view bytes, std::size_t first, std::string_view request, std::size_t due) {
     if (!is_rtu(request) || due == 0 || line_->broken_off())
         return false;
-    const std::size_t compared = std::min(bytes.size(), request.size());
-    if (bytes.size() < std::min(due, request.size()) || first > request.size() ||
-        bytes.substr(0, compared) != request.substr(0, compared)) {
-        note_echo(false);
-        return false;
-    }
-    if (first == 0 || rtu::is_read(rtu::byte_at(request, 1)))
-        note_echo(true);
-    else if (echo_ == Echo::unknown)
-        probe_for_echo(request);
-    return echo_ != Echo::none;
+    const LineEcho::Finding finding = echo_.judge(bytes, first, request, due);
+    if (finding != LineEcho::Finding::perhaps)
+        return finding == LineEcho::Finding::echo;
+    echo_probe_ = probe_for_echo(request);
+    return !echo_.is_ruled_out();
 }
 
-// Anything that comes back other than its own bytes, even nothing, shows that the line does not echo.
-void LinkLoop::probe_for_echo(std::string_view request) {
+// Anything whole that comes back other than its own bytes, even nothing, shows that the line does not echo.
+std::optional<LinkLoop::Probe> LinkLoop::probe_for_echo(std::string_view request) {
     const auto read = rtu::short_read(request);
-    echo_probe_ = read ? probe(*read, settings_.timeouts, nullptr) : std::nullopt;
-    if (!echo_probe_)
+    auto probed = read ? probe(*read, settings_.timeouts, nullptr) : std::nullopt;
+    if (probed && !line_->broken_off() && (probed->has_echo || probed->reply.empty() || probed->is_whole))
+        echo_.note(probed->has_echo);
+    return probed;
+}
+
+// If the acknowledgement came with the echo while the host finds out about the line, it would be lost.
+void LinkLoop::find_echo_before(std::string_view request) {
+    if (!echo_.must_be_known_for(request) || line_->stop_requested())
         return;
-    if (echo_probe_->reply == echo_probe_->request)
-        note_echo(true);
-    else if (!line_->broken_off())
-        note_echo(false);
+    auto probed = probe_for_echo(request);
+    if (!probed)
+        return;
+    counted_ += probed->reply.size();
+    report_probe(*probed, ProbePurpose::echo);
 }
 
 // Asks for one unit, for the host itself. Nothing when a stop came before all of it was sent.
 std::optional<LinkLoop::Probe> LinkLoop::probe(const rtu::ShortRead &read, const ReplyTimeouts &timeouts,
                                                const Channel::Heard &heard) {
     const int station = static_cast<int>(rtu::byte_at(read.request, 0));
-    Probe probed;
+    Probe probed{};
     probed.stale = line_->await_silence(heard);
     if (!ask(read.request, station, read.reply_size))
         return std::nullopt;
@@ -362,12 +382,17 @@ std::optional<LinkLoop::Probe> LinkLoop::probe(const rtu::ShortRead &read, const
     std::array<char, most_bytes> buffer{};
     const auto whole_size = [&](std::string_view so_far) {
         const std::size_t size = ledger_.reply_size(so_far);
-        return size == 0 || read.request.compare(0, so_far.size(), so_far) == 0 ? read.request.size() : size;
+        const bool may_be_echo = !probed.has_echo && read.request.compare(0, so_far.size(), so_far) == 0;
+        return size == 0 || may_be_echo ? read.request.size() : size;
     };
-    const std::size_t size = line_->receive(buffer.data(), 0, whole_size, timeouts);
+    std::size_t size = line_->receive(buffer.data(), 0, whole_size, timeouts);
+    probed.has_echo = std::string_view(buffer.data(), size) == read.request;
+    if (probed.has_echo && takes_off_echo(read.request, read.request))
+        size = line_->receive(buffer.data(), 0, whole_size, timeouts);
     const std::string_view bytes(buffer.data(), size);
-    const std::size_t first = whole_reply_size(bytes);
-    if (first > 0 && bytes != read.request)
+    const std::size_t first = ledger_.whole_reply_size(bytes);
+    probed.is_whole = first > 0 && bytes != read.request;
+    if (probed.is_whole)
         ledger_.heard(bytes.substr(0, first), read.request, arrival_of_what_was_read());
     probed.exchange.ended_at = WallClock::now();
     probed.exchange.station = station;
@@ -414,28 +439,6 @@ void LinkLoop::end_rests() {
                  [this](int station) { return ledger_.listen_until(station, line_->looked_until()).has_value(); });
 }
 
-void LinkLoop::note_echo(bool heard) {
-    const Echo before = std::exchange(echo_, heard ? Echo::heard : Echo::none);
-    if (heard && before != Echo::heard)
-        watcher_.line_echoes();
-}
-
-bool LinkLoop::is_too_soon(std::size_t size) const {
-    constexpr auto tolerance = std::chrono::milliseconds(1);  // and a tenth
-    const auto shortest = line_->shortest_time(size);
-    const bool has_speed = speed_is_kept_ && shortest > std::chrono::nanoseconds::zero();
-    return has_speed && line_->now() + tolerance < line_->request_end() + shortest - shortest / 10;
-}
-
-// A port that is the controller itself answers sooner than any speed allows, and nothing comes after such a reply.
-void LinkLoop::note_speed(bool came_too_soon, bool came) {
-    constexpr int most_alone = 2;
-    if (!came_too_soon || came)
-        too_soon_alone_ = came ? 0 : too_soon_alone_;
-    else if (++too_soon_alone_ >= most_alone)
-        speed_is_kept_ = false;
-}
-
 // The driver repeats the request for ever as long as a station asks to wait.
 bool LinkLoop::may_wait_on(int station, std::string_view reply) {
     constexpr int most_waits = 16;
@@ -454,27 +457,8 @@ bool LinkLoop::would_be_taken(std::string_view bytes, std::string_view request, 
            bytes.substr(0, 2) == request.substr(0, 2);
 }
 
-// Looks for late replies in what came when no reply was expected.
 void LinkLoop::hear(std::string_view bytes) {
-    keep(unjudged_, bytes);
-    std::string_view left = unjudged_;
-    while (!left.empty()) {
-        const std::size_t size = ledger_.reply_size(left);
-        if (size == 0 || size > left.size()) {
-            // The rest of a reply may follow; what cannot be the beginning of one is skipped.
-            if (size == 0 && left.size() > rtu::exception_size)
-                left.remove_prefix(1);
-            else
-                break;
-            continue;
-        }
-        const std::string_view reply = left.substr(0, size);
-        const bool whole = rtu::crc_is_right(reply);
-        if (whole)
-            ledger_.heard(reply, {}, arrival_of_what_was_read());
-        left.remove_prefix(whole ? size : 1);
-    }
-    unjudged_.erase(0, unjudged_.size() - left.size());
+    stray_.hear(bytes, arrival_of_what_was_read());
     report_lateness();
 }
 

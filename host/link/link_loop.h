@@ -2,9 +2,12 @@
 
 #include "host/driver/driver_library.h"
 #include "host/line/channel.h"
+#include "host/link/line_echo.h"
 #include "host/link/link_watcher.h"
 #include "host/link/reply_ledger.h"
 #include "host/link/rtu_shape.h"
+#include "host/link/stray_bytes.h"
+#include "host/link/wire_speed.h"
 
 #include <QtCore/QByteArray>
 
@@ -37,6 +40,8 @@ struct LoopSettings {
     ReplyTimeouts timeouts;
     /// The driver adds up the failed replies of different requests. With this, each request begins at 0.
     bool retries_per_request = false;
+    /// A line may return what is sent: the echo is taken off, and what comes after it is the reply.
+    bool takes_off_echo = false;
 };
 
 /// Asks the driver for the next request, sends it, returns the reply to the driver, reports to `watcher`. For one
@@ -72,8 +77,6 @@ public:
     void line_was_lost();
 
 private:
-    enum class Echo { unknown, none, heard };
-
     // The result of waiting for a reply. Its bytes are the first of reply_.
     struct Reply {
         int size;       // bytes that came and are not of a late reply
@@ -87,6 +90,8 @@ private:
     struct Probe {
         Exchange exchange{};
         std::string request, reply, stale;
+        bool has_echo = false;  // its own bytes came back
+        bool is_whole = false;  // so did a reply with a right check
     };
 
     void idle();
@@ -95,20 +100,20 @@ private:
     int take_for_good(QByteArray &reply);
     bool listen_before(int station);
     void exchange(const Protocol &request);
+    bool is_final(const Exchange &exchange, unsigned refusal) const;
+    bool comes_after_settling(const Exchange &exchange, unsigned refusal) const;
     void end_exchange(Exchange &exchange, const Reply &reply);
     bool ask(std::string_view request, int station, int reply_size);
     Reply await_reply(std::string_view request, int station, int reply_size);
     ReplyLedger::Arrival arrival_of_what_was_read() const;
-    std::size_t whole_reply_size(std::string_view bytes) const;
+    bool takes_off_echo(std::string_view bytes, std::string_view request);
     bool is_echo(std::string_view bytes, std::size_t first, std::string_view request, std::size_t due);
-    void probe_for_echo(std::string_view request);
+    std::optional<Probe> probe_for_echo(std::string_view request);
+    void find_echo_before(std::string_view request);
     std::optional<Probe> probe(const rtu::ShortRead &read, const ReplyTimeouts &timeouts, const Channel::Heard &heard);
     void report_probe(Probe &probe, ProbePurpose purpose);
     void ask_one_that_rests(bool is_idle);
     void end_rests();
-    void note_echo(bool heard);
-    bool is_too_soon(std::size_t size) const;
-    void note_speed(bool came_too_soon, bool came);
     bool may_wait_on(int station, std::string_view reply);
     static bool would_be_taken(std::string_view bytes, std::string_view request, int reply_size);
     void hear(std::string_view bytes);
@@ -124,19 +129,18 @@ private:
     const Channel::Heard heard_ = [this](std::string_view bytes) {
         hear(bytes);
     };
-    Echo echo_ = Echo::unknown;
+    LineEcho echo_;
+    WireSpeed speed_;
+    StrayBytes stray_;
     StationRests *const rests_;
     RefusedBlocks *const refused_;
     std::set<std::string> handed_back_;  // requests that were refused without being sent, since one was
     std::optional<Probe> echo_probe_;
-    std::map<int, int> waits_;   // how often in a row a station has asked the host to wait
-    bool speed_is_kept_ = true;  // no reply comes sooner than the line's speed allows
-    int too_soon_alone_ = 0;     // such replies in a row, after which nothing came
+    std::map<int, int> waits_;  // how often in a row a station has asked the host to wait
     QByteArray reply_;
     std::uint64_t counted_ = 0;  // bytes that had come in at the end of the previous exchange
     std::string stale_;          // came in before the request
     std::string late_;           // came in while the loop waited for its reply, and is for another request
-    std::string unjudged_;       // came in when no reply was expected, and may yet become a reply
 };
 
 }  // namespace kelpo

@@ -4,7 +4,10 @@
 
 namespace kelpo {
 
-const char *const echo_words = "the line returns what is sent: it is a loop, or the adapter receives what it sends";
+std::string echo_words(bool is_taken_off) {
+    return is_taken_off ? "the line returns what is sent, and that is taken off"
+                        : "the line returns what is sent: it is a loop, or the adapter receives what it sends";
+}
 
 std::string late_words(int station, std::chrono::milliseconds time, std::chrono::milliseconds reply_timeout) {
     return "station " + std::to_string(station) + " answers after up to " + std::to_string(time.count()) +
@@ -19,7 +22,7 @@ std::vector<std::string> LinkRemarks::sentences() const {
     const std::lock_guard<std::mutex> locked(mutex_);
     std::vector<std::string> all;
     if (echoes_)
-        all.emplace_back(echo_words);
+        all.push_back(echo_words(*echoes_));
     for (const auto &[station, time] : latest_)
         all.push_back(late_words(station, time, reply_timeout_));
     for (const int station : waiting_)
@@ -39,10 +42,10 @@ void LinkRemarks::reply_late(int station, std::chrono::milliseconds time) {
     latest_[station] = time;
 }
 
-void LinkRemarks::line_echoes() {
+void LinkRemarks::line_echoes(bool is_taken_off) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    if (!std::exchange(echoes_, true))
-        new_.emplace_back(echo_words);
+    if (!std::exchange(echoes_, is_taken_off))
+        new_.push_back(echo_words(is_taken_off));
 }
 
 void LinkRemarks::wait_refused(int station) {

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,7 +18,7 @@ std::string late_words(int station, std::chrono::milliseconds time, std::chrono:
 std::string waiting_words(int station);
 
 /// In words for the user: the line returns what is sent.
-extern const char *const echo_words;
+std::string echo_words(bool is_taken_off);
 
 /// Keeps what the user should know about a line beyond the requests that were asked for. Any thread may read it.
 class LinkRemarks : public LinkWatcher {
@@ -31,7 +32,7 @@ public:
     std::vector<std::string> take_new();
 
     void reply_late(int station, std::chrono::milliseconds time) override;
-    void line_echoes() override;
+    void line_echoes(bool is_taken_off) override;
     void wait_refused(int station) override;
 
 private:
@@ -39,7 +40,7 @@ private:
     mutable std::mutex mutex_;  // guards all below
     std::map<int, std::chrono::milliseconds> latest_;
     std::set<int> waiting_;
-    bool echoes_ = false;
+    std::optional<bool> echoes_;  // and it is taken off
     std::vector<std::string> new_;
 };
 

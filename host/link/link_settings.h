@@ -33,6 +33,8 @@ struct LinkSettings {
     int max_count = 100;  ///< most units in one request, 1 to 100
     ReopenPauses pauses;
     RestSettings rest;
+    /// A line that returns what is sent: the echo is taken off, and what comes after it is the reply.
+    bool takes_off_echo = false;
 };
 
 }  // namespace kelpo

@@ -68,9 +68,9 @@ void WatcherList::rest_ended(int station, bool has_answered) {
         watcher->rest_ended(station, has_answered);
 }
 
-void WatcherList::line_echoes() {
+void WatcherList::line_echoes(bool is_taken_off) {
     for (LinkWatcher *watcher : watchers_)
-        watcher->line_echoes();
+        watcher->line_echoes(is_taken_off);
 }
 
 void WatcherList::wait_refused(int station) {

@@ -81,7 +81,8 @@ public:
     virtual void reply_late(int /*station*/, std::chrono::milliseconds /*time*/) {}
 
     /// The host has asked a station for one unit by itself, for this purpose. Not counted as an exchange. Of `exchange`
-    /// only times, bytes and station are filled in. Comes after exchanged() of the request that called for it.
+    /// only times, bytes and station are filled in. Comes right before or after
+    /// exchanged() of the request that called for it.
     virtual void line_probed(const Exchange & /*exchange*/, ProbePurpose /*purpose*/) {}
 
     /// A station gave no reply to several reads in a row: the driver does not ask it any more. One short request
@@ -91,9 +92,9 @@ public:
     /// A station that rested is asked as before: since it has answered, or else because the user has switched it.
     virtual void rest_ended(int /*station*/, bool /*has_answered*/) {}
 
-    /// The line returns what is sent: it is a loop, or an adapter receives what it sends. Reported once for each time
-    /// that the line is opened.
-    virtual void line_echoes() {}
+    /// The line returns what is sent: it is a loop, or an adapter receives what it sends. `is_taken_off`: the host
+    /// takes replies from what comes after that. Reported once for each time that the line is opened.
+    virtual void line_echoes(bool /*is_taken_off*/) {}
 
     /// A station has asked the host to wait too often in a row: from now on this counts as no reply.
     virtual void wait_refused(int /*station*/) {}
@@ -123,7 +124,7 @@ public:
     void line_probed(const Exchange &exchange, ProbePurpose purpose) override;
     void station_rests(int station, std::chrono::milliseconds pause) override;
     void rest_ended(int station, bool has_answered) override;
-    void line_echoes() override;
+    void line_echoes(bool is_taken_off) override;
     void wait_refused(int station) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;

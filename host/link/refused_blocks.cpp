@@ -6,9 +6,21 @@
 #include <utility>
 
 namespace kelpo {
+namespace {
+
+// A station that needs time has it soon. Asked once a second, it takes little from the others.
+constexpr std::chrono::milliseconds first_short_pause(100);
+constexpr std::chrono::milliseconds longest_short_pause(1000);
+
+}  // namespace
 
 RefusedBlocks::RefusedBlocks(const Driver &driver, const RestSettings &settings, Clock clock)
-    : driver_(driver), clock_(std::move(clock)), pause_(settings.first, settings.longest) {}
+    : driver_(driver), clock_(std::move(clock)), pause_(settings.first, settings.longest),
+      short_pause_(first_short_pause, longest_short_pause) {}
+
+bool RefusedBlocks::has_pause(const RequestName &request, unsigned exception_code) {
+    return request.is_polled() && (rtu::is_lasting(exception_code) || rtu::needs_time(exception_code));
+}
 
 std::optional<std::string> RefusedBlocks::refusal_of(std::string_view request) {
     if (std::exchange(switched_, driver_.times_switched()) != driver_.times_switched())
@@ -23,7 +35,7 @@ void RefusedBlocks::exchanged(const Exchange &exchange) {
     if (!exchange.name.is_polled() || exchange.outcome == Outcome::sent_again)
         return;
     const auto code = rtu::exception_code(exchange.reply, exchange.request);
-    if (!code || !rtu::is_lasting(*code)) {
+    if (!code || !has_pause(exchange.name, *code)) {
         const auto refused = refused_.find(exchange.request);
         if (refused != refused_.end())
             refused_.erase(refused);
@@ -32,8 +44,12 @@ void RefusedBlocks::exchanged(const Exchange &exchange) {
     Refused &refused = refused_[std::string(exchange.request)];
     refused.station = exchange.station;
     refused.reply = exchange.reply;
-    refused.pause = pause_.after(refused.pause);
-    refused.until = clock_() + pause_.by_chance(refused.pause);
+    const bool is_lasting = rtu::is_lasting(*code);
+    if (std::exchange(refused.is_lasting, is_lasting) != is_lasting)
+        refused.pause = std::chrono::milliseconds(0);
+    GrowingPause &pause = is_lasting ? pause_ : short_pause_;
+    refused.pause = pause.after(refused.pause);
+    refused.until = clock_() + pause.by_chance(refused.pause);
 }
 
 void RefusedBlocks::rest_ended(int station, bool) {

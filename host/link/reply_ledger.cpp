@@ -53,6 +53,11 @@ std::size_t ReplyLedger::reply_size(std::string_view bytes) const {
     return asks_to_wait && !station->second.entries.empty() ? rtu::exception_size : 0;
 }
 
+std::size_t ReplyLedger::whole_reply_size(std::string_view bytes) const {
+    const std::size_t size = reply_size(bytes);
+    return size != 0 && size <= bytes.size() && rtu::crc_is_right(bytes.substr(0, size)) ? size : 0;
+}
+
 ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view awaited, Arrival arrival) {
     const int number = static_cast<int>(byte_at(reply, 0));
     const auto found = stations_.find(number);

@@ -48,6 +48,10 @@ public:
     /// cannot belong to any of them, or not enough of it is there.
     std::size_t reply_size(std::string_view bytes) const;
 
+    /// The size of the reply at the beginning of `bytes`, if reply_size() knows it, all of it is there and its check is
+    /// right; otherwise 0.
+    std::size_t whole_reply_size(std::string_view bytes) const;
+
     /// When something came in. A host that does not get the processor reads it long after it came: so it is only known
     /// that it came between two moments.
     struct Arrival {

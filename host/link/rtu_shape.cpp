@@ -44,6 +44,10 @@ bool is_write(unsigned function) {
     return function == 5 || function == 6 || function == 15 || function == 16;
 }
 
+bool is_acknowledged_by_itself(std::string_view request) {
+    return request.size() == acknowledgement_size && (byte_at(request, 1) == 5 || byte_at(request, 1) == 6);
+}
+
 std::optional<unsigned> exception_code(std::string_view reply, std::string_view request) {
     if (reply.size() != exception_size || request.size() < 2 || reply[0] != request[0] ||
         byte_at(reply, 1) != (byte_at(request, 1) | exception_bit) || !crc_is_right(reply))

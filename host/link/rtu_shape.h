@@ -10,6 +10,7 @@ namespace kelpo {
 /// What the bytes of Modbus RTU frames show without further knowledge.
 namespace rtu {
 
+constexpr std::size_t most_bytes = 512;  ///< twice the longest frame: an over-long reply is seen as one
 constexpr std::size_t exception_size = 5;
 constexpr std::size_t acknowledgement_size = 8;
 constexpr std::size_t read_request_size = 8;
@@ -26,6 +27,9 @@ std::string with_crc(std::string bytes);
 
 bool is_read(unsigned function);   ///< 1 to 4
 bool is_write(unsigned function);  ///< 5, 6, 15 and 16
+
+/// A write of one coil or register (functions 5 and 6): its acknowledgement is the same, byte for byte.
+bool is_acknowledged_by_itself(std::string_view request);
 
 /// Why `reply` refuses `request`; nothing when it is no refusal of it, or its check is wrong.
 std::optional<unsigned> exception_code(std::string_view reply, std::string_view request);

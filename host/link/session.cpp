@@ -29,7 +29,7 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
     for (LinkWatcher *watcher : watchers)
         watchers_.add(*watcher);
     auto &info = driver.configure({settings.max_count, settings.retries});
-    const LoopSettings loop{settings.timeouts, settings.retries_per_request};
+    const LoopSettings loop{settings.timeouts, settings.retries_per_request, settings.takes_off_echo};
     if (settings.rest.enabled) {
         rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_);
         refused_.emplace(driver, settings.rest);

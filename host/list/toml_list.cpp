@@ -339,7 +339,7 @@ private:
         if (found == nullptr)
             return;
         TableReader reader(*found, "[link]", file_, builder_);
-        reader.allow({"retries", "max-count", "rest", "rest-after", "retry-s"});
+        reader.allow({"retries", "max-count", "rest", "rest-after", "retry-s", "echo"});
         if (const auto retries = reader.number("retries", 0, 100))
             list_.link.retries = static_cast<int>(*retries);
         if (const auto max_count = reader.number("max-count", 1, 100))
@@ -350,6 +350,11 @@ private:
             rest.after = static_cast<int>(*after);
         if (const auto longest = reader.number("retry-s", 1, 3600))
             rest.longest = std::chrono::seconds(*longest);
+        if (const auto echo = reader.text("echo", "auto")) {
+            if (*echo != "auto" && *echo != "off")
+                reader.refuse(*reader.find("echo"), "echo " + in_quotes(*echo) + "; \"auto\" or \"off\"");
+            list_.link.takes_off_echo = *echo == "auto";
+        }
     }
 
     void read_timeouts() {

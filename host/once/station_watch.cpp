@@ -45,9 +45,9 @@ void StationWatch::exchanged(const Exchange &exchange) {
         heard(*station, late);
 }
 
-void StationWatch::line_echoes() {
+void StationWatch::line_echoes(bool is_taken_off) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    echoes_ = true;
+    echoes_ = !is_taken_off;
 }
 
 // A late reply says less than one in time.

@@ -28,7 +28,7 @@ struct StationAnswer {
 class StationWatch : public LinkWatcher {
 public:
     void exchanged(const Exchange &exchange) override;
-    void line_echoes() override;
+    void line_echoes(bool is_taken_off) override;
 
     /// How many stations were asked and will not be asked again.
     int asked() const;

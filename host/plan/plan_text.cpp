@@ -176,7 +176,7 @@ void print_head(const Plan &plan, const std::string &title, std::ostream &out) {
         << " registers in each\n"
         << character_text(line) << ": " << line.character_time().count() / 1000 << " us a character, "
         << milliseconds_text(line.frame_gap()) << " ms between frames, " << milliseconds_text(plan.list.turnaround)
-        << " ms until a controller answers\n";
+        << " ms until a controller answers" << (plan.list.link.takes_off_echo ? ", echoes taken off" : "") << "\n";
 }
 
 }  // namespace

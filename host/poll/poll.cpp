@@ -30,7 +30,8 @@ std::string line_text(const LineSettings &line) {
 std::string title(const PollOptions &options, int blocks) {
     const auto variables = static_cast<std::int64_t>(options.list.variables.size());
     return "kelpo poll " + file_name(options.list_file) + "  " + counted(variables, "variable") + " in " +
-           counted(blocks, "block") + "  " + line_text(options.list.link.line);
+           counted(blocks, "block") + "  " + line_text(options.list.link.line) +
+           (options.list.link.takes_off_echo ? ", echoes taken off" : "");
 }
 
 // False when the output has no reader any more.

@@ -29,6 +29,7 @@ max-count = 32
 rest = false
 rest-after = 3
 retry-s = 10
+echo = "auto"
 [timeouts]
 reply-ms = 700
 inter-character-ms = 20
@@ -51,6 +52,7 @@ address = 0
     EXPECT_FALSE(link.rest.enabled);
     EXPECT_EQ(link.rest.after, 3);
     EXPECT_EQ(link.rest.longest, std::chrono::seconds(10));
+    EXPECT_TRUE(link.takes_off_echo);
     EXPECT_EQ(link.timeouts.reply.count(), 700);
     EXPECT_EQ(link.timeouts.inter_character.count(), 20);
     EXPECT_EQ(link.timeouts.settle.count(), 0);
@@ -65,6 +67,7 @@ TEST(ListFile, LeavesWhatIsNotSaidAsItIsByDefault) {
     EXPECT_TRUE(reading.list.link.rest.enabled);
     EXPECT_EQ(reading.list.link.rest.after, 2);
     EXPECT_EQ(reading.list.link.rest.longest, std::chrono::seconds(30));
+    EXPECT_FALSE(reading.list.link.takes_off_echo);
     EXPECT_EQ(reading.list.turnaround, std::chrono::milliseconds(5));
     ASSERT_EQ(reading.list.variables.size(), 1U);
     const Variable &variable = reading.list.variables[0];
@@ -224,6 +227,8 @@ const Mistake settings[] = {
     {"[link]\nretries = -1\n", "2: retries -1; a whole number, 0 to 100"},
     {"[link]\nrest-after = 0\n", "2: rest-after 0; a whole number, 1 to 100"},
     {"[link]\nretry-s = 0\n", "2: retry-s 0; a whole number, 1 to 3600"},
+    {"[link]\necho = \"on\"\n", "2: echo \"on\"; \"auto\" or \"off\""},
+    {"[link]\necho = true\n", "2: echo is true or false; a text in quotes, such as echo = \"auto\""},
     {"[link]\nmax-count = 101\n", "2: max-count 101; a whole number, 1 to 100"},
     {"[timeouts]\nreply-ms = 0\n", "2: reply-ms 0; a whole number, 1 to 60000"},
     {"[timeouts]\nreply = 500\n", "2: unknown key \"reply\" in [timeouts]; \"reply-ms\" was meant"},

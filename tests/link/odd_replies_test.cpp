@@ -44,6 +44,7 @@ public:
     void exchanged(const Exchange &exchange) override {
         seen.push_back({std::string(exchange.request), std::string(exchange.reply), std::string(exchange.late),
                         exchange.outcome, exchange.code});
+        discarded += exchange.discarded;
         if (seen.size() == most)
             line_.stop();
     }
@@ -58,6 +59,7 @@ public:
     std::vector<SeenExchange> seen;
     std::vector<std::pair<int, int>> ended;
     std::vector<std::string> probes;
+    std::uint64_t discarded = 0;
 
 private:
     SimulatedLine &line_;
@@ -196,6 +198,124 @@ TEST_F(OddReplies, TheEchoOfAWriteOfOneBitIsNoAcknowledgement) {
     EXPECT_EQ(recorder.probes, std::vector<std::string>{sent[1]});
     EXPECT_EQ(sent[1], with_crc(sent[0].substr(0, 1) + '\1' + sent[0].substr(2, 2) + std::string("\0\1", 2)));
     EXPECT_EQ(recorder.sentences().size(), 1U);
+}
+
+// Where the echo is to be taken off.
+class Echoes : public OddReplies {
+protected:
+    Echoes() {
+        settings.takes_off_echo = true;
+    }
+    /// Each request comes back, and then its reply.
+    void echo_and(std::function<std::string(const std::string &)> reply) {
+        answer = [this, reply = std::move(reply)](const std::string &request) {
+            line.comes(milliseconds(1), request);
+            line.comes(milliseconds(20), reply(request));
+        };
+    }
+};
+
+TEST_F(Echoes, AreTakenOffAndTheReplyComesAfterThem) {
+    read_once("100");
+    write("100");
+    echo_and([](const std::string &request) { return request == read_100 ? reply_111 : written_100; });
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{2, done}, {1, done}}));
+    EXPECT_EQ(recorder.seen[0].reply, written_100);
+    EXPECT_EQ(recorder.seen[1].reply, reply_111);
+    EXPECT_EQ(recorder.discarded, 0U);
+    EXPECT_TRUE(recorder.probes.empty());
+    EXPECT_EQ(recorder.sentences(), std::vector<std::string>{"the line returns what is sent, and that is taken off"});
+}
+
+TEST_F(Echoes, AloneAreNoReply) {
+    read_once("100");
+    write("100");
+    write("10", 2);
+    answer = [&](const std::string &request) {
+        line.comes(milliseconds(1), request);
+    };
+    run(3);
+    EXPECT_EQ(recorder.ended, (Ends{{2, failed}, {3, failed}, {1, failed}}));
+    for (const SeenExchange &each : recorder.seen)
+        EXPECT_EQ(each.reply, "");
+}
+
+// The acknowledgement is its request once more.
+TEST_F(Echoes, OfAWriteOfOneBitAreExpectedTwice) {
+    write("10", 2);
+    write("11", 2);
+    echo_and([](const std::string &request) {
+        return request[1] == 5 ? request : with_crc(std::string("\x01\x01\x01\x00", 4));
+    });
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}, {2, done}}));
+    ASSERT_EQ(sent.size(), 3U);
+    EXPECT_EQ(sent[0][1], 1);
+    EXPECT_EQ(recorder.probes, std::vector<std::string>{sent[0]});
+    EXPECT_EQ(recorder.seen[0].reply, sent[1]);
+    EXPECT_EQ(recorder.discarded, 0U);
+}
+
+TEST_F(Echoes, AreNotWaitedForOnALineThatReturnsNothing) {
+    write("10", 2);
+    read_once("100");
+    write("11", 2);
+    answer = [&](const std::string &request) {
+        line.comes(milliseconds(10), request[1] == 5   ? request
+                                     : request[1] == 1 ? with_crc(std::string("\x01\x01\x01\x00", 4))
+                                                       : reply_111);
+    };
+    run(3);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}, {3, done}, {2, done}}));
+    EXPECT_EQ(recorder.probes.size(), 1U);
+    EXPECT_TRUE(recorder.sentences().empty());
+}
+
+TEST_F(Echoes, ThatAreDamagedMakeAReplyDamaged) {
+    info.retry_times = 1;
+    write("10", 2);
+    bool damaged = false;
+    answer = [&](const std::string &request) {
+        const bool is_write = request[1] == 5;
+        std::string echo = request;
+        if (is_write && !std::exchange(damaged, true))
+            echo[3] ^= 1;
+        line.comes(milliseconds(1), echo);
+        line.comes(milliseconds(20), is_write ? request : with_crc(std::string("\x01\x01\x01\x00", 4)));
+    };
+    run(2);
+    EXPECT_EQ(recorder.seen[0].outcome, Outcome::sent_again);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}}));
+}
+
+// The reply alone: the adapter has stopped, or the echo was lost. Then its bytes once are no acknowledgement either.
+TEST_F(Echoes, ThatWereHeardAreExpectedFromThenOn) {
+    read_once("100");
+    bool first = true;
+    answer = [&](const std::string &request) {
+        if (std::exchange(first, false)) {
+            line.comes(milliseconds(1), request);
+            read_once("200");
+        } else if (request == read_200) {
+            write("10", 2);
+        }
+        line.comes(milliseconds(20), request == read_100 ? reply_111 : request == read_200 ? reply_222 : request);
+    };
+    run(3);
+    EXPECT_EQ(recorder.ended, (Ends{{1, done}, {2, done}, {3, failed}}));
+}
+
+TEST_F(OddReplies, DamagedBytesDoNotShowThatALineReturnsNothing) {
+    read_once("100");
+    answer = [&](const std::string &request) {
+        if (request == read_100)
+            write("10", 2);
+        line.comes(milliseconds(10),
+                   request == read_100 ? std::string("\x01\x03\x00\x65\x00\x01\xC5\xD5", 8) : request);
+    };
+    run(2);
+    EXPECT_EQ(recorder.ended, (Ends{{1, failed}, {2, failed}}));
 }
 
 class ProbeAnswers : public OddReplies, public testing::WithParamInterface<std::string> {};

@@ -76,15 +76,66 @@ TEST_F(RefusedBlocks, ForAnyOtherReasonAreTriedAsOftenAsTheDriverWants) {
     EXPECT_EQ(Again(reports.begin(), reports.begin() + 3), each);
 }
 
+class RefusalsForATime : public RefusedBlocks, public testing::WithParamInterface<unsigned> {};
+
 // 5: it works on the request, 6: it is busy.
-TEST_F(RefusedBlocks, ByAStationThatNeedsTimeAreAskedForAfterTheSettleTime) {
-    refuse(6);
-    after(seconds(5), [this] { refuse(5); });
-    run(seconds(10));
+INSTANTIATE_TEST_SUITE_P(OfAStationThatNeedsTime, RefusalsForATime, testing::Values(5, 6));
+
+TEST_P(RefusalsForATime, CostOneExchangeASecond) {
+    refuse(GetParam());
+    run(minutes(2));
     const std::vector<Asked> all = asked_of_refused();
-    ASSERT_GT(all.size(), 20U);
-    for (std::size_t i = 1; i < all.size(); ++i)
-        EXPECT_GE(all[i].time - all[i - 1].time, milliseconds(115)) << i;
+    ASSERT_GT(all.size(), 100U);
+    milliseconds pause(50);
+    for (std::size_t i = 1; i < all.size(); ++i) {
+        pause = std::min<milliseconds>(2 * pause, seconds(1));
+        const auto really = all[i].time - all[i - 1].time;
+        EXPECT_GT(really, pause * 9 / 10) << i;
+        EXPECT_LT(really, pause * 11 / 10 + milliseconds(300)) << i;
+    }
+    EXPECT_EQ(outcomes(), std::vector<Outcome>(all.size(), Outcome::given_up));
+    // Each exchange takes 15 ms, and nothing else takes any time.
+    EXPECT_GT(asked.size(), static_cast<std::size_t>(minutes(2) / milliseconds(15)) - 10);
+    EXPECT_TRUE(resting.empty());
+}
+
+TEST_P(RefusalsForATime, OfWhatTheUserReadsAreAskedForAgainAfterTheSettleTime) {
+    answer = [](int, const std::string &request) {
+        return refusal(request, GetParam());
+    };
+    std::size_t before = 0;
+    after(seconds(10), [&] {
+        before = asked.size();
+        driver.queue_read({"", dying, 7, "200", 5, View::unsigned_words});
+    });
+    run(seconds(11));
+    std::vector<Time> tries;
+    for (std::size_t i = before; i < asked.size(); ++i)
+        if (byte_at(asked[i].bytes, 5) == 5)
+            tries.push_back(asked[i].time);
+    ASSERT_EQ(tries.size(), 3U);
+    EXPECT_EQ(tries[1] - tries[0], milliseconds(115));
+    EXPECT_EQ(tries[2] - tries[1], milliseconds(115));
+}
+
+TEST_F(RefusedBlocks, BeginWithTheOtherPauseWhenTheReasonChanges) {
+    refuse(6);
+    after(seconds(20), [this] { refuse(2); });
+    after(seconds(60), [this] { refuse(6); });
+    run(seconds(110));
+    const std::vector<Asked> all = asked_of_refused();
+    const auto pauses_from = [&](seconds time) {
+        std::vector<nanoseconds> pauses;
+        for (std::size_t i = 1; i < all.size(); ++i)
+            if (all[i - 1].time >= line.now() - seconds(110) + time && pauses.size() < 2)
+                pauses.push_back(all[i].time - all[i - 1].time);
+        return pauses;
+    };
+    const auto lasting = pauses_from(seconds(20)), busy = pauses_from(seconds(60));
+    EXPECT_GT(lasting.at(0), milliseconds(900));
+    EXPECT_GT(lasting.at(1), milliseconds(1800));
+    EXPECT_LT(busy.at(0), milliseconds(400));
+    EXPECT_LT(busy.at(1), milliseconds(500));
 }
 
 TEST_F(RefusedBlocks, AreAskedForAsBeforeOnceTheyAreAnswered) {

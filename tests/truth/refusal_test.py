@@ -64,6 +64,19 @@ class Refusal(Sentences):
         self.assertEqual({record["quality"] for record in later}, {"bad"})
         self.assertLess(len(self.refused()), asked + 10)
 
+    def test_a_polled_block_that_a_station_is_too_busy_for_leaves_the_time_to_the_others(self):
+        for code in (5, 6):
+            self.code = code
+            before, refused = len(self.controller.asked()), len(self.refused())
+            poll = self.poll()
+            self.controller.wait_for(lambda: len(self.controller.asked()) > before + 1500, "1500 requests")
+            self.assertLess(len(self.refused()) - refused, 150)
+            self.code = None
+            self.controller.wait_for(
+                lambda: poll.records(kind="value", name=str(REFUSED_BLOCK), quality="good"), "a value")
+            poll.process.terminate()
+            poll.process.wait()
+
     def test_without_rest_it_is_asked_for_once_in_each_cycle(self):
         self.poll("--no-rest")
         self.controller.wait_for(lambda: len(self.controller.asked()) > 300, "300 requests")
