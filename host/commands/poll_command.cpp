@@ -2,7 +2,7 @@
 #include "host/commands/line_options.h"
 #include "host/commands/output_check.h"
 #include "host/commands/stop_on_signals.h"
-#include "host/commands/within_option.h"
+#include "host/commands/write_waits_option.h"
 
 #include "host/list/list_file.h"
 #include "host/list/remark_text.h"
@@ -19,10 +19,10 @@ namespace {
 
 /// What the command line gave.
 struct Chosen {
-    explicit Chosen(common::Command command) : line(command, LinkSettings()), within(command) {}
+    explicit Chosen(common::Command command) : line(command, LinkSettings()), waits(command) {}
 
     LineOptions line;
-    WithinOption within;
+    WriteWaitsOption waits;
     std::string list;
     std::optional<RecordFormat> format;
     std::optional<int> seconds;
@@ -53,7 +53,7 @@ ExitCode run(const Chosen &chosen) {
         options.every = std::chrono::milliseconds(*chosen.every);
     options.writes = chosen.writes;
     options.trace_file = chosen.trace_file;
-    options.within = chosen.within.value();
+    options.waits = chosen.waits.value();
 
     StopSignal stop;
     const StopOnSignals on_signals(stop);

@@ -1,6 +1,6 @@
 #include "host/commands/commands.h"
 #include "host/commands/once_options.h"
-#include "host/commands/within_option.h"
+#include "host/commands/write_waits_option.h"
 
 namespace kelpo {
 
@@ -8,7 +8,7 @@ void add_write_command(common::Command app, int &exit_code) {
     common::Command write = app.add_subcommand("write", "Write registers and bits.");
     const OnceCommandOptions options(write);
     write.add_flag("--check", options.chosen().check, "Read back what was written, and compare");
-    const WithinOption within(write);
+    const WriteWaitsOption waits(write);
     write.footer(std::string(references_help) +
                  "\nExamples:\n"
                  "  kelpo write --line /dev/ttyUSB0 --speed 19200 --parity even 1:7:100=42\n"
@@ -20,8 +20,8 @@ void add_write_command(common::Command app, int &exit_code) {
                  "\nEnds with 0 when all was written, 1 when --check finds another value or a write was not sent in "
                  "time, 7 bad\naddress, 8 no reply, 9 refused by the controller, 10 bad reply; the highest of them "
                  "when several references\nfail. 'kelpo --help' has all exit codes.");
-    write.callback([options, within, &exit_code] {
-        options.chosen().within = within.value();
+    write.callback([options, waits, &exit_code] {
+        options.chosen().waits = waits.value();
         exit_code = static_cast<int>(options.run(run_write));
     });
 }

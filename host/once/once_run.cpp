@@ -12,8 +12,9 @@ LinkSettings each_request_for_itself(LinkSettings settings) {
 
 }  // namespace
 
-OnceRun::OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher)
-    : driver_(driver), max_count_(settings.max_count), stop_(stop), writer_(driver), remarks_(settings.timeouts.reply),
+OnceRun::OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher, IfAway if_away)
+    : driver_(driver), max_count_(settings.max_count), stop_(stop), writer_(driver, if_away),
+      remarks_(settings.timeouts.reply),
       session_(driver, each_request_for_itself(settings), stop, {&watch_, &writer_, &remarks_, &watcher}, OnLoss::end) {
 }
 

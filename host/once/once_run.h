@@ -22,7 +22,8 @@ class OnceRun {
 public:
     /// `stop` ends the run early; it, the driver, and `watcher`, which is informed of what happens on the link, must
     /// outlive the run.
-    OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher);
+    OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher,
+            IfAway if_away = IfAway::wait_for_line);
 
     /// Opens the line. Throws LineError.
     void start();

@@ -117,7 +117,7 @@ std::vector<ReadName> ask(OnceRun &run, const std::vector<Reference> &references
 std::vector<ReadName> write(OnceRun &run, const std::vector<Reference> &references, const OnceOptions &options,
                             std::chrono::steady_clock::time_point asked) {
     for (const Reference &reference : references)
-        run.queue_write(reference, asked, options.within);
+        run.queue_write(reference, asked, options.waits.within);
     run.wait_until_served([] {});
     std::vector<ReadName> names(references.size());
     if (!options.check)
@@ -142,7 +142,7 @@ ExitCode run_once(DriverOnDemand &on_demand, const OnceOptions &options, Purpose
         return code;
 
     LinkWatcher nobody_else;
-    OnceRun run(driver, options.link, stop, nobody_else);
+    OnceRun run(driver, options.link, stop, nobody_else, options.waits.if_away);
     run.start();
     const std::vector<ReadName> reads =
         purpose == Purpose::read ? ask(run, references) : write(run, references, options, asked);

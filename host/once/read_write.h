@@ -16,11 +16,11 @@ namespace kelpo {
 
 struct OnceOptions {
     LinkSettings link;
-    std::optional<int> station;                                 ///< of references that name none
-    std::vector<std::string> references;                        ///< as reference_from takes them
-    bool json = false;                                          ///< one JSON object for each reference instead of lines
-    bool check = false;                                         ///< for a write: read back and compare
-    std::chrono::milliseconds within = default_write_deadline;  ///< for a write: what is not begun by then is not sent
+    std::optional<int> station;           ///< of references that name none
+    std::vector<std::string> references;  ///< as reference_from takes them
+    bool json = false;                    ///< one JSON object for each reference instead of lines
+    bool check = false;                   ///< for a write: read back and compare
+    WriteWaits waits;                     ///< of writes
 };
 
 /// Reads each reference once and prints the values on `out`, what went wrong on `error`. All references are checked

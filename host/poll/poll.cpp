@@ -53,7 +53,7 @@ bool poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop
 }  // namespace
 
 ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, std::ostream &error) {
-    PollEngine engine(driver, options.list, stop, options.trace_file, options.within);
+    PollEngine engine(driver, options.list, stop, options.trace_file, options.waits);
     engine.start();
     const bool heard = poll(engine, options, stop);
     engine.finish();

@@ -21,7 +21,7 @@ struct PollOptions {
     /// For records: all values at this interval, instead of those that changed.
     std::optional<std::chrono::milliseconds> every;
     bool writes = false;  ///< records: take lines NAME=VALUE from standard input and write them
-    std::chrono::milliseconds within = default_write_deadline;  ///< a write that is not begun by then is not sent
+    WriteWaits waits;
     std::string trace_file;
 };
 

@@ -117,11 +117,11 @@ std::string RefusingStation::words() const {
 }
 
 PollEngine::PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
-                       std::chrono::milliseconds within)
-    : driver_(driver), list_(list), ring_(frames_kept), output_(opened(trace_file)), writer_(driver),
+                       const WriteWaits &waits)
+    : driver_(driver), list_(list), ring_(frames_kept), output_(opened(trace_file)), writer_(driver, waits.if_away),
       tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list.link.timeouts.reply),
       session_(driver, list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
-      within_(within), blocks_(driver.poll(places_to_read(driver, list.variables))), watch_(list.variables) {
+      waits_(waits), blocks_(driver.poll(places_to_read(driver, list.variables))), watch_(list.variables) {
     const std::vector<PolledBlock> blocks = driver.blocks();
     for (const PolledBlock &block : blocks)
         ++blocks_of_[block.station];
@@ -188,13 +188,11 @@ WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
     const ValueInput input = value_input(variable, typed);
     if (!input.mistake.empty())
         return {false, variable.name + ": " + input.mistake};
-    if (is_off(variable.station))
-        return {false, variable.name + ": not written, station " + std::to_string(variable.station) +
-                           " is switched off; switch it on first"};
-    const auto station = link_.stations.find(variable.station);
-    if (station != link_.stations.end() && station->second.next_try)
-        return {false, variable.name + ": not written, station " + std::to_string(variable.station) + " " +
-                           down_words(station->second)};
+    const std::string station_away = why_away(variable.station);
+    if (!station_away.empty() && waits_.if_away != IfAway::wait)
+        return {false, variable.name + ": not written, " + station_away};
+    if (!link_.line_error.empty() && waits_.if_away == IfAway::fail)
+        return {false, variable.name + ": not written, the line is lost: " + link_.line_error};
     const std::size_t waiting = writer_.requests();
     if (waiting + static_cast<std::size_t>(requests) > static_cast<std::size_t>(most_queued))
         return {false, variable.name + ": not written, too much waits to be written: " + std::to_string(waiting) +
@@ -202,10 +200,22 @@ WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
 
     const std::string text = text_of(variable.view, input.values);
     const int id = writer_.write(parts_of_write(driver_, variable, input.values, list_.link.max_count),
-                                 std::chrono::steady_clock::now(), within_);
+                                 std::chrono::steady_clock::now(), waits_.within);
     writes_[id] = {index, text};
+    const char *const awaited = !link_.line_open ? "line" : !station_away.empty() ? "station" : nullptr;
     return {true, "write " + variable.name + " = " + text + ": queued" +
-                      (link_.line_open ? "" : ", waits for the line at most " + duration_text(within_))};
+                      (awaited == nullptr
+                           ? std::string()
+                           : std::string(", waits for the ") + awaited + " at most " + duration_text(waits_.within))};
+}
+
+// What keeps the station from being asked, for the user; empty when nothing does.
+std::string PollEngine::why_away(int station) const {
+    const std::string name = "station " + std::to_string(station) + " ";
+    if (is_off(station))
+        return name + "is switched off; switch it on first";
+    const auto known = link_.stations.find(station);
+    return known != link_.stations.end() && known->second.next_try ? name + down_words(known->second) : std::string();
 }
 
 bool PollEngine::write_waits(std::size_t variable) const {
@@ -219,9 +229,11 @@ std::string PollEngine::switch_station(int station) {
     const bool switched_on = off_.erase(station) > 0;
     if (!switched_on) {
         off_.insert(station);
-        writer_.withdraw(station, "station " + std::to_string(station) + " was switched off before it was sent");
+        writer_.station_off(station, "station " + std::to_string(station) + " was switched off before it was sent");
     }
     driver_.switch_station(station, switched_on);
+    if (switched_on)
+        writer_.station_on(station);
     gauge_.forget_station(station);
     values_.forget_failures(station);
     return "station " + std::to_string(station) + (switched_on ? " switched on" : " switched off: it is not asked");

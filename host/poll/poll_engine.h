@@ -81,10 +81,10 @@ struct WriteAnswer {
 class PollEngine {
 public:
     /// Gives the driver the list. All that goes over the line goes to `trace_file` too, unless that is
-    /// empty: as a capture when the name ends in .pcap. A write that is not begun `within` that time is given up.
-    /// Driver and stop signal must outlive the engine. Throws TraceOutputError.
+    /// empty: as a capture when the name ends in .pcap. Writes wait as `waits` says. Driver and stop signal must
+    /// outlive the engine. Throws TraceOutputError.
     PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
-               std::chrono::milliseconds within);
+               const WriteWaits &waits);
 
     /// Opens the line and begins to poll; only then the trace file takes the place of an earlier one. Throws LineError
     /// and TraceOutputError.
@@ -116,8 +116,8 @@ public:
         return blocks_;
     }
 
-    /// Queues what the user typed for the variable at `index` of the list, or refuses it. What is queued waits while
-    /// the line is lost, for the time that was given to the engine. Each write that is accepted ends with one event.
+    /// Queues what the user typed for the variable at `index` of the list, or refuses it. Each write that is accepted
+    /// ends with one event.
     WriteAnswer write(std::size_t index, const std::string &typed);
 
     /// True while a write to the variable waits or is under way.
@@ -130,7 +130,7 @@ public:
     /// The stations that refuse something, by their numbers. As of the last refresh().
     std::map<int, RefusingStation> refusing() const;
 
-    /// Switches the station off or on again. Writes that wait for it fail. Returns what was done, for the user.
+    /// Switches the station off or on again. Returns what was done, for the user.
     std::string switch_station(int station);
 
     /// The last frames and notes on the line.
@@ -153,6 +153,7 @@ private:
 
     PollEvent event_of(const WriteResult &result);
     std::string down_words(const LinkReading::Station &station) const;
+    std::string why_away(int station) const;
     std::vector<std::size_t> never_read() const;
     void write_trace();
 
@@ -167,7 +168,7 @@ private:
     Tracer tracer_;
     LinkRemarks remarks_;
     Session session_;
-    const std::chrono::milliseconds within_;
+    const WriteWaits waits_;
     std::map<int, int> blocks_of_;  // by station
     int blocks_;
     VariableWatch watch_;

@@ -7,6 +7,8 @@
 namespace kelpo {
 namespace {
 
+using Kind = WriteResult::Kind;
+
 const std::string nobody_knows = "; it may have been written anyway";
 const std::string not_sent = "; it was not sent";
 
@@ -19,19 +21,30 @@ int WriteQueue::add(std::vector<WritePart> parts, Time asked, std::chrono::milli
     write.parts = std::move(parts);
     write.asked = asked;
     write.within = within;
-    const auto rests = resting_.find(write.parts.front().station);
-    if (rests != resting_.end())
-        results_.push_back({id, WriteResult::Kind::failed, ExitCode::no_reply, rests->second + not_sent});
+    const int station = write.parts.front().station;
+    const auto rests = resting_.find(station), is_off = off_.find(station);
+    if (line_lost_ && if_away_ == IfAway::fail)
+        results_.push_back({id, Kind::failed, ExitCode::no_line, "the line is lost: " + *line_lost_ + not_sent});
+    else if (is_off != off_.end() && if_away_ != IfAway::wait)
+        results_.push_back({id, Kind::failed, ExitCode::not_right, is_off->second});
+    else if (rests != resting_.end() && if_away_ != IfAway::wait)
+        results_.push_back({id, Kind::failed, ExitCode::no_reply, rests->second + not_sent});
     else
         waiting_.push_back(std::move(write));
     return id;
 }
 
+bool WriteQueue::is_away(int station) const {
+    return off_.count(station) > 0 || resting_.count(station) > 0;
+}
+
 std::optional<WriteQueue::Request> WriteQueue::next(Time now) {
     expire(now);
-    if (!current_ && !waiting_.empty()) {
-        current_ = std::move(waiting_.front());
-        waiting_.pop_front();
+    const auto first = std::find_if(waiting_.begin(), waiting_.end(),
+                                    [this](const Write &write) { return !is_away(write.parts.front().station); });
+    if (!current_ && first != waiting_.end()) {
+        current_ = std::move(*first);
+        waiting_.erase(first);
     }
     if (!current_ || current_->under_way)
         return std::nullopt;
@@ -66,7 +79,7 @@ void WriteQueue::part_is_through() {
     current_->under_way.reset();
     if (current_->begun < current_->parts.size())
         return;
-    results_.push_back({current_->id, WriteResult::Kind::done, ExitCode::all_well, {}});
+    results_.push_back({current_->id, Kind::done, ExitCode::all_well, {}});
     current_.reset();
 }
 
@@ -78,6 +91,13 @@ void WriteQueue::dropped(const std::string &why) {
 void WriteQueue::line_lost(const std::string &why) {
     if (current_)
         fail(ExitCode::no_line, "the line was lost: " + why + (current_->under_way ? nobody_knows : std::string()));
+    line_lost_ = why;
+    if (if_away_ == IfAway::fail)
+        fail_waiting([](const Write &) { return true; }, ExitCode::no_line, "the line was lost: " + why + not_sent);
+}
+
+void WriteQueue::line_opened() {
+    line_lost_.reset();
 }
 
 // Fails the write that was begun.
@@ -87,7 +107,7 @@ void WriteQueue::fail(ExitCode code, const std::string &why) {
     if (through > 0)
         text += "; " + std::to_string(through) + " of its " + std::to_string(current_->parts.size()) +
                 " requests were carried out before";
-    results_.push_back({current_->id, WriteResult::Kind::failed, code, std::move(text)});
+    results_.push_back({current_->id, Kind::failed, code, std::move(text)});
     current_.reset();
 }
 
@@ -108,7 +128,7 @@ bool WriteQueue::is_late(const Write &write, Time now) {
 }
 
 void WriteQueue::note_expired(const Write &write) {
-    results_.push_back({write.id, WriteResult::Kind::expired, ExitCode::not_right,
+    results_.push_back({write.id, Kind::expired, ExitCode::not_right,
                         "not sent within " + exact_duration_text(write.within) + ", and not sent any more"});
 }
 
@@ -122,25 +142,35 @@ void WriteQueue::expire(Time now) {
     waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), expired), waiting_.end());
 }
 
-void WriteQueue::withdraw(int station, const std::string &why) {
-    fail_waiting(station, ExitCode::not_right, why);
+void WriteQueue::station_off(int station, const std::string &why) {
+    off_[station] = why;
+    if (if_away_ != IfAway::wait)
+        fail_waiting([station](const Write &write) { return write.parts.front().station == station; },
+                     ExitCode::not_right, why);
+}
+
+void WriteQueue::station_on(int station) {
+    off_.erase(station);
 }
 
 void WriteQueue::station_rests(int station, const std::string &why) {
     resting_[station] = why;
     if (current_ && !current_->under_way && current_->parts.front().station == station)
         fail(ExitCode::no_reply, why);
-    fail_waiting(station, ExitCode::no_reply, why + not_sent);
+    if (if_away_ != IfAway::wait)
+        fail_waiting([station](const Write &write) { return write.parts.front().station == station; },
+                     ExitCode::no_reply, why + not_sent);
 }
 
-void WriteQueue::fail_waiting(int station, ExitCode code, const std::string &why) {
-    const auto is_of_station = [this, station, code, &why](const Write &write) {
-        const bool fails = write.parts.front().station == station;
-        if (fails)
-            results_.push_back({write.id, WriteResult::Kind::failed, code, why});
-        return fails;
+void WriteQueue::fail_waiting(const std::function<bool(const Write &)> &is_meant, ExitCode code,
+                              const std::string &why) {
+    const auto fails = [&](const Write &write) {
+        const bool is_failed = is_meant(write);
+        if (is_failed)
+            results_.push_back({write.id, Kind::failed, code, why});
+        return is_failed;
     };
-    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), is_of_station), waiting_.end());
+    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(), fails), waiting_.end());
 }
 
 void WriteQueue::rest_ended(int station) {
@@ -153,7 +183,7 @@ void WriteQueue::end(const std::string &why, ExitCode code) {
     else if (current_)
         fail(code, why + (current_->under_way ? nobody_knows : std::string()));
     for (const Write &write : waiting_)
-        results_.push_back({write.id, WriteResult::Kind::failed, code, why + not_sent});
+        results_.push_back({write.id, Kind::failed, code, why + not_sent});
     waiting_.clear();
 }
 

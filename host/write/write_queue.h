@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -17,6 +18,19 @@ namespace kelpo {
 
 /// How long a write waits for its turn, unless the user says otherwise.
 constexpr std::chrono::milliseconds default_write_deadline{5000};
+
+/// What a write does that cannot be sent at present: its station rests or is switched off, or the line is lost.
+enum class IfAway {
+    fail,           ///< it fails at once
+    wait_for_line,  ///< it waits for a line up to its deadline, and fails at once for a station
+    wait            ///< it waits for either up to its deadline
+};
+
+/// How long writes wait, and for what.
+struct WriteWaits {
+    std::chrono::milliseconds within = default_write_deadline;  ///< a write that is not begun by then is not sent
+    IfAway if_away = IfAway::wait_for_line;
+};
 
 /// What has become of a write that was asked for.
 struct WriteResult {
@@ -34,7 +48,8 @@ struct WriteResult {
 
 /// The writes that a user has asked for and that are not complete. Each waits until the link is free for it, or until
 /// its deadline: from then on it is not begun any more. One request at a time is passed to the link, so none waits
-/// where it cannot be withdrawn. Each write gets one result.
+/// where it cannot be withdrawn. Each write gets one result. Those that wait for a station let others pass, but not
+/// those for the same station.
 ///
 /// Gets the time with each call, and has no lock.
 class WriteQueue {
@@ -47,8 +62,10 @@ public:
         WritePart part;
     };
 
+    explicit WriteQueue(IfAway if_away = IfAway::wait_for_line) : if_away_(if_away) {}
+
     /// Adds a write of at least one part, which was `asked` for and is to be begun `within` that time, after all
-    /// others. Returns its id.
+    /// others. Returns its id. It has its result at once if it does not wait for what is away.
     int add(std::vector<WritePart> parts, Time asked, std::chrono::milliseconds within);
 
     /// The request that is to be sent at once: the next part of a write that was begun, or the first of the next write
@@ -71,18 +88,20 @@ public:
     /// The driver does not have the request any more, and has sent nothing.
     void dropped(const std::string &why);
 
-    /// The write that was begun fails: it is not known whether the request under way was carried out. The others keep
-    /// waiting.
+    /// The write that was begun fails: it is not known whether the request under way was carried out. The others wait
+    /// for line_opened(), or fail too.
     void line_lost(const std::string &why);
+    void line_opened();
 
     /// Ends writes that are too late. If a part of a write was sent, the write is completed.
     void expire(Time now);
 
-    /// Fails what waits for the station. A write that was begun goes on.
-    void withdraw(int station, const std::string &why);
+    /// Until station_on() writes for the station wait, or fail at once: `why` is the text for the user. A write that
+    /// was begun goes on.
+    void station_off(int station, const std::string &why);
+    void station_on(int station);
 
-    /// Until rest_ended() writes for the station fail at once: `why` is the text for the user. A write that was begun
-    /// fails at its next request.
+    /// The same until rest_ended(), but a write that was begun fails at its next request.
     void station_rests(int station, const std::string &why);
     void rest_ended(int station);
 
@@ -117,12 +136,15 @@ private:
     };
 
     static bool is_late(const Write &write, Time now);
-    void fail_waiting(int station, ExitCode code, const std::string &why);
+    bool is_away(int station) const;
+    void fail_waiting(const std::function<bool(const Write &)> &is_meant, ExitCode code, const std::string &why);
     void note_expired(const Write &write);
     void part_is_through();
     void fail(ExitCode code, const std::string &why);
 
-    std::map<int, std::string> resting_;  // stations, and why
+    IfAway if_away_;
+    std::map<int, std::string> resting_, off_;  // stations, and why
+    std::optional<std::string> line_lost_;      // why
     std::deque<Write> waiting_;
     std::optional<Write> current_;
     std::vector<WriteResult> results_;

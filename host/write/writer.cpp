@@ -30,9 +30,14 @@ std::size_t Writer::requests() const {
     return queue_.requests();
 }
 
-void Writer::withdraw(int station, const std::string &why) {
+void Writer::station_off(int station, const std::string &why) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    queue_.withdraw(station, why);
+    queue_.station_off(station, why);
+}
+
+void Writer::station_on(int station) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    queue_.station_on(station);
 }
 
 void Writer::end(const std::string &why, ExitCode code) {
@@ -91,6 +96,11 @@ void Writer::station_rests(int station, std::chrono::milliseconds) {
 void Writer::rest_ended(int station, bool) {
     const std::lock_guard<std::mutex> locked(mutex_);
     queue_.rest_ended(station);
+}
+
+void Writer::line_opened() {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    queue_.line_opened();
 }
 
 void Writer::line_lost(const std::string &why, std::chrono::milliseconds) {

@@ -17,8 +17,9 @@ public:
     using Clock = std::function<WriteQueue::Time()>;
 
     /// `driver` must outlive the link.
-    explicit Writer(Driver &driver, Clock clock = std::chrono::steady_clock::now)
-        : driver_(driver), clock_(std::move(clock)) {}
+    explicit Writer(Driver &driver, IfAway if_away = IfAway::wait_for_line,
+                    Clock clock = std::chrono::steady_clock::now)
+        : driver_(driver), clock_(std::move(clock)), queue_(if_away) {}
 
     /// As WriteQueue::add.
     int write(std::vector<WritePart> parts, WriteQueue::Time asked, std::chrono::milliseconds within);
@@ -30,7 +31,8 @@ public:
     bool has(int id) const;
     std::size_t size() const;
     std::size_t requests() const;
-    void withdraw(int station, const std::string &why);
+    void station_off(int station, const std::string &why);
+    void station_on(int station);
     void end(const std::string &why, ExitCode code);
 
     void about_to_ask() override;
@@ -38,6 +40,7 @@ public:
     void exchanged(const Exchange &exchange) override;
     void station_rests(int station, std::chrono::milliseconds pause) override;
     void rest_ended(int station, bool has_answered) override;
+    void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
 private:

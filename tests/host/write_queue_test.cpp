@@ -224,10 +224,63 @@ TEST_F(WriteQueueTest, FailsWhatWaitsForAStationThatIsSwitchedOff) {
     add(1, 1);
     add(1, 2);
     add(1, 1);
-    queue.withdraw(1, "station 1 was switched off");
+    queue.station_off(1, "station 1 was switched off");
+    add(1, 1);
     EXPECT_THAT(results(), ElementsAre(Pair(Kind::failed, "station 1 was switched off"),
+                                       Pair(Kind::failed, "station 1 was switched off"),
                                        Pair(Kind::failed, "station 1 was switched off")));
     EXPECT_EQ(queue.next(start)->part.station, 2);
+}
+
+TEST_F(WriteQueueTest, TakesWritesForAStationThatIsOnAgain) {
+    queue.station_off(1, "station 1 was switched off");
+    queue.station_on(1);
+    add(1, 1);
+    EXPECT_EQ(queue.next(start)->part.station, 1);
+}
+
+TEST_F(WriteQueueTest, LetsWritesWaitForAStationAndOthersPass) {
+    queue = WriteQueue(IfAway::wait);
+    queue.station_off(1, "station 1 was switched off");
+    queue.station_rests(3, "station 3 rests");
+    const int off = add(1, 1), rests = add(1, 3), third = add(1, 1), living = add(1, 2);
+    answer(hand_over());
+    EXPECT_FALSE(queue.has(living));
+    EXPECT_FALSE(queue.next(start));
+    queue.station_on(1);
+    answer(hand_over());
+    EXPECT_FALSE(queue.has(off));
+    EXPECT_TRUE(queue.has(third));
+    answer(hand_over());
+    EXPECT_FALSE(queue.next(start));
+    queue.rest_ended(3);
+    answer(hand_over());
+    EXPECT_FALSE(queue.has(rests));
+    EXPECT_EQ(results(), (std::vector<std::pair<Kind, std::string>>(4, {Kind::done, ""})));
+}
+
+TEST_F(WriteQueueTest, LetsWritesWaitForAStationNoLongerThanTheyMay) {
+    queue = WriteQueue(IfAway::wait);
+    queue.station_rests(3, "station 3 rests");
+    add(1, 3);
+    EXPECT_FALSE(queue.next(start + 4999ms));
+    EXPECT_FALSE(queue.next(start + 5s));
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::expired, "not sent within 5 s, and not sent any more")));
+    queue.rest_ended(3);
+    EXPECT_FALSE(queue.next(start + 6s));
+}
+
+TEST_F(WriteQueueTest, FailsAtOnceWhatIsForALostLineIfItIsNotToWait) {
+    queue = WriteQueue(IfAway::fail);
+    add();
+    queue.line_lost("hung up");
+    add();
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::failed, "the line was lost: hung up; it was not sent"),
+                                       Pair(Kind::failed, "the line is lost: hung up; it was not sent")));
+    queue.line_opened();
+    add();
+    answer(hand_over());
+    EXPECT_THAT(results(), ElementsAre(Pair(Kind::done, "")));
 }
 
 TEST_F(WriteQueueTest, FailsAtOnceWhatIsForAStationThatRests) {

@@ -37,6 +37,16 @@ class LostLine(Sentences):
         self.assertEqual([request for request in self.controller.asked() if not request.reads], [])
         self.assertFalse(poll.records(kind="write-done"))
 
+    def test_with_fail_a_write_to_a_lost_line_fails_at_once_and_is_never_sent(self):
+        poll = self.poll("--if-away", "fail", "--within", "10min")
+        self.controller.die()
+        self.controller.wait_for(lambda: poll.records(kind="line-lost"), "the line to be noticed as lost")
+        poll.write("other = 4711")
+        self.controller.wait_for(
+            lambda: poll.records(kind="write-refused") + poll.records(kind="write-failed"), "an end of the write")
+        self.comes_back()
+        self.assertEqual([request for request in self.controller.asked() if not request.reads], [])
+
     def test_a_bit_that_is_written_over_a_lost_line_keeps_the_bits_that_changed_meanwhile(self):
         self.controller.set_register(1, 100, 0)
         state = {}

@@ -87,6 +87,33 @@ class Rest(Sentences):
         self.assertEqual(len(self.controller.asked(station=DEAD, function=16)), sent)
         self.assertFalse(self.controller.events("written"))
 
+    def write_while_it_rests(self, *words):
+        """Polls with WORDS until the station rests, and writes to it then."""
+        poll = self.poll("--if-away", "wait", *words)
+        self.wait_for_rest(poll)
+        poll.write("3:100 = 7 8")
+        return poll
+
+    def test_a_write_that_may_wait_is_sent_once_when_the_station_is_back(self):
+        poll = self.write_while_it_rests("--within", "10min")
+        before = len(self.controller.asked())
+        self.controller.wait_for(lambda: len(self.controller.asked()) > before + 50, "more requests")
+        self.assertFalse(self.controller.asked(station=DEAD, function=16))
+        self.dead = False
+        self.controller.wait_for(lambda: poll.records(kind="write-done"), "an end of the write")
+        self.assertEqual([self.controller.register(DEAD, 100), self.controller.register(DEAD, 101)], [7, 8])
+        self.assertEqual(len(self.controller.asked(station=DEAD, function=16)), 1)
+
+    def test_a_write_that_waits_too_long_for_its_station_is_reported_and_never_sent(self):
+        poll = self.write_while_it_rests("--within", "100ms")
+        self.controller.wait_for(lambda: poll.records(kind="write-expired"), "an end of the write")
+        self.dead = False
+        self.controller.wait_for(lambda: poll.records(kind="station-back", station=DEAD), "the station")
+        before = len(self.controller.asked())
+        self.controller.wait_for(lambda: len(self.controller.asked()) > before + 50, "more requests")
+        self.assertFalse(self.controller.asked(station=DEAD, function=16))
+        self.assertFalse(poll.records(kind="write-done"))
+
     def test_a_read_of_many_places_asks_a_dead_station_for_the_first_two_only(self):
         places = [f"{DEAD}:7:{1000 * at}" for at in range(8)]
         read = kelpo("read", "--line", self.controller.path, *QUICK, "--retries", 0, "--json", *places, "1:7:100")

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/command_line.h"
+#include "host/write/write_queue.h"
 
 #include <chrono>
 #include <memory>
@@ -12,17 +13,18 @@ namespace kelpo {
 /// The time that `text` means: a whole number followed by ms, s or min, at most a day. Nothing otherwise.
 std::optional<std::chrono::milliseconds> duration_from(const std::string &text);
 
-/// --within of the commands that write: how long a write may wait.
-class WithinOption {
+/// --within and --if-away of the commands that write: how long a write may wait, and for what.
+class WriteWaitsOption {
 public:
-    /// Adds it to `command`.
-    explicit WithinOption(common::Command command);
+    /// Adds them to `command`.
+    explicit WriteWaitsOption(common::Command command);
 
     /// After parsing.
-    std::chrono::milliseconds value() const;
+    WriteWaits value() const;
 
 private:
-    std::shared_ptr<std::string> text_;
+    struct Given;
+    std::shared_ptr<Given> given_;
 };
 
 }  // namespace kelpo

@@ -1,15 +1,26 @@
-#include "host/commands/within_option.h"
+#include "host/commands/write_waits_option.h"
 
 #include "host/text/words.h"
-#include "host/write/write_queue.h"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <utility>
 
 namespace kelpo {
 
+namespace {
+
+constexpr std::pair<const char *, std::int64_t> units[] = {{"ms", 1}, {"s", 1000}, {"min", 60000}};
+
+}  // namespace
+
+struct WriteWaitsOption::Given {
+    std::string within;
+    std::optional<IfAway> if_away;
+};
+
 std::optional<std::chrono::milliseconds> duration_from(const std::string &text) {
-    constexpr std::pair<const char *, std::int64_t> units[] = {{"ms", 1}, {"s", 1000}, {"min", 60000}};
     constexpr std::int64_t longest = 86400000;
     const std::size_t digits = text.find_first_not_of("0123456789");
     if (digits == 0 || digits == std::string::npos)
@@ -21,19 +32,23 @@ std::optional<std::chrono::milliseconds> duration_from(const std::string &text) 
     return std::nullopt;
 }
 
-WithinOption::WithinOption(common::Command command) : text_(std::make_shared<std::string>()) {
+WriteWaitsOption::WriteWaitsOption(common::Command command) : given_(std::make_shared<Given>()) {
     command
-        .add_option("--within", *text_,
+        .add_option("--within", given_->within,
                     "A write that has not begun after this time is not sent any more, and reported as expired: 500ms, "
                     "5s, 2min; otherwise 5s")
         .check([](const std::string &text) {
             return duration_from(text) ? std::string() : in_quotes(text) + " is not a time such as 500ms, 5s or 2min";
         })
         .type_name("TIME");
+    command.add_option("--if-away", given_->if_away, {{"wait", IfAway::wait}, {"fail", IfAway::fail}},
+                       "A write to a station that rests or is switched off, or to a line that is lost: wait for it, "
+                       "for the same time, or fail at once; otherwise it waits for a line only");
 }
 
-std::chrono::milliseconds WithinOption::value() const {
-    return duration_from(*text_).value_or(default_write_deadline);
+WriteWaits WriteWaitsOption::value() const {
+    return {duration_from(given_->within).value_or(default_write_deadline),
+            given_->if_away.value_or(IfAway::wait_for_line)};
 }
 
 }  // namespace kelpo
