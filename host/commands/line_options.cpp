@@ -134,4 +134,16 @@ bool LineOptions::has_line() const {
     return given_->line.has_value();
 }
 
+bool LineOptions::has_speed() const {
+    return given_->speed.has_value();
+}
+
+bool LineOptions::has_parity() const {
+    return given_->parity.has_value();
+}
+
+bool LineOptions::has_stop_bits() const {
+    return given_->stop_bits.has_value();
+}
+
 }  // namespace kelpo

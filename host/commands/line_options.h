@@ -18,8 +18,11 @@ public:
     /// `settings`, overruled by what the command line gave. After parsing.
     LinkSettings over(LinkSettings settings) const;
 
-    /// True when the command line named a line. After parsing.
+    /// True when the command line named a line, and what it said of the line. After parsing.
     bool has_line() const;
+    bool has_speed() const;
+    bool has_parity() const;
+    bool has_stop_bits() const;
 
 private:
     struct Given;

@@ -20,6 +20,11 @@ public:
     /// `error`. Throws common::UsageError when neither options nor list name a line, and DriverLibraryError.
     std::optional<LinkSettings> settings(DriverOnDemand &driver, std::ostream &error) const;
 
+    /// What the options alone say.
+    const LineOptions &line() const {
+        return line_;
+    }
+
     /// The file name of the driver. After parsing.
     std::string driver_file() const;
 

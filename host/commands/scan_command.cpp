@@ -1,6 +1,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/list_or_line.h"
 #include "host/commands/stop_on_signals.h"
+#include "host/once/find_line.h"
 #include "host/once/scan.h"
 
 #include <iostream>
@@ -16,6 +17,7 @@ struct Chosen {
     ScanOptions options;
     std::string stations;
     int from = 1, to = last_station;
+    bool find = false;
 };
 
 ExitCode run(Chosen &chosen, const ListOrLine &line) {
@@ -31,7 +33,10 @@ ExitCode run(Chosen &chosen, const ListOrLine &line) {
         options.shows_progress = isatty(STDERR_FILENO) != 0;
         StopSignal stop;
         const StopOnSignals stopped(stop);
-        return run_scan(driver.get(), options, stop, std::cout, std::cerr);
+        if (!chosen.find)
+            return run_scan(driver.get(), options, stop, std::cout, std::cerr);
+        const GivenSettings given{line.line().has_speed(), line.line().has_parity(), line.line().has_stop_bits()};
+        return run_find(driver.get(), options, given, stop, std::cout, std::cerr);
     } catch (const StationsError &mistake) {
         std::cerr << "kelpo: " << mistake.what() << "\n";
         return ExitCode::wrong_usage;
@@ -61,15 +66,22 @@ void add_scan_command(common::Command app, int &exit_code) {
     scan.add_option("--address", chosen->options.address, "Its address, in the syntax of the type")
         .type_name("TEXT")
         .capture_default_str();
+    scan.add_flag("--find", chosen->find,
+                  "Find out the speed, the parity and the stop bits: try one setting after the other until a station "
+                  "answers");
     scan.add_flag("--json", chosen->options.json, "One JSON object for each station that answers");
     const ListOrLine line(scan, scan_defaults());
-    scan.footer("Any whole reply counts: a value, a refusal, an answer to something else, an answer that is "
-                "late.\nCtrl-C ends the scan with what it has.\n"
-                "\nExamples:\n"
-                "  kelpo scan --line /dev/ttyUSB0 --speed 19200 --parity even\n"
-                "  kelpo scan --line tcp:192.168.1.20:4001 --from 1 --to 32 --reply-timeout 500\n"
-                "  kelpo scan --line /dev/ttyUSB0 --stations 1-10,200 --type 4 --address 0 --json\n"
-                "\nEnds with 0 when a station answers, 1 when none does. 'kelpo --help' has all exit codes.");
+    scan.footer(
+        "Any whole reply counts: a value, a refusal, an answer to something else, an answer that is "
+        "late.\nCtrl-C ends the scan with what it has.\n"
+        "--find tries what is likeliest first, and the first ten stations with each setting before the others.\n"
+        "What --speed, --parity and --stop-bits say is not varied.\n"
+        "\nExamples:\n"
+        "  kelpo scan --line /dev/ttyUSB0 --speed 19200 --parity even\n"
+        "  kelpo scan --line tcp:192.168.1.20:4001 --from 1 --to 32 --reply-timeout 500\n"
+        "  kelpo scan --line /dev/ttyUSB0 --find --to 10\n"
+        "  kelpo scan --line /dev/ttyUSB0 --stations 1-10,200 --type 4 --address 0 --json\n"
+        "\nEnds with 0 when a station answers, 1 when none does. 'kelpo --help' has all exit codes.");
     scan.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(run(*chosen, line)); });
 }
 

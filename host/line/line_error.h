@@ -10,4 +10,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The port does not take a setting: another speed, parity or number of stop bits may do.
+class LineSettingError : public LineError {
+public:
+    using LineError::LineError;
+};
+
 }  // namespace kelpo

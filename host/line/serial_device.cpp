@@ -86,11 +86,14 @@ void configure(const Descriptor &tty, const LineSettings &settings) {
     if (settings.parity == Parity::odd)
         mode.c_cflag |= PARODD;
 
+    const auto refuse_setting = [&](const std::string &what) {
+        throw LineSettingError(settings.path + ": refuses " + what);
+    };
     const auto *speed = std::find_if(std::begin(speeds), std::end(speeds),
                                      [&](const Speed &known) { return known.rate == settings.speed; });
     const std::string speed_name = "speed " + std::to_string(settings.speed);
     if (speed == std::end(speeds))
-        fail(settings, "refuses the " + speed_name + ": the system does not know it");
+        refuse_setting("the " + speed_name + ": the system does not know it");
     cfsetspeed(&mode, speed->code);
 
     // Setting succeeds if any part of it was accepted.
@@ -101,13 +104,13 @@ void configure(const Descriptor &tty, const LineSettings &settings) {
         return !is_pseudo_terminal(tty) && (kept.c_cflag & flags) != (mode.c_cflag & flags);
     };
     if (cfgetospeed(&kept) != speed->code)
-        fail(settings, "refuses the " + speed_name);
+        refuse_setting("the " + speed_name);
     if (refused(CSIZE))
-        fail(settings, "refuses 8 data bits");
+        refuse_setting("8 data bits");
     if (refused(PARENB | PARODD))
-        fail(settings, "refuses the parity");
+        refuse_setting("the parity");
     if (refused(CSTOPB))
-        fail(settings, "refuses the stop bits");
+        refuse_setting("the stop bits");
 }
 
 // Two masters on one line would take each other's replies. The lock is seen by every program that checks it, including
