@@ -11,6 +11,7 @@ namespace kelpo {
 
 void add_address_command(common::Command app, int &exit_code);
 void add_check_command(common::Command app, int &exit_code);
+void add_listen_command(common::Command app, int &exit_code);
 void add_plan_command(common::Command app, int &exit_code);
 void add_plc_command(common::Command app, int &exit_code);
 void add_poll_command(common::Command app, int &exit_code);

@@ -41,6 +41,7 @@ int run(int argc, char **argv) {
     kelpo::add_write_command(app, exit_code);
     kelpo::add_scan_command(app, exit_code);
     kelpo::add_trace_command(app, exit_code);
+    kelpo::add_listen_command(app, exit_code);
     kelpo::add_address_command(app, exit_code);
     kelpo::add_plc_command(app, exit_code);
 

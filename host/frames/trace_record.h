@@ -47,6 +47,8 @@ struct TraceRecord {
     FrameBytes bytes;                     ///< empty in notes
     std::optional<TraceContext> context;  ///< of the request, if it is known
     std::string text;                     ///< of notes: one line, UTF-8
+    /// Of what was heard of others: how long the line was silent before it.
+    std::optional<std::chrono::microseconds> silence{};
 };
 
 }  // namespace kelpo

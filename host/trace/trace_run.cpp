@@ -1,68 +1,19 @@
 #include "host/trace/trace_run.h"
 
 #include "host/frames/trace_file.h"
-#include "host/frames/trace_output.h"
 #include "host/frames/tracer.h"
 #include "host/link/session.h"
+#include "host/trace/trace_outputs.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <ostream>
-#include <vector>
 
 namespace kelpo {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// All places where records go.
-class Outputs {
-public:
-    Outputs(const TraceOptions &options, std::ostream &out) : formatter_(options.style, options.filter), out_(out) {
-        if (!options.to.empty())
-            files_.emplace_back(options.to, TraceForm::saved_trace);
-        if (!options.pcap.empty())
-            files_.emplace_back(options.pcap, TraceForm::pcap);
-    }
-
-    void write(const TraceRecord &record) {
-        for (const std::string &line : formatter_.lines(record))
-            out_ << line << '\n';
-        for (TraceOutput &file : files_)
-            file.write(record);
-    }
-
-    void flush() {
-        out_.flush();
-        for (TraceOutput &file : files_)
-            file.flush();
-    }
-
-    void put_in_place() {
-        for (TraceOutput &file : files_)
-            file.put_in_place();
-    }
-
-    // False once what is shown has no reader any more.
-    bool shown() const {
-        return out_.good();
-    }
-
-    bool saved() const {
-        return !files_.empty();
-    }
-
-    std::string summary() const {
-        return std::to_string(formatter_.requests()) + " requests, " + std::to_string(formatter_.failures()) +
-               " without a good reply";
-    }
-
-private:
-    TraceFormatter formatter_;
-    std::ostream &out_;
-    std::vector<TraceOutput> files_;
-};
 
 ExitCode failed(const std::string &what, std::ostream &error) {
     error << "kelpo: " << what << '\n';
@@ -82,7 +33,7 @@ ExitCode show_trace(const std::string &file, const TraceOptions &options, const 
     if (!in)
         return failed("cannot read " + file + ": " + std::strerror(errno), error);
     try {
-        Outputs outputs(options, out);
+        TraceOutputs outputs(options, out);
         const std::size_t mistakes = read_trace(in, file,
                                                 {[&](const TraceRecord &record) {
                                                      outputs.write(record);
@@ -106,7 +57,7 @@ ExitCode trace_line(Driver &driver, const PollList &list, const TraceOptions &op
                     std::ostream &error) {
     constexpr auto between_looks = std::chrono::milliseconds(50);
     try {
-        Outputs outputs(options, out);
+        TraceOutputs outputs(options, out);
         TraceQueue queue;
         Tracer tracer({&queue});
         Session session(driver, list.link, stop, {&tracer}, OnLoss::open_again);

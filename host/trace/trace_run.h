@@ -4,7 +4,7 @@
 #include "host/exit_code.h"
 #include "host/line/stop_signal.h"
 #include "host/list/poll_list.h"
-#include "host/trace/trace_text.h"
+#include "host/trace/trace_outputs.h"
 
 #include <chrono>
 #include <iosfwd>
@@ -12,14 +12,6 @@
 #include <string>
 
 namespace kelpo {
-
-/// What `kelpo trace` does with the records that it reads or makes.
-struct TraceOptions {
-    TraceStyle style;
-    TraceFilter filter;  ///< of what is shown; files hold everything
-    std::string to;      ///< a saved trace to write as well; empty: none
-    std::string pcap;    ///< a capture to write as well; empty: none
-};
 
 /// Shows the saved trace `file` on `out`. Mistakes in it go to `error`, and make the result `not_right`. Ends early
 /// when `stop` is raised, which makes no file, or when neither `out` nor a file takes records any more.

@@ -29,8 +29,12 @@ std::string in_colour(const std::string &text, const char *colour, bool coloured
     return colour + text + "\033[0m";
 }
 
-std::string time_between(TraceTime from, TraceTime to) {
-    return fmt::format(" [{:.1f} ms]", static_cast<double>((to - from).count()) / 1000);
+std::string time_words(std::chrono::microseconds time) {
+    return fmt::format(" [{:.1f} ms]", static_cast<double>(time.count()) / 1000);
+}
+
+std::string silence_words(const TraceRecord &record) {
+    return record.silence ? time_words(*record.silence) : std::string();
 }
 
 }  // namespace
@@ -49,7 +53,7 @@ std::vector<std::string> TraceFormatter::lines(const TraceRecord &record) {
     case Direction::discarded: {
         const FrameMeaning meaning = discarded_meaning(record.bytes);
         if (!meaning.station || passes(meaning.station, meaning.function))
-            show(record, meaning.words, true, lines);
+            show(record, meaning.words + silence_words(record), true, lines);
         break;
     }
     case Direction::note:
@@ -66,7 +70,7 @@ void TraceFormatter::sent(const TraceRecord &record, std::vector<std::string> &l
     request_ = LastRequest{record, meaning.words + (again ? ", again" : ""), meaning.failed,
                            passes(meaning.station, meaning.function), false};
     if (request_->passes && !filter_.failures) {
-        show(record, request_->words, request_->failed, lines);
+        show(record, request_->words + silence_words(record), request_->failed, lines);
         request_->shown = true;
     }
 }
@@ -80,12 +84,12 @@ void TraceFormatter::received(const TraceRecord &record, std::vector<std::string
         (filter_.failures && !meaning.failed))
         return;
     if (request_ && !request_->shown) {
-        show(request_->record, request_->words, request_->failed, lines);
+        show(request_->record, request_->words + silence_words(request_->record), request_->failed, lines);
         request_->shown = true;
     }
-    const bool timed = request_ && record.time >= request_->record.time;
-    show(record, meaning.words + (timed ? time_between(request_->record.time, record.time) : ""), meaning.failed,
-         lines);
+    const bool timed = !record.silence && request_ && record.time >= request_->record.time;
+    const std::string time = timed ? time_words(record.time - request_->record.time) : silence_words(record);
+    show(record, meaning.words + time, meaning.failed, lines);
 }
 
 bool TraceFormatter::passes(const std::optional<int> &station, const std::optional<int> &function) const {
