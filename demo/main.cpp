@@ -13,7 +13,6 @@ using kelpo::ExitCode;
 kelpo::LinkSettings link_defaults() {
     kelpo::LinkSettings settings;
     settings.retries = 3;
-    settings.rest.enabled = false;  // the driver drops what is queued in itself for a station that rests
     return settings;
 }
 

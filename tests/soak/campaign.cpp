@@ -23,13 +23,16 @@ constexpr milliseconds gap(1);
 constexpr int retries = 2;
 constexpr int most_queued = 1024;
 
+// A station rests after two reads without a reply, and one that has lost replies before after four more.
+constexpr std::uint64_t most_tries = (2 + 4) * (retries + 1);
+
 // A link that does nothing for this long has stopped, even on a busy machine.
 constexpr std::chrono::minutes standstill(3);
 
 // At first the faults spare this many requests of each controller.
 constexpr unsigned spared = 120;
 
-constexpr const char *always[] = {"dead station=4", "dead station=5 after=60 every=150 for=40"};
+constexpr const char *always[] = {"dead station=4", "dead station=5 after=30 every=60 for=25"};
 
 kelpo::LinkSettings settings(const Options &options, const std::string &line) {
     static constexpr int max_counts[] = {100, 100, 64, 25};
@@ -41,7 +44,8 @@ kelpo::LinkSettings settings(const Options &options, const std::string &line) {
     settings.retries = retries;
     settings.max_count = max_counts[options.seed % std::size(max_counts)];
     settings.pauses = {milliseconds(5), milliseconds(20)};
-    settings.rest.enabled = false;  // the driver drops what is queued in itself for a station that rests
+    settings.rest.first = milliseconds(10);
+    settings.rest.longest = milliseconds(80);
     return settings;
 }
 
@@ -67,37 +71,11 @@ long size_of_what_is_held() {
 
 }  // namespace
 
-void StationSwitch::exchanged(const kelpo::Exchange &exchange) {
-    static constexpr int patience = 2;
-    static constexpr std::uint64_t pause = 600;
-    ++exchanges_;
-    for (std::size_t station = 0; station < stations; ++station)
-        if (off_[station] && exchanges_ >= until_[station]) {
-            driver_->EnableEthernet(static_cast<int>(station), 1);
-            off_[station] = false;
-        }
-    const auto station = static_cast<std::size_t>(exchange.station);
-    if (is_live(exchange.station) || exchange.outcome == kelpo::Outcome::sent_again)
-        return;
-    if (exchange.outcome == kelpo::Outcome::good) {
-        give_ups_[station] = 0;
-        return;
-    }
-    if (++give_ups_[station] < patience)
-        return;
-    give_ups_[station] = 0;
-    until_[station] = exchanges_ + pause;
-    off_[station] = true;
-    judge_.switched_off(exchange.station);
-    driver_->EnableEthernet(exchange.station, 0);
-}
-
 Campaign::Campaign(const Options &options)
-    : options_(options), variables_(all_variables()), random_(options.seed), judge_(variables_), switch_(judge_),
+    : options_(options), variables_(all_variables()), random_(options.seed), judge_(variables_),
       controller_(options.plc), driver_(options.driver),
-      session_(driver_, settings(options, controller_.line()), stop_, {&judge_, &switch_, &pace_},
+      session_(driver_, settings(options, controller_.line()), stop_, {&judge_, &resting_, &pace_},
                kelpo::OnLoss::open_again) {
-    switch_.use(driver_.library().entry());
     std::vector<kelpo::Variable> all, half;
     for (std::size_t i = 0; i < variables_.size(); ++i) {
         all.push_back(variables_[i].shown);
@@ -147,7 +125,8 @@ void Campaign::live(unsigned life) {
     std::vector<std::string> faults(std::begin(always), std::end(always));
     faults.insert(faults.end(), choice.lines.begin(), choice.lines.end());
 
-    judge_.expect_life(faults, {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2});
+    judge_.expect_life(faults,
+                       {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2, most_tries});
     const std::string presets = judge_.presets(life == 0 ? nullptr : &controller_.memory());
     controller_.start(faults, presets, options_.seed + life);
     judge_.begin_life(controller_.memory());
@@ -192,7 +171,7 @@ void Campaign::ask_at_random() {
 
 void Campaign::write(int variable) {
     const kelpo::Variable &shown = variables_[static_cast<std::size_t>(variable)].shown;
-    const auto request = judge_.announce(variable, true, switch_.is_off(shown.station));
+    const auto request = judge_.announce(variable, true, resting_.is_off(shown.station));
     const QByteArray bytes = bytes_of_write(variables_[static_cast<std::size_t>(variable)], variable, request->serial);
     const int waiting = set_waits_.measure([&] {
         return driver_.library().entry().SetRegisterData(QString(), shown.type,
@@ -204,7 +183,7 @@ void Campaign::write(int variable) {
 
 void Campaign::read_once(int variable) {
     const kelpo::Variable &shown = variables_[static_cast<std::size_t>(variable)].shown;
-    const auto request = judge_.announce(variable, false, switch_.is_off(shown.station));
+    const auto request = judge_.announce(variable, false, resting_.is_off(shown.station));
     RW_VAR var;
     var.var_group = Judge::once_group;
     var.var_id = request->id;
@@ -230,13 +209,13 @@ void Campaign::fill_queue() {
 
 // What waits is dealt with, everything is read again, and then screens and controller agree.
 void Campaign::come_to_rest() {
-    while (driver_.library().requests_waiting() > 0)
+    while (driver_.library().requests_waiting() > 0 || resting_.is_any_live_off())
         pace();
     pace();  // the watcher has passed on the last report
     judge_.expect_all_reported();
     const std::uint64_t quiet_since = exchanges_;
     const int blocks = driver_.library().entry().ReCreatReadVarList(&all_polled_);
-    while (exchanges_ < quiet_since + static_cast<std::uint64_t>(blocks) + 10)
+    while (exchanges_ < quiet_since + 3 * static_cast<std::uint64_t>(blocks))
         pace();
     for (std::size_t i = 0; i < variables_.size(); ++i) {
         const kelpo::Variable &shown = variables_[i].shown;
@@ -256,12 +235,13 @@ bool Campaign::faults_are_over(const FaultChoice &choice) const {
     return judge_.has_recovered();
 }
 
-// Waits for the next exchange.
+// Waits for the next request.
 void Campaign::pace() {
-    const std::uint64_t before = exchanges_;
-    exchanges_ = pace_.wait_beyond(before, standstill);
-    if (exchanges_ == before)
+    const std::uint64_t before = requests_;
+    requests_ = pace_.wait_beyond(before, standstill);
+    if (requests_ == before)
         throw LinkStopped();
+    exchanges_ = judge_.exchanges();
     measure_memory();
 }
 
@@ -307,12 +287,12 @@ void Campaign::print(std::ostream &out) const {
     row("writes failed", scores.writes_failed);
     row("writes refused by the full queue", scores.writes_refused);
     row("writes of which the full queue refused a part", scores.writes_cut);
-    row("writes dropped, their station switched off", scores.writes_withdrawn);
+    row("writes dropped, their station at rest", scores.writes_withdrawn);
     row("writes carried out once more", scores.writes_repeated);
     row("writes reported before all of it was queued", scores.early_reports);
     row("once-reads done", scores.once_done);
     row("once-reads failed", scores.once_failed);
-    row("once-reads dropped, their station switched off", scores.once_withdrawn);
+    row("once-reads dropped, their station at rest", scores.once_withdrawn);
     row("values judged", scores.values);
     row("false values", scores.false_values);
     row("lost writes", scores.lost_writes);
@@ -320,7 +300,10 @@ void Campaign::print(std::ostream &out) const {
     row("replies later than promised taken for another's", scores.late_mistaken);
     row("values shown in between", scores.values_mistaken);
     row("writes taken for done in between", scores.writes_mistaken);
-    row("stations switched off", scores.station_losses);
+    row("stations at rest", scores.rests);
+    row("stations that answered again", scores.returns);
+    row("worst tries in a row without a reply", scores.worst_tries);
+    row("worst wait of a live station, tries without a reply", scores.worst_wait);
     row("hang-ups", scores.hang_ups);
     row("recoveries", scores.recoveries);
     row("worst recovery, exchanges", scores.worst_recovery);

@@ -7,10 +7,12 @@
 
 #include "host/link/session.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <iterator>
 #include <mutex>
 #include <ostream>
 #include <random>
@@ -28,50 +30,55 @@ struct Options {
     std::vector<std::string> faults;  ///< words of those that may happen; none: all
 };
 
-/// Lets other threads keep step with the link.
+/// Lets other threads keep step with the link, whose requests are the driver's and the host's own.
 class Pace : public kelpo::LinkWatcher {
 public:
     void exchanged(const kelpo::Exchange &) override {
-        const std::lock_guard<std::mutex> locked(mutex_);
-        ++exchanges_;
-        moved_on_.notify_all();
+        move_on();
+    }
+    void line_probed(const kelpo::Exchange &, kelpo::ProbePurpose) override {
+        move_on();
     }
 
-    /// Waits until there were more than `exchanges`, at most for `time`. Returns how many there were.
-    std::uint64_t wait_beyond(std::uint64_t exchanges, std::chrono::milliseconds time) {
+    /// Waits until there were more than `requests`, at most for `time`. Returns how many there were.
+    std::uint64_t wait_beyond(std::uint64_t requests, std::chrono::milliseconds time) {
         std::unique_lock<std::mutex> locked(mutex_);
-        moved_on_.wait_for(locked, time, [&] { return exchanges_ > exchanges; });
-        return exchanges_;
+        moved_on_.wait_for(locked, time, [&] { return requests_ > requests; });
+        return requests_;
     }
 
 private:
+    void move_on() {
+        const std::lock_guard<std::mutex> locked(mutex_);
+        ++requests_;
+        moved_on_.notify_all();
+    }
+
     std::mutex mutex_;
     std::condition_variable moved_on_;
-    std::uint64_t exchanges_ = 0;
+    std::uint64_t requests_ = 0;
 };
 
-/// What a host does about a station that does not answer: switches it off, and on again some exchanges later. Only for
-/// the stations that are meant to be dead at times.
-class StationSwitch : public kelpo::LinkWatcher {
+/// Knows which stations rest, for threads that queue requests in the driver themselves: it drops what waits for these.
+class Resting : public kelpo::LinkWatcher {
 public:
-    explicit StationSwitch(Judge &judge) : judge_(judge) {}
-
-    void use(const kelpo::DriverEntryPoints &driver) {
-        driver_ = &driver;
-    }
     bool is_off(int station) const {
         return off_[static_cast<std::size_t>(station)];
     }
-    void exchanged(const kelpo::Exchange &exchange) override;
+    bool is_any_live_off() const {
+        return std::any_of(std::begin(live_stations), std::end(live_stations),
+                           [this](int station) { return is_off(station); });
+    }
+    void station_rests(int station, std::chrono::milliseconds) override {
+        off_[static_cast<std::size_t>(station)] = true;
+    }
+    void rest_ended(int station, bool) override {
+        off_[static_cast<std::size_t>(station)] = false;
+    }
 
 private:
     static constexpr std::size_t stations = 8;
 
-    Judge &judge_;
-    const kelpo::DriverEntryPoints *driver_ = nullptr;
-    std::uint64_t exchanges_ = 0;
-    std::array<int, stations> give_ups_{};
-    std::array<std::uint64_t, stations> until_{};
     std::array<std::atomic<bool>, stations> off_{};
 };
 
@@ -112,13 +119,14 @@ private:
 
     Judge judge_;
     Pace pace_;
-    StationSwitch switch_;
+    Resting resting_;
     Controller controller_;
     kelpo::StopSignal stop_;
     kelpo::Driver driver_;
     kelpo::Session session_;
 
-    std::uint64_t exchanges_ = 0;  // seen by this thread
+    std::uint64_t requests_ = 0;   // seen by this thread, with the host's own
+    std::uint64_t exchanges_ = 0;  // without these
     long resident_early_ = 0;
     long resident_late_ = 0;
     Waits set_waits_, once_waits_, rebuild_waits_;

@@ -14,7 +14,7 @@ struct Kind {
 const std::vector<Kind> kinds = {
     {"no-reply", {""}},
     {"dead", {""}},
-    {"exception", {" code=1", " code=2", " code=4", " code=6"}},
+    {"exception", {" code=1", " code=2", " code=3", " code=4", " code=5", " code=6"}},
     {"late", {" ms=6", " ms=30", " ms=35", " ms=120"}},
     {"truncated", {"", " bytes=1", " bytes=4"}},
     {"garbled", {""}},

@@ -16,6 +16,8 @@ constexpr std::size_t requests_kept = 256;
 constexpr std::size_t pieces_kept = 1024;
 constexpr std::size_t most_recent = 40;
 constexpr std::size_t most_complaints = 10;
+constexpr std::size_t short_request = 8;
+constexpr std::uint64_t stations_that_die = 3;
 
 // As many writes and once-reads may follow each other, and then a cyclic read comes between.
 constexpr std::uint64_t alike_in_a_row = 11;
@@ -141,12 +143,23 @@ void Judge::queued(const std::shared_ptr<Request> &request, bool doubtful) {
     request->under_way = false;
 }
 
-void Judge::switched_off(int station) {
+// What waits in the driver for the station may vanish.
+void Judge::station_rests(int station, milliseconds) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    ++scores_.station_losses;
+    if (!resting_.insert(station).second)
+        return;
+    ++scores_.rests;
+    tries_.erase(station);
+    waits_.erase(station);
     for (auto &[id, request] : open_)
         if (variables_[static_cast<std::size_t>(request->variable)].shown.station == station)
             request->may_vanish = true;
+}
+
+void Judge::rest_ended(int station, bool has_answered) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    resting_.erase(station);
+    scores_.returns += has_answered ? 1 : 0;
 }
 
 void Judge::expect_all_reported() {
@@ -255,6 +268,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
     pull_until(traffic, exchange.received);
 
     const Taken taken = take_reply(traffic, exchange, sent);
+    follow_waits(traffic, exchange);
     const std::string note = follow_recovery(traffic, exchange, sent, taken);
     recent_.push_back({scores_.exchanges, std::string(exchange.request), std::string(exchange.reply),
                        std::string(exchange.stale), note, exchange.code});
@@ -280,6 +294,22 @@ void Judge::line_probed(const kelpo::Exchange &exchange, kelpo::ProbePurpose) {
     sent.at = on_the_steady_clock(exchange.sent_at);
     sent.station = exchange.station;
     traffic.sent.push_back(sent);
+    trim(traffic.sent, requests_kept);
+    waits_.erase(exchange.station);
+    for (Served &served : std::exchange(traffic.unmatched, {}))
+        match(traffic, std::move(served));
+    pull_until(traffic, exchange.received);
+    if (is_live(exchange.station) && fault_of(traffic, sent) != 0) {
+        disturbed_ = true;
+        spoiled_ = 0;
+    }
+}
+
+// The number of the fault that happened to the request; 0 when none did.
+std::uint32_t Judge::fault_of(const Traffic &traffic, const Sent &sent) {
+    const auto served = std::find_if(traffic.served.rbegin(), traffic.served.rend(),
+                                     [&](const Served &one) { return one.log.ends_at == sent.ends_at; });
+    return served == traffic.served.rend() ? 0 : served->log.fault;
 }
 
 void Judge::request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) {
@@ -367,6 +397,9 @@ void Judge::adopt(const Sent &sent, std::size_t frame_size) {
         return;
     Traffic &before = *lives_[static_cast<std::size_t>(opened_ - 2)];
     for (Served &served : std::exchange(before.unmatched, {})) {
+        // A short request of the host's own, which is not sent again.
+        if (served.log.ends_at == before.bytes_sent + short_request && served.writes.empty())
+            continue;
         if (served.log.ends_at != before.bytes_sent + frame_size)
             complain_locked("the controller dealt with a request that nobody sent");
         else
@@ -472,6 +505,35 @@ bool Judge::may_be_too_late(const Traffic &traffic, std::size_t piece) {
             since = std::max(since, std::chrono::microseconds(traffic.pieces[i].microseconds));
     }
     return std::chrono::microseconds(late.microseconds) - since + on_the_way > traffic.patience.promise;
+}
+
+// A station that is silent takes a limited number of tries from the others before it rests, and none while it does.
+void Judge::follow_waits(const Traffic &traffic, const kelpo::Exchange &exchange) {
+    const int station = exchange.station;
+    waits_.erase(station);
+    if (resting_.count(station) > 0)
+        complain_locked("station " + std::to_string(station) + " rests, and was asked by the driver");
+    // These may be from any station.
+    if (!exchange.late.empty() || !exchange.stale.empty())
+        tries_.clear();
+    if (!exchange.reply.empty())
+        tries_.erase(station);
+    if (!exchange.reply.empty() || !exchange.name.is_polled())
+        return;
+    scores_.worst_tries = std::max(scores_.worst_tries, ++tries_[station]);
+    if (tries_[station] > traffic.patience.most_tries)
+        complain_locked("station " + std::to_string(station) + " was asked " + std::to_string(tries_[station]) +
+                        " times without a reply, and does not rest");
+    if (is_live(station))
+        return;
+    for (const int live : live_stations) {
+        if (resting_.count(live) > 0)
+            continue;
+        scores_.worst_wait = std::max(scores_.worst_wait, ++waits_[live]);
+        if (waits_[live] > stations_that_die * traffic.patience.most_tries)
+            complain_locked("station " + std::to_string(live) + " waited for " + std::to_string(waits_[live]) +
+                            " tries without a reply");
+    }
 }
 
 std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent,

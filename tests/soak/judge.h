@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -27,7 +28,7 @@ struct Scores {
     std::uint64_t writes_failed = 0;
     std::uint64_t writes_refused = 0;    ///< by a full queue
     std::uint64_t writes_cut = 0;        ///< in several requests, some of which a full queue refused
-    std::uint64_t writes_withdrawn = 0;  ///< their station was switched off
+    std::uint64_t writes_withdrawn = 0;  ///< their station was at rest
     std::uint64_t writes_repeated = 0;   ///< carried out once more
     std::uint64_t early_reports = 0;     ///< of a write in several requests, while the call was still queueing them
     std::uint64_t once_done = 0;
@@ -44,7 +45,11 @@ struct Scores {
     std::uint64_t recoveries = 0;
     std::uint64_t worst_recovery = 0;   ///< exchanges with live stations after the last fault, until one was good
     std::uint64_t worst_reopening = 0;  ///< the same after a hang-up
-    std::uint64_t station_losses = 0;   ///< stations switched off by the host since they did not answer
+    std::uint64_t rests = 0;            ///< stations that the host has let rest since they did not answer
+    std::uint64_t returns = 0;          ///< rests that ended with a reply
+    std::uint64_t worst_tries = 0;      ///< polls of one station in a row without a byte from anywhere
+    /// The same of all stations between two requests to a live one that does not rest.
+    std::uint64_t worst_wait = 0;
     std::map<std::string, std::uint64_t> faults;
 };
 
@@ -54,6 +59,7 @@ struct Patience {
     std::chrono::milliseconds latest;  ///< longest that a fault holds a reply back
     /// How late a reply may be, from its request or the station's reply before, to be known as another request's.
     std::chrono::microseconds promise;
+    std::uint64_t most_tries;  ///< polls of one station without a reply before it rests
 };
 
 /// A request of the campaign's to write a variable or to read it once.
@@ -65,7 +71,7 @@ struct Request {
     std::vector<bool> reached;    ///< places that the controller wrote
     bool mistaken = false;        ///< a reply that was meant for another request was taken for its
     bool doubtful = false;        ///< the queue may have been full
-    bool may_vanish = false;      ///< its station was switched off while it waited
+    bool may_vanish = false;      ///< its station was at rest while it waited
     bool under_way = true;        ///< the call that queues it has not returned
     bool reported_early = false;  ///< done, while the call was still queueing
     bool cut_short = false;       ///< failed in its midst, while the call was still queueing
@@ -93,9 +99,6 @@ public:
     /// Before a call that queues a request; afterwards, with what the call said.
     std::shared_ptr<Request> announce(int variable, bool is_write, bool station_is_off);
     void queued(const std::shared_ptr<Request> &request, bool doubtful);
-
-    /// The host switches a station off: what waits for it may vanish.
-    void switched_off(int station);
 
     /// Nothing waits in the driver any more: what was not reported is lost.
     void expect_all_reported();
@@ -125,6 +128,8 @@ public:
     void exchanged(const kelpo::Exchange &exchange) override;
     void line_probed(const kelpo::Exchange &exchange, kelpo::ProbePurpose purpose) override;
     void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override;
+    void station_rests(int station, std::chrono::milliseconds pause) override;
+    void rest_ended(int station, bool has_answered) override;
     void line_opened() override;
     void line_lost(const std::string &why, std::chrono::milliseconds pause) override;
 
@@ -199,6 +204,8 @@ private:
     void note_mistaken(const Traffic &traffic, std::size_t piece, std::size_t reply_size);
     static bool is_copy(const Traffic &traffic, std::size_t piece, std::size_t reply_size);
     static bool may_be_too_late(const Traffic &traffic, std::size_t piece);
+    static std::uint32_t fault_of(const Traffic &traffic, const Sent &sent);
+    void follow_waits(const Traffic &traffic, const kelpo::Exchange &exchange);
     std::string follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent, Taken taken);
     void end_request(Ended ended);
     bool is_early(const std::shared_ptr<Request> &request, const Ended &ended);
@@ -232,6 +239,10 @@ private:
     std::uint64_t spoiled_ = 0;  // exchanges with live stations since the last fault that went wrong without one
     bool reopened_ = false;
     std::uint64_t since_reopening_ = 0;
+
+    std::set<int> resting_;
+    std::map<int, std::uint64_t> tries_;  // by station, without a byte since
+    std::map<int, std::uint64_t> waits_;  // by live station
 };
 
 }  // namespace soak
