@@ -1,13 +1,13 @@
-# The files of one folder of a library in KELPO_TOGETHER are compiled as one, which reads their headers once: less than
+# The files of one folder of a target in KELPO_TOGETHER are compiled as one, which reads their headers once: less than
 # half the time where all is built once and thrown away. Two files of a folder cannot have a function or a constant of
 # one name then, not even in unnamed namespaces: such a thing belongs into one place. The environment may say which.
 set(KELPO_TOGETHER "$ENV{KELPO_TOGETHER}" CACHE STRING
-    "Compile together the files of each folder of kelpo_host, kelpo_plc, kelpo_demo, host_tests, or several of these")
+    "Compile together the files of each folder of these targets, or of all that can be")
 
 # Lets the folders of `target` be compiled so, but those in EXCEPT, whose files are alike on purpose. With
 # BY_FIRST_WORD the files are in one folder, and the first word of a file's name says which folder it is about.
 function(kelpo_compile_folders_together target)
-    if(NOT target IN_LIST KELPO_TOGETHER)
+    if(NOT KELPO_TOGETHER STREQUAL all AND NOT target IN_LIST KELPO_TOGETHER)
         return()
     endif()
     cmake_parse_arguments(PARSE_ARGV 1 arg "BY_FIRST_WORD" "" "EXCEPT")

@@ -7,7 +7,7 @@
 namespace plc {
 namespace {
 
-std::string refusal_of(const std::string &text) {
+std::string refusal_of_fault(const std::string &text) {
     try {
         parse_fault(text);
     } catch (const std::invalid_argument &refused) {
@@ -80,44 +80,45 @@ TEST(FaultText, MayBeginWithAnyWordAndItsOwnFields) {
 TEST(FaultText, IsRefusedWithoutAWordThatIsKnown) {
     const std::string words = "a fault begins with no-reply, dead, exception, late, truncated, garbled, wrong-station, "
                               "wrong-function, wrong-length, pieces, noise, noise-behind, echo, twice, not with ";
-    EXPECT_EQ(refusal_of(""), words + "nothing");
-    EXPECT_EQ(refusal_of("station=3"), words + "station=3");
+    EXPECT_EQ(refusal_of_fault(""), words + "nothing");
+    EXPECT_EQ(refusal_of_fault("station=3"), words + "station=3");
 }
 
 TEST(FaultText, IsRefusedWithAFieldThatTheWordDoesNotHave) {
-    EXPECT_EQ(refusal_of("no-reply place=3"),
+    EXPECT_EQ(refusal_of_fault("no-reply place=3"),
               "the fault no-reply has no field place, but station, function, address, after, every, rate, for, times");
-    EXPECT_EQ(refusal_of("late bytes=3"), "the fault late has no field bytes, but ms, station, function, address, "
-                                          "after, every, rate, for, times");
+    EXPECT_EQ(refusal_of_fault("late bytes=3"),
+              "the fault late has no field bytes, but ms, station, function, address, "
+              "after, every, rate, for, times");
 }
 
 TEST(FaultText, IsRefusedWhenItIsNotUnderstood) {
-    EXPECT_EQ(refusal_of("no-reply \x1B[2J"), "a fault's fields are name=number, not \\x1B[2J");
-    EXPECT_EQ(refusal_of("late ms=\x1B[2J"), "a fault's ms is 1 to 3600000, not \\x1B[2J");
-    EXPECT_EQ(refusal_of("late rate=\x1B[2J"),
+    EXPECT_EQ(refusal_of_fault("no-reply \x1B[2J"), "a fault's fields are name=number, not \\x1B[2J");
+    EXPECT_EQ(refusal_of_fault("late ms=\x1B[2J"), "a fault's ms is 1 to 3600000, not \\x1B[2J");
+    EXPECT_EQ(refusal_of_fault("late rate=\x1B[2J"),
               "a fault's rate is a part such as 1/1000, from 1/1000000 to 1/1, not \\x1B[2J");
-    EXPECT_EQ(refusal_of("no-reply station"), "a fault's fields are name=number, not station");
-    EXPECT_EQ(refusal_of("no-reply station=3 station=4"), "a fault has station twice");
-    EXPECT_EQ(refusal_of("no-reply station=248"), "a fault's station is 1 to 247, not 248");
-    EXPECT_EQ(refusal_of("no-reply function=128"), "a fault's function is 1 to 127, not 128");
-    EXPECT_EQ(refusal_of("no-reply address=65536"), "a fault's address is 0 to 65535, not 65536");
-    EXPECT_EQ(refusal_of("no-reply address=-1"), "a fault's address is 0 to 65535, not -1");
-    EXPECT_EQ(refusal_of("no-reply times=0"), "a fault's times is 1 to 1000000, not 0");
-    EXPECT_EQ(refusal_of("no-reply every=0"), "a fault's every is 1 to 1000000, not 0");
-    EXPECT_EQ(refusal_of("no-reply for=0"), "a fault's for is 1 to 1000000, not 0");
-    EXPECT_EQ(refusal_of("no-reply address=1x"), "a fault's address is 0 to 65535, not 1x");
-    EXPECT_EQ(refusal_of("no-reply address="), "a fault's address is 0 to 65535, not nothing");
-    EXPECT_EQ(refusal_of("no-reply address=0x"), "a fault's address is 0 to 65535, not 0x");
-    EXPECT_EQ(refusal_of("no-reply address=99999999999"), "a fault's address is 0 to 65535, not 99999999999");
-    EXPECT_EQ(refusal_of("late ms=0"), "a fault's ms is 1 to 3600000, not 0");
-    EXPECT_EQ(refusal_of("exception code=256"), "a fault's code is 1 to 255, not 256");
-    EXPECT_EQ(refusal_of("pieces size=0"), "a fault's size is 1 to 255, not 0");
-    EXPECT_EQ(refusal_of("no-reply rate=1/2 every=3"), "a fault has every or rate, not both");
+    EXPECT_EQ(refusal_of_fault("no-reply station"), "a fault's fields are name=number, not station");
+    EXPECT_EQ(refusal_of_fault("no-reply station=3 station=4"), "a fault has station twice");
+    EXPECT_EQ(refusal_of_fault("no-reply station=248"), "a fault's station is 1 to 247, not 248");
+    EXPECT_EQ(refusal_of_fault("no-reply function=128"), "a fault's function is 1 to 127, not 128");
+    EXPECT_EQ(refusal_of_fault("no-reply address=65536"), "a fault's address is 0 to 65535, not 65536");
+    EXPECT_EQ(refusal_of_fault("no-reply address=-1"), "a fault's address is 0 to 65535, not -1");
+    EXPECT_EQ(refusal_of_fault("no-reply times=0"), "a fault's times is 1 to 1000000, not 0");
+    EXPECT_EQ(refusal_of_fault("no-reply every=0"), "a fault's every is 1 to 1000000, not 0");
+    EXPECT_EQ(refusal_of_fault("no-reply for=0"), "a fault's for is 1 to 1000000, not 0");
+    EXPECT_EQ(refusal_of_fault("no-reply address=1x"), "a fault's address is 0 to 65535, not 1x");
+    EXPECT_EQ(refusal_of_fault("no-reply address="), "a fault's address is 0 to 65535, not nothing");
+    EXPECT_EQ(refusal_of_fault("no-reply address=0x"), "a fault's address is 0 to 65535, not 0x");
+    EXPECT_EQ(refusal_of_fault("no-reply address=99999999999"), "a fault's address is 0 to 65535, not 99999999999");
+    EXPECT_EQ(refusal_of_fault("late ms=0"), "a fault's ms is 1 to 3600000, not 0");
+    EXPECT_EQ(refusal_of_fault("exception code=256"), "a fault's code is 1 to 255, not 256");
+    EXPECT_EQ(refusal_of_fault("pieces size=0"), "a fault's size is 1 to 255, not 0");
+    EXPECT_EQ(refusal_of_fault("no-reply rate=1/2 every=3"), "a fault has every or rate, not both");
 }
 
 TEST(FaultText, IsRefusedWithARateThatIsNone) {
     for (const std::string rate : {"2/1", "0/5", "1/0", "1", "1/", "/2", "1/1000001", "-1/2", "1/2/3", "x/2"})
-        EXPECT_EQ(refusal_of("no-reply rate=" + rate),
+        EXPECT_EQ(refusal_of_fault("no-reply rate=" + rate),
                   "a fault's rate is a part such as 1/1000, from 1/1000000 to 1/1, not " + rate);
 }
 

@@ -15,7 +15,7 @@
 namespace plc {
 namespace {
 
-std::string refusal_of(const std::string &text) {
+std::string refusal_of_preset(const std::string &text) {
     try {
         parse_preset(text);
     } catch (const std::invalid_argument &refused) {
@@ -41,19 +41,21 @@ TEST(PresetText, GivesCoilsFromAnAddressOn) {
 }
 
 TEST(PresetText, IsRefusedWhenItIsNotUnderstood) {
-    EXPECT_EQ(refusal_of("1,coil,5"), "a preset is station,coil,address,value or station,register,address,value and "
-                                      "perhaps more values, not 1,coil,5");
-    EXPECT_EQ(refusal_of("0,coil,5,1"), "a station is 1 to 247, not 0");
-    EXPECT_EQ(refusal_of("one,coil,5,1"), "a station is 1 to 247, not one");
-    EXPECT_EQ(refusal_of("1,input,5,1"), "the second field is coil or register, not input");
-    EXPECT_EQ(refusal_of("1,,5,1"), "the second field is coil or register, not nothing");
-    EXPECT_EQ(refusal_of("1,coil,65536,1"), "an address is 0 to 65535, not 65536");
-    EXPECT_EQ(refusal_of("1,coil,5,2"), "a coil's value is 0 to 1, not 2");
-    EXPECT_EQ(refusal_of("1,register,5,65536"), "a register's value is -32768 to 65535, not 65536");
-    EXPECT_EQ(refusal_of("1,register,5,-32769"), "a register's value is -32768 to 65535, not -32769");
-    EXPECT_EQ(refusal_of("1,register,5,1.5"), "a register's value is -32768 to 65535, not 1.5");
-    EXPECT_EQ(refusal_of("1,register,5,1,"), "a register's value is -32768 to 65535, not nothing");
-    EXPECT_EQ(refusal_of("1,register,65534,1,2,3"), "from address 65534 on there is room for 2 values, not for 3");
+    EXPECT_EQ(refusal_of_preset("1,coil,5"),
+              "a preset is station,coil,address,value or station,register,address,value and "
+              "perhaps more values, not 1,coil,5");
+    EXPECT_EQ(refusal_of_preset("0,coil,5,1"), "a station is 1 to 247, not 0");
+    EXPECT_EQ(refusal_of_preset("one,coil,5,1"), "a station is 1 to 247, not one");
+    EXPECT_EQ(refusal_of_preset("1,input,5,1"), "the second field is coil or register, not input");
+    EXPECT_EQ(refusal_of_preset("1,,5,1"), "the second field is coil or register, not nothing");
+    EXPECT_EQ(refusal_of_preset("1,coil,65536,1"), "an address is 0 to 65535, not 65536");
+    EXPECT_EQ(refusal_of_preset("1,coil,5,2"), "a coil's value is 0 to 1, not 2");
+    EXPECT_EQ(refusal_of_preset("1,register,5,65536"), "a register's value is -32768 to 65535, not 65536");
+    EXPECT_EQ(refusal_of_preset("1,register,5,-32769"), "a register's value is -32768 to 65535, not -32769");
+    EXPECT_EQ(refusal_of_preset("1,register,5,1.5"), "a register's value is -32768 to 65535, not 1.5");
+    EXPECT_EQ(refusal_of_preset("1,register,5,1,"), "a register's value is -32768 to 65535, not nothing");
+    EXPECT_EQ(refusal_of_preset("1,register,65534,1,2,3"),
+              "from address 65534 on there is room for 2 values, not for 3");
 }
 
 class ListFile : public testing::Test {
@@ -123,8 +125,8 @@ TEST_F(ListFile, TellsAHundredMistakesAndCountsTheRest) {
 }
 
 TEST(PresetText, IsQuotedShortAndWithoutWhatATerminalObeys) {
-    EXPECT_EQ(refusal_of("1,\x1B]0;x\x07,5,1"), "the second field is coil or register, not \\x1B]0;x\\x07");
-    EXPECT_EQ(refusal_of(std::string(5000, 'x')),
+    EXPECT_EQ(refusal_of_preset("1,\x1B]0;x\x07,5,1"), "the second field is coil or register, not \\x1B]0;x\\x07");
+    EXPECT_EQ(refusal_of_preset(std::string(5000, 'x')),
               "a preset is station,coil,address,value or station,register,address,value and perhaps more values, not " +
                   std::string(59, 'x') + "...");
 }

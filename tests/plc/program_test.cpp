@@ -3,6 +3,7 @@
 #include "plc/system/descriptor.h"
 #include "tcp_client.h"
 #include "temporary_folder.h"
+#include "waiting.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +20,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,15 +27,8 @@
 namespace plc {
 namespace {
 
-constexpr int generous_ms = 60000;
-
-bool becomes_readable(int descriptor) {
-    pollfd watched = {descriptor, POLLIN, 0};
-    return ::poll(&watched, 1, generous_ms) == 1;
-}
-
 bool comes_true(const std::function<bool()> &condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(generous_ms);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience_ms);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;

@@ -1,27 +1,20 @@
 #include "plc/line/pty_line.h"
 
 #include "hex.h"
+#include "waiting.h"
 
 #include <gtest/gtest.h>
 
 #include <numeric>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 namespace plc {
 namespace {
 
-constexpr int generous_ms = 30000;
-
 int open_client(const PtyLine &line) {
     return ::open(line.name().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-}
-
-bool becomes_readable(int descriptor) {
-    pollfd watched = {descriptor, POLLIN, 0};
-    return ::poll(&watched, 1, generous_ms) == 1;
 }
 
 Bytes received_by(Line &line, std::size_t count) {

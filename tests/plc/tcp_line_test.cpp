@@ -2,25 +2,18 @@
 
 #include "hex.h"
 #include "tcp_client.h"
+#include "waiting.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <system_error>
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace plc {
 namespace {
-
-constexpr int generous_ms = 30000;
-
-bool becomes_readable(int descriptor) {
-    pollfd watched = {descriptor, POLLIN, 0};
-    return ::poll(&watched, 1, generous_ms) == 1;
-}
 
 class TcpLineTest : public testing::Test {
 protected:
@@ -140,8 +133,8 @@ TEST_F(TcpLineTest, IsNotOpenedTwiceAtOnePlace) {
     try {
         const TcpLine second(same);
         FAIL() << "opened";
-    } catch (const std::system_error &refused) {
-        EXPECT_EQ(refused.what(), "cannot listen at " + line_.name().substr(4) + ": Address already in use");
+    } catch (const std::system_error &error) {
+        EXPECT_EQ(error.what(), "cannot listen at " + line_.name().substr(4) + ": Address already in use");
     }
 }
 
