@@ -1,5 +1,5 @@
-# Sets `variable` to the file with which a test starts the program `target`: the program, or in a cross build a native
-# command that runs it in the emulator. An emulated program can start native ones only.
+# Sets `variable` to the file that a test runs to start the program `target`: the program itself, or in a cross build a
+# native command that runs it in the emulator. An emulated program can start only native ones.
 function(kelpo_started_as variable target)
     set(started $<TARGET_FILE:${target}>)
     if(CMAKE_CROSSCOMPILING_EMULATOR)

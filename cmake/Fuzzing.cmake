@@ -1,5 +1,5 @@
-# Everything counts which of its branches are taken, which guides the fuzzers (tests/fuzz). They contain the other half
-# of the counters: other programs that are built this way may not run.
+# All code counts the branches that it takes, which guides the fuzzers (tests/fuzz). Only they contain the other half of
+# the counters; other programs that are built this way may not run.
 if(KELPO_FUZZ)
     if(NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
         message(FATAL_ERROR "KELPO_FUZZ needs clang++")

@@ -1,6 +1,6 @@
-# kelpo::hardening is for what ships: a fault in it ends the program instead of serving an attacker. The stack is
-# guarded and not executable, the tables that the loader fills are read-only once filled, calls of the C library check
-# the size of their targets, programs are placed at random. tests/abi/hardening reads all that off the binaries.
+# kelpo::hardening is for what ships, so that a fault in it ends the program instead of helping an attacker. The stack
+# is guarded and not executable, the tables that the loader fills are read-only afterwards, calls of the C library check
+# the size of their buffers, and programs are loaded at random addresses. tests/abi/hardening checks the binaries.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 

@@ -1,5 +1,5 @@
-# What `cmake --install` lays down, in three components: `runtime` (the library), `dev` (what a host is built with) and
-# `tools` (see host/ and plc/). The package files name places relative to themselves, so the tree may be moved.
+# What `cmake --install` installs, in three components: `runtime` (the library), `dev` (what a host is built with) and
+# `tools` (see host/ and plc/). The package files use paths relative to themselves, so the tree may be moved.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 include(cmake/Documents.cmake)
@@ -8,7 +8,7 @@ set(kelpo_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/ozna_kelpo_port)
 set(kelpo_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ozna_kelpo_port)
 set(kelpo_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# The library, and its Qt under the name by which the exported target knows it.
+# The library, and its Qt under the name that the exported target uses.
 set_target_properties(kelpo_qtcore PROPERTIES EXPORT_NAME qtcore)
 install(TARGETS ozna_kelpo_port_2 kelpo_qtcore EXPORT ozna_kelpo_port
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev

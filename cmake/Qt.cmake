@@ -1,5 +1,5 @@
-# kelpo::qtcore is the Qt core library of the chosen version; kelpo_qt_cxx_standard the C++ that its headers need;
-# kelpo_qt_package and kelpo_qt_pkgconfig what an installed driver finds it with.
+# kelpo::qtcore is the Qt core library of the chosen version; kelpo_qt_cxx_standard is the C++ standard that its headers
+# need; with kelpo_qt_package and kelpo_qt_pkgconfig the hosts of an installed driver find it.
 add_library(kelpo_qtcore INTERFACE)
 add_library(kelpo::qtcore ALIAS kelpo_qtcore)
 set(kelpo_qt_cxx_standard 11)

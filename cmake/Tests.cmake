@@ -3,11 +3,12 @@
 option(KELPO_TEST_CASES "Run each case of a test program as a test of its own; OFF runs each program once" ON)
 
 # GoogleTest's headers take longer to compile than most tests do. They are compiled once, with what most tests include
-# anyway, and once more with Qt for the tests of the driver. One header serves only programs that are built with the same
-# options, so all are position independent in one way. Each file still includes what it uses: script/lint reads it so.
+# anyway, and once more with Qt for the tests of the driver. Only programs that are built with the same options can
+# share a compiled header, so all of them are built with -fPIC. Each file still includes what it uses: script/lint
+# compiles it without these headers.
 function(kelpo_test_header name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;LIBRARIES")
-    file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "// Only its header is wanted.\n")
+    file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "// Only its header is used.\n")
     add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
     target_compile_features(${name} PRIVATE cxx_std_17)
     target_link_libraries(${name} PRIVATE GTest::gmock ${arg_LIBRARIES})
@@ -18,7 +19,7 @@ endfunction()
 # Lets the test program `target` use a compiled header of kelpo_test_header.
 function(kelpo_use_test_header target header)
     target_precompile_headers(${target} REUSE_FROM ${header})
-    # A compiler cache can only then see what such a header holds.
+    # Without it, a compiler cache cannot see what such a header contains.
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 endfunction()
 

@@ -1,10 +1,11 @@
-# The files of one folder of a target in KELPO_TOGETHER are compiled as one, which reads their headers once: less than
-# half the time where all is built once and thrown away. Two files of a folder cannot have a function or a constant of
-# one name then, not even in unnamed namespaces: such a thing belongs into one place. The environment may say which.
+# The files in each folder of a target named in KELPO_TOGETHER are compiled as one file, which reads their headers
+# once. Where everything is built once and thrown away, that takes less than half the time. Two files of a folder then
+# cannot define a function or a constant of the same name, not even in unnamed namespaces; such a thing belongs in one
+# place. The environment variable of the same name sets the default.
 set(KELPO_TOGETHER "$ENV{KELPO_TOGETHER}" CACHE STRING
     "Compile together the files of each folder of these targets, or of all that can be")
 
-# Lets the folders of `target` be compiled so, but those in EXCEPT, whose files are alike on purpose. With
+# Has the folders of `target` compiled this way, except those in EXCEPT, whose files are alike on purpose. With
 # BY_FIRST_WORD the files are in one folder, and the first word of a file's name says which folder it is about.
 function(kelpo_compile_folders_together target)
     if(NOT KELPO_TOGETHER STREQUAL all AND NOT target IN_LIST KELPO_TOGETHER)

@@ -1,7 +1,7 @@
-# Our own code compiles without a warning; where we build it ourselves (the presets), or not at all.
-option(KELPO_WERROR "Take warnings for errors" OFF)
+# Where we build our own code ourselves (the presets), a warning is an error.
+option(KELPO_WERROR "Treat warnings as errors" OFF)
 add_library(kelpo_warnings INTERFACE)
 add_library(kelpo::warnings ALIAS kelpo_warnings)
-# clang++ sees names that are the implementation's in a moment; clang-tidy's check for them looks at every system header.
+# clang++ finds names that are reserved for the implementation at once; clang-tidy's check reads every system header.
 target_compile_options(kelpo_warnings INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>)
 target_compile_options(kelpo_warnings INTERFACE -Wall -Wextra -Wshadow -Wconversion $<$<BOOL:${KELPO_WERROR}>:-Werror>)

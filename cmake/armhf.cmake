@@ -4,7 +4,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-# g++ notes at each use of some types that g++ 7 changed how they are passed; all that meets here is built by one compiler.
+# At each use of some types g++ notes that g++ 7 changed how they are passed. One compiler builds everything here.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 
 get_filename_component(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../build/armhf-sysroot ABSOLUTE)

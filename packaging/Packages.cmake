@@ -1,5 +1,5 @@
 # `cpack` stages the three components of cmake/Install.cmake and hands them to packaging/make_debs. The DEB generator
-# of CPack itself calls ldconfig from scripts of the package, where Debian wants a trigger.
+# of CPack itself calls ldconfig from the package's scripts, where Debian wants a trigger.
 set(CPACK_GENERATOR External)
 set(CPACK_EXTERNAL_ENABLE_STAGING ON)
 set(CPACK_EXTERNAL_PACKAGE_SCRIPT ${PROJECT_SOURCE_DIR}/packaging/make_debs.cmake)

@@ -1,6 +1,6 @@
 # What the scripts share. Sourced at the start of each script, not run; expects `set -euo pipefail`. Takes two options
 # out of the arguments of the script: --help shows the comment at the top of the script and does nothing else;
-# --no-install makes install_packages end where packages are missing.
+# --no-install makes install_packages end the script if packages are missing.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -14,7 +14,7 @@ lint_packages=(clang clang-format clang-tidy cppcheck shellcheck)
 bench_packages=(libbenchmark-dev libboost-dev libqt5serialbus5-dev valgrind)
 sanitizer_packages=(clang libclang-rt-dev llvm)
 
-# With a compiler cache, what was compiled before is not compiled again. It may trust a compiled header.
+# With a compiler cache, what was compiled before is not compiled again. The cache may rely on compiled headers.
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros}
@@ -32,7 +32,7 @@ die() {
 show_help() {
     sed -n '2,/^[^#]/{ s/^# \{0,1\}//p }' "$0"
     printf '\n  --help         show this, and do nothing else\n'
-    printf '  --no-install   end where Debian packages are missing, instead of installing them\n'
+    printf '  --no-install   end if Debian packages are missing, instead of installing them\n'
 }
 
 no_install=
@@ -50,7 +50,7 @@ done
 set -- "${arguments[@]}"
 
 # Installs those of the named Debian packages that are missing; asks the package servers only if any is. With
-# --no-install it ends there; without dpkg, the configuration says what is missing.
+# --no-install the script ends if any is missing; without dpkg, the configuration says what is missing.
 install_packages() {
     local missing=() package
     [ -z "$no_install" ] || command -v dpkg-query >/dev/null || return 0

@@ -9,7 +9,7 @@ import subprocess
 import sys
 import tempfile
 
-# What the user of a tool, and the author of a host, look for in its folder.
+# What authors of hosts, and users of the tools, look for in the folder of documents.
 NEEDED = {
     "dev": ["address-map.md", "building-for-a-panel.md", "decisions.md", "host-guide.md", "lines.md", "SECURITY.md"],
     "tools": ["address-map.md", "lines.md", "list-files.md", "plan.md", "poll.md", "read-and-write.md",
@@ -52,7 +52,7 @@ def links(document):
 
 
 def dead_links(document, root):
-    """Each link that leads nowhere, or out of `root`."""
+    """Each link whose target does not exist or is outside `root`, and the number of links."""
     dead = []
     followed = 0
     for link in links(document):

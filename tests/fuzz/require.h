@@ -8,7 +8,7 @@ namespace fuzz {
 
 /// Ends the program, as every finding does: what was expected is not so.
 [[noreturn]] inline void fail(const std::string &what) {
-    std::cerr << "NOT SO: " << what << std::endl;
+    std::cerr << "NOT TRUE: " << what << std::endl;
     std::abort();
 }
 

@@ -1,8 +1,8 @@
-"""The example panels work as they are installed: each is copied, compiled with exactly the line of its first comment,
-and run at the installed simulated controller and at pymodbus's server.
+"""The example panels work as they are installed: each is copied, compiled with exactly the command in its first
+comment, and run with the installed simulated controller and with pymodbus's server.
 
-Run by the build with CMAKE, BUILD, LIBDIR, PEERS (the folder of peers_test.py) and QMAKE (of a Qt 4, or empty) in the
-environment. Without the installed controller, in a build of the driver alone, pymodbus serves.
+Run by the build with CMAKE, BUILD, LIBDIR, PEERS (the folder of peers_test.py) and QMAKE (that of Qt 4, or empty) in
+the environment. In a build of the driver alone, without the simulated controller, only pymodbus is used.
 """
 import os
 import pathlib
@@ -18,16 +18,16 @@ import unittest
 sys.path.insert(0, os.environ["PEERS"])
 import peers_test  # noqa: E402
 
-peers_test.STATION = 1  # the one that the panels ask
+peers_test.STATION = 1  # the one that the panels read
 
-PATIENCE = 120  # seconds: the end of waiting for what should come at once
+PATIENCE = 120  # the longest wait, in seconds, for what should come at once
 PRESETS = "1,register,100,7,0,1,2\n1,register,9800,3,4\n1,coil,6050,1\n1,register,110,8\n1,register,200,5,6,7,8\n"
 TANK = ["level = 7", "flow = 65538", "hours = 196612", "pump = 1", "alarm = 1"]
 OPENED = [*TANK, "set_point = 0", "recipe = 5 6 7 8", "set_point = 1234", *TANK]
 
 
 class Controller:
-    """The installed one; the line leads to it under the same name each time."""
+    """The installed simulated controller. Its line has the same name each time."""
 
     def __init__(self, program, line, environment, presets=PRESETS, stations="1"):
         preset = pathlib.Path(str(line) + ".preset")
@@ -54,14 +54,14 @@ class Panels(unittest.TestCase):
         subprocess.run([os.environ["CMAKE"], "--install", os.environ["BUILD"], "--prefix", installed], check=True,
                        stdout=subprocess.DEVNULL)
         cls.kelpo = installed / "bin/kelpo"
-        of_qt = ""
+        qt_libraries = ""
         libraries, packages = [installed / os.environ["LIBDIR"]], [installed / os.environ["LIBDIR"] / "pkgconfig"]
         if os.environ["QMAKE"]:
-            of_qt = subprocess.run([os.environ["QMAKE"], "-query", "QT_INSTALL_LIBS"], check=True, capture_output=True,
-                                   text=True).stdout.strip()
-            libraries.append(of_qt)
-            packages.append(of_qt + "/pkgconfig")
-        cls.without_driver = dict(os.environ, LD_LIBRARY_PATH=of_qt)
+            qt_libraries = subprocess.run([os.environ["QMAKE"], "-query", "QT_INSTALL_LIBS"], check=True,
+                                          capture_output=True, text=True).stdout.strip()
+            libraries.append(qt_libraries)
+            packages.append(qt_libraries + "/pkgconfig")
+        cls.without_driver = dict(os.environ, LD_LIBRARY_PATH=qt_libraries)
         cls.environment = dict(os.environ, LD_LIBRARY_PATH=":".join(map(str, libraries)),
                                PKG_CONFIG_PATH=":".join(map(str, packages)))
         cls.work = work / "work"
@@ -79,7 +79,7 @@ class Panels(unittest.TestCase):
                               timeout=PATIENCE, env=self.environment, check=False)
 
     def assert_shows_all_within_a_second(self, line, program):
-        # On a machine that does much else the second may pass for another reason.
+        # On a busy machine a second may be too short for another reason.
         for _ in range(20):
             done = self.panel(line, 1, program)
             if done.returncode == 0:
@@ -121,7 +121,7 @@ class Panels(unittest.TestCase):
             self.assertLess(time.monotonic(), end, f"no '{text}' in: {file.read_text(encoding='ascii')}")
             time.sleep(0.05)
 
-    def test_goes_on_when_a_lost_line_is_back(self):
+    def test_continues_when_a_lost_line_is_back(self):
         first = self.controller()
         self.addCleanup(first.close)
         shown, complaints = self.work / "shown", self.work / "complaints"

@@ -21,7 +21,7 @@ template <class Frame> unsigned crc16(const Frame &frame) {
     return crc16(frame.begin(), frame.end());
 }
 
-/// `body` with its CRC appended, low byte first. For frames made in loops; a frame that a test is about is written out.
+/// `body` with its CRC appended, low byte first. For frames made in loops; a frame under test is written out.
 template <class Frame> Frame with_crc(Frame body) {
     typedef typename Frame::value_type Byte;
     const unsigned crc = crc16(body);

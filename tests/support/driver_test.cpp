@@ -66,7 +66,7 @@ HostBlock::HostBlock() : before(), info(), after() {
         word = pattern;
 }
 
-bool HostBlock::foreign_words_untouched() const {
+bool HostBlock::other_words_unchanged() const {
     for (int word : before)
         if (word != pattern)
             return false;
@@ -97,7 +97,7 @@ bool waits_for(QMutex &mutex, const std::function<void()> &action) {
     return !ends_while_held(mutex, action, std::chrono::milliseconds(50));
 }
 
-bool passes_by(QMutex &mutex, const std::function<void()> &action) {
+bool does_not_wait_for(QMutex &mutex, const std::function<void()> &action) {
     return ends_while_held(mutex, action, std::chrono::minutes(1));
 }
 
@@ -106,10 +106,10 @@ testing::AssertionResult takes_only(std::initializer_list<QMutex *> mutexes, con
                                                      {&PLC_driver.cache_mutex, "cache_mutex"},
                                                      {&PLC_driver.station_mutex, "station_mutex"}};
     for (const auto &mutex : all) {
-        const bool is_due = std::find(mutexes.begin(), mutexes.end(), mutex.first) != mutexes.end();
-        if (is_due && !waits_for(*mutex.first, action))
+        const bool is_expected = std::find(mutexes.begin(), mutexes.end(), mutex.first) != mutexes.end();
+        if (is_expected && !waits_for(*mutex.first, action))
             return testing::AssertionFailure() << "does not take " << mutex.second;
-        if (!is_due && !passes_by(*mutex.first, action))
+        if (!is_expected && !does_not_wait_for(*mutex.first, action))
             return testing::AssertionFailure() << "takes " << mutex.second;
     }
     return testing::AssertionSuccess();
@@ -131,7 +131,7 @@ DriverTest::~DriverTest() {
 }
 
 void DriverTest::TearDown() {
-    EXPECT_TRUE(block.foreign_words_untouched());
+    EXPECT_TRUE(block.other_words_unchanged());
     EXPECT_TRUE(is_free(PLC_driver.list_mutex));
     EXPECT_TRUE(is_free(PLC_driver.cache_mutex));
     EXPECT_TRUE(is_free(PLC_driver.station_mutex));

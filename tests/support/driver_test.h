@@ -1,5 +1,5 @@
 /// \file
-/// What every test of the driver starts from: the driver as after loading, a fresh host block, recording callbacks.
+/// What every test of the driver starts from: the driver as newly loaded, a new host block, recording callbacks.
 #ifndef SUPPORT_DRIVER_TEST_H
 #define SUPPORT_DRIVER_TEST_H
 
@@ -20,14 +20,14 @@ namespace support {
 const int int_max = std::numeric_limits<int>::max();
 const int int_min = std::numeric_limits<int>::min();
 
-/// The host's block as the driver gets it: the named words 0, the words without a name and those around the block set
-/// to a pattern that nobody may change.
+/// The host's block as the driver gets it: the named words are 0; the words without a name, and those around the block,
+/// hold a pattern that must not change.
 class HostBlock {
 public:
     HostBlock();
 
     /// True while every word that is not the driver's still holds its pattern.
-    bool foreign_words_untouched() const;
+    bool other_words_unchanged() const;
 
     /// Word `index` of the block, as a host that knows it as an array of int sees it.
     int word(int index) const;
@@ -64,19 +64,19 @@ struct CommError {
 /// True when nobody holds `mutex`.
 bool is_free(QMutex &mutex);
 
-/// True when `action`, run in a thread of its own, does not end while `mutex` is held, and ends once it is released. A
-/// machine that is slow to start the thread can hide a missing lock but never report one that is there.
+/// True when `action`, run in a thread of its own, does not end while `mutex` is held, and ends once it is released. On
+/// a machine that is slow to start the thread, a missing lock may not be noticed, but a lock that is there always is.
 bool waits_for(QMutex &mutex, const std::function<void()> &action);
 
 /// True when `action`, run in a thread of its own, ends although `mutex` is held.
-bool passes_by(QMutex &mutex, const std::function<void()> &action);
+bool does_not_wait_for(QMutex &mutex, const std::function<void()> &action);
 
 /// Success when `action` takes exactly `mutexes` of the driver's three: run with one held at a time, it waits for these
-/// and passes by the others.
+/// and not for the others.
 testing::AssertionResult takes_only(std::initializer_list<QMutex *> mutexes, const std::function<void()> &action);
 
-/// A driver as after loading, that has a HostBlock and the recording callbacks. At the end of each test the words of
-/// the host's block that are not the driver's must be untouched, and the three mutexes free.
+/// A driver as newly loaded, with a HostBlock and the recording callbacks. At the end of each test the words of the
+/// host's block that are not the driver's must be unchanged, and the three mutexes free.
 class DriverTest : public ::testing::Test {
 protected:
     DriverTest();
@@ -104,7 +104,7 @@ std::string describe(const RW_VAR &var);
 /// A polled variable of the host.
 HOST_VAR host_var(int reg_type, int station_no, const char *addr_text, int reg_count, const char *aux_text = "");
 
-/// The request for one read whose reply is still to come, as the read builders fill it.
+/// The request of one read that waits for its reply, as the read builders fill it.
 Protocol make_frame(const RW_VAR &var, const QByteArray &frame, int data_len);
 
 /// The entries as "(address,count)", with one blank between them.

@@ -13,7 +13,7 @@
 namespace support {
 
 /// The bytes of hexadecimal pairs with one blank between them ("01 03 00 64"). Anything else throws
-/// std::invalid_argument: a mistake of writing in a test must not pass for a short frame.
+/// std::invalid_argument: a typing mistake in a test must not be taken for a short frame.
 QByteArray bytes(const std::string &text);
 
 /// The bytes as upper-case hexadecimal pairs with one blank between them.

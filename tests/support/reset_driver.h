@@ -1,12 +1,12 @@
 /// \file
-/// The driver as after loading.
+/// The driver as newly loaded.
 #ifndef SUPPORT_RESET_DRIVER_H
 #define SUPPORT_RESET_DRIVER_H
 
 namespace support {
 
-/// Puts PLC_driver and the three memories of the host back to the state that they have right after loading. Takes no
-/// lock: nobody else may use the driver meanwhile.
+/// Puts PLC_driver and the three pointers to the host's memories back into the state that they have after loading.
+/// Takes no lock: nobody else may use the driver meanwhile.
 void reset_driver();
 
 }  // namespace support

@@ -148,7 +148,7 @@ void Session::end(int line) {
     begin_action(line);
     for (int i = in_flight == nullptr ? 0 : 1; i < static_cast<int>(PLC_driver.frame_list.size()); ++i)
         complain(line, "built and not stated: " + support::hex(PLC_driver.frame_list.at(i).frame));
-    if (!block.foreign_words_untouched())
+    if (!block.other_words_unchanged())
         complain(line, "a word of the host's block was changed that is not the driver's");
     if (!support::is_free(PLC_driver.list_mutex) || !support::is_free(PLC_driver.cache_mutex) ||
         !support::is_free(PLC_driver.station_mutex))

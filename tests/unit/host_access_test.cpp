@@ -415,11 +415,11 @@ TEST_F(HostAccess, WhileTheQueueIsLockedTheSizeIsThatOfTheLastChange) {
     set(7, "30", "34 12 78 56", 2);
     set(7, "40", "34 12", 1);
     int result = -1;
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
     EXPECT_EQ(result, 2);
 
     info.write_mode = 0;
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [&result] { result = set(7, "50", "34 12", 1); }));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, [&result] { result = set(7, "50", "34 12", 1); }));
     EXPECT_EQ(result, 2);
     EXPECT_EQ(get(7, "50", 1), "34 12");
 }
@@ -485,7 +485,7 @@ TEST_F(HostAccess, ACallbackMayWriteToTheCacheAndGetsTheSize) {
     EXPECT_EQ(sizes_seen, std::vector<int>({2, 2, 1})) << "when it is reported, and when it has left the queue";
 
     int result = -1;
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
     EXPECT_EQ(result, 0) << "the other write of the variable went with it";
     EXPECT_EQ(get(7, "900", 1, 1), "01 00");
 }

@@ -23,7 +23,7 @@ protected:
         SetComInfo(&given.info);
         EXPECT_EQ(given.info.state_a, 0) << "max_count " << max_count;
         EXPECT_EQ(given.info.state_b, 0) << "max_count " << max_count;
-        EXPECT_TRUE(given.foreign_words_untouched()) << "max_count " << max_count;
+        EXPECT_TRUE(given.other_words_unchanged()) << "max_count " << max_count;
         return given.info.max_count;
     }
 };

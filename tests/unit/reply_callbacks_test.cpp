@@ -178,14 +178,14 @@ TEST_F(ReplyLocks, NothingInFlightAndTheSpecialReplyTakeNoLock) {
     const auto idle = [] {
         EXPECT_EQ(answer_nothing(), 1);
     };
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, idle));
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, idle));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, idle));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, idle));
     put_in_flight(0, own_area);
     const auto special = [] {
         EXPECT_EQ(answer(bytes("01 6A 8B 00 00")), 1000);
     };
-    EXPECT_TRUE(support::passes_by(PLC_driver.list_mutex, special));
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, special));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, special));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, special));
 }
 
 TEST_F(ReplyLocks, EveryOtherReplyWaitsForListMutex) {
@@ -203,7 +203,7 @@ TEST_F(ReplyLocks, OnlyStoringALocalReplyTakesCacheMutex) {
     EXPECT_TRUE(support::waits_for(PLC_driver.cache_mutex, [] { answer_well(); }));
     queue_write(write_of(1));
     ComCommunication();
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, [] { answer_well(); }));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, [] { answer_well(); }));
 }
 
 // The read half of a bit write in a remote area touches no cache, so nothing has to wait for it.
@@ -212,7 +212,7 @@ TEST_F(ReplyLocks, AReplyOfARemoteAreaTakesNoCacheMutex) {
     var.area_no = other_area;
     queue_write(var);
     ComCommunication();
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, [] {
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, [] {
         EXPECT_EQ(answer(bytes("01 03 02 00 10 B9 88")), 1);
         EXPECT_EQ(answer(bytes("01 06 1F 42 00 18 2E 00")), 100);
     }));

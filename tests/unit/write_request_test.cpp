@@ -372,8 +372,8 @@ TEST_F(WriteRequest, OnlyTheCacheMutexIsTakenAndOnlyForTheCache) {
     };
     EXPECT_TRUE(support::takes_only({&PLC_driver.cache_mutex}, write));
     PLC_driver.comm_failed = true;
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, write));
-    EXPECT_TRUE(support::passes_by(PLC_driver.cache_mutex, [] {
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, write));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, [] {
         WriteAnalog(write_var(8, 0, 1, "34 12"));
         WriteAnalog_2(write_var(8, 255, 2, "34 12"), 256);
         WriteAnalog_3(write_var(14, 255, 2, "34 12"), 256);

@@ -3,15 +3,15 @@
 
 #include <cstdio>
 
-static void ended(int, int, int, int) {}
-static void given_up(QList<RW_VAR> *, int, int) {}
+static void write_ended(int, int, int, int) {}
+static void read_failed(QList<RW_VAR> *, int, int) {}
 
 int main() {
     ComInfo info = ComInfo();
     info.max_count = 100;
     info.default_station = 1;
     SetComInfo(&info);
-    RegistCallBackFuncIntf(ended, given_up);
+    RegistCallBackFuncIntf(write_ended, read_failed);
 
     QList<HOST_VAR> polled;
     HOST_VAR words = HOST_VAR();

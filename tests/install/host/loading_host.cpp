@@ -1,12 +1,12 @@
-// The same host as linked_host.cpp, as a panel has it: the driver is loaded by its file name.
+// The same host as linked_host.cpp, but it loads the driver by its file name, as a panel does.
 #include <ozna_kelpo_port.h>
 
 #include <cstdio>
 
 #include <dlfcn.h>
 
-static void ended(int, int, int, int) {}
-static void given_up(QList<RW_VAR> *, int, int) {}
+static void write_ended(int, int, int, int) {}
+static void read_failed(QList<RW_VAR> *, int, int) {}
 
 int main() {
     void *driver = dlopen("libozna_kelpo_port_2.so.1", RTLD_NOW | RTLD_LOCAL);
@@ -25,7 +25,7 @@ int main() {
     info.max_count = 100;
     info.default_station = 1;
     set_com_info(&info);
-    regist_call_backs(ended, given_up);
+    regist_call_backs(write_ended, read_failed);
 
     QList<HOST_VAR> polled;
     HOST_VAR words = HOST_VAR();
