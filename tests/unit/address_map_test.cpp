@@ -63,20 +63,22 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"Type10_IsAddressPlus9500", 10, {{0, 9500}, {256, 9756}, {2048, 11548}, {8000, 17500}, {-1, 9499}}},
         Row{"Type11_IsAddressPlus8500", 11, {{0, 8500}, {256, 8756}, {2048, 10548}, {8000, 16500}, {-1, 8499}}},
         Row{"Type12_IsMappedAsType7", 12, {{0, 0}, {7999, 7999}, {8000, 50000}, {-1, -1}}},
-        Row{"Type13_IsTwice4850More", 13, {{0, 9700}, {1, 9702}, {5, 9710}, {4850, 19400}, {-1, 9698}, {-4850, 0}}},
+        Row{"Type13_IsTwiceAddressPlus4850",
+            13,
+            {{0, 9700}, {1, 9702}, {5, 9710}, {4850, 19400}, {-1, 9698}, {-4850, 0}}},
         Row{"Type14_IsMappedAsType8", 14, {{0, 8000}, {255, 8255}, {256, 12000}, {-1, 7999}}},
         Row{"Type15_IsMappedAsType7", 15, {{0, 0}, {7999, 7999}, {8000, 50000}, {-1, -1}}},
         Row{"Type16_IsMappedAsType8", 16, {{0, 8000}, {255, 8255}, {256, 12000}, {-1, 7999}}},
         Row{"Type17_IsMappedAsType11", 17, {{0, 8500}, {256, 8756}, {8000, 16500}, {-1, 8499}}}),
     row_name);
 
-TEST(AddressMap, Type1_Type18AndTypeMinus1LeaveTheAddressUnchanged) {
+TEST(AddressMap, Type1AndTypesOutside0To17LeaveTheAddressUnchanged) {
     for (int type : {1, 18, -1, 19, 255, 256, int_max, int_min})
         for (int address : {0, 300, 9000, 65536, -7, int_max, int_min})
             EXPECT_EQ(mapped(type, address), address) << "type " << type;
 }
 
-// Plain 32-bit addition: a sum that leaves 32 bits keeps its low ones.
+// Plain 32-bit addition: a sum that does not fit keeps its low 32 bits.
 TEST(AddressMap, SumsBeyond32BitsWrapAround) {
     const int largest[18] = {-2147482449, int_max,     -2147473697, -2147453905, -2147477649, -2147475649,
                              -2147474449, -2147441649, -2147471905, -2147474649, -2147474149, -2147475149,

@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
         TypeRow{"TypeIntMax_DecimalUnchanged", int_max, "377", 377, int_max, 3, 4}),
     [](const ::testing::TestParamInfo<TypeRow> &row) { return std::string(row.param.name); });
 
-TEST(AddressText, Type0Of18IsInvalidSince8IsNoOctalDigit) {
+TEST(AddressText, OctalTextsWithAnotherDigitAreInvalid) {
     EXPECT_EQ(parse(0, "18"), -1);
     EXPECT_EQ(parse(1, "18"), -1);
     EXPECT_EQ(parse(0, "8"), -1);
@@ -91,14 +91,14 @@ TEST(AddressText, Type0Of18IsInvalidSince8IsNoOctalDigit) {
     EXPECT_EQ(parse(2, "18"), 18);
 }
 
-TEST(AddressText, Type13Of200Is0_Of255Is55_Of199AndAbcAreInvalid) {
+TEST(AddressText, Type13CountsFrom200AndRefuses199AndLetters) {
     EXPECT_EQ(parse(13, "200"), 0);
     EXPECT_EQ(parse(13, "255"), 55);
     EXPECT_EQ(parse(13, "199"), -1);
     EXPECT_EQ(parse(13, "abc"), -1);
 }
 
-TEST(AddressText, Type13RefusesEverythingBelow200TheSameWay) {
+TEST(AddressText, Type13RefusesEverythingBelow200) {
     EXPECT_EQ(parse(13, "201"), 1);
     EXPECT_EQ(parse(13, "0"), -1);
     EXPECT_EQ(parse(13, "-200"), -1);
@@ -124,14 +124,14 @@ TEST(AddressText, Type15NeedsExactlyTwoPartsThatConvert) {
 
 // The bit is not limited to 15. Hosts write such texts for bits of the words that follow; refusing them would lose
 // variables that work today.
-TEST(AddressText, Type15Of1Point20Is36TheSameAs2Point4) {
+TEST(AddressText, ABitAbove15IsABitOfALaterWord) {
     EXPECT_EQ(parse(15, "1.20"), 36);
     EXPECT_EQ(parse(15, "2.4"), 36);
     EXPECT_EQ(parse(16, "0.4000"), 4000);
 }
 
-// A number that converts is returned as it is, also a negative one; every caller refuses it. Only -1 itself looks like
-// the failure value, which it may.
+// A number that converts is returned as it is. Every caller refuses a negative one, so -1 may look like the failure
+// value.
 TEST(AddressText, NegativeNumbersAreReturnedAsTheyAre) {
     EXPECT_EQ(parse(0, "-17"), -15);
     EXPECT_EQ(parse(2, "-1"), -1);
@@ -142,7 +142,7 @@ TEST(AddressText, NegativeNumbersAreReturnedAsTheyAre) {
     EXPECT_EQ(parse(15, "0.-3"), -3);
 }
 
-TEST(AddressText, EveryTypeWithoutAnOwnSyntaxIsDecimal) {
+TEST(AddressText, EveryTypeWithoutItsOwnSyntaxIsDecimal) {
     for (int type : {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 14, 18, 100, -1, int_min, int_max}) {
         EXPECT_EQ(parse(type, "0"), 0) << "type " << type;
         EXPECT_EQ(parse(type, "19"), 19) << "type " << type;
@@ -167,7 +167,7 @@ TEST(AddressText, ABlankPaddedOrSignedNumberParses) {
     EXPECT_EQ(parse(15, "01.02"), 18);
 }
 
-TEST(AddressText, WhatIsNoWholeNumberIsInvalid) {
+TEST(AddressText, ATextThatIsNotAWholeNumberIsInvalid) {
     for (const char *text : {"",    " ",   "0x10", "1e3", "7.",  ".7",  "7.0", "1 2", "1,000", "1_000",
                              "12a", "a12", "+",    "-",   "--7", "+-7", "7-",  "0b1", "nan",   "inf"}) {
         EXPECT_EQ(parse(7, text), -1) << '"' << text << '"';
@@ -205,7 +205,7 @@ TEST(AddressText, ANumberBeyond32BitsIsInvalid) {
 }
 
 // word x 16 + bit keeps its low 32 bits, as the shift gives them.
-TEST(AddressText, AWordTooLargeForItsBitsKeepsTheLow32Bits) {
+TEST(AddressText, AWordTooLargeFor32BitsKeepsItsLow32Bits) {
     EXPECT_EQ(parse(15, "134217727.15"), 2147483647);
     EXPECT_EQ(parse(15, "134217728.0"), int_min);
     EXPECT_EQ(parse(15, "268435456.5"), 5);
@@ -215,7 +215,7 @@ TEST(AddressText, AWordTooLargeForItsBitsKeepsTheLow32Bits) {
     EXPECT_EQ(parse(15, "1.2147483647"), -2147483633);
 }
 
-TEST(AddressText, ParsingNeedsNoBlockAndNoLock) {
+TEST(AddressText, ParsingNeedsNoHostBlockAndTakesNoLock) {
     ASSERT_EQ(PLC_driver.com_info, nullptr);
     EXPECT_TRUE(support::takes_only({}, [] { EXPECT_EQ(parse(7, "100"), 100); }));
 }
@@ -233,7 +233,7 @@ TEST(UpdateInfo, Type13WithCount5GivesClass13AndCount3) {
 }
 
 // The address of types 15 to 17 stays word x 16 + bit: the read plan is made in these units.
-TEST(UpdateInfo, ChangesNothingButTypeAndCount) {
+TEST(UpdateInfo, ChangesOnlyTypeAndCount) {
     RW_VAR var = support::full_var();
     var.reg_type = 15;
     var.reg_addr = 163;
@@ -244,7 +244,7 @@ TEST(UpdateInfo, ChangesNothingButTypeAndCount) {
                                       "value_bytes 01 02 03");
 }
 
-// The class of type 13 is 13 itself, so a second pass halves again: callers pass each record through exactly once.
+// The class of type 13 is 13 itself, so a second call halves the count again: callers call it once for each record.
 // Making it idempotent would need a mark that the record does not have.
 TEST(UpdateInfo, ASecondTimeHalvesTheCountOfType13Again) {
     RW_VAR var = support::make_var(13, 0, 5);
@@ -276,7 +276,7 @@ TEST(UpdateInfo, ZeroAndNegativeCountsPassThroughTheSameRules) {
     EXPECT_EQ(fold(0, -5).reg_count, -5);
 }
 
-TEST(UpdateInfo, TheLargestAndSmallestCountsAreRoundedWithoutHarm) {
+TEST(UpdateInfo, TheLargestAndSmallestCountsAreRoundedSafely) {
     EXPECT_EQ(fold(12, int_max).reg_count, int_min);
     EXPECT_EQ(fold(14, int_max).reg_count, int_min);
     EXPECT_EQ(fold(12, int_max - 1).reg_count, int_max - 1);

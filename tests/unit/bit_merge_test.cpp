@@ -1,4 +1,4 @@
-// The reply to the read half of a bit write. What other replies store is the matter of reply_storage_test.
+// The reply to the read half of a bit write. reply_storage_test tests what other replies store.
 #include "store/reply_storage.h"
 
 #include "exchange.h"
@@ -17,7 +17,7 @@ namespace {
 
 class BitMerge : public DriverTest {
 protected:
-    // The pair of frames that writes bit `reg_addr` & 15, with the write half still open.
+    // The pair of frames that writes bit `reg_addr` & 15; the write half has no value yet.
     static void queue_pair(int reg_addr, const QByteArray &value, const char *write_half = "01 06 1F 42 00 00 00 00") {
         PLC_driver.frame_list.clear();
         RW_VAR var = write_var(16, reg_addr, 1, value);
@@ -37,7 +37,7 @@ protected:
         return hex(PLC_driver.frame_list.at(1).frame);
     }
 
-    // The write half once `reply` has brought the register's value.
+    // The write half after `reply` has delivered the register's value.
     static std::string merged(int reg_addr, const char *value, const char *reply) {
         queue_pair(reg_addr, bytes(value));
         QByteArray received = bytes(reply);
@@ -68,7 +68,7 @@ TEST_F(BitMerge, TheBitOfANegativeAddressIsItsLow4BitsToo) {
     EXPECT_EQ(merged(int_max, "01", "01 03 02 00 00 B8 44").substr(12, 5), "80 00");
 }
 
-TEST_F(BitMerge, TheBitIsThatOfTheReadHalf) {
+TEST_F(BitMerge, TheBitIsTakenFromTheReadHalf) {
     queue_pair(0x23, bytes("01"));
     PLC_driver.frame_list[1].var.reg_addr = 0x24;
     QByteArray reply = bytes("01 03 02 00 10 B9 88");
@@ -76,7 +76,7 @@ TEST_F(BitMerge, TheBitIsThatOfTheReadHalf) {
     EXPECT_EQ(write_half().substr(12, 5), "00 18");
 }
 
-TEST_F(BitMerge, AnyFirstByteButZeroSetsAndOnlyTheFirstCounts) {
+TEST_F(BitMerge, AnyFirstByteExceptZeroSetsTheBitAndOtherBytesDoNotMatter) {
     for (const char *value : {"01", "02", "80", "FF", "30", "01 00"})
         EXPECT_EQ(merged(0x23, value, "01 03 02 00 10 B9 88").substr(12, 5), "00 18") << value;
     EXPECT_EQ(merged(0x23, "00 FF", "01 03 02 FF FF B9 F4").substr(12, 5), "FF F7");
@@ -104,7 +104,7 @@ TEST_F(BitMerge, TheRegisterIsReadAtBytes3And4WhateverTheRecordSays) {
     }
 }
 
-TEST_F(BitMerge, ALongerReplyBringsTheSameTwoBytes) {
+TEST_F(BitMerge, ALongerReplyGivesTheSameTwoBytes) {
     EXPECT_EQ(merged(0x23, "01", "01 03 04 00 10 FF FF FF FF").substr(12, 5), "00 18");
 }
 
@@ -156,7 +156,7 @@ TEST_F(BitMerge, AWriteHalfShorterThan8BytesIsLengthenedToReachByte7) {
     EXPECT_EQ(write_half(), "00 00 00 00 00 18 00 11");
 }
 
-TEST_F(BitMerge, OnlyBytes4To7OfTheFrameAfterTheHeadChange) {
+TEST_F(BitMerge, OnlyBytes4To7OfTheSecondFrameChange) {
     queue_pair(0x23, bytes("01"), "01 06 1F 42 00 00 00 00 AA BB");
     PLC_driver.frame_list.append(
         support::make_frame(write_var(16, 0x23, 1, "01"), bytes("01 06 00 00 00 00 00 00"), 0));
@@ -178,7 +178,7 @@ TEST_F(BitMerge, ASharedCopyOfTheFrameKeepsItsBytes) {
 
 // ---- what a bit write leaves in the cache
 
-// A store_mode of -1 decides alone: the type of the record is not looked at.
+// The store_mode of -1 is enough; the type of the record does not matter.
 TEST_F(BitMerge, TheReplyToAReadHalfIsNeverStored) {
     for (int type : {2, 7, 8, 12, 13, 15, 18}) {
         queue_pair(0x23, bytes("01"));
@@ -192,8 +192,8 @@ TEST_F(BitMerge, TheReplyToAReadHalfIsNeverStored) {
     EXPECT_TRUE(support::caches_empty());
 }
 
-// The write half asks for the register's other fifteen bits only to send them back. Keeping them would let the cache
-// show a register that nobody polls, and that grows old.
+// A bit write reads the register's other fifteen bits only to send them back. If they were kept, the cache would show a
+// register that nobody polls, and its value would get out of date.
 TEST_F(BitMerge, ABitWriteOnAFailedLinkLeavesNothingInTheCache) {
     PLC_driver.comm_failed = true;
     RW_VAR var = write_var(16, 0x23, 1, "01");

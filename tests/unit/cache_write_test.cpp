@@ -1,4 +1,4 @@
-// Write records on their way into the cache. What the host reads back from it is the matter of register_cache_test and
+// What write records store in the cache. What the host reads back is tested in register_cache_test and
 // host_access_test.
 #include "store/register_cache.h"
 
@@ -73,7 +73,7 @@ TEST_F(CacheWrite, ABitWriteWithoutValueBytesChangesNothing) {
     }
 }
 
-// The count is taken unsigned; what ends the run is the end of the value.
+// The count is used as an unsigned number, and the run ends with the value.
 TEST_F(CacheWrite, ANegativeOrHugeCountOfBitsEndsWithTheValue) {
     const char *all = "01010000=1 01010001=0 01010002=1 01010003=0 01010004=0 01010005=0 01010006=0 01010007=1";
     for (int count : {-1, int_max, int_min, 8, 9, 15, 16, 65536}) {
@@ -126,7 +126,7 @@ TEST_F(CacheWrite, Type13WithFewerThan4BytesLeftStoresNothingMore) {
 
 // ---- one bit inside a register
 
-TEST_F(CacheWrite, Types15To17BelongToTheRegistersOf7And8And11) {
+TEST_F(CacheWrite, Types15To17WriteToTheRegistersOf7And8And11) {
     store(15, 0x2F, 1, "01");
     EXPECT_EQ(words(), "01070002=8000");
     store(16, 0x2F, 1, "80");
@@ -170,8 +170,8 @@ TEST_F(CacheWrite, ATypeOutside0To17ChangesNothing) {
     }
 }
 
-// The parts of a key are combined by OR and never masked. Hosts that number their areas through count on an address of
-// 65536 and more naming the next class.
+// The parts of a key are combined by OR and never masked. For hosts that number their areas consecutively, an address
+// of 65536 or more is in the next class.
 TEST_F(CacheWrite, AnAddressOf65536OrMoreRunsIntoTheClass) {
     store(8, 65536, 1, "34 12");
     EXPECT_EQ(words(), "01090000=1234");
@@ -192,7 +192,7 @@ TEST_F(CacheWrite, TheStationIsShiftedAsAnUnsignedNumber) {
     EXPECT_EQ(words(), "0007000A=1234");
 }
 
-TEST_F(CacheWrite, ARunThatPasses2To32GoesOnAt0) {
+TEST_F(CacheWrite, ARunThatPasses2To32ContinuesAt0) {
     store(7, 0xFFFFFF, 2, "34 12 78 56", 255);
     EXPECT_EQ(words(), "00000000=5678 FFFFFFFF=1234");
     store(12, -1, 2, "12 34 56 78");

@@ -51,12 +51,12 @@ TEST(Sum, CountsBytesAsUnsigned) {
     EXPECT_EQ(sum(buffer("80 80")), 256);
 }
 
-TEST(Sum, CoversTheGivenLengthOnly) {
+TEST(Sum, CoversOnlyTheGivenLength) {
     Buffer data = buffer("01 02 04 08");
     EXPECT_EQ(CalSUM(data.data(), 3), 7);
 }
 
-TEST(Sum, TakesTheLongestBufferALengthCanName) {
+TEST(Sum, CoversTheLongestPossibleBuffer) {
     EXPECT_EQ(sum(Buffer(65535, 0x01)), 65535);
 }
 
@@ -68,7 +68,7 @@ TEST(Crc, OfTheAsciiDigits1To9Is4B37) {
     EXPECT_EQ(crc(buffer("31 32 33 34 35 36 37 38 39")), 0x4B37);
 }
 
-TEST(Crc, HasNoFinalXorAndReflectsBothWays) {
+TEST(Crc, ReflectsInputAndOutputAndHasNoFinalXor) {
     EXPECT_EQ(crc(buffer("00")), 0x40BF);
     EXPECT_EQ(crc(buffer("01")), 0x807E);
     EXPECT_EQ(crc(buffer("80")), 0xE0BE);
@@ -79,8 +79,8 @@ TEST(Crc, HasNoFinalXorAndReflectsBothWays) {
     EXPECT_EQ(crc(buffer("01 05 00 AC FF 00")), 0x1B4C);
 }
 
-// Every value of a byte and every length up to a full frame and beyond, so that no entry of a table and no unrolled
-// round goes unseen.
+// Every value of a byte and every length up to a full frame and beyond, so that every entry of a table and every
+// unrolled round is used.
 TEST(Crc, AgreesWithTheBitByBitDefinitionForEveryByteAndLength) {
     for (int value = 0; value < 256; ++value)
         ASSERT_EQ(static_cast<unsigned>(crc(Buffer(1, static_cast<unsigned char>(value)))),
@@ -104,7 +104,7 @@ TEST(Crc, DoesNotDependOnWhereTheBufferBegins) {
     }
 }
 
-TEST(Crc, TakesTheLongestBufferALengthCanName) {
+TEST(Crc, CoversTheLongestPossibleBuffer) {
     const Buffer data(65535, 0x5A);
     EXPECT_EQ(static_cast<unsigned>(crc(data)), support::crc16(QByteArray(65535, 0x5A)));
 }
@@ -138,7 +138,7 @@ TEST(Xor, Of12And34Is26) {
     EXPECT_EQ(xor_of(buffer("12 34")), 0x26);
 }
 
-// The first byte is read before the length is looked at. Returning 0 for no bytes would change what a host sees that
+// The first byte is read before the length is checked. Returning 0 for no bytes would change the result for a host that
 // passes a length of 0 with a one-byte buffer.
 TEST(Xor, WithLength0ReturnsTheFirstByteOfTheBuffer) {
     Buffer data = buffer("A7 34");
@@ -163,7 +163,7 @@ TEST(DigitToCharacter, Gives0To9AndUpperCaseAToF) {
         EXPECT_EQ(DigitalToASCII(digit), expected[digit]) << "digit " << digit;
 }
 
-// There is no range check on purpose: the neighbours of the digits come out by the same two sums.
+// There is no range check on purpose: other numbers are converted by the same two sums.
 TEST(DigitToCharacter, IsNotRangeChecked) {
     EXPECT_EQ(DigitalToASCII(16), 'G');
     EXPECT_EQ(DigitalToASCII(100), 155);
@@ -200,7 +200,7 @@ TEST(CharacterToDigit, Of40HexIs0) {
     EXPECT_EQ(ASCIIToDigital(0x40), 0);
 }
 
-// Lower case is not folded: 'a' is 42 and never 10. A host that feeds lower case sees wrong digits at once.
+// Lower case is not folded: 'a' is 42 and never 10. A host that passes lower case sees wrong digits at once.
 TEST(CharacterToDigit, DoesNotFoldLowerCaseSoThatLowerAIs42) {
     EXPECT_EQ(ASCIIToDigital('a'), 42);
     EXPECT_EQ(ASCIIToDigital('f'), 47);

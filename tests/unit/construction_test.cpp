@@ -1,5 +1,5 @@
-// The driver object built and destroyed in memory that was used before. The library's own instance lies in memory that
-// is zero to begin with and would hide a member that the constructor forgot.
+// The driver object built and destroyed in memory that was used before. The library's own instance is in memory that is
+// zero at first, which would hide a member that the constructor does not set.
 #include "Communication_Protocol.h"
 
 #include <gtest/gtest.h>
@@ -77,7 +77,7 @@ TEST_F(Construction, SetsAll1024BytesOfTheSendBufferToZero) {
         ASSERT_EQ(driver->send_buf[i], 0) << "byte " << i;
 }
 
-TEST_F(Construction, LeavesTheTwoRecordsDefault) {
+TEST_F(Construction, LeavesTheTwoRecordsWithDefaultValues) {
     for (const RW_VAR *var : {&driver->ret_var, &driver->fail_var}) {
         EXPECT_EQ(var->var_group, 0);
         EXPECT_EQ(var->var_id, 0);
@@ -105,7 +105,7 @@ TEST_F(Construction, MakesThreeMutexesThatAreNotRecursive) {
     }
 }
 
-TEST_F(Construction, DestructionLeavesTheHostAlone) {
+TEST_F(Construction, DestructionChangesNothingOfTheHosts) {
     ComInfo info;
     std::memset(&info, 0x3C, sizeof info);
     const ComInfo before = info;

@@ -18,7 +18,7 @@ protected:
         info.channel_id = 70;
     }
 
-    // A write of one register; its address doubles as the host's identity of it.
+    // A write of one register; its address is also the host's identity of it.
     static void queue_write(int addr, int station = 1) {
         RW_VAR var = write_var(7, addr, 1, "34 12", station);
         var.var_group = 20;
@@ -31,16 +31,16 @@ protected:
             queue_write(addr);
     }
 
-    static void queue_once(int addr, int station = 1) {
+    static void queue_once_read(int addr, int station = 1) {
         RW_VAR var = make_var(7, addr, 1, station);
         var.var_group = 20;
         var.var_id = addr;
         AddListOnceReadVar(&var, 1);
     }
 
-    static void queue_onces(int first, int last) {
+    static void queue_once_reads(int first, int last) {
         for (int addr = first; addr <= last; ++addr)
-            queue_once(addr);
+            queue_once_read(addr);
     }
 
     static void poll(int addr, int station = 1) {
@@ -48,8 +48,8 @@ protected:
         AddListReadVar(&var);
     }
 
-    // What the next call asks for.
-    static std::string serve() {
+    // The request that the next call gives.
+    static std::string next_request() {
         const Protocol *request = ComCommunication();
         if (request == nullptr)
             return "nothing";
@@ -59,13 +59,13 @@ protected:
         return name + " " + std::to_string(request->var.reg_addr);
     }
 
-    // What the next `calls` calls ask for, each answered well.
-    static Lines served(int calls) {
+    // The requests that the next `calls` calls give, each answered correctly.
+    static Lines next_requests(int calls) {
         Lines lines;
         for (int i = 0; i < calls; ++i) {
-            lines.push_back(serve());
+            lines.push_back(next_request());
             if (!PLC_driver.frame_list.isEmpty())
-                support::answer_well();
+                support::answer_correctly();
         }
         return lines;
     }
@@ -82,49 +82,48 @@ protected:
 
 TEST_F(Cycle, TwoFullQueuesLeaveEveryEleventhRequestToTheCyclicList) {
     queue_writes(10, 21);
-    queue_onces(40, 51);
+    queue_once_reads(40, 51);
     poll(80);
     const Lines expected = {"write 10", "write 11", "write 12", "write 13", "write 14", "once 40",  "once 41",
                             "once 42",  "once 43",  "once 44",  "read 80",  "write 15", "write 16", "write 17",
                             "write 18", "write 19", "once 45",  "once 46",  "once 47",  "once 48",  "once 49",
                             "read 80",  "write 20", "write 21", "once 50",  "once 51",  "read 80"};
-    EXPECT_EQ(served(27), expected);
+    EXPECT_EQ(next_requests(27), expected);
 }
 
-// A write that comes in between does not start the once-reads' count again.
 TEST_F(Cycle, AWriteBetweenOnceReadsDoesNotStartTheirCountAgain) {
     poll(30);
-    queue_onces(20, 26);
-    EXPECT_EQ(served(4), (Lines{"once 20", "once 21", "once 22", "once 23"}));
+    queue_once_reads(20, 26);
+    EXPECT_EQ(next_requests(4), (Lines{"once 20", "once 21", "once 22", "once 23"}));
     queue_write(10);
-    EXPECT_EQ(served(4), (Lines{"write 10", "once 24", "read 30", "once 25"}));
+    EXPECT_EQ(next_requests(4), (Lines{"write 10", "once 24", "read 30", "once 25"}));
 }
 
 TEST_F(Cycle, BuildingAFrameForTheSameHeadAgainCountsAsAnotherTry) {
     queue_write(10);
     poll(30);
     for (int tries = 1; tries <= 5; ++tries) {
-        EXPECT_EQ(serve(), "write 10");
+        EXPECT_EQ(next_request(), "write 10");
         EXPECT_EQ(PLC_driver.write_tries, tries);
         info.success_limit = 2;
-        EXPECT_EQ(support::answer_well(), 1);
+        EXPECT_EQ(support::answer_correctly(), 1);
         EXPECT_EQ(PLC_driver.write_list.size(), 1);
     }
-    EXPECT_EQ(serve(), "read 30");
+    EXPECT_EQ(next_request(), "read 30");
 }
 
 TEST_F(Cycle, ASplitWriteIsOneTryOfTwoFrames) {
     RW_VAR var = write_var(8, 255, 2, "34 12 78 56");
     AddListWriteVar(&var);
     poll(30);
-    EXPECT_EQ(served(3), (Lines{"write 255", "write 255", "read 30"}));
+    EXPECT_EQ(next_requests(3), (Lines{"write 255", "write 255", "read 30"}));
     AddListWriteVar(&var);
-    serve();
+    next_request();
     EXPECT_EQ(frames_in_flight().size(), 2u);
-    support::answer_well();
+    support::answer_correctly();
     EXPECT_EQ(PLC_driver.write_tries, 1);
     EXPECT_EQ(PLC_driver.write_list.size(), 1);
-    EXPECT_EQ(serve(), "write 255");
+    EXPECT_EQ(next_request(), "write 255");
     EXPECT_EQ(PLC_driver.write_tries, 1);
 }
 
@@ -138,7 +137,7 @@ TEST_F(Cycle, AListOfAnyLengthIsServedInTurnAgainAndAgain) {
             const Protocol *const request = ComCommunication();
             ASSERT_NE(request, nullptr);
             ASSERT_EQ(request->var.reg_addr, turn % length) << "turn " << turn << " of a list of " << length;
-            ASSERT_EQ(support::answer_well(), 1);
+            ASSERT_EQ(support::answer_correctly(), 1);
             ASSERT_EQ(PLC_driver.read_list.size(), length);
         }
     }
@@ -148,7 +147,7 @@ TEST_F(Cycle, AListOfAnyLengthIsServedInTurnAgainAndAgain) {
 
 TEST_F(Cycle, AFrameInFlightIsReturnedAgainAndChangesNoCounter) {
     queue_writes(10, 12);
-    queue_once(20);
+    queue_once_read(20);
     const Protocol *first = ComCommunication();
     ASSERT_NE(first, nullptr);
     PLC_driver.write_tries = 33;
@@ -166,7 +165,7 @@ TEST_F(Cycle, AFrameInFlightIsReturnedAgainAndChangesNoCounter) {
 
 TEST_F(Cycle, AFrameInFlightIsReturnedWithoutAnyLock) {
     queue_write(10);
-    serve();
+    next_request();
     const auto again = [] {
         EXPECT_NE(ComCommunication(), nullptr);
     };
@@ -175,47 +174,47 @@ TEST_F(Cycle, AFrameInFlightIsReturnedWithoutAnyLock) {
 
 // ---- disabled stations
 
-TEST_F(Cycle, WhileTheWriteStepIsPassedOverNothingIsDroppedFromIt) {
+TEST_F(Cycle, NothingIsDroppedWhileTheWriteStepIsSkipped) {
     EnableEthernet(5, 0);
     queue_write(10, 5);
-    queue_once(20, 5);
+    queue_once_read(20, 5);
     PLC_driver.write_tries = 5;
     PLC_driver.once_read_tries = 5;
     poll(30);
-    EXPECT_EQ(serve(), "read 30");
+    EXPECT_EQ(next_request(), "read 30");
     EXPECT_EQ(PLC_driver.write_list.size(), 1);
     EXPECT_EQ(PLC_driver.once_read_list.size(), 1);
 }
 
 // ---- remote mode
 
-TEST_F(Cycle, AnyRemoteModeButZeroSendsRemoteRequestsOnly) {
+TEST_F(Cycle, AnyRemoteModeExceptZeroSendsOnlyRemoteRequests) {
     for (int mode : {1, 2, -1, int_max, int_min}) {
         info.remote_mode = mode;
         PLC_driver.read_list.clear();
         queue_write(10);
-        queue_once(20);
+        queue_once_read(20);
         poll(30);
-        EXPECT_EQ(serve(), "write 10");
+        EXPECT_EQ(next_request(), "write 10");
         EXPECT_EQ(frames_in_flight(), Lines{"18 14 01 00 01 00 07 00 00 00 0A 00 01 00 00 00 00 00 00 00 00 34 12 86"});
-        EXPECT_EQ(support::answer_well(), 1);
-        EXPECT_EQ(serve(), "once 20");
+        EXPECT_EQ(support::answer_correctly(), 1);
+        EXPECT_EQ(next_request(), "once 20");
         EXPECT_EQ(frames_in_flight(), Lines{"16 14 00 00 01 00 07 00 00 00 14 00 01 00 00 00 00 00 00 00 00 47"});
-        EXPECT_EQ(support::answer_well(), 1);
-        EXPECT_EQ(serve(), "read 30");
+        EXPECT_EQ(support::answer_correctly(), 1);
+        EXPECT_EQ(next_request(), "read 30");
         EXPECT_EQ(frames_in_flight(), Lines{"16 00 00 00 01 00 07 00 00 00 1E 00 01 00 00 00 00 00 00 00 00 3D"});
-        EXPECT_EQ(support::answer_well(), 1);
+        EXPECT_EQ(support::answer_correctly(), 1);
     }
 }
 
-TEST_F(Cycle, InRemoteModeDisabledStationsAreDroppedAndPassedOverToo) {
+TEST_F(Cycle, InRemoteModeDisabledStationsAreDroppedAndSkippedToo) {
     info.remote_mode = 1;
     EnableEthernet(5, 0);
     queue_write(10, 5);
-    queue_once(20, 5);
+    queue_once_read(20, 5);
     poll(30, 5);
     poll(31);
-    EXPECT_EQ(serve(), "read 31");
+    EXPECT_EQ(next_request(), "read 31");
     EXPECT_TRUE(PLC_driver.write_list.isEmpty());
     EXPECT_TRUE(PLC_driver.once_read_list.isEmpty());
 }
@@ -230,11 +229,11 @@ TEST_F(Cycle, InRemoteModeNothingIsRefused) {
         PLC_driver.read_list.clear();
         RW_VAR polled = make_var(type, 30, 1);
         AddListReadVar(&polled);
-        EXPECT_EQ(served(3), (Lines{"write 10", "once 20", "read 30"})) << "type " << type;
+        EXPECT_EQ(next_requests(3), (Lines{"write 10", "once 20", "read 30"})) << "type " << type;
     }
 }
 
-// ---- requests that no frame exists for
+// ---- requests for which there is no frame
 
 namespace {
 
@@ -247,7 +246,7 @@ protected:
         PLC_driver.once_read_tries = 3;
     }
 
-    // The call had nothing to send, and says so.
+    // The call gives no request and sends nothing.
     void expect_nothing_sent(int kind) {
         EXPECT_EQ(ComCommunication(), nullptr);
         EXPECT_TRUE(PLC_driver.frame_list.isEmpty());
@@ -277,10 +276,10 @@ TEST_F(Refusal, ARefusedWriteIsReportedEvenIfALaterOneWaits) {
     AddListWriteVar(&later);
     expect_nothing_sent(1);
     EXPECT_EQ(seen(write_results), Lines{"70 20 21 2"});
-    EXPECT_EQ(serve(), "write 10");
+    EXPECT_EQ(next_request(), "write 10");
 }
 
-TEST_F(Refusal, AListOfRefusedEntriesOnlyIsGoneThroughOneACall) {
+TEST_F(Refusal, AListOfOnlyRefusedEntriesAdvancesByOneEachCall) {
     for (int addr : {1, 2}) {
         RW_VAR var = make_var(18, addr, 1);
         AddListReadVar(&var);
@@ -290,7 +289,7 @@ TEST_F(Refusal, AListOfRefusedEntriesOnlyIsGoneThroughOneACall) {
     EXPECT_EQ(support::spans(PLC_driver.read_list), "(2,1) (1,1)");
 }
 
-// ---- what the cycle has no use for
+// ---- what the cycle never uses
 
 TEST_F(Cycle, TheSpareListsAndTheSpareFlagAreNeverUsed) {
     info.retry_times = 0;
@@ -298,9 +297,9 @@ TEST_F(Cycle, TheSpareListsAndTheSpareFlagAreNeverUsed) {
         info.remote_mode = mode;
         PLC_driver.read_list.clear();
         queue_writes(10, 11);
-        queue_onces(20, 21);
+        queue_once_reads(20, 21);
         poll(30);
-        served(4);
+        next_requests(4);
         ComCommunication();
         support::answer_nothing();
     }
@@ -312,7 +311,7 @@ TEST_F(Cycle, TheSpareListsAndTheSpareFlagAreNeverUsed) {
 
 // ---- locks
 
-TEST_F(Cycle, BuildingHoldsListMutexAndTakesTheOtherTwoInsideIt) {
+TEST_F(Cycle, BuildingTakesTheOtherTwoMutexesWhileItHoldsListMutex) {
     const auto build = [] {
         queue_write(10);
         PLC_driver.frame_list.clear();
@@ -326,7 +325,7 @@ TEST_F(Cycle, BuildingHoldsListMutexAndTakesTheOtherTwoInsideIt) {
 
 TEST_F(Cycle, BuildingAReadTakesNoCacheMutex) {
     poll(30);
-    queue_once(20);
+    queue_once_read(20);
     EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, [] {
         ComCommunication();
         PLC_driver.frame_list.clear();

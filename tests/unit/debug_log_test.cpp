@@ -21,14 +21,14 @@
 #include <time.h>
 #include <unistd.h>
 
-// The clock that the whole process sees, Qt included: the functions below come before those of the C library.
+// The clock of the whole process, Qt included: the functions below replace those of the C library.
 namespace {
 
 bool clock_is_set = false;
 time_t set_seconds = 0;
 long set_milliseconds = 0;
 
-// The real time, past the functions of this file.
+// The real time, not that of the functions in this file.
 timespec real_time(clockid_t id) {
     timespec now = {};
     syscall(SYS_clock_gettime, id, &now);
@@ -77,7 +77,7 @@ std::string log_content() {
     return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-// A log that was there before waits under another name.
+// During a test, a log that was there before has another name.
 class DebugLog : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -128,13 +128,12 @@ protected:
 
 }  // namespace
 
-TEST_F(DebugLog, HelloAt45MillisecondsPast090703On5January2024) {
+TEST_F(DebugLog, ALineHasTheDateTheTimeAndTheMessage) {
     customMessageHandler(QtDebugMsg, "hello");
     EXPECT_EQ(log_content(), "2024.01.05.09:07:03.45:hello\n");
 }
 
-// The milliseconds have no leading zeros, and no trailing ones are added or cut, independently of the Qt version's own
-// idea of the format is.
+// The milliseconds have no leading zeros, and no trailing ones are added or cut, whatever format the Qt version uses.
 TEST_F(DebugLog, MillisecondsHaveNoLeadingZeros) {
     EXPECT_EQ(line_at(0), "2024.01.05.09:07:03.0:hello\n");
     EXPECT_EQ(line_at(5), "2024.01.05.09:07:03.5:hello\n");
@@ -206,7 +205,7 @@ TEST_F(DebugLog, ALatin1MessageBecomesUtf8) {
     EXPECT_EQ(log_content(), "2024.01.05.09:07:03.45:caf\xC3\xA9 \xC2\xA0\xC3\xBF\n");
 }
 
-TEST_F(DebugLog, AMessageThatLooksLikeUtf8IsLatin1AllTheSame) {
+TEST_F(DebugLog, AMessageThatLooksLikeUtf8IsStillLatin1) {
     customMessageHandler(QtDebugMsg, "\xC3\xA9");
     EXPECT_EQ(log_content(), "2024.01.05.09:07:03.45:\xC3\x83\xC2\xA9\n");
 }
@@ -224,13 +223,13 @@ TEST_F(DebugLog, TheLocalesCodecDoesNotMatter) {
 #endif
 
 // A folder in its place is also how a panel turns the log off.
-TEST_F(DebugLog, AFileThatCannotBeOpenedIsPassedOver) {
+TEST_F(DebugLog, WhileTheFileCannotBeOpenedNothingIsLogged) {
     if (was_there)
         GTEST_SKIP() << log_path << " belongs to somebody else";
     ASSERT_EQ(mkdir(log_path, 0700), 0);
     customMessageHandler(QtDebugMsg, "into nothing");
 
-    ASSERT_EQ(rmdir(log_path), 0) << "nothing was to appear in it";
+    ASSERT_EQ(rmdir(log_path), 0) << "something was created in the folder";
     customMessageHandler(QtDebugMsg, "back again");
     EXPECT_EQ(log_content(), "2024.01.05.09:07:03.45:back again\n");
 }
@@ -267,8 +266,8 @@ void restore_handler() {
 
 }  // namespace
 
-// A host that has this function as its Qt message handler gets every warning of Qt back in here: one about the
-// file that cannot be opened would call for the next, without end.
+// When a host installs this function as its Qt message handler, every warning of Qt comes back to it: a warning about
+// the file that cannot be opened would cause the next one, without end.
 TEST_F(DebugLog, AFileThatCannotBeOpenedMakesQtWriteNoMessage) {
     if (was_there)
         GTEST_SKIP() << log_path << " belongs to somebody else";
@@ -285,7 +284,7 @@ TEST_F(DebugLog, WithoutAFreeDescriptorTheLineIsLostAndQtWritesNoMessage) {
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     rlimit none = before;
     none.rlim_cur = 0;
-    // Qt 4.8 looks for ICU when it first compares texts, and says so when that cannot be opened.
+    // Qt 4.8 looks for ICU when it first compares texts, and writes a message if that cannot be opened.
     QString::localeAwareCompare(QLatin1String("a"), QLatin1String("b"));
     qt_messages = 0;
     install_counter();
@@ -297,7 +296,7 @@ TEST_F(DebugLog, WithoutAFreeDescriptorTheLineIsLostAndQtWritesNoMessage) {
     EXPECT_FALSE(std::ifstream(log_path).is_open());
 }
 
-// Without a reader the pipe would block the thread that logs for ever; with this one the line would be in it.
+// Without a reader the pipe would block the thread that logs for ever; with a reader it would get the line.
 TEST_F(DebugLog, APipeInItsPlaceGetsNothing) {
     ASSERT_EQ(mkfifo(log_path, 0600), 0);
     const int reader = open(log_path, O_RDONLY | O_NONBLOCK);
@@ -318,7 +317,7 @@ TEST_F(DebugLog, ALinkInItsPlaceIsNotFollowed) {
 
     ASSERT_EQ(std::remove(target.c_str()), 0);
     customMessageHandler(QtDebugMsg, "hello");
-    EXPECT_FALSE(std::ifstream(target).is_open()) << "a link to nothing made a file";
+    EXPECT_FALSE(std::ifstream(target).is_open()) << "a link without a target created a file";
     std::remove(target.c_str());
 }
 

@@ -92,8 +92,8 @@ inline int answer(QByteArray reply) {
     return DataCom(&reply, static_cast<int>(reply.size()))->ret_value;
 }
 
-/// Answers the frame in flight as it expects and returns the code.
-inline int answer_well() {
+/// Answers the frame in flight with a good reply and returns the code.
+inline int answer_correctly() {
     return answer(good_reply(PLC_driver.frame_list.first()));
 }
 

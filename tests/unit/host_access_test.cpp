@@ -19,11 +19,11 @@ class HostAccess : public DriverTest {
 protected:
     HostAccess() {
         info.write_mode = 2;
-        look_at_write_list();
+        write_queue_size();
     }
 
-    // The size of the write queue, by a write that is none: type 0 is not writable.
-    static int look_at_write_list() {
+    // The size of the write queue, asked for with a write that queues nothing: type 0 is not writable.
+    static int write_queue_size() {
         return SetRegisterData(QString(), 0, QLatin1String("0"), 1, QByteArray(), 1, 0, 0);
     }
 
@@ -141,7 +141,7 @@ TEST_F(HostAccess, ATypeOutside0To17WritesNothing) {
 
 // ---- queue and cache
 
-TEST_F(HostAccess, AnyWriteModeBut2WritesToTheCacheAlone) {
+TEST_F(HostAccess, AnyWriteModeExcept2WritesOnlyToTheCache) {
     for (int mode : {0, 1, 3, -1, -2, int_max, int_min}) {
         info.write_mode = mode;
         PLC_driver.word_cache.clear();
@@ -151,8 +151,8 @@ TEST_F(HostAccess, AnyWriteModeBut2WritesToTheCacheAlone) {
     }
 }
 
-// What the host wrote is what it reads back while nothing goes over the line, whether or not the queue took it.
-TEST_F(HostAccess, OnAFailedLinkAFullQueueKeepsNoWriteOutOfTheCache) {
+// While the link has failed, the host reads back what it wrote, whether or not the queue accepted it.
+TEST_F(HostAccess, OnAFailedLinkTheCacheGetsAWriteThatAFullQueueRefuses) {
     fill_write_list();
     PLC_driver.comm_failed = true;
     EXPECT_EQ(set(7, "30", "34 12", 1), 1024);
@@ -170,7 +170,7 @@ TEST_F(HostAccess, AByteAbove1InAWholeGroupSpillsIntoTheBitsAboveIt) {
     EXPECT_EQ(writes(4, "0", "00 00 00 00 00 00 00 03 00", 9), Lines{"(0,9) 80 00"});
 }
 
-// In the rest after the last whole group a bit is set by any byte but zero: nothing spills there.
+// After the last whole group, any byte except zero sets its own bit and no other.
 TEST_F(HostAccess, AByteAbove1AfterTheLastWholeGroupSetsItsOwnBit) {
     EXPECT_EQ(writes(4, "0", "03 00 80", 3), Lines{"(0,3) 05"});
     EXPECT_EQ(writes(4, "0", "00 00 00 00 00 00 00 00 FF 00", 10), Lines{"(0,10) 00 01"});
@@ -204,7 +204,8 @@ TEST_F(HostAccess, BitsAreCutInto8TimesMaxCount) {
 
 // ---- 32-bit values on register pairs
 
-// As above: the byte that would land after the last value of a request is dropped.
+// Leftover bytes, fewer than a value needs, are stored one byte too late, with the character '0' in front of them. The
+// one that would come after the last value of a request is dropped.
 TEST_F(HostAccess, LeftoverBytesAfterTheLastValueLoseTheirFirst) {
     for (int type : {12, 14}) {
         EXPECT_EQ(writes(type, "30", "11", 1), Lines{"(30,2) 30 30 30 30"}) << "type " << type;
@@ -215,7 +216,7 @@ TEST_F(HostAccess, LeftoverBytesAfterTheLastValueLoseTheirFirst) {
     }
 }
 
-// As above: with another value after it in the same request, that value's first byte takes the first leftover byte.
+// With another value after them in the same request, the first leftover byte becomes the first byte of that value.
 TEST_F(HostAccess, LeftoverBytesReachIntoTheNextValue) {
     for (int type : {12, 14}) {
         EXPECT_EQ(writes(type, "30", "11", 4), Lines{"(30,4) 30 30 30 30 11 30 30 30"}) << "type " << type;
@@ -255,7 +256,7 @@ TEST_F(HostAccess, DoubleWordsAreCutIntoMaxCountValuesButNeverMoreThan50) {
 
 // ---- counts and limits
 
-// A frame counts its units in 16 bits, so no record holds more, however high a host has raised the word again.
+// A frame counts its units in 16 bits, so no record holds more, however high a host sets max_count afterwards.
 TEST_F(HostAccess, AMaxCountAbove65535CutsRecordsOf65535Units) {
     for (int max_count : {65536, 100000, int_max}) {
         info.max_count = max_count;
@@ -271,7 +272,7 @@ TEST_F(HostAccess, AMaxCountAbove65535CutsRecordsOf65535Units) {
     EXPECT_EQ(chunks(7, "0", 140000, 70000), "(0,65535) (65535,4465)");
 }
 
-TEST_F(HostAccess, AddressesGoOnBeyond2To31AsTheirLow32Bits) {
+TEST_F(HostAccess, AddressesContinueBeyond2To31AsTheirLow32Bits) {
     info.max_count = 1;
     EXPECT_EQ(chunks(2, "2147483646", 4, 4), "(2147483646,1) (2147483647,1) (-2147483648,1) (-2147483647,1)");
     EXPECT_EQ(chunks(7, "2147483647", 4, 2), "(2147483647,1) (-2147483648,1)");
@@ -312,7 +313,7 @@ TEST_F(HostAccess, EveryWritableTypeReadsBackWhatWentOverTheLine) {
         const char *const data = type >= 7 && type <= 14 ? "01 82 03 84 05 86 07 88" : "01 00 01 01";
         set(type, address, data, 4);
         while (ComCommunication() != nullptr)
-            support::answer_well();
+            support::answer_correctly();
         EXPECT_EQ(get(type, address, 4), data) << "type " << type;
     }
 }
@@ -327,7 +328,7 @@ TEST_F(HostAccess, TwoStationsHaveValuesOfTheirOwn) {
     EXPECT_EQ(get(7, "30", 1, 3), "00 00");
 }
 
-TEST_F(HostAccess, ReadsGoOnAt0AfterTheLastKey) {
+TEST_F(HostAccess, ReadsContinueAt0AfterTheLastKey) {
     info.multi_station = 1;
     PLC_driver.word_cache.insert(0xFFFFFFFFu, 0x1234);
     PLC_driver.word_cache.insert(0, 0x5678);
@@ -341,7 +342,7 @@ TEST_F(HostAccess, ReadsGoOnAt0AfterTheLastKey) {
     EXPECT_EQ(get(13, "16777415", 4, 255), "01 00 00 00 02 00 00 00");
 }
 
-TEST_F(HostAccess, ABitAddressGoesOnBeyond2To31AsAnUnsignedNumber) {
+TEST_F(HostAccess, ABitAddressContinuesBeyond2To31AsAnUnsignedNumber) {
     PLC_driver.word_cache.insert(0x07FFFFFF, 0x8000);
     PLC_driver.word_cache.insert(0x09070000, 0x0001);
     EXPECT_EQ(get(15, "134217727.15", 2), "01 01");
@@ -390,8 +391,8 @@ TEST_F(HostAccess, WhileTheLinkHasFailedBothAreTakenOneAfterTheOther) {
     EXPECT_TRUE(support::takes_only({&PLC_driver.list_mutex, &PLC_driver.cache_mutex}, write));
 }
 
-// Whoever waits for the cache must not keep the queue from others.
-TEST_F(HostAccess, WhileItWaitsForTheCacheTheQueueIsFree) {
+// A thread that waits for the cache must not keep other threads from the queue.
+TEST_F(HostAccess, AWriteThatWaitsForTheCacheLeavesTheQueueFree) {
     PLC_driver.comm_failed = true;
     PLC_driver.cache_mutex.lock();
     std::thread writer([] { set(7, "30", "34 12", 1); });
@@ -410,12 +411,13 @@ TEST_F(HostAccess, WhileItWaitsForTheCacheTheQueueIsFree) {
     EXPECT_EQ(entries(PLC_driver.word_cache), "0107001E=1234");
 }
 
-// A panel's screen asks for the size to see whether there is room; it gets one although the link thread builds a frame.
+// A panel's screen asks for the size to see whether there is room. It gets one even while the link thread builds a
+// frame.
 TEST_F(HostAccess, WhileTheQueueIsLockedTheSizeIsThatOfTheLastChange) {
     set(7, "30", "34 12 78 56", 2);
     set(7, "40", "34 12", 1);
     int result = -1;
-    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, [&result] { result = write_queue_size(); }));
     EXPECT_EQ(result, 2);
 
     info.write_mode = 0;
@@ -452,7 +454,7 @@ namespace {
 
 std::vector<int> sizes_seen;
 
-// As a panel does that mirrors what was written: with write_mode other than 2 this waits for nothing.
+// Like a panel that mirrors what was written: with a write_mode other than 2 this call does not wait.
 void mirror_result(int, int, int, int) {
     PLC_driver.com_info->write_mode = 0;
     sizes_seen.push_back(SetRegisterData(QString(), 7, QLatin1String("900"), 1, QByteArray("\x01\x00", 2), 1, 0, 0));
@@ -470,7 +472,7 @@ TEST_F(HostAccess, ACallbackMayWriteToTheCacheAndGetsTheSize) {
     info.retry_times = 0;
     info.multi_station = 1;
     sizes_seen.clear();
-    set(7, "30", "34 12", 1, 2);  // of a station that is disabled: dropped without a report
+    set(7, "30", "34 12", 1, 2);  // its station is disabled: dropped without a report
     EnableEthernet(2, 0);
     RW_VAR unknown = support::write_var(18, 0, 1, "01");
     AddListWriteVar(&unknown);
@@ -485,12 +487,12 @@ TEST_F(HostAccess, ACallbackMayWriteToTheCacheAndGetsTheSize) {
     EXPECT_EQ(sizes_seen, std::vector<int>({2, 2, 1})) << "when it is reported, and when it has left the queue";
 
     int result = -1;
-    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, [&result] { result = look_at_write_list(); }));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.list_mutex, [&result] { result = write_queue_size(); }));
     EXPECT_EQ(result, 0) << "the other write of the variable went with it";
     EXPECT_EQ(get(7, "900", 1, 1), "01 00");
 }
 
-TEST_F(HostAccess, WhatWritesNothingTakesNoLock) {
+TEST_F(HostAccess, AWriteThatDoesNothingTakesNoLock) {
     const auto refused = [] {
         set(7, "abc", "34 12", 1);
         set(0, "0", "01", 1);

@@ -124,7 +124,7 @@ struct StationCall {
     void (*call)(int, int);
 };
 
-// Both names of the one operation.
+// Both names of the same operation.
 class StationSwitch : public DriverTest, public ::testing::WithParamInterface<StationCall> {
 protected:
     static void change(int station, int mode) {
@@ -143,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(BothNames, StationSwitch,
                                            StationCall{"EnCommStation", EnCommStation}),
                          [](const ::testing::TestParamInfo<StationCall> &row) { return std::string(row.param.name); });
 
-TEST_P(StationSwitch, Station0AndLargeStationsAreStationsLikeOthers) {
+TEST_P(StationSwitch, Station0AndLargeStationsAreOrdinaryStations) {
     change(0, 0);
     change(int_max, 0);
     EXPECT_TRUE(Ethernetcontains(0));
@@ -172,7 +172,7 @@ TEST_F(HostSetup, EthernetcontainsAddsNothingToTheSet) {
     EXPECT_TRUE(PLC_driver.disabled_stations.isEmpty());
 }
 
-// The cycle asks with `list_mutex` held.
+// The cycle calls it with `list_mutex` held.
 TEST_F(HostSetup, EthernetcontainsTakesStationMutexAndNoOther) {
     EXPECT_TRUE(support::takes_only({&PLC_driver.station_mutex}, [] { Ethernetcontains(3); }));
 }

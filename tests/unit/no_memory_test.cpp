@@ -1,4 +1,5 @@
-// What the calls do when an allocation fails: nothing half, nothing lost that was there, and no exception.
+// What the calls do when an allocation fails: nothing is half done, nothing that was there is lost, and no exception
+// leaves them.
 #include "exchange.h"
 #include "sanitizers.h"
 
@@ -46,7 +47,7 @@ class NoMemory : public DriverTest {
 protected:
     NoMemory() {
         info.write_mode = 2;
-        // Qt 4.8 takes memory of new when it reads the first number.
+        // Qt 4.8 allocates with `new` when it reads the first number.
         StringAddressToInt(7, QLatin1String("1"));
     }
 
@@ -65,15 +66,15 @@ protected:
 
 }  // namespace
 
-// Qt 6 keeps the records of a list in one piece of malloc's memory, which `new` above does not see.
+// Qt 6 keeps the records of a list in one block, which it takes from malloc and not from `new` above.
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
-#    define SKIP_WHERE_LISTS_TAKE_NO_NEW() GTEST_SKIP() << "lists of Qt 6 take no memory of new"
+#    define SKIP_WHERE_LISTS_DO_NOT_USE_NEW() GTEST_SKIP() << "lists of Qt 6 do not allocate with new"
 #else
-#    define SKIP_WHERE_LISTS_TAKE_NO_NEW() (void)0
+#    define SKIP_WHERE_LISTS_DO_NOT_USE_NEW() (void)0
 #endif
 
-TEST_F(NoMemory, ARebuildGivesAnEmptyListAndTheNextOneIsWhole) {
-    SKIP_WHERE_LISTS_TAKE_NO_NEW();
+TEST_F(NoMemory, ARebuildGivesAnEmptyListAndTheNextOneACompleteList) {
+    SKIP_WHERE_LISTS_DO_NOT_USE_NEW();
     QList<HOST_VAR> huge;
     huge.append(host_var(7, 1, "0", 1000000));
     QList<HOST_VAR> small;
@@ -89,7 +90,7 @@ TEST_F(NoMemory, ARebuildGivesAnEmptyListAndTheNextOneIsWhole) {
 }
 
 TEST_F(NoMemory, AQueueDropsWhatItCannotHold) {
-    SKIP_WHERE_LISTS_TAKE_NO_NEW();
+    SKIP_WHERE_LISTS_DO_NOT_USE_NEW();
     RW_VAR write = write_var(7, 10, 1, "34 12");
     RW_VAR once = make_var(7, 20, 1);
     once.addr_text = QLatin1String("20");
@@ -103,7 +104,7 @@ TEST_F(NoMemory, AQueueDropsWhatItCannotHold) {
 }
 
 TEST_F(NoMemory, ARequestThatCannotBeBuiltWholeIsBuiltLater) {
-    SKIP_WHERE_LISTS_TAKE_NO_NEW();
+    SKIP_WHERE_LISTS_DO_NOT_USE_NEW();
     RW_VAR split = make_var(8, 250, 10);  // two frames
     AddListReadVar(&split);
     for (long count = 0; count < 2; ++count) {
@@ -115,7 +116,7 @@ TEST_F(NoMemory, ARequestThatCannotBeBuiltWholeIsBuiltLater) {
     EXPECT_EQ(PLC_driver.frame_list.size(), 2);
 }
 
-TEST_F(NoMemory, AGiveUpNeedsNone) {
+TEST_F(NoMemory, GivingUpNeedsNoMemory) {
     info.retry_times = 0;
     for (int i = 0; i < 5; ++i) {
         RW_VAR write = write_var(7, 10 + i, 1, "34 12");
@@ -131,7 +132,7 @@ TEST_F(NoMemory, AGiveUpNeedsNone) {
     EXPECT_EQ(spans(PLC_driver.write_list), "(11,1) (13,1)");
 }
 
-TEST_F(NoMemory, ALongListTurnsWithoutAny) {
+TEST_F(NoMemory, ALongListRotatesWithoutAllocating) {
     for (int i = 0; i < 300; ++i) {
         RW_VAR var = make_var(7, i, 1);
         AddListReadVar(&var);
@@ -145,11 +146,11 @@ TEST_F(NoMemory, ALongListTurnsWithoutAny) {
     EXPECT_EQ(PLC_driver.read_list.last().reg_addr, 0);
 }
 
-// A sanitizer has its own idea of the address space, and so has an emulator.
+// Sanitizers and emulators use the address space in their own way.
 #if !WITH_ADDRESS_SANITIZER && !defined(__arm__)
 namespace {
 
-// While it lives, no more than `bytes` of addresses.
+// While it exists, the process can use no more than `bytes` of address space.
 class TightAddressSpace {
 public:
     explicit TightAddressSpace(rlim_t bytes) {
@@ -170,7 +171,7 @@ private:
     rlimit m_before{};
 };
 
-// While it lives, malloc has nothing to give; what it took is chained up in itself.
+// While it exists, malloc has no memory left. Each block that it took points to the one before.
 class NothingLeft {
 public:
     NothingLeft() : m_space(1) {
@@ -215,7 +216,7 @@ TEST_F(NoMemory, AValueThatIsTooLargeIsEmpty) {
     EXPECT_TRUE(is_free(PLC_driver.cache_mutex));
 }
 
-TEST_F(NoMemory, AReplyWhoseValuesFindNoneIsAskedForAgain) {
+TEST_F(NoMemory, AReplyWithoutMemoryForItsValuesIsAskedForAgain) {
     RW_VAR var = make_var(7, 10, 1);
     AddListReadVar(&var);
     ASSERT_NE(ComCommunication(), nullptr);

@@ -34,7 +34,7 @@ protected:
         return spans(PLC_driver.once_read_list);
     }
 
-    // `count` entries that no test registers, put there by the pass-through path.
+    // Fills the queue up to `count` entries that no test registers, by the pass-through path.
     static void fill_up_to(int count) {
         RW_VAR var = make_var(10, 0, 1, 200);
         while (PLC_driver.once_read_list.size() < count) {
@@ -79,7 +79,7 @@ TEST_F(ReadQueue, HasNoLimit) {
         ASSERT_EQ(AddListReadVar(&var), size);
 }
 
-// A lock taken here would stop a host that adds a variable from one of its callbacks.
+// A lock here would block a host that adds a variable from one of its callbacks.
 TEST_F(ReadQueue, TakesNoLock) {
     RW_VAR var = make_var(7, 10, 1);
     const auto add = [&var] {
@@ -110,7 +110,7 @@ TEST_F(WriteQueue, TakesListMutexAndNoOther) {
 
 namespace {
 
-// The sizes that two threads get back from `add`, all in one bag.
+// The sizes that two threads get back from `add`, all together.
 std::multiset<int> sizes_seen_by_two_threads(int calls, const std::function<int()> &add) {
     std::atomic<int> ready(0);
     std::vector<int> seen[2];
@@ -138,7 +138,7 @@ std::multiset<int> each_up_to(int count) {
 
 }  // namespace
 
-// The size is read before the lock is given back: no two calls can see the same one.
+// The size is read before the lock is released, so no two calls can get the same one.
 TEST_F(WriteQueue, EachOfTwoThreadsGetsTheSizeThatItsOwnWriteMade) {
     const auto add = [] {
         RW_VAR var = make_var(7, 10, 1);
@@ -209,7 +209,7 @@ TEST_F(OnceReadQueue, EachPieceCarriesTheWholeRecord) {
     EXPECT_EQ(spans(PLC_driver.once_read_list), "(20,100) (120,2)");
 }
 
-TEST_F(OnceReadQueue, TheCallersRecordIsLeftAsTheLastPieceLeftIt) {
+TEST_F(OnceReadQueue, TheCallersRecordKeepsWhatTheLastPieceLeft) {
     info.default_station = 44;
     info.max_count = 2;
     RW_VAR var = full_var();
@@ -237,7 +237,7 @@ TEST_F(OnceReadQueue, AnUnparsableAddressLeavesTheCallersRecord) {
     EXPECT_EQ(PLC_driver.once_read_list.size(), 3);
 }
 
-TEST_F(OnceReadQueue, AnyModeBut1Parses) {
+TEST_F(OnceReadQueue, AnyModeExcept1Parses) {
     int size = 0;
     for (int mode : {0, 2, -1, 256, int_max, int_min}) {
         RW_VAR var = once_var(7, "10", 1);
@@ -308,7 +308,7 @@ TEST_F(OnceReadQueue, OnlyThePiecesThatAreNotYetThereAreAdded) {
     EXPECT_EQ(spans(PLC_driver.once_read_list), "(1000,100) (1100,100) (1200,50)");
 }
 
-TEST_F(OnceReadQueue, APieceThatPassedThroughUnparsedCountsAsThere) {
+TEST_F(OnceReadQueue, APieceThatPassedThroughUnparsedCountsAsQueued) {
     RW_VAR passed = make_var(7, 1000, 100);
     AddListOnceReadVar(&passed, 1);
     RW_VAR var = once_var(7, "1000", 100);
@@ -329,7 +329,7 @@ TEST_F(OnceReadQueue, ACountOf0OrLessQueuesNothing) {
     EXPECT_EQ(pairs.reg_count, 0);
 }
 
-// A host may raise the word after SetComInfo has lowered it.
+// A host may raise max_count after SetComInfo has lowered it.
 TEST_F(OnceReadQueue, AHugeMaxCountLeavesAHugeCountWhole) {
     info.max_count = int_max;
     EXPECT_EQ(pieces(7, "0", int_max), "(0,2147483647)");
@@ -338,7 +338,7 @@ TEST_F(OnceReadQueue, AHugeMaxCountLeavesAHugeCountWhole) {
     EXPECT_EQ(pieces(7, "0", int_max), "(0,1073741824) (1073741824,1073741823)");
 }
 
-TEST_F(OnceReadQueue, AddressesGoOnBeyond2To31AsTheirLow32Bits) {
+TEST_F(OnceReadQueue, AddressesContinueBeyond2To31AsTheirLow32Bits) {
     info.max_count = 1;
     EXPECT_EQ(pieces(7, "2147483646", 4), "(2147483646,1) (2147483647,1) (-2147483648,1) (-2147483647,1)");
     RW_VAR var = once_var(7, "2147483647", 1);
@@ -382,12 +382,12 @@ TEST_F(OnceReadQueue, EachOfTwoThreadsGetsTheSizeThatItsOwnOnceReadMade) {
 
 // ---- cutting into a list of the caller's
 
-TEST(CutIntoPieces, OfATotalAboveTheLimitGivesARestAtTheEnd) {
+TEST(CutIntoPieces, ATotalAboveTheLimitGivesARemainderAtTheEnd) {
     EXPECT_EQ(groups(25, 10, 100), "(100,10) (110,10) (120,5)");
 }
 
 // Up to the limit nothing is cut, so the record keeps its own count, with any total.
-TEST(CutIntoPieces, OfATotalUpToTheLimitGivesTheRecordUnchanged) {
+TEST(CutIntoPieces, ATotalUpToTheLimitGivesTheRecordUnchanged) {
     EXPECT_EQ(groups(10, 10, 100), "(100,999)");
     EXPECT_EQ(groups(9, 10, 100), "(100,999)");
     EXPECT_EQ(groups(0, 10, 100), "(100,999)");
@@ -395,7 +395,7 @@ TEST(CutIntoPieces, OfATotalUpToTheLimitGivesTheRecordUnchanged) {
     EXPECT_EQ(groups(int_min, 10, 100), "(100,999)");
 }
 
-TEST(CutIntoPieces, OfOneMoreThanTheLimitCutsOneUnitOff) {
+TEST(CutIntoPieces, OneMoreThanTheLimitCutsOneUnitOff) {
     EXPECT_EQ(groups(11, 10, 100), "(100,10) (110,1)");
 }
 
@@ -416,7 +416,7 @@ TEST(CutIntoPieces, EveryPieceIsACopyOfTheRecordAndTheRecordKeepsTheLast) {
     EXPECT_EQ(describe(var), describe(expected));
 }
 
-TEST(CutIntoPieces, WithoutCuttingTheRecordStaysAsItWas) {
+TEST(CutIntoPieces, WithoutCuttingTheRecordIsUnchanged) {
     RW_VAR var = full_var();
     QList<RW_VAR> out;
     WhetherGroup(3, 10, &var, &out);
@@ -432,7 +432,7 @@ TEST(CutIntoPieces, ALimitBelow1CountsAs1) {
     }
 }
 
-TEST(CutIntoPieces, TheLargestTotalsAndAddressesAreCutByTheirLow32Bits) {
+TEST(CutIntoPieces, TheLargestTotalsAndAddressesKeepTheirLow32Bits) {
     EXPECT_EQ(groups(int_max, int_max, 5), "(5,999)");
     EXPECT_EQ(groups(int_max, int_max - 1, 0), "(0,2147483646) (2147483646,1)");
     EXPECT_EQ(groups(int_max, 1 << 30, 0), "(0,1073741824) (1073741824,1073741823)");

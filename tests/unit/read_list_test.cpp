@@ -24,7 +24,7 @@ QList<RW_VAR> group(std::initializer_list<Span> entries, int reg_type = 7, int s
     return list;
 }
 
-// What both merges make of one group; they must agree.
+// The result of both merges for one group; they must agree.
 std::string merged(std::initializer_list<Span> entries, int limit) {
     QList<RW_VAR> into_driver = group(entries);
     PLC_driver.read_list.clear();
@@ -129,7 +129,7 @@ TEST_F(Rebuild, TheBlockLimitOfEveryClassFollowsFromMaxCount) {
     }
 }
 
-// The block is the host's: a count that the host writes there after SetComInfo is used as it is.
+// The block belongs to the host: a count that the host writes there after SetComInfo is used as it is.
 TEST_F(Rebuild, AMaxCountThatTheHostRaisesLaterIsUsed) {
     info.max_count = 500;
     EXPECT_EQ(plan({host_var(7, 1, "0", 700)}), "1/7(0,500) 1/7(500,200)");
@@ -139,15 +139,17 @@ TEST_F(Rebuild, AMaxCountThatTheHostRaisesLaterIsUsed) {
     EXPECT_EQ(limit_of(2, 1000), 160);
 }
 
-// As above, over the limit: the pieces that continue the entry are the other group's too.
-TEST_F(Rebuild, SuchAnExtensionContinuesAsTheGroupBefore) {
+// A group that begins with a count of 0 extends the last entry of the group before. Beyond the limit, the pieces that
+// continue that entry belong to the group before, too.
+TEST_F(Rebuild, AnExtensionOfTheGroupBeforeContinuesInThatGroup) {
     info.multi_station = 1;
     info.max_count = 10;
     EXPECT_EQ(plan({host_var(7, 1, "0", 5), host_var(7, 2, "0", 0), host_var(7, 2, "9", 14)}),
               "1/7(0,10) 1/7(10,10) 1/7(20,3)");
 }
 
-// The other group's entry may be longer than this group's limit. It is cut to that once something reaches beyond it.
+// The entry of the group before may be longer than this group's limit. It is cut to that limit as soon as a variable
+// reaches beyond its end.
 TEST_F(Rebuild, ALongerEntryOfTheGroupBeforeIsCutWhenExtended) {
     info.max_count = 20;
     EXPECT_EQ(plan({host_var(2, 1, "0", 160), host_var(7, 1, "0", 0), host_var(7, 1, "10", 150)}), "1/2(0,160)");
@@ -187,7 +189,7 @@ TEST_F(Rebuild, AReadEntryCarriesTheFieldsOfItsTable) {
               "value_bytes ");
 }
 
-// The texts are those of the variable that opened the block, also where they no longer fit its address: only station,
+// The texts are those of the variable that opened the block, even where they no longer match its address: only station,
 // class, address and count describe a block.
 TEST_F(Rebuild, EveryEntryOfABlockKeepsTheTextsOfItsFirstVariable) {
     info.max_count = 10;
@@ -230,7 +232,7 @@ TEST_F(Rebuild, LeavesTheOtherListsTheFrameInFlightAndTheCountersAlone) {
     EXPECT_EQ(info.success_count, 6);
 }
 
-TEST_F(Rebuild, OnlyReadsTheHostsList) {
+TEST_F(Rebuild, DoesNotChangeTheHostsList) {
     QList<HOST_VAR> list;
     list.append(host_var(12, 5, "20", 3, "b"));
     list.append(host_var(7, 4, "10", 7, "a"));
@@ -359,8 +361,8 @@ TEST_F(Merge, AnExtensionOfExactlyTheLimitLeavesNoEmptyPiece) {
     EXPECT_EQ(merged({{0, 5}, {5, 16}}, 10), "(0,10) (10,10) (20,1)");
 }
 
-// A count of 0 or less inside a block is taken at its word: the block reaches to address + count when that is farther.
-TEST_F(Merge, ALaterCountOf0OrLessStillCarriesTheBlockToItsEnd) {
+// A count of 0 or less inside a block is used as it is: the block is extended to address + count if that is farther.
+TEST_F(Merge, ALaterCountOf0OrLessStillExtendsTheBlockToItsEnd) {
     EXPECT_EQ(merged({{0, 5}, {3, 0}}, 10), "(0,5)");
     EXPECT_EQ(merged({{0, 5}, {9, 0}}, 10), "(0,9)");
     EXPECT_EQ(merged({{0, 5}, {8, -2}}, 10), "(0,6)");
@@ -368,7 +370,7 @@ TEST_F(Merge, ALaterCountOf0OrLessStillCarriesTheBlockToItsEnd) {
     EXPECT_EQ(merged({{0, 5}, {10, 0}, {12, 1}}, 10), "(0,5) (12,1)");
 }
 
-TEST_F(Merge, WithALimitOf2) {
+TEST_F(Merge, ALimitOf2CutsAfterEveryTwoUnits) {
     EXPECT_EQ(merged({{0, 1}, {1, 1}, {2, 1}, {3, 1}, {4, 5}}, 2), "(0,2) (2,2) (4,2) (6,2) (8,1)");
 }
 
@@ -377,7 +379,7 @@ TEST_F(Merge, ALimitBelow1CountsAs1) {
         EXPECT_EQ(merged({{5, 2}, {5, 4}, {5, 3}, {6, 1}, {7, 300}}, limit), "(5,4) (6,1) (7,300)") << limit;
 }
 
-TEST_F(Merge, OfNothingIsNothing) {
+TEST_F(Merge, AnEmptyGroupGivesNoBlocks) {
     EXPECT_EQ(merged({}, 10), "");
     EXPECT_EQ(merged({}, 1), "");
     EXPECT_EQ(merged({}, 0), "");
@@ -402,7 +404,7 @@ TEST_F(Merge, TheFirstVariableOpensABlockOfItsOwn) {
     EXPECT_EQ(blocks(output), "1/7(0,5) 2/8(3,7)");
 }
 
-// The last entry means the output's, whichever group it came from.
+// The last entry is that of the output, whichever group it came from.
 TEST_F(Merge, AfterACountOf0ItIsTheOutputsLastEntryThatIsExtended) {
     PLC_driver.read_list = group({{0, 5}}, 7, 1);
     QList<RW_VAR> vars = group({{3, 0}, {4, 4}}, 8, 2);
@@ -421,7 +423,7 @@ TEST_F(Merge, WithLimit1AFirstVariableNeverJoinsAnEarlierEntry) {
     EXPECT_EQ(blocks(PLC_driver.read_list), "1/7(5,2) 2/7(5,10)");
 }
 
-TEST_F(Merge, BitVarReCreat_2TouchesNothingButItsArguments) {
+TEST_F(Merge, BitVarReCreat_2ChangesOnlyItsOutput) {
     PLC_driver.read_list = group({{0, 5}});
     QList<RW_VAR> vars = group({{3, 0}, {4, 25}});
     QList<RW_VAR> output;
@@ -431,7 +433,7 @@ TEST_F(Merge, BitVarReCreat_2TouchesNothingButItsArguments) {
     EXPECT_EQ(spans(output), "(4,10) (14,10) (24,5)");
 }
 
-TEST_F(Merge, LeavesItsInputAsItWas) {
+TEST_F(Merge, LeavesItsInputUnchanged) {
     QList<RW_VAR> vars = group({{0, 2}, {5, 2}, {9, 14}});
     BitVarReCreat(&vars, 10);
     EXPECT_EQ(spans(vars), "(0,2) (5,2) (9,14)");

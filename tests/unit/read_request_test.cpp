@@ -74,7 +74,7 @@ TEST_F(ReadRequest, EveryRowOfTheSplitTableSplitsJustAcrossItsBoundary) {
     }
 }
 
-TEST_F(ReadRequest, EveryOtherClassNeverSplits) {
+TEST_F(ReadRequest, OtherClassesNeverSplit) {
     for (int type : {0, 1, 4, 5, 6, 9, 10, 11, 13})
         for (int boundary : {256, 2048, 8000}) {
             EXPECT_EQ(parts(make_var(type, boundary - 6, 10)), "(" + std::to_string(boundary - 6) + ",10)")
@@ -129,7 +129,7 @@ TEST_F(ReadRequest, TheStationIsItsLow8BitsInTheFrameAndWholeInTheRecord) {
     EXPECT_EQ(hex(whole(make_var(7, 1, 1, -1)).frame), "FF 03 00 01 00 01 C0 14");
 }
 
-// The builder neither checks nor clamps a count; keeping it within the protocol is the planner's business.
+// The builder neither checks nor limits a count; the planner keeps it within the protocol.
 TEST_F(ReadRequest, TheCountIsItsLow16BitsInTheFrameAndWholeInTheReplySize) {
     const Protocol request = whole(make_var(9, 0, 0x12345));
     EXPECT_EQ(hex(request.frame), "01 03 23 28 23 45 16 85");

@@ -28,8 +28,8 @@ const char full_var_text[] = "var_group 101\nvar_id 102\nhost_ref2 103\nhost_ref
                              "aux_text aux 107\naddr_text addr 108\nreg_type 109\nreg_addr 110\nstation_no 111\n"
                              "reg_count 112\nstore_mode 113\naux_word 114\nvalue_bytes 01 02 03";
 
-// What of the library's state differs from that of a new object before anything has called it. Looked at while the test
-// program is being loaded, so that the order of the tests does not matter. construction_test looks at each member.
+// What differs in the library's state from a new object before anything has called it. Checked while the test program
+// is being loaded, so that the order of the tests does not matter. construction_test checks each member.
 std::string wrong_after_loading() {
     const Communication_Protocol &driver = PLC_driver;
     std::string wrong;
@@ -67,7 +67,7 @@ TEST(Records, TheDriverIsLikeANewObjectAfterLoading) {
     EXPECT_EQ(wrong_at_load, "");
 }
 
-TEST(Records, AVariableIsDefaultWithAllIntsZeroAndTextsEmpty) {
+TEST(Records, ANewVariableHasZerosAndEmptyTexts) {
     EXPECT_EQ(support::describe(RW_VAR()), default_var);
 }
 
@@ -75,7 +75,7 @@ TEST(Records, TheDriverHasNoBaseClassAndNoVirtualOperations) {
     EXPECT_FALSE(std::is_polymorphic<Communication_Protocol>::value);
 }
 
-TEST(Records, HaveTheTypesOfTheirTables) {
+TEST(Records, MembersHaveTheTypesOfTheInterface) {
     static_assert(sizeof(int) == 4, "int is 32 bits");
     static_assert(std::is_same<decltype(RW_VAR::aux_text), QString>::value, "");
     static_assert(std::is_same<decltype(RW_VAR::addr_text), QString>::value, "");
@@ -101,7 +101,8 @@ TEST(Records, HaveTheTypesOfTheirTables) {
     EXPECT_EQ(sizeof(PLC_driver.spare_flag), 1u);
 }
 
-// The result record never carries data: with the bytes copied, a host would take a failed write's value for a read one.
+// The result record never carries data: if the bytes were copied, a host would take the value of a failed write for one
+// that was read.
 TEST(Records, PassRetValueCopiesAllButTheValueBytes) {
     const RW_VAR from = full_var();
     RW_VAR to;

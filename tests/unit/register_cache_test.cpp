@@ -45,7 +45,7 @@ TEST_F(RegisterCache, ABitIs1WheneverItsEntryIsNotZero) {
     EXPECT_EQ(read(2, "5", 2), "01 01");
 }
 
-TEST_F(RegisterCache, ARunOfBitsWalksThroughEveryRegister) {
+TEST_F(RegisterCache, ARunOfBitsReadsEachRegisterInTurn) {
     put_word(0x01070000, 0xFFFF);
     put_word(0x01070002, 0xFFFF);
     std::string expected;
@@ -122,8 +122,8 @@ TEST_F(RegisterCache, TwoStationsNeverCollideBelowAddress65536) {
     EXPECT_EQ(read(8, "65535", 1, 1), "00 00");
 }
 
-// By plain OR an address of 65536 or more runs into the class bits. Hosts number registers through the classes this
-// way; a mask would give them zeros.
+// With a plain OR, an address of 65536 or more runs into the class bits. Hosts number registers across classes this
+// way; with a mask they would get zeros.
 TEST_F(RegisterCache, AnAddressOf65536OrMoreRunsIntoTheClassBits) {
     put_word(0x01090005, 0x1234);
     put_word(0x01070005, 0x5678);
@@ -134,13 +134,13 @@ TEST_F(RegisterCache, AnAddressOf65536OrMoreRunsIntoTheClassBits) {
     EXPECT_EQ(read(0, "177777", 2), "00 01");
 }
 
-// A bit's register is found by its own address, carried by the shift.
+// The register of a bit is the bit's whole address, shifted.
 TEST_F(RegisterCache, ALargeBitAddressRunsIntoTheClassBits) {
     put_word(0x01090005, 0x0002);
     EXPECT_EQ(read(16, "65541.1", 1), "01");
 }
 
-TEST_F(RegisterCache, StationsAbove127AndBeyond255AreTakenAsBits) {
+TEST_F(RegisterCache, OnlyTheLow8BitsOfAStationAreUsed) {
     put_word(0xFF070005, 0x1234);
     put_word(0x00070005, 0x5678);
     EXPECT_EQ(read(7, "5", 1, 255), "34 12");

@@ -102,7 +102,7 @@ TEST_F(RemoteRequest, TheValueBytesOfAReadAreNotSent) {
               "16 00 01 00 01 00 08 00 00 00 64 00 0A 00 00 00 00 00 00 00 00 8E");
 }
 
-TEST_F(RemoteRequest, TheReplySizeFollowsTheTypeOfEveryRow) {
+TEST_F(RemoteRequest, TheReplySizeFollowsFromTheType) {
     for (int type : {0, 1, 2, 3, 4, 5, 6}) {
         EXPECT_EQ(read_lengths(type, 8), "send 22, reply 6, 1 data bytes at 3") << "type " << type;
         EXPECT_EQ(read_lengths(type, 1), "send 22, reply 6, 1 data bytes at 3") << "type " << type;
@@ -127,7 +127,7 @@ TEST_F(RemoteRequest, TheReplySizeOfAHugeCountIsTheLow32BitsOfItsSum) {
 
 // ---- writes
 
-TEST_F(RemoteRequest, OnlyStation0ItselfAwaitsNoReply) {
+TEST_F(RemoteRequest, OnlyStation0ExpectsNoReply) {
     for (int station : {256, -1, -256, 1, int_min}) {
         written(write_var(8, 100, 1, "12 34", station));
         EXPECT_EQ(lengths(frame()), "send 24, reply 8, 0 data bytes at 0") << "station " << station;

@@ -2,8 +2,8 @@
 #include "reply_exchange.h"
 
 using support::answer;
+using support::answer_correctly;
 using support::answer_nothing;
-using support::answer_well;
 using support::bytes;
 using support::describe;
 using support::entries;
@@ -27,7 +27,7 @@ class Replies : public ReplyTest {};
 
 // ---- retries
 
-TEST_F(Replies, AFailedReplyThatIsToleratedChangesTheRetryCountOnly) {
+TEST_F(Replies, AFailedReplyThatIsToleratedChangesOnlyTheRetryCount) {
     info.retry_times = 5;
     queue_write(write_of(1));
     ComCommunication();
@@ -66,7 +66,7 @@ TEST_F(Replies, TheRetryCountIsComparedBeyond2To31) {
 
 // ---- a good reply
 
-TEST_F(Replies, TheCallbackGetsTheChannelOfTheMomentAndTheIdentityAsItIs) {
+TEST_F(Replies, TheCallbackGetsTheCurrentChannelAndTheUnchangedIdentity) {
     for (int number : {int_min, -1, 0, int_max}) {
         RW_VAR var = write_of(int_max);
         var.var_group = number;
@@ -117,16 +117,16 @@ TEST_F(Replies, TheFirstHalfOfASplitReadLeavesTheResultRecord) {
     PLC_driver.fail_var = support::full_var();
     EXPECT_EQ(complete(), 1);
     EXPECT_EQ(PLC_driver.ret_var.var_group, 0);
-    EXPECT_EQ(answer_well(), 1);
+    EXPECT_EQ(answer_correctly(), 1);
     EXPECT_EQ(PLC_driver.ret_var.var_group, 101);
 }
 
-TEST_F(Replies, AGoodReplyEndsTheFailureEvenIfMoreAreDue) {
+TEST_F(Replies, AGoodReplyEndsTheFailureEvenIfMoreRepliesAreExpected) {
     queue_write(write_of(1));
     ComCommunication();
     info.success_limit = 3;
     PLC_driver.comm_failed = true;
-    EXPECT_EQ(answer_well(), 1);
+    EXPECT_EQ(answer_correctly(), 1);
     EXPECT_FALSE(PLC_driver.comm_failed);
     EXPECT_EQ(info.success_count, 1);
     EXPECT_EQ(PLC_driver.write_list.size(), 1);
@@ -139,7 +139,7 @@ TEST_F(Replies, TheSuccessCountIsComparedBeyond2To31) {
     ComCommunication();
     info.success_count = int_max;
     info.success_limit = int_max;
-    EXPECT_EQ(answer_well(), 1);
+    EXPECT_EQ(answer_correctly(), 1);
     EXPECT_EQ(info.success_count, int_min);
     EXPECT_EQ(seen(write_results), Lines{"70 20 1 1"});
 }
@@ -149,12 +149,12 @@ TEST_F(Replies, ASuccessLimitOf0OrLessIsReachedByTheFirstGoodReply) {
         queue_write(write_of(1));
         ComCommunication();
         info.success_limit = limit;
-        answer_well();
+        answer_correctly();
         EXPECT_TRUE(PLC_driver.write_list.isEmpty()) << "success_limit " << limit;
     }
 }
 
-TEST_F(Replies, APassCountAtItsEndIsOneTooMany) {
+TEST_F(Replies, APassCountOfIntMaxEndsThePass) {
     poll(30);
     PLC_driver.read_pass_count = int_max;
     complete();
@@ -175,7 +175,7 @@ TEST_F(Replies, WhileFinishFlagIsSetNothingIsCounted) {
 
 // ---- several requests of one variable
 
-TEST_F(Replies, ALaterWriteIsTheSameOnlyByBothIdentitiesAndInTheOwnArea) {
+TEST_F(Replies, ALaterWriteIsTheSameOnlyWithBothIdentitiesAndInTheOwnArea) {
     RW_VAR other_group = write_of(1);
     other_group.var_group = 21;
     for (const RW_VAR &later : {other_group, write_of(2), write_of(1, other_area)}) {
@@ -206,27 +206,27 @@ TEST_F(Replies, ALaterWriteMayBeOfAnyStationTypeAndAddress) {
 // ---- once-reads
 
 TEST_F(Replies, WritesAndOnceReadsDoNotHideEachOthersReports) {
-    queue_once(once_of(1));
+    queue_once_read(once_of(1));
     ComCommunication();
     queue_write(write_of(1));
-    answer_well();
+    answer_correctly();
     EXPECT_EQ(seen(write_results), Lines{"70 20 1 1"});
     ComCommunication();
-    queue_once(once_of(1));
-    answer_well();
+    queue_once_read(once_of(1));
+    answer_correctly();
     EXPECT_EQ(seen(write_results), (Lines{"70 20 1 1", "70 20 1 1"}));
 }
 
 TEST_F(Replies, ALaterOnceReadInAnotherAreaHidesNothing) {
-    queue_once(once_of(1));
-    queue_once(once_of(1, other_area));
+    queue_once_read(once_of(1));
+    queue_once_read(once_of(1, other_area));
     complete();
     EXPECT_EQ(seen(write_results), Lines{"70 20 1 1"});
 }
 
 // ---- giving up
 
-TEST_F(Replies, AGiveUpKeepsTheWholeVariableAndReturnsItWithoutItsValue) {
+TEST_F(Replies, GivingUpKeepsTheWholeVariableAndReturnsItWithoutItsValue) {
     RW_VAR var = support::full_var();
     var.reg_type = 7;
     var.area_no = own_area;
@@ -247,7 +247,7 @@ TEST_F(Replies, AGiveUpKeepsTheWholeVariableAndReturnsItWithoutItsValue) {
     EXPECT_EQ(describe(PLC_driver.ret_var), describe(result));
 }
 
-TEST_F(Replies, CommFailedStaysFromTheGiveUpToTheNextGoodReply) {
+TEST_F(Replies, CommFailedIsSetFromGivingUpToTheNextGoodReply) {
     info.retry_times = 1;
     queue_write(write_of(1));
     fail();
@@ -257,7 +257,7 @@ TEST_F(Replies, CommFailedStaysFromTheGiveUpToTheNextGoodReply) {
     queue_write(write_of(2));
     EXPECT_EQ(fail(), 0);
     EXPECT_TRUE(PLC_driver.comm_failed);
-    EXPECT_EQ(answer_well(), 1);
+    EXPECT_EQ(answer_correctly(), 1);
     EXPECT_FALSE(PLC_driver.comm_failed);
 }
 
@@ -265,7 +265,7 @@ TEST_F(Replies, CommFailedStaysFromTheGiveUpToTheNextGoodReply) {
 
 TEST_F(Replies, ALastOpOfNoQueueAdvancesNoQueue) {
     queue_write(write_of(1));
-    queue_once(once_of(1));
+    queue_once_read(once_of(1));
     poll(30);
     poll(31);
     PLC_driver.ret_var.var_group = 55;
@@ -287,7 +287,7 @@ TEST_F(Replies, ALastOpOfNoQueueAdvancesNoQueue) {
     EXPECT_TRUE(write_results.empty());
 }
 
-TEST_F(Replies, AQueueThatWasEmptiedInBetweenIsPassedOver) {
+TEST_F(Replies, AQueueThatWasEmptiedInBetweenIsSkipped) {
     for (int op : {1, 2, 0}) {
         PLC_driver.ret_var = support::full_var();
         PLC_driver.last_op = op;
@@ -312,14 +312,14 @@ TEST_F(Replies, AQueueThatWasEmptiedInBetweenIsPassedOver) {
 
 // ---- remote areas
 
-// The area of the frame decides, and how the request was built does not.
-TEST_F(Replies, TheAreaAndTheRemoteModeAreTwoSwitches) {
+// The area of the frame decides, not how the request was built.
+TEST_F(Replies, TheAreaAndTheRemoteModeAreIndependent) {
     info.remote_mode = 1;
-    queue_once(once_of(1));
+    queue_once_read(once_of(1));
     ComCommunication();
     EXPECT_EQ(answer(bytes("01 03 02 12 34 B5 33")), 1);
     EXPECT_EQ(entries(PLC_driver.word_cache), "01070014=1234");
-    queue_once(once_of(2, other_area));
+    queue_once_read(once_of(2, other_area));
     ComCommunication();
     EXPECT_EQ(answer(bytes("01 83 02 12 34 9C F3")), 100);
     queue_write(write_of(3));
@@ -327,7 +327,7 @@ TEST_F(Replies, TheAreaAndTheRemoteModeAreTwoSwitches) {
     EXPECT_EQ(answer(bytes("01 90 00 0A 00 01 20 15")), 1);
 }
 
-TEST_F(Replies, AStoredReplyOfAnotherAreaIs100AtSuccessCount1Only) {
+TEST_F(Replies, AStoredReplyOfAnotherAreaIs100OnlyAtSuccessCount1) {
     const struct {
         int success_count;
         int code;

@@ -30,7 +30,7 @@ TEST_F(ReplyBytes, NoExchangeCopiesAReply) {
     const RW_VAR reads[] = {make_var(0, 10, 20), make_var(7, 10, 20), make_var(13, 10, 20)};
     for (RW_VAR var : reads) {
         var.area_no = own_area;
-        queue_once(var);
+        queue_once_read(var);
     }
     const RW_VAR writes[] = {write_var(2, 10, 1, "01"), write_var(4, 10, 9, "01 01"), write_var(7, 10, 1, "34 12"),
                              write_var(15, 0x23, 1, "01")};
@@ -50,7 +50,7 @@ TEST_F(ReplyBytes, NoExchangeCopiesAReply) {
     }
     EXPECT_EQ(answered, 3 + 2 * 5);
 
-    queue_once(reads[1]);
+    queue_once_read(reads[1]);
     ASSERT_NE(ComCommunication(), nullptr);
     EXPECT_EQ(answer_shared(bytes("01 83 02 C0 F1")), 171);
 }
@@ -96,7 +96,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Classes, AnyReply, ::testing::Values(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13),
                          [](const ::testing::TestParamInfo<int> &row) { return "Class" + std::to_string(row.param); });
 
-TEST_P(AnyReply, OfAnyLengthReadsNothingOutside) {
+TEST_P(AnyReply, IsNeverReadPastItsEnd) {
     std::mt19937 random(static_cast<unsigned>(1000 + GetParam()));
     info.retry_times = 1;
     for (int size = 0; size <= 300; ++size) {

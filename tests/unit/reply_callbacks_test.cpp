@@ -5,8 +5,8 @@
 #include <thread>
 
 using support::answer;
+using support::answer_correctly;
 using support::answer_nothing;
-using support::answer_well;
 using support::bytes;
 using support::entries;
 using support::good_echo;
@@ -35,7 +35,7 @@ std::string busy_order;
 void busy_write_result(int, int, int, int);
 void busy_comm_error(QList<RW_VAR> *, int, int);
 
-// Everything that takes no list_mutex; the driver holds it now.
+// Calls everything that does not take list_mutex, which the driver holds now.
 void call_everything() {
     EXPECT_FALSE(support::is_free(PLC_driver.list_mutex));
     EXPECT_TRUE(support::is_free(PLC_driver.cache_mutex));
@@ -131,8 +131,8 @@ TEST_F(ReplyCallbacks, MayCallAnythingAfterAGivenUpWrite) {
 }
 
 TEST_F(ReplyCallbacks, MayCallAnythingAfterOnceReads) {
-    queue_once(once_of(1));
-    queue_once(once_of(2));
+    queue_once_read(once_of(1));
+    queue_once_read(once_of(2));
     EXPECT_EQ(complete(), 1);
     EXPECT_EQ(fail(), 41);
     EXPECT_EQ(busy_order, "wwe");
@@ -153,7 +153,7 @@ TEST_F(ReplyCallbacks, MayAskForTheNextFrameInFlight) {
     queue_write(write_of(1));
     ComCommunication();
     put_in_flight(0, own_area);
-    EXPECT_EQ(answer_well(), 1);
+    EXPECT_EQ(answer_correctly(), 1);
     EXPECT_EQ(busy_write_results, 1);
     EXPECT_EQ(PLC_driver.frame_list.size(), 1);
 }
@@ -164,7 +164,7 @@ TEST_F(ReplyCallbacks, MayCallAnythingAfterRefusedRequests) {
     queue_write(write);
     RW_VAR once = once_of(2);
     once.reg_type = 12;
-    queue_once(once);
+    queue_once_read(once);
     EXPECT_EQ(ComCommunication(), nullptr);
     EXPECT_EQ(ComCommunication(), nullptr);
     EXPECT_EQ(busy_order, "ww");
@@ -198,12 +198,12 @@ TEST_F(ReplyLocks, EveryOtherReplyWaitsForListMutex) {
 }
 
 TEST_F(ReplyLocks, OnlyStoringALocalReplyTakesCacheMutex) {
-    queue_once(once_of(1));
+    queue_once_read(once_of(1));
     ComCommunication();
-    EXPECT_TRUE(support::waits_for(PLC_driver.cache_mutex, [] { answer_well(); }));
+    EXPECT_TRUE(support::waits_for(PLC_driver.cache_mutex, [] { answer_correctly(); }));
     queue_write(write_of(1));
     ComCommunication();
-    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, [] { answer_well(); }));
+    EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, [] { answer_correctly(); }));
 }
 
 // The read half of a bit write in a remote area touches no cache, so nothing has to wait for it.
@@ -218,7 +218,7 @@ TEST_F(ReplyLocks, AReplyOfARemoteAreaTakesNoCacheMutex) {
     }));
 }
 
-// The reply is judged and stored first; the pass is counted once the lists are the driver's own.
+// The reply is judged and stored first; the pass is counted once the driver holds list_mutex.
 TEST_F(ReplyLocks, AReplyIsStoredBeforeListMutexIsTaken) {
     poll(30);
     poll(31);

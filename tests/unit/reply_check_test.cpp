@@ -36,7 +36,7 @@ protected:
 
 }  // namespace
 
-TEST_F(ReplyCheck, EveryShorterReplyIsRejected) {
+TEST_F(ReplyCheck, AReplyOfAtMost3BytesIsRejected) {
     EXPECT_EQ(check("01 03 00"), 0);
     EXPECT_EQ(check("01 7E 80"), 0);
     EXPECT_EQ(check("01 03"), 0);
@@ -67,14 +67,14 @@ TEST_F(ReplyCheck, AWrongByteAnywhereIsRejected) {
         }
 }
 
-TEST_F(ReplyCheck, AnyRemoteModeButZeroLeavesTheFunctionCodeUnchecked) {
+TEST_F(ReplyCheck, AnyRemoteModeExceptZeroLeavesTheFunctionCodeUnchecked) {
     for (int remote_mode : {1, 2, -1, int_max, int_min}) {
         info.remote_mode = remote_mode;
         EXPECT_EQ(check("01 04 04 12 34 AB CD 01 97"), 1) << remote_mode;
     }
 }
 
-// The frame's own first byte counts in local mode, too: a frame cut from a station above 255 answers to nobody.
+// In local mode the first byte of the frame is compared too: no reply matches a frame for a station above 255.
 TEST_F(ReplyCheck, InLocalModeTheRequestsFirstByteMustBeTheStationToo) {
     put_in_flight(make_var(7, 100, 2, 1), "02 03 00 64 00 02 85 E7");
     EXPECT_EQ(check("01 03 04 12 34 AB CD 00 20"), 0);
@@ -114,7 +114,7 @@ TEST_F(ReplyCheck, TheLengthArgumentIsNotUsed) {
         EXPECT_EQ(CheckGetData(&bad, length), 0) << length;
 }
 
-// The length is the caller's to check, against what the request expects.
+// The caller compares the length with what the request expects.
 TEST_F(ReplyCheck, TheByteCountAndTheExpectedLengthAreNotChecked) {
     EXPECT_EQ(check("01 03 FF 12 34 AB CD E5 F4"), 1);
     EXPECT_EQ(check("01 03 00 12 34 AB CD F1 E0"), 1);
@@ -173,8 +173,8 @@ TEST_F(ReplyCheck, TakesNoLock) {
     EXPECT_TRUE(support::takes_only({}, [] { EXPECT_EQ(check("01 03 00 20 F0"), 1); }));
 }
 
-// The CRC runs over size - 2 bytes modulo 65536: at 65538 bytes that is none at all, whose CRC is FFFF. A count that
-// did not wrap would be "better" and different from what is deployed.
+// The CRC covers size - 2 bytes modulo 65536: at 65538 bytes that is none at all, whose CRC is FFFF. A count that did
+// not wrap would be different from what is deployed.
 TEST_F(ReplyCheck, TheCrcCoversTheSizeLess2Modulo65536) {
     QByteArray reply = bytes("01 03 00") + QByteArray(65535 - 2, 0x5A) + bytes("FF FF");
     ASSERT_EQ(reply.size(), 65538);
@@ -190,12 +190,12 @@ TEST_F(ReplyCheck, TheCrcCoversTheSizeLess2Modulo65536) {
     EXPECT_EQ(check(reply), 0);
 }
 
-TEST_F(ReplyCheck, ARequestWithoutBytesAnswersToNobodyInLocalMode) {
+TEST_F(ReplyCheck, InLocalModeNoReplyMatchesARequestWithoutBytes) {
     PLC_driver.frame_list.first().frame.clear();
     EXPECT_EQ(check("01 03 04 12 34 AB CD 00 20"), 0);
     PLC_driver.frame_list.first().frame = bytes("01");
     EXPECT_EQ(check("01 03 04 12 34 AB CD 00 20"), 0);
-    // Not even a reply with the zero that a byte array has after its end.
+    // Not even a reply with the zero that follows the end of a byte array.
     EXPECT_EQ(check(support::with_crc(bytes("01 00 00"))), 0);
 }
 

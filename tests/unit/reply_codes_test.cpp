@@ -1,4 +1,4 @@
-// Which code a reply gives: by its bytes, its length, the area and the group of what was asked for.
+// Which code a reply gives, depending on its bytes, its length, and the area and group of its request.
 #include "link/replies.h"
 
 #include "reply_exchange.h"
@@ -74,7 +74,7 @@ TEST_F(ReplyCodes, WithNothingInFlightTheReplyIsRejectedAndTheBaseGrowsBy1) {
     EXPECT_TRUE(support::caches_empty());
 }
 
-TEST_F(ReplyCodes, TheTwoJudgesGiveTheCodesThemselves) {
+TEST_F(ReplyCodes, TheFunctionsOfBothAreasGiveTheCodes) {
     QByteArray good = bytes(good_echo);
     QByteArray bad = bytes(bad_echo);
     put_in_flight(0, own_area);
@@ -91,7 +91,7 @@ TEST_F(ReplyCodes, TheTwoJudgesGiveTheCodesThemselves) {
     EXPECT_EQ(info.success_count, 0);
 }
 
-// ---- what the length has to be
+// ---- which length is right
 
 TEST_F(ReplyCodes, AReplyLenOfMinus1AcceptsAnyLength) {
     for (int size : {5, 8, 9, 300}) {
@@ -105,15 +105,15 @@ TEST_F(ReplyCodes, AReplyLenOfMinus1AcceptsAnyLength) {
     EXPECT_EQ(answer(bytes(bad_echo)), 11);
 }
 
-TEST_F(ReplyCodes, NothingIsAMissingReplyEvenWhereAnyLengthIsAccepted) {
+TEST_F(ReplyCodes, AnEmptyReplyIsAMissingOneEvenIfAnyLengthIsAccepted) {
     put_in_flight(0, own_area, -1);
     EXPECT_EQ(answer_nothing(), 41);
     put_in_flight(0, other_area, -1);
     EXPECT_EQ(answer_nothing(), 141);
 }
 
-// A remote write to station 0 awaits no reply, but what the host hands over instead is checked like any other: an
-// empty one fails. The host, which knows that it did not wait, decides what to make of that.
+// A remote write to station 0 expects no reply, but what the host passes instead is checked like any other reply, and
+// an empty one fails. The host knows that it did not wait, and decides what this failure means.
 TEST_F(ReplyCodes, AReplyLenOf0WithLength0IsLeftToTheCheck) {
     put_in_flight(0, own_area, 0);
     EXPECT_EQ(answer_nothing(), 11);
@@ -182,7 +182,7 @@ TEST_F(ReplyCodes, TheResultIsTheDriversOwnRecord) {
     EXPECT_EQ(DataCom(&reply, 8), &PLC_driver.ret_var);
 }
 
-TEST_F(ReplyCodes, TheSpecialReplyIsKnownByItsBytesAndNotByTheLengthGiven) {
+TEST_F(ReplyCodes, TheSpecialReplyIsRecognisedByItsBytesAndNotItsLength) {
     put_in_flight(0, own_area);
     QByteArray special = bytes("01 6A 8B 00 00");
     for (int length : {0, 5, 8, -1})

@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of replies share: a link of an area of its own, and requests of it and of another area.
+/// What the tests of replies share: a link with an area of its own, and requests in that area and in another.
 #ifndef UNIT_REPLY_EXCHANGE_H
 #define UNIT_REPLY_EXCHANGE_H
 
@@ -44,7 +44,7 @@ protected:
         AddListWriteVar(&var);
     }
 
-    static void queue_once(RW_VAR var) {
+    static void queue_once_read(RW_VAR var) {
         AddListOnceReadVar(&var, 1);
     }
 
@@ -54,13 +54,13 @@ protected:
         AddListReadVar(&var);
     }
 
-    // Builds the next frame and answers it well.
+    // Builds the next frame and answers it with a good reply.
     static int complete() {
         EXPECT_NE(ComCommunication(), nullptr);
-        return answer_well();
+        return answer_correctly();
     }
 
-    // Builds the next frame and lets it go unanswered.
+    // Builds the next frame and does not answer it.
     static int fail() {
         EXPECT_NE(ComCommunication(), nullptr);
         return answer_nothing();

@@ -105,7 +105,7 @@ TEST_F(ReplyStorage, ThePayloadLengthIsNotComparedWithTheCountOfBits) {
     EXPECT_EQ(bits_at(0x01000064, 4), "111-");
 }
 
-// The payload's length rules here, and the count is not looked at.
+// Here the payload's length decides, not the count.
 TEST_F(ReplyStorage, ForRegistersTheCountOfTheVariableIsNotUsed) {
     store(make_var(7, 0, 1), "01 03 04 00 01 00 02 2A 32", 4);
     EXPECT_EQ(word_at(0x01070001), 2);
@@ -146,7 +146,7 @@ TEST_F(ReplyStorage, WithNoFrameInFlightNothingIsStored) {
     EXPECT_EQ(cached(), 0);
 }
 
-// The class is used as it is. Folding it again here would be harmless for 12, but 15 would find the words of 7.
+// The class is used as it is. Mapping it again here would do no harm to 12, but 15 would use the words of 7.
 TEST_F(ReplyStorage, ALargeAddressRunsIntoTheClass) {
     store(make_var(7, 0x10005, 1), "01 03 02 12 34 B5 33", 2);
     EXPECT_EQ(word_at(0x01070005), 0x1234);
@@ -155,7 +155,7 @@ TEST_F(ReplyStorage, ALargeAddressRunsIntoTheClass) {
     EXPECT_EQ(cached(), 2);
 }
 
-TEST_F(ReplyStorage, ConsecutiveKeysCarryBeyondTheAddress) {
+TEST_F(ReplyStorage, ARunPastTheLastAddressContinuesInTheNextClass) {
     store(make_var(7, 0xFFFF, 2), "01 03 04 00 01 00 02 2A 32", 4);
     EXPECT_EQ(word_at(0x0107FFFF), 1);
     EXPECT_EQ(word_at(0x01080000), 2);
@@ -163,7 +163,7 @@ TEST_F(ReplyStorage, ConsecutiveKeysCarryBeyondTheAddress) {
     EXPECT_EQ(bits_at(0x0100FFFF, 2), "11");
 }
 
-TEST_F(ReplyStorage, StationsFrom128UpAndBeyond255KeepTheir8Bits) {
+TEST_F(ReplyStorage, OnlyTheLow8BitsOfAStationAreUsed) {
     store(make_var(7, 1, 1, 255), "FF 03 02 00 01 50 50", 2);
     EXPECT_EQ(word_at(0xFF070001), 1);
     store(make_var(7, 1, 1, 128), "80 03 02 00 02 05 9B", 2);
@@ -205,7 +205,7 @@ TEST_F(ReplyStorage, OnlyValuesWhollyInsideAShortReplyAreStored) {
     EXPECT_EQ(bits_at(0x01000000, 9), "10000001-");
 }
 
-// A negative count is a large unsigned one: what lies inside the reply is stored, and not a step more is taken.
+// A negative count is a large unsigned one: what is inside the reply is stored, and nothing more.
 TEST_F(ReplyStorage, ANegativeCountOfBitsEndsWithTheReply) {
     store(make_var(0, 0, -1), "01 01 01 81 00 FF", 1);
     EXPECT_EQ(bits_at(0x01000000, 25), "100000010000000011111111-");

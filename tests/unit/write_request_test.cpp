@@ -105,7 +105,7 @@ class ShortValue : public WriteRequest, public ::testing::WithParamInterface<Sho
 
 // ---- one frame: every type, both ranges of its addresses
 
-TEST_P(WriteFrame, IsThatOfItsType) {
+TEST_P(WriteFrame, IsBuiltAsItsTypeRequires) {
     const TypeRow &row = GetParam();
     const RW_VAR var = write_var(row.type, row.addr, row.count, row.value);
     WriteRegister(var);
@@ -179,8 +179,8 @@ TEST_F(WriteRequest, ALongFrameCarriesEveryByteInItsOrderAndTheCrcOfAll) {
 
 // ---- values shorter than their count
 
-// What the record does not hold goes out as 0: an odd byte is the low half of its register, so the zero lands in the
-// high position where pairs are swapped and in the low one where they are not.
+// What the record does not hold is sent as 0. An odd byte is the low half of its register, so the zero is the first
+// byte where pairs are swapped, and the second where they are not.
 TEST_P(ShortValue, IsFilledUpWithZeros) {
     const ShortRow &row = GetParam();
     const TightBytes value(bytes(row.value));
@@ -243,7 +243,7 @@ TEST_F(WriteRequest, EveryRowOfTheSplitTableSplitsJustAcrossItsBoundary) {
     }
 }
 
-TEST_F(WriteRequest, EveryOtherTypeNeverSplits) {
+TEST_F(WriteRequest, OtherTypesNeverSplit) {
     for (int type : {0, 1, 2, 3, 4, 5, 6, 9, 10, 11, 13})
         for (int boundary : {256, 2048, 8000})
             EXPECT_EQ(written(write_var(type, boundary - 1, 2, "01 02 03 04")).size(), 1u)
@@ -284,7 +284,7 @@ TEST_F(WriteRequest, APartWithoutRegistersGetsNoDataBytes) {
               (Lines{"01 10 1F 4A 00 03 06 11 22 33 44 00 00 14 B7", "01 10 1F 4D FF FF FE 7B BE"}));
 }
 
-TEST_F(WriteRequest, APartOfFewerThanNoRegistersReadsNothing) {
+TEST_F(WriteRequest, APartWithANegativeNumberOfRegistersReadsNothing) {
     const TightBytes value{bytes("11 22 33 44")};
     WriteAnalog_2(write_var(8, 10, 2, value.borrowed()), 5);
     ASSERT_EQ(frames_in_flight().size(), 2u);
@@ -351,7 +351,7 @@ INSTANTIATE_TEST_SUITE_P(
         PairRow{"Type17_Largest", 17, int_max, "01 03 21 33 00 01 7E 39", "01 06 21 33 00 00 00 00"}),
     [](const auto &row) { return std::string(row.param.name); });
 
-TEST_F(WriteRequest, Types15To17AlwaysGoAsAPairWhateverTheirCount) {
+TEST_F(WriteRequest, Types15To17AreAlwaysAPairOfFramesWhateverTheirCount) {
     for (int type : {15, 16, 17})
         for (int count : {-1, 0, 1, 2, 1000, int_max, int_min})
             EXPECT_EQ(written(write_var(type, 0x23, count, "01")).size(), 2u) << "type " << type << ", " << count;
@@ -430,7 +430,7 @@ TEST_F(WriteRequest, ASingleBitIsSentHoweverManyValueBytesComeWithIt) {
     EXPECT_EQ(written(write_var(16, 0x23, 1, pattern(70000))).size(), 2u);
 }
 
-TEST_F(WriteRequest, ASplitWriteOfWhichEitherPartDoesNotFitIsRefusedWhole) {
+TEST_F(WriteRequest, ASplitWriteIsRefusedWholeIfEitherPartDoesNotFit) {
     for (int type : {8, 14}) {
         EXPECT_EQ(written(write_var(type, 0, 256 + 507, pattern(2000))).size(), 2u) << "type " << type;
         EXPECT_EQ(frame(1).send_len, 9 + 2 * 507);
