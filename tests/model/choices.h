@@ -50,8 +50,8 @@ private:
     std::mt19937 engine;
 };
 
-/// Decisions of a byte stream: each takes as many bytes as its reach needs, and every one is 0 once the stream has
-/// ended. The bytes stay the caller's and must outlive the object.
+/// Decisions of a byte stream: each uses as many bytes as its range needs, and all are 0 once the stream has ended. The
+/// caller owns the bytes, which must outlive the object.
 class StreamChoices : public Choices {
 public:
     StreamChoices(const std::uint8_t *bytes, std::size_t size) : position(bytes), end(bytes + size) {}
@@ -63,7 +63,7 @@ public:
 
     unsigned next(unsigned n) override {
         unsigned value = 0;
-        for (unsigned reach = n - 1; reach > 0; reach >>= 8)
+        for (unsigned range = n - 1; range > 0; range >>= 8)
             value = value << 8 | (ended() ? 0u : *position++);
         return value % n;
     }

@@ -1,5 +1,5 @@
 /// \file
-/// The other end of the line, as plain as it can be: it answers a request frame from a memory of its own.
+/// A simple controller, which answers request frames from a memory of its own.
 #ifndef MODEL_CONTROLLER_H
 #define MODEL_CONTROLLER_H
 

@@ -590,7 +590,7 @@ void Driver::write_data_to_local(const Var &var) {
 int Driver::get_register_data(int reg_type, const std::string &address, int station_no, Bytes &out, int count) {
     const int first = string_address_to_int(reg_type, address);
 
-    // What `out` is long: nothing when no byte array is that long.
+    // The length of `out`; 0 if no byte array can be that long.
     long long size = 2LL * count;
     if (first >= 0 && (is_bit_type(reg_type) || is_bit_of_word(reg_type)))
         size = count;
@@ -1038,7 +1038,7 @@ const Frame *Driver::com_communication() {
 
     bool served = false;
     if (!write_list.empty() && write_tries > 4)
-        note("writes passed over after five in a row");
+        note("writes skipped after five in a row");
     if (!write_list.empty() && write_tries <= 4) {
         drop_disabled_heads(write_list);
         if (!write_list.empty()) {
@@ -1060,7 +1060,7 @@ const Frame *Driver::com_communication() {
     }
 
     if (!served && !once_read_list.empty() && once_read_tries > 4)
-        note("once-reads passed over after five in a row");
+        note("once-reads skipped after five in a row");
     if (!served && !once_read_list.empty() && once_read_tries <= 4) {
         drop_disabled_heads(once_read_list);
         if (!once_read_list.empty()) {
@@ -1083,7 +1083,7 @@ const Frame *Driver::com_communication() {
     if (!served && !read_list.empty()) {
         std::size_t n = read_list.size();
         while (n > 0 && ethernet_contains(read_list.front().station_no)) {
-            note("cyclic read of a disabled station passed over");
+            note("cyclic read of a disabled station skipped");
             read_list.push_back(read_list.front());
             read_list.pop_front();
             --n;

@@ -1,11 +1,11 @@
 /// \file
-/// A second statement of the driver's rules: slow, plain, sharing no code with the driver and no type with Qt.
+/// A second implementation of the driver's rules: slow and plain, with no code of the driver and no type of Qt.
 ///
-/// Each operation of model::Driver bears the name of the driver's operation, and its body follows the written rule step
-/// by step. Where it and the driver differ, one of the two has misread the rule.
+/// Each operation of model::Driver has the name of the driver's operation, and its body follows the written rule step
+/// by step. Where it and the driver differ, one of the two breaks the rule.
 ///
-/// Numbers: record fields are 32 bits wide; sums are formed and compared in 64 bits and cut to 32 where they go back
-/// into a field.
+/// Numbers: record fields are 32 bits wide; sums are calculated and compared in 64 bits and cut to 32 where they are
+/// stored in a field.
 #ifndef MODEL_MODEL_H
 #define MODEL_MODEL_H
 
@@ -79,7 +79,7 @@ enum Word {
     channel_id = 18
 };
 
-/// The host's block: more words than the driver knows, so that a stray write shows.
+/// The host's block: more words than the driver knows, so that a stray write is noticed.
 using HostBlock = std::array<int, 32>;
 
 /// One call of a host callback, with the queues as the callback sees them.
@@ -89,7 +89,7 @@ struct HostCall {
     std::size_t writes = 0;           ///< entries of the write queue during the call
     std::size_t once_reads = 0;       ///< entries of the once-read queue during the call
     std::size_t frames = 0;           ///< frames in flight during the call
-    bool queues_are_settled = false;  ///< the rules fix those three numbers
+    bool queues_are_settled = false;  ///< the rules define those three numbers
 };
 
 /// How often each kind of thing happened.

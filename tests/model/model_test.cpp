@@ -1,8 +1,8 @@
 /// \file
-/// Random lives of the driver, side by side with the model.
+/// Random sessions of the driver, side by side with the model.
 ///
-/// KELPO_MODEL_SEED=<number> lives that one life instead of the fixed ones; KELPO_MODEL_STEPS=<number> says how many
-/// operations a life has; KELPO_MODEL_TALLY=1 prints how often each kind of thing happened.
+/// KELPO_MODEL_SEED=<number> runs one session with that seed instead of the fixed ones; KELPO_MODEL_STEPS=<number> is
+/// the number of operations of a session; KELPO_MODEL_TALLY=1 prints how often each kind of thing happened.
 #include "session.h"
 
 #include <gtest/gtest.h>
@@ -14,10 +14,10 @@
 
 namespace {
 
-const unsigned fixed_lives = 40;
+const unsigned fixed_sessions = 40;
 const unsigned fixed_steps = 3000;
 
-// What must happen at least once over the fixed lives; else they have stopped testing it.
+// What must happen at least once in the fixed sessions; otherwise they no longer test it.
 const char *const kinds[] = {
     "max_count lowered to 100",
     "all stations enabled",
@@ -75,11 +75,11 @@ const char *const kinds[] = {
     "remote write longer than its length byte",
     "request of a disabled station dropped",
     "frame in flight returned again",
-    "writes passed over after five in a row",
+    "writes skipped after five in a row",
     "write queue of disabled stations emptied",
-    "once-reads passed over after five in a row",
+    "once-reads skipped after five in a row",
     "once-read refused",
-    "cyclic read of a disabled station passed over",
+    "cyclic read of a disabled station skipped",
     "every cyclic read is on a disabled station",
     "cyclic read refused",
     "nothing to send",
@@ -134,17 +134,17 @@ std::vector<unsigned> seeds() {
     if (std::getenv("KELPO_MODEL_SEED") != nullptr)
         return {number_in_environment("KELPO_MODEL_SEED", 0)};
     std::vector<unsigned> all;
-    for (unsigned seed = 1; seed <= fixed_lives; ++seed)
+    for (unsigned seed = 1; seed <= fixed_sessions; ++seed)
         all.push_back(seed);
     return all;
 }
 
 model::Tally happened;
-unsigned lives_ended = 0;
+unsigned sessions_ended = 0;
 
-class Life : public ::testing::TestWithParam<unsigned> {};
+class RandomSession : public ::testing::TestWithParam<unsigned> {};
 
-TEST_P(Life, IsTheSameForDriverAndModel) {
+TEST_P(RandomSession, GivesTheSameStateInDriverAndModel) {
     const unsigned seed = GetParam();
     const unsigned steps = number_in_environment("KELPO_MODEL_STEPS", fixed_steps);
     model::SeededChoices choices(seed);
@@ -159,13 +159,13 @@ TEST_P(Life, IsTheSameForDriverAndModel) {
     }
     for (const auto &[kind, times] : session.happened())
         happened[kind] += times;
-    ++lives_ended;
+    ++sessions_ended;
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, Life, ::testing::ValuesIn(seeds()), ::testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomSession, ::testing::ValuesIn(seeds()), ::testing::PrintToStringParamName());
 
-// Before the first life: the driver as the library's loading left it. After the last: whether the fixed lives have
-// tested everything; a choice of tests or a seed of one's own says nothing about that.
+// Before the first session: whether the driver is as the library's loading leaves it. After the last: whether the fixed
+// sessions have tested everything; a choice of tests or another seed says nothing about that.
 class BeforeAndAfter : public ::testing::Environment {
 public:
     void SetUp() override {
@@ -178,7 +178,7 @@ public:
         if (std::getenv("KELPO_MODEL_TALLY") != nullptr)
             for (const auto &[kind, times] : happened)
                 std::cout << times << "\t" << kind << "\n";
-        if (lives_ended != fixed_lives || number_in_environment("KELPO_MODEL_STEPS", fixed_steps) != fixed_steps)
+        if (sessions_ended != fixed_sessions || number_in_environment("KELPO_MODEL_STEPS", fixed_steps) != fixed_steps)
             return;
         for (const char *kind : kinds)
             EXPECT_GT(happened[kind], 0u) << "never happened: " << kind;

@@ -68,16 +68,16 @@ bool is_single_bit_write(int type) {
 
 }  // namespace
 
-// Weights: link, write, read, once-read, rebuild, hand-made, station, config, look, helper, meddle.
-const std::vector<Session::Mood> Session::moods = {
+// Weights: link, write, read, once-read, rebuild, hand-made, station, config, query, helper, unusual_call.
+const std::vector<Session::Behaviour> Session::behaviours = {
     {"calm", 98, 0, 0, 900, 25, 25, 10, 6, 4, 2, 8, 10, 10, 0},
     {"busy", 95, 10, 0, 550, 150, 80, 60, 25, 15, 20, 30, 15, 30, 2},
     {"faulty line", 55, 2, 0, 800, 50, 10, 40, 10, 15, 8, 25, 10, 5, 2},
-    {"chaos", 55, 75, 4, 450, 90, 40, 60, 35, 110, 40, 70, 20, 80, 15},
+    {"everything odd", 55, 75, 4, 450, 90, 40, 60, 35, 110, 40, 70, 20, 80, 15},
 };
 
 Session::Session(Choices &source)
-    : choices(source), mood(&moods[0]), model_blocks(2), driver_blocks(new std::vector<DriverBlock>(2)) {
+    : choices(source), behaviour(&behaviours[0]), model_blocks(2), driver_blocks(new std::vector<DriverBlock>(2)) {
     support::reset_driver();
     found_calls.clear();
     RegistCallBackFuncIntf(on_write_result, on_comm_error);
@@ -112,20 +112,26 @@ std::string Session::history() const {
 }
 
 std::string Session::step() {
-    if (mood_steps_left == 0) {
-        new_mood();
+    if (behaviour_steps_left == 0) {
+        new_behaviour();
     } else {
-        --mood_steps_left;
+        --behaviour_steps_left;
         struct Weighted {
             unsigned weight;
             void (Session::*operation)();
         };
-        const Weighted operations[] = {{mood->link, &Session::link},           {mood->host_write, &Session::host_write},
-                                       {mood->host_read, &Session::host_read}, {mood->once_read, &Session::once_read},
-                                       {mood->rebuild, &Session::rebuild},     {mood->hand_made, &Session::hand_made},
-                                       {mood->station, &Session::station},     {mood->config, &Session::config},
-                                       {mood->look, &Session::look},           {mood->helper, &Session::helper},
-                                       {mood->meddle, &Session::meddle},       {1, &Session::flood}};
+        const Weighted operations[] = {{behaviour->link, &Session::link},
+                                       {behaviour->host_write, &Session::host_write},
+                                       {behaviour->host_read, &Session::host_read},
+                                       {behaviour->once_read, &Session::once_read},
+                                       {behaviour->rebuild, &Session::rebuild},
+                                       {behaviour->hand_made, &Session::hand_made},
+                                       {behaviour->station, &Session::station},
+                                       {behaviour->config, &Session::config},
+                                       {behaviour->query, &Session::query},
+                                       {behaviour->helper, &Session::helper},
+                                       {behaviour->unusual_call, &Session::unusual_call},
+                                       {1, &Session::large_operation}};
         unsigned sum = 0;
         for (const Weighted &entry : operations)
             sum += entry.weight;
@@ -142,7 +148,7 @@ std::string Session::step() {
     return difference.text();
 }
 
-void Session::say(const std::string &words) {
+void Session::remember(const std::string &words) {
     done.push_back(words);
     if (done.size() > remembered_operations)
         done.pop_front();
@@ -152,7 +158,7 @@ void Session::compare() {
     compare_calls();
     compare_block(difference, "host block 0", model_blocks[0], (*driver_blocks)[0]);
     compare_block(difference, "host block 1", model_blocks[1], (*driver_blocks)[1]);
-    difference.numbers("com_info is the block handed in", 1,
+    difference.numbers("com_info is the host's block", 1,
                        PLC_driver.com_info == &(*driver_blocks)[installed].info ? 1 : 0);
     compare_state(difference, expected);
 }
@@ -212,7 +218,7 @@ void Session::com_communication() {
     std::ostringstream words;
     words << "ComCommunication() -> "
           << (wanted != nullptr ? in_words(wanted->frame) + " for " + in_words(wanted->var) : "null");
-    say(words.str());
+    remember(words.str());
 
     difference.numbers("ComCommunication returned a frame", wanted != nullptr, found != nullptr);
     if (found != nullptr && wanted != nullptr) {
@@ -238,16 +244,16 @@ Session::Reply Session::bad_reply() {
     const Frame &head = expected.frame_list.front();
     const std::uint8_t station = static_cast<std::uint8_t>(head.var.station_no & 0xFF);
     const std::uint8_t function = head.frame.at(1);
-    const auto resign = [&bytes] {
+    const auto renew_crc = [&bytes] {
         bytes.resize(bytes.size() - 2);
         bytes = support::with_crc(bytes);
     };
-    const auto measure = [&reply] {
+    const auto set_length = [&reply] {
         reply.length = static_cast<int>(reply.bytes.size());
     };
     if (bytes.size() < 5) {
         bytes = support::with_crc(Bytes{station, function, 2, 0, 0});
-        measure();
+        set_length();
     }
     switch (choices.next(18)) {
     case 0:
@@ -257,35 +263,35 @@ Session::Reply Session::bad_reply() {
     case 1:
         reply.words = "a reply of another station";
         bytes[0] = static_cast<std::uint8_t>(bytes[0] + 1 + choices.next(255));
-        resign();
+        renew_crc();
         break;
     case 2:
         reply.words = "a reply with another function code";
         bytes[1] = static_cast<std::uint8_t>(bytes[1] + 1 + choices.next(255));
-        resign();
+        renew_crc();
         break;
     case 3:
         reply.words = "an exception reply";
         bytes = support::with_crc(Bytes{station, static_cast<std::uint8_t>(function | 0x80), 2});
-        measure();
+        set_length();
         break;
     case 4:
         reply.words = "the beginning of a reply";
         bytes.resize(choices.next(static_cast<unsigned>(bytes.size())));
-        measure();
+        set_length();
         break;
     case 5: {
         reply.words = "a reply that is too long";
         const Bytes more = some_bytes(1 + choices.next(4));
         bytes.insert(bytes.end(), more.begin(), more.end());
-        measure();
+        set_length();
         break;
     }
     case 6:
     case 7:
         reply.words = "no reply";
         bytes.clear();
-        measure();
+        set_length();
         break;
     case 8:
         reply.words = "no byte array and length 0";
@@ -300,25 +306,25 @@ Session::Reply Session::bad_reply() {
     case 10:
         reply.words = "the special short reply";
         bytes = {station, 0x6A, 0x8B, static_cast<std::uint8_t>(choices.next(256)), 0};
-        measure();
+        set_length();
         break;
     case 11:
         reply.words = "the special short reply, one byte off";
         bytes = {station, 0x6A, 0x8B, 0, 0};
         bytes.resize(choices.one_of({std::size_t{4}, std::size_t{6}}));
-        measure();
+        set_length();
         break;
     case 12:
         reply.words = "noise of the right length";
         bytes = some_bytes(static_cast<std::size_t>(std::clamp(head.reply_len, 0, 300)));
-        measure();
+        set_length();
         break;
     case 13:
-        reply.words = "the answer with a length that is not its own";
+        reply.words = "the controller's answer with a wrong length";
         reply.length = or_any(choices.one_of({0, 1, -1, reply.length - 1, reply.length + 1, int_max, int_min}));
         break;
     case 14:
-        reply.words = "a signed reply shorter than its length says";
+        reply.words = "a reply with a right CRC that is shorter than its length says";
         bytes = {station, function};
         for (std::uint8_t byte : some_bytes(1 + choices.next(12)))
             bytes.push_back(byte);
@@ -328,7 +334,7 @@ Session::Reply Session::bad_reply() {
     case 15:
         reply.words = "the reply before this one again";
         bytes = previous_reply;
-        measure();
+        set_length();
         break;
     case 16:
         reply.words = "a reply with its CRC bytes swapped";
@@ -349,10 +355,10 @@ Session::Reply Session::some_reply() {
         reply.null = choices.chance(20);
         reply.bytes = some_bytes(choices.next(9));
         reply.length = static_cast<int>(reply.bytes.size());
-        reply.words = "a reply that nobody awaits";
+        reply.words = "a reply that nobody expects";
         return reply;
     }
-    return choices.chance(mood->good_replies) ? good_reply() : bad_reply();
+    return choices.chance(behaviour->good_replies) ? good_reply() : bad_reply();
 }
 
 void Session::data_com() {
@@ -366,7 +372,7 @@ void Session::data_com() {
     std::ostringstream words;
     words << "DataCom(" << (reply.null ? "null" : in_words(reply.bytes)) << ", " << reply.length << ") [" << reply.words
           << "] -> " << code;
-    say(words.str());
+    remember(words.str());
 
     difference.numbers("DataCom returned ret_var", 1, found == &PLC_driver.ret_var);
     difference.numbers("DataCom ret_value", code, found->ret_value);
@@ -382,8 +388,8 @@ void Session::data_com() {
 // ---------------------------------------------------------------------------------------------------------------------
 
 void Session::host_write() {
-    const int type =
-        mood->wild_records > 10 && choices.chance(5) ? choices.one_of({0, 18, -1, 255, int_min}) : or_any(some_type());
+    const int type = behaviour->wild_records > 10 && choices.chance(5) ? choices.one_of({0, 18, -1, 255, int_min})
+                                                                       : or_any(some_type());
     int count = some_count();
     if (is_single_bit_write(type))
         count = std::min(count, 12);
@@ -401,7 +407,7 @@ void Session::host_write() {
     words << "SetRegisterData(" << in_words(text) << ", type " << type << ", " << in_words(address) << ", station "
           << station << ", " << in_words(data) << ", count " << count << ", group " << group << ", id " << id << ") -> "
           << wanted;
-    say(words.str());
+    remember(words.str());
     difference.numbers("SetRegisterData result", wanted, found);
 }
 
@@ -418,7 +424,7 @@ void Session::host_read() {
     std::ostringstream words;
     words << "GetRegisterData(type " << type << ", " << in_words(address) << ", station " << station << ", count "
           << count << ") -> " << wanted << ", " << in_words(out);
-    say(words.str());
+    remember(words.str());
     difference.numbers("GetRegisterData result", wanted, found);
     difference.bytes("GetRegisterData out", out, found_out);
 }
@@ -440,7 +446,7 @@ void Session::once_read() {
     const int wanted = expected.add_list_once_read_var(var, mode);
     const int found = AddListOnceReadVar(&record, mode);
     words << " -> " << wanted;
-    say(words.str());
+    remember(words.str());
     difference.numbers("AddListOnceReadVar result", wanted, found);
     difference.vars("record after AddListOnceReadVar", var, record);
 }
@@ -478,15 +484,15 @@ void Session::rebuild() {
         words << " {type " << var.reg_type << " " << in_words(var.addr_text) << " station " << var.station_no
               << " count " << var.reg_count << "}";
     words << " ) -> " << wanted;
-    say(words.str());
+    remember(words.str());
     difference.numbers("ReCreatReadVarList result", wanted, found);
 }
 
-// Records that the host makes itself, past the operations that make them.
+// Records that the host makes itself, without the operations that make them.
 void Session::hand_made() {
     const unsigned kind = choices.next(5);
     Var var = kind < 3 ? read_record() : write_record();
-    if (choices.chance(mood->wild_records))
+    if (choices.chance(behaviour->wild_records))
         make_odd(var);
     RW_VAR record = to_driver(var);
     int wanted = 0;
@@ -516,7 +522,7 @@ void Session::hand_made() {
         break;
     }
     words << " -> " << wanted;
-    say(words.str());
+    remember(words.str());
     difference.numbers("size of the queue", wanted, found);
     difference.vars("record after it was queued", var, record);
 }
@@ -534,7 +540,7 @@ void Session::station() {
     }
     expected.enable_ethernet(station, mode);
     words << station << ", " << mode << ")";
-    say(words.str());
+    remember(words.str());
 }
 
 int Session::config_value(Word word) {
@@ -573,7 +579,7 @@ int Session::config_value(Word word) {
 void Session::config() {
     if (choices.chance(8)) {
         const std::size_t block = choices.next(2);
-        say("SetComInfo(block " + std::to_string(block) + ")");
+        remember("SetComInfo(block " + std::to_string(block) + ")");
         install_block(block);
         return;
     }
@@ -586,14 +592,14 @@ void Session::config() {
         value = any_int();
     }
     set_both(index, value);
-    say("the host sets word " + std::to_string(index) + " to " + std::to_string(value));
+    remember("the host sets word " + std::to_string(index) + " to " + std::to_string(value));
 }
 
-void Session::new_mood() {
-    mood = &choices.one_of(moods);
-    mood_steps_left = 60 + choices.next(200);
+void Session::new_behaviour() {
+    behaviour = &choices.one_of(behaviours);
+    behaviour_steps_left = 60 + choices.next(200);
     std::ostringstream words;
-    words << "a new mood, " << mood->name << ":";
+    words << "from now on, " << behaviour->name << ":";
     for (Word word : {retry_times, multi_station, remote_mode, local_area_no, write_mode, finish_flag, max_count}) {
         if (!choices.chance(60))
             continue;
@@ -606,25 +612,25 @@ void Session::new_mood() {
         expected.enable_ethernet(-1, 0);
         words << " EnableEthernet(-1, 0)";
     }
-    say(words.str());
+    remember(words.str());
 }
 
-// What the host asks without changing anything.
-void Session::look() {
+// Calls that change nothing.
+void Session::query() {
     switch (choices.next(4)) {
     case 0: {
         const int station = choices.chance(30) ? any_int() : some_station();
-        say("Ethernetcontains(" + std::to_string(station) + ")");
+        remember("Ethernetcontains(" + std::to_string(station) + ")");
         difference.numbers("Ethernetcontains result", expected.ethernet_contains(station), Ethernetcontains(station));
         break;
     }
     case 1:
-        say("QueryFinishFlag()");
+        remember("QueryFinishFlag()");
         difference.numbers("QueryFinishFlag result", 1, QueryFinishFlag());
         break;
     case 2: {
         int memories[3] = {0, 0, 0};
-        say("FlashLocalRegister(...)");
+        remember("FlashLocalRegister(...)");
         FlashLocalRegister(&memories[0], &memories[1], &memories[2]);
         difference.numbers("LB, LW and RWI are the three memories", 1,
                            LB == &memories[0] && LW == &memories[1] && RWI == &memories[2]);
@@ -633,7 +639,7 @@ void Session::look() {
     }
     default: {
         const Reply reply = some_reply();
-        say("CheckGetData(" + (reply.null ? "null" : in_words(reply.bytes)) + ")");
+        remember("CheckGetData(" + (reply.null ? "null" : in_words(reply.bytes)) + ")");
         QByteArray array = to_driver(reply.bytes);
         difference.numbers("CheckGetData result", expected.check_get_data(reply.null ? nullptr : &reply.bytes),
                            CheckGetData(reply.null ? nullptr : &array, reply.length));
@@ -642,16 +648,16 @@ void Session::look() {
     }
 }
 
-// What a host may do, but a sensible one does not.
-void Session::meddle() {
+// What a host may do, although a sensible one does not.
+void Session::unusual_call() {
     switch (choices.next(6)) {
     case 0:
-        say("the host empties the write queue");
+        remember("the host empties the write queue");
         expected.write_list.clear();
         PLC_driver.write_list.clear();
         break;
     case 1:
-        say("the host empties the once-read queue");
+        remember("the host empties the once-read queue");
         expected.once_read_list.clear();
         PLC_driver.once_read_list.clear();
         break;
@@ -659,9 +665,9 @@ void Session::meddle() {
         const Reply reply = some_reply();
         QByteArray array = to_driver(reply.bytes);
         const bool local = choices.chance(50);
-        say(std::string(local ? "DealDataOfLocalArea(" : "DealDataOfRemoteArea(") +
-            (reply.null ? "null" : in_words(reply.bytes)) + ", " + std::to_string(reply.length) + ") [" + reply.words +
-            "]");
+        remember(std::string(local ? "DealDataOfLocalArea(" : "DealDataOfRemoteArea(") +
+                 (reply.null ? "null" : in_words(reply.bytes)) + ", " + std::to_string(reply.length) + ") [" +
+                 reply.words + "]");
         const Bytes *bytes = reply.null ? nullptr : &reply.bytes;
         QByteArray *found_bytes = reply.null ? nullptr : &array;
         if (local)
@@ -674,7 +680,7 @@ void Session::meddle() {
     }
     case 3: {
         const Reply reply = some_reply();
-        say("SaveToLocalDataErea(" + (reply.null ? "null" : in_words(reply.bytes)) + ")");
+        remember("SaveToLocalDataErea(" + (reply.null ? "null" : in_words(reply.bytes)) + ")");
         if (expected.frame_list.empty())
             break;
         QByteArray array = to_driver(reply.bytes);
@@ -686,11 +692,11 @@ void Session::meddle() {
         const Word word = choices.one_of({success_count, success_limit, retry_count});
         const int value = or_any(config_value(word));
         set_both(word, value);
-        say("the host sets word " + std::to_string(word) + " to " + std::to_string(value));
+        remember("the host sets word " + std::to_string(word) + " to " + std::to_string(value));
         break;
     }
     default:
-        say("the host empties the read list");
+        remember("the host empties the read list");
         expected.read_list.clear();
         PLC_driver.read_list.clear();
         break;
@@ -698,12 +704,12 @@ void Session::meddle() {
 }
 
 // Something large.
-void Session::flood() {
+void Session::large_operation() {
     const std::string address = "10";
     const int station = some_station();
     switch (choices.next(4)) {
     case 0: {
-        say("a flood of single-bit writes");
+        remember("very many single-bit writes");
         const Bytes data = some_bytes(1100);
         difference.numbers("SetRegisterData result",
                            expected.set_register_data("", 2, address, station, data, 1100, 1, 1),
@@ -711,7 +717,7 @@ void Session::flood() {
         break;
     }
     case 1: {
-        say("a flood of once-reads");
+        remember("very many once-reads");
         set_both(max_count, 1);
         Var var = read_record();
         var.reg_type = 8;
@@ -723,8 +729,8 @@ void Session::flood() {
         break;
     }
     case 2: {
-        // Queued, looked at and taken out again at once: 65535 cache entries would make every later step slow.
-        say("a write larger than a record can be");
+        // Queued, compared and removed at once: 65535 cache entries would make every later step slow.
+        remember("a write larger than a record can be");
         if (expected.comm_failed)
             break;
         set_both(max_count, 70000);
@@ -740,7 +746,7 @@ void Session::flood() {
         break;
     }
     default:
-        say("the host empties the queues");
+        remember("the host empties the queues");
         expected.write_list.clear();
         PLC_driver.write_list.clear();
         expected.once_read_list.clear();

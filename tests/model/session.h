@@ -1,5 +1,5 @@
 /// \file
-/// One random life of the driver, side by side with the model.
+/// One random session of the driver, side by side with the model.
 ///
 /// Every decision comes from a Choices object, so that a seeded engine and a byte stream can both drive it.
 #ifndef MODEL_SESSION_H
@@ -18,8 +18,8 @@
 
 namespace model {
 
-/// The driver as after loading, a model beside it, and operations on both. One session at a time: the driver is one
-/// global object.
+/// The driver as newly loaded, the model, and operations on both. One session at a time: the driver is one global
+/// object.
 class Session {
 public:
     explicit Session(Choices &source);
@@ -41,17 +41,18 @@ public:
 
 private:
     /// How the host and the line behave for a while.
-    struct Mood {
+    struct Behaviour {
         const char *name;
         unsigned good_replies;  ///< percent
         unsigned wild_records;  ///< percent of the hand-made records that carry odd values
         unsigned wild_values;   ///< percent of the host's other numbers and texts that may be anything
         // weights of the operations
-        unsigned link, host_write, host_read, once_read, rebuild, hand_made, station, config, look, helper, meddle;
+        unsigned link, host_write, host_read, once_read, rebuild, hand_made, station, config, query, helper,
+            unusual_call;
     };
-    static const std::vector<Mood> moods;
+    static const std::vector<Behaviour> behaviours;
 
-    // what happens
+    // the operations
     void link();
     void com_communication();
     void data_com();
@@ -62,11 +63,11 @@ private:
     void hand_made();
     void station();
     void config();
-    void new_mood();
-    void look();
+    void new_behaviour();
+    void query();
     void helper();
-    void meddle();
-    void flood();
+    void unusual_call();
+    void large_operation();
 
     // helpers without state
     void help_checks();
@@ -78,7 +79,7 @@ private:
     void help_pass();
     void help_characters();
 
-    // what it happens with
+    // what they use
     int any_int();
     int or_any(int usual);
     int some_station();
@@ -104,10 +105,9 @@ private:
     Reply good_reply();
     Reply bad_reply();
 
-    void say(const std::string &words);
+    void remember(const std::string &words);
     void set_both(std::size_t word, int value);
     void install_block(std::size_t index);
-    void forget_calls();
     void compare();
     void compare_calls();
 
@@ -115,8 +115,8 @@ private:
     Driver expected;
     Controller controller;
     Difference difference;
-    const Mood *mood;
-    unsigned mood_steps_left = 0;
+    const Behaviour *behaviour;
+    unsigned behaviour_steps_left = 0;
     std::vector<HostBlock> model_blocks;
     std::unique_ptr<std::vector<DriverBlock>> driver_blocks;
     std::size_t installed = 0;

@@ -32,7 +32,7 @@ void Session::help_checks() {
         std::fill(data.begin(), data.end(), std::uint8_t{0xFF});
     if (size > 0 && choices.chance(20))
         data.back() = static_cast<std::uint8_t>(data.back() - cal_sum(data) % 256);
-    say("CalSUM, CalCRC, CalLRC, CalXOR of " + in_words(data));
+    remember("CalSUM, CalCRC, CalLRC, CalXOR of " + in_words(data));
     const unsigned short len = static_cast<unsigned short>(data.size());
     Bytes at_least_one = data;
     if (data.empty())
@@ -46,7 +46,7 @@ void Session::help_checks() {
 
 void Session::help_characters() {
     const int value = choices.chance(20) ? any_int() : choices.between(-3, 130);
-    say("DigitalToASCII, ASCIIToDigital of " + std::to_string(value));
+    remember("DigitalToASCII, ASCIIToDigital of " + std::to_string(value));
     difference.numbers("DigitalToASCII result", digital_to_ascii(value), DigitalToASCII(value));
     difference.numbers("ASCIIToDigital result", ascii_to_digital(value), ASCIIToDigital(value));
 }
@@ -57,7 +57,7 @@ void Session::help_types() {
     var.reg_type = type;
     var.reg_count = choices.chance(30) ? any_int() : choices.between(-5, 20);
     RW_VAR record = to_driver(var);
-    say("get_plc_reg, update_info of " + in_words(var));
+    remember("get_plc_reg, update_info of " + in_words(var));
     difference.numbers("get_plc_reg result", get_plc_reg(type), PLC_driver.get_plc_reg(type));
     update_info(var);
     PLC_driver.update_info(&record);
@@ -76,8 +76,8 @@ void Session::help_addresses() {
                         : choices.chance(50) ? some_address(std::clamp(type, 0, 17))
                                              : choices.one_of({255, 256, 2047, 2048, 7999, 8000, -1, -2048});
     const std::string text = choices.chance(50) ? some_address_text(type) : address_text(type, address);
-    say("get_offset_address(" + std::to_string(type) + ", " + std::to_string(address) + "), StringAddressToInt " +
-        in_words(text));
+    remember("get_offset_address(" + std::to_string(type) + ", " + std::to_string(address) + "), StringAddressToInt " +
+             in_words(text));
     int mapped = address;
     PLC_driver.get_offset_address(type, mapped);
     difference.numbers("get_offset_address result", get_offset_address(type, address), mapped);
@@ -93,7 +93,7 @@ void Session::help_group() {
         var.reg_addr = choices.one_of({int_max - 5, int_min, -3});
     const int total = choices.chance(10) ? choices.one_of({int_min, -1, 0}) : choices.between(-3, 300);
     const int limit = choices.chance(10) ? choices.one_of({int_max, int_min, 0, -1}) : choices.between(1, 60);
-    say("WhetherGroup(" + std::to_string(total) + ", " + std::to_string(limit) + ", " + in_words(var) + ")");
+    remember("WhetherGroup(" + std::to_string(total) + ", " + std::to_string(limit) + ", " + in_words(var) + ")");
     std::deque<Var> out = {var};
     QList<RW_VAR> found_out = to_driver(out);
     RW_VAR record = to_driver(var);
@@ -140,7 +140,7 @@ void Session::help_merge() {
         BitVarReCreat_2(&list, limit, found_out);
         difference.var_lists("blocks", out, found_out);
     }
-    say(words.str());
+    remember(words.str());
 }
 
 void Session::help_sort() {
@@ -151,7 +151,7 @@ void Session::help_sort() {
         var.reg_addr = choices.chance(10) ? any_int() : choices.between(-3, 12);
         vars.push_back(var);
     }
-    say("Bubble_Sort of " + std::to_string(vars.size()) + " entries");
+    remember("Bubble_Sort of " + std::to_string(vars.size()) + " entries");
     QList<RW_VAR> list = to_driver(vars);
     bubble_sort(vars);
     Bubble_Sort(&list);
@@ -162,7 +162,7 @@ void Session::help_pass() {
     Var from = write_record();
     make_odd(from);
     Var to = write_record();
-    say("passRetValue(" + in_words(from) + ")");
+    remember("passRetValue(" + in_words(from) + ")");
     RW_VAR found_to = to_driver(to);
     pass_ret_value(from, to);
     passRetValue(to_driver(from), found_to);

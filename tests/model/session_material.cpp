@@ -1,5 +1,5 @@
 /// \file
-/// What the operations of a session happen with: addresses, counts, records, words of the host's block.
+/// What the operations of a session use: addresses, counts, records, words of the host's block.
 #include "session.h"
 
 #include <algorithm>
@@ -36,9 +36,9 @@ int Session::any_int() {
     }
 }
 
-// A number that the host means, or any other.
+// A number that a host would use, or any other.
 int Session::or_any(int usual) {
-    return choices.chance(mood->wild_values) ? any_int() : usual;
+    return choices.chance(behaviour->wild_values) ? any_int() : usual;
 }
 
 int Session::some_station() {
@@ -87,7 +87,7 @@ std::string Session::some_address_text(int type) {
              "- 7",     "2147483648", "2147483647",  "-2147483648", "99999999999", "5 5",  "268435456.5",
              "caf\xE9", "7.-3",       "134217728.0", ".",           "1..2",        "+",    "-0"});
     const std::string text = address_text(type, some_address(type));
-    if (choices.chance(mood->wild_values)) {
+    if (choices.chance(behaviour->wild_values)) {
         const Bytes any = some_bytes(choices.next(13));
         return std::string(any.begin(), any.end());
     }
@@ -174,7 +174,7 @@ void Session::make_odd(Var &var) {
             break;
         case 2:
             var.reg_count = choices.chance(30) ? -3 : choices.chance(60) ? choices.between(-60, 3) : any_int();
-            // More in one reply would fill the caches and make every later step slow.
+            // A larger reply would fill the caches and make every later step slow.
             if (var.reg_count > 2000 && var.reg_count < 100000)
                 var.reg_count = 2000;
             break;

@@ -1,6 +1,7 @@
-// Qt's functions that order what threads do, in the test program, where the loader finds them first: Qt itself is not
-// built with the sanitizer. Each lock and unlock is reported to it; it then finds races on what the mutexes guard, also
-// inside the driver; and it sees each reference to shared bytes and texts go that an assignment drops.
+// Replaces the functions of Qt that synchronise threads, because Qt is not built with the sanitizer; the loader finds
+// those of the test program first. Each lock and unlock is reported to the sanitizer, which then finds races on what
+// the mutexes protect, also inside the driver. It also sees where an assignment drops a reference to shared bytes and
+// texts.
 #include <QtCore/QByteArray>
 #include <QtCore/QMutex>
 #include <QtCore/QString>

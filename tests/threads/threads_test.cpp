@@ -1,5 +1,5 @@
-// Everything that may run at the same time, running at the same time. Under ThreadSanitizer this finds what is not
-// locked; anywhere it finds what is lost.
+// Runs everything that may run at the same time, at the same time. With ThreadSanitizer this finds what is not locked;
+// without it, what gets lost.
 #include "memory_controller.h"
 
 #include <ozna_kelpo_port.h>
@@ -66,8 +66,8 @@ protected:
         ReCreatReadVarList(&variables);
     }
 
-    // One turn of a host's loop; every 97th reply is lost, or each if nobody answers. False when there was nothing to
-    // ask.
+    // One turn of a host's loop. Every 97th reply is lost, or each one if not `answered`. False when there is no
+    // request.
     bool exchange(bool answered = true) {
         Protocol *const request = ComCommunication();
         if (request == nullptr)
@@ -80,7 +80,7 @@ protected:
     }
 
     // Runs the link until every job is done.
-    void run_beside_link(const std::vector<std::function<void()>> &jobs, bool answered = true) {
+    void run_while_link_runs(const std::vector<std::function<void()>> &jobs, bool answered = true) {
         std::atomic<int> running{static_cast<int>(jobs.size())};
         std::vector<std::thread> threads;
         for (const auto &job : jobs)
@@ -95,15 +95,15 @@ protected:
             thread.join();
     }
 
-    // Serves what is queued; bounded, since each request takes a bounded number of exchanges.
-    void serve_queues() {
+    // Exchanges until the queues are empty; bounded, since each request takes a bounded number of exchanges.
+    void empty_queues() {
         for (int turn = 0; turn < 100000; ++turn) {
             exchange();
             if (PLC_driver.write_list.isEmpty() && PLC_driver.once_read_list.isEmpty() &&
                 PLC_driver.frame_list.isEmpty())
                 return;
         }
-        FAIL() << "the queues do not empty";
+        FAIL() << "the queues are not empty";
     }
 
     ComInfo info_{};
@@ -111,12 +111,12 @@ protected:
     int exchanges_ = 0;
 };
 
-TEST_F(Threads, ScreensStationsOnceReadsAndRebuildsRunBesideTheLink) {
+TEST_F(Threads, ScreensStationsOnceReadsAndRebuildsRunWhileTheLinkRuns) {
     std::vector<std::function<void()>> jobs;
     for (int screen = 0; screen < screens; ++screen) {
         jobs.emplace_back([screen] {
             for (int i = 1; i <= writes_per_screen; ++i) {
-                // No more than the queue holds: what is dropped for its length is not the subject here.
+                // No more than the queue holds, so that no write is dropped.
                 while (SetRegisterData(QString(), 0, QLatin1String("0"), 1, QByteArray(), 1, 0, 0) > 900)
                     std::this_thread::yield();
                 SetRegisterData(QString(), 7, QString::number(5000 + screen), 1 + screen, low_first(i), 1, screen, 1);
@@ -159,8 +159,8 @@ TEST_F(Threads, ScreensStationsOnceReadsAndRebuildsRunBesideTheLink) {
         }
     });
 
-    run_beside_link(jobs);
-    serve_queues();
+    run_while_link_runs(jobs);
+    empty_queues();
 
     EXPECT_GT(writes_done, 0);
     EXPECT_EQ(writes_failed, 0);
@@ -171,8 +171,8 @@ TEST_F(Threads, ScreensStationsOnceReadsAndRebuildsRunBesideTheLink) {
     EXPECT_EQ(controller_.holding_register(1, 5100), 0) << "each screen's last bit is 0";
 }
 
-// Each give-up takes a queue away as a whole: a thread that still read it without the lock would read freed memory.
-TEST_F(Threads, ScreensWriteBesideALinkThatGivesUpEachRequest) {
+// Giving up a request replaces the whole queue: a thread that still read it without the lock would read freed memory.
+TEST_F(Threads, ScreensWriteWhileTheLinkGivesUpEachRequest) {
     info_.retry_times = 0;
     const int failed_before = writes_failed;
     std::vector<std::function<void()>> jobs;
@@ -181,13 +181,13 @@ TEST_F(Threads, ScreensWriteBesideALinkThatGivesUpEachRequest) {
             for (int i = 0; i < 40 * writes_per_screen; ++i) {
                 const int queued =
                     SetRegisterData(QString(), 7, QLatin1String("5300"), 1, low_first(i), 1, 4 + screen, i % 3);
-                ASSERT_GE(queued, 1) << "the size with this write, before the link took it away";
+                ASSERT_GE(queued, 1) << "the size with this write, before the link removed it";
                 ASSERT_LE(queued, 1024);
             }
         });
         jobs.emplace_back([] {
             for (int i = 0; i < 80 * writes_per_screen; ++i) {
-                // Not writable: nothing is queued, and the size is asked for alone.
+                // Not writable: nothing is queued, and only the size is asked for.
                 const int queued = SetRegisterData(QString(), 0, QLatin1String("0"), 1, QByteArray(), 1, 0, 0);
                 ASSERT_GE(queued, 0);
                 ASSERT_LE(queued, 1024);
@@ -195,13 +195,13 @@ TEST_F(Threads, ScreensWriteBesideALinkThatGivesUpEachRequest) {
         });
     }
 
-    run_beside_link(jobs, false);
-    serve_queues();
+    run_while_link_runs(jobs, false);
+    empty_queues();
 
     EXPECT_GT(writes_failed, failed_before);
 }
 
-TEST_F(Threads, AScreenNeverWaitsForTheLinkToSeeOrCacheAValue) {
+TEST_F(Threads, AScreenNeverWaitsForTheLinkToReadOrCacheAValue) {
     info_.write_mode = 1;
     PLC_driver.list_mutex.lock();  // as while a frame is built or a callback runs
     std::thread screen([] {
