@@ -1,4 +1,4 @@
-// Prints the layout of the interface's records, in the form of the files beside this one.
+// Prints the layout of the interface's records, in the form of the layout files in this folder.
 #include "layout.h"
 
 #include <iostream>

@@ -1,4 +1,4 @@
-// A panel that loads the driver, works with it and unloads it again, as often as it changes its project.
+// A panel that loads the driver, works with it and unloads it again, each time it changes its project.
 #include "ozna_kelpo_port.h"
 #include "support/sanitizers.h"
 
@@ -157,7 +157,7 @@ TEST(Reload, ASecondLoadStartsFresh) {
     }
 }
 
-// The host's bytes are shared with the driver's copies of the record, and are the host's alone once those are gone.
+// The host shares its bytes with the driver's copies of the record, and has them alone once those are destroyed.
 TEST(Reload, UnloadingDestroysTheDriversState) {
     const QByteArray written(1000, 'w');
     ComInfo info;
@@ -191,7 +191,7 @@ TEST(Reload, UnloadingLeavesTheHostsBlockAlone) {
 
 TEST(Reload, AHundredLoadsLeaveNothingInMemory) {
     if (WITH_COVERAGE)
-        GTEST_SKIP() << "the counters of the coverage take memory of their own when the library is unloaded";
+        GTEST_SKIP() << "the coverage counters allocate memory when the library is unloaded";
     const auto load_and_unload = [](int times) {
         for (int round = 0; round < times; ++round) {
             ComInfo info;
@@ -200,7 +200,7 @@ TEST(Reload, AHundredLoadsLeaveNothingInMemory) {
             work(driver, info, QByteArray(50, 'w'));
         }
     };
-    // What the loader and Qt keep from a first use for good.
+    // The loader and Qt keep some memory from the first use for good.
     load_and_unload(5);
 #if WITH_ADDRESS_SANITIZER
     load_and_unload(rounds);
@@ -214,7 +214,7 @@ TEST(Reload, AHundredLoadsLeaveNothingInMemory) {
     if (in_use() < before_block + 10000)
         GTEST_SKIP() << "memory in use cannot be measured here";
 
-    // Sixteen bytes are the smallest block that malloc hands out on any platform: one lost per round would show.
+    // Sixteen bytes are the smallest block that malloc gives on any platform, so one lost in each round is noticed.
     const std::size_t before = in_use();
     load_and_unload(rounds);
     const std::size_t after = in_use();

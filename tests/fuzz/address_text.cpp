@@ -1,9 +1,9 @@
 /// \file
-/// Fuzz target: address texts and the address map, at the driver's exported functions.
+/// Fuzz target: address texts and the address map, through the driver's exported functions.
 ///
 /// Input: type, station, count, then the text: bytes as Latin-1, or with the count's top bit set as UTF-16, low byte
-/// first. Judged by the model's rules; of a text with other than plain characters, which the model does not know, only
-/// that both functions agree and that nothing but zeros comes out.
+/// first. Judged by the model's rules. The model knows only plain characters; with others, both functions must agree
+/// and the value must be zeros.
 #include "input.h"
 #include "model.h"
 #include "ozna_kelpo_port.h"
@@ -24,7 +24,7 @@ bool is_plain(const std::string &text) {
 }
 
 void judge_map(int type, int address, int count) {
-    require(PLC_driver.get_plc_reg(type) == model::get_plc_reg(type), "the class of the type");
+    require(PLC_driver.get_plc_reg(type) == model::get_plc_reg(type), "the class is that of the type");
 
     RW_VAR var;
     var.reg_type = type;
@@ -34,12 +34,13 @@ void judge_map(int type, int address, int count) {
     expected.reg_type = type;
     expected.reg_count = count;
     model::update_info(expected);
-    require(var.reg_type == expected.reg_type && var.reg_count == expected.reg_count, "the folded record");
+    require(var.reg_type == expected.reg_type && var.reg_count == expected.reg_count,
+            "the record has the class and its count");
 
     const int place = type >= 15 && type <= 17 ? address / 16 : address;
     int offset = place;
     PLC_driver.get_offset_address(type, offset);
-    require(offset == model::get_offset_address(type, place), "the Modbus address");
+    require(offset == model::get_offset_address(type, place), "the Modbus address is that of the map");
 }
 
 // Nothing was ever read: each value is zeros.
@@ -53,8 +54,9 @@ void judge_value(int type, const QString &text, const std::string &plain, int st
     model::Driver driver;
     driver.set_com_info(&block);
     model::Bytes expected;
-    require(taken == driver.get_register_data(type, plain, station, expected, count), "a value only for an address");
-    require(static_cast<std::size_t>(out.size()) == expected.size(), "the length of the value");
+    require(taken == driver.get_register_data(type, plain, station, expected, count),
+            "there is a value only for an address");
+    require(static_cast<std::size_t>(out.size()) == expected.size(), "the value has the right length");
 }
 
 }  // namespace
@@ -79,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const int address = PLCAddressChangeIntef(type, text);
     require(address == StringAddressToInt(type, text), "both functions give the same address");
     if (is_plain(plain))
-        require(address == model::string_address_to_int(type, plain), "the address that the text names");
+        require(address == model::string_address_to_int(type, plain), "the address is the one that the text names");
     judge_value(type, text, plain, station, count);
     judge_map(type, address, count);
     return 0;

@@ -1,7 +1,7 @@
 /// \file
-/// Fuzz target: why the driver takes a text for no address, in words.
+/// Fuzz target: the words that say why a text is not an address.
 ///
-/// Input: the type, then the text. Whatever is said of a text that the driver refuses must be true of it.
+/// Input: the type, then the text. What is said about a text that the driver refuses must be true.
 #include "host/driver/address_text.h"
 #include "host/text/words.h"
 #include "input.h"
@@ -20,7 +20,7 @@ bool holds_digit_above_7(const std::string &text) {
     return text.find_first_of("89") != std::string::npos;
 }
 
-// A sign, perhaps, and digits.
+// Digits, perhaps with a sign.
 bool is_number(std::string_view text) {
     text = kelpo::trimmed(text);
     if (!text.empty() && (text.front() == '-' || text.front() == '+'))
@@ -71,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string words = kelpo::why_no_address(type, text);
     const std::string taken = "; type " + std::to_string(type) + " takes " + kelpo::address_syntax(type);
     require(words.size() > taken.size() && words.substr(words.size() - taken.size()) == taken,
-            "the sentence ends with what is taken");
+            "the sentence ends with what is accepted");
     const std::string said = words.substr(0, words.size() - taken.size());
     if (!is_true(said, text))
         fuzz::fail("type " + std::to_string(type) + ", " + kelpo::in_quotes(text) + " " + said);

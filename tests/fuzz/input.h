@@ -8,7 +8,7 @@
 
 namespace fuzz {
 
-/// The bytes of one case, taken from the front. After their end come zeros.
+/// The bytes of one case, taken from the front. After the last one, zeros follow.
 class Input {
 public:
     /// The bytes must outlive this.
@@ -31,7 +31,7 @@ public:
         return static_cast<std::uint16_t>(low | static_cast<unsigned>(byte()) << 8U);
     }
 
-    /// As many of `count` bytes as there are.
+    /// The next `count` bytes, or all that are left.
     std::vector<std::uint8_t> bytes(std::size_t count) {
         const std::size_t taken = std::min(count, left_);
         std::vector<std::uint8_t> result(data_, data_ + taken);
@@ -40,7 +40,7 @@ public:
         return result;
     }
 
-    /// As bytes(), as text.
+    /// The same as text.
     std::string text(std::size_t count) {
         const std::vector<std::uint8_t> taken = bytes(count);
         return std::string(taken.begin(), taken.end());

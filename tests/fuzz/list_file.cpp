@@ -1,7 +1,7 @@
 /// \file
 /// Fuzz target: the list files of the host, TOML and CSV.
 ///
-/// Input: what kind of file it is, then its text. After a first zero byte comes the text of the CSV file that the
+/// Input: what kind of file it is, then its text. After a first zero byte follows the text of the CSV file that the
 /// list may name.
 #include "host/list/list_file.h"
 #include "host/text/words.h"
@@ -40,7 +40,7 @@ ListReading read(const std::string &file, const Texts &texts) {
     return parse_list(texts.list, file, LinkSettings(), {address_of, content_of});
 }
 
-// As an editor counts them that takes LF, CR or both together for a line's end.
+// As editors count them for which LF, CR or both together end a line.
 int lines_of(const std::string &text) {
     int lines = 1;
     for (std::size_t i = 0; i < text.size(); ++i)
@@ -59,9 +59,9 @@ void judge_remarks(const Remarks &remarks, const std::string &file, const Texts 
         judge_place(remark.place, file, texts);
         require(!remark.text.empty(), "a remark says something");
         if (has_control_characters(remark.text) || !is_utf8(remark.text))
-            fuzz::fail("a remark that a terminal might obey: " + in_quotes(remark.text));
+            fuzz::fail("a remark that could control a terminal: " + in_quotes(remark.text));
         if (remark.text.size() > 1000)
-            fuzz::fail("a remark that nobody reads to its end: " + remark.text);
+            fuzz::fail("a remark that is too long: " + remark.text);
     }
 }
 
@@ -78,24 +78,27 @@ void judge_variables(const PollList &list, const std::string &file, const Texts 
     for (const Variable &variable : list.variables) {
         require(!variable.name.empty() && variables.insert(variable.name).second, "names are given and unique");
         require(!has_control_characters(variable.name), "names can be shown");
-        require(variable.type >= 0 && variable.type <= 17, "the type is one");
-        require(address_of(variable.type, variable.address).has_value(), "the driver takes the address");
+        require(variable.type >= 0 && variable.type <= 17, "the type is in range");
+        require(address_of(variable.type, variable.address).has_value(), "the driver accepts the address");
         require(variable.count >= 1 && variable.count <= 65535, "the count is in range");
-        require(variable.count % units_per_value(variable.view) == 0, "the count is one of whole values");
-        require(variable.station >= 1 && variable.station <= 247, "the station is one");
+        require(variable.count % units_per_value(variable.view) == 0, "the count holds whole values");
+        require(variable.station >= 1 && variable.station <= 247, "the station of a variable is in range");
         require(is_station_of(list, variable.station), "the station of a variable is known");
     }
 }
 
 void judge_settings(const PollList &list) {
     const LinkSettings &link = list.link;
-    require(link.retries >= 0 && link.retries <= 100 && link.max_count >= 1 && link.max_count <= 100, "the limits");
-    require(link.line.stop_bits == 1 || link.line.stop_bits == 2, "the stop bits");
-    require(!link.line.gap || (link.line.gap->count() >= 0 && *link.line.gap <= std::chrono::seconds(1)), "the gap");
-    require(link.timeouts.reply.count() >= 1 && link.timeouts.inter_character.count() >= 1, "the time-outs");
-    require(list.turnaround.count() >= 0 && list.turnaround <= std::chrono::minutes(1), "the turnaround");
+    require(link.retries >= 0 && link.retries <= 100 && link.max_count >= 1 && link.max_count <= 100,
+            "the limits are in range");
+    require(link.line.stop_bits == 1 || link.line.stop_bits == 2, "the stop bits are 1 or 2");
+    require(!link.line.gap || (link.line.gap->count() >= 0 && *link.line.gap <= std::chrono::seconds(1)),
+            "the gap is in range");
+    require(link.timeouts.reply.count() >= 1 && link.timeouts.inter_character.count() >= 1,
+            "the time-outs are in range");
+    require(list.turnaround.count() >= 0 && list.turnaround <= std::chrono::minutes(1), "the turnaround is in range");
     for (const Station &station : list.stations)
-        require(station.number >= 1 && station.number <= 247, "a station is one");
+        require(station.number >= 1 && station.number <= 247, "the number of a station is in range");
 }
 
 std::string summary(const ListReading &reading) {
@@ -133,6 +136,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     judge_variables(reading.list, file, texts);
     if (reading.usable())
         judge_settings(reading.list);
-    require(summary(reading) == summary(read(file, texts)), "the same text reads the same twice");
+    require(summary(reading) == summary(read(file, texts)), "the same text gives the same list twice");
     return 0;
 }

@@ -1,15 +1,15 @@
 /// \file
-/// Fuzz target: what comes from the line, at the simulated controller.
+/// Fuzz target: what the simulated controller receives from the line.
 ///
 /// Input: a fault (length, then text; nothing: none), then steps of an operation byte and an argument byte:
-///     operation % 4 = 0    that number of the bytes that follow come as they are
-///     operation % 4 = 1    that number come as one frame with its CRC, in pieces of operation / 4 bytes (0: in one)
+///     operation % 4 = 0    that number of the following bytes arrive unchanged
+///     operation % 4 = 1    that number arrive as one frame with its CRC, in pieces of operation / 4 bytes (0: in one)
 ///     operation % 4 = 2    that number of tenths of a millisecond pass
 ///     operation % 4 = 3    that number of milliseconds pass
 ///
-/// Beside the controller, its framer and its reply engine are fed the same, and their answers are judged by this file's
-/// own statement of the protocol. At the end, after a silence, the controller must still answer, and hold what was
-/// written.
+/// The controller's framer and its reply engine get the same bytes separately, and their answers are judged by this
+/// file's own implementation of the protocol. At the end, after a silence, the controller must still answer, and hold
+/// what was written.
 #include "input.h"
 #include "plc/program/controller.h"
 #include "require.h"
@@ -52,7 +52,7 @@ Bytes read_request(unsigned station, unsigned function, unsigned address) {
     return with_crc(request);
 }
 
-// A table of values that remembers what was written over those that it began with.
+// A table of values that keeps the values from the start apart from what was written.
 template <typename Value> struct Table {
     const std::vector<Value> start;
     std::map<unsigned, unsigned> written;
@@ -62,8 +62,8 @@ template <typename Value> struct Table {
         return found == written.end() ? start[address] : found->second;
     }
 
-    // True when `held` has these values and no other change. It has the start's values afterwards, and this as well.
-    bool take_back_from(std::vector<Value> &held) {
+    // True when `held` has these values and no other change. Afterwards both have the values from the start again.
+    bool matches_and_resets(std::vector<Value> &held) {
         bool right = true;
         for (const auto &[address, value] : written) {
             right = right && held[address] == value;
@@ -74,7 +74,7 @@ template <typename Value> struct Table {
     }
 };
 
-// One station as the protocol has it, and the memory on which the reply engine works in its place.
+// One station as the protocol defines it, and the memory that the reply engine uses for the same station.
 struct Station {
     StationMemory memory;
     Table<std::uint8_t> coils;
@@ -149,7 +149,7 @@ private:
     }
 };
 
-// Made once, since their memories are large; every case leaves them as they were.
+// Made once, since their memories are large; every case leaves them unchanged.
 std::vector<Station> &all_stations() {
     static std::vector<Station> stations = {Station(1), Station(7)};
     return stations;
@@ -172,7 +172,7 @@ Settings settings_with(const std::vector<Fault> &faults) {
 class LineInTest {
 public:
     explicit LineInTest(const std::vector<Fault> &faults)
-        : settings_(settings_with(faults)), spoiled_(!faults.empty()), faults_(faults, settings_.seed),
+        : settings_(settings_with(faults)), has_fault_(!faults.empty()), faults_(faults, settings_.seed),
           controller_(settings_, std::nullopt, now_) {}
 
     void receive(const Bytes &bytes) {
@@ -199,11 +199,11 @@ public:
         take_replies();
     }
 
-    // Until nothing is left to be done.
+    // Waits until nothing is left to do.
     void wait() {
         unsigned steps = 0;
         while (const auto next = controller_.next_deadline()) {
-            require(++steps < 10000, "the controller comes to rest");
+            require(++steps < 10000, "the controller has nothing left to do");
             pass(std::chrono::ceil<microseconds>(std::max(*next - now_, Controller::TimePoint::duration::zero())));
         }
         pass(milliseconds(1));
@@ -212,7 +212,7 @@ public:
     // After a silence a good request is answered, and what was written is held.
     void judge_end() {
         wait();
-        require(spoiled_ || replies_.size() == expected_.size(), "every request of a station is answered");
+        require(has_fault_ || replies_.size() == expected_.size(), "every request of a station is answered");
         for (Station &station : all_stations()) {
             judge_read(station, 3, 100);
             judge_read(station, 1, 100);
@@ -225,7 +225,7 @@ public:
 
 private:
     void expect_reply_to(const Bytes &request) {
-        require(request.size() <= 256 && has_right_crc(request) && request[1] < 128, "a request is a whole one");
+        require(request.size() <= 256 && has_right_crc(request) && request[1] < 128, "a request is complete");
         for (Station &station : all_stations()) {
             const unsigned number = station.memory.station();
             Bytes addressed = request;
@@ -239,7 +239,7 @@ private:
             const Answer answer = engine().answer(addressed, station.memory);
             require(answer.reply == expected, "the reply is what the protocol asks for");
             const bool writes = request[1] != 1 && request[1] != 3 && expected[1] < 128;
-            require(answer.change.has_value() == writes, "a write is a change, and nothing else is");
+            require(answer.change.has_value() == writes, "a write is a change, and only a write is");
             if (request[0] != 0)
                 expected_.push_back(expected);
         }
@@ -248,19 +248,19 @@ private:
     void take_replies() {
         while (const auto sending = controller_.take_due(now_)) {
             replies_.push_back(sending->bytes);
-            if (spoiled_)
+            if (has_fault_)
                 continue;
-            require(sending->ends_reply, "a reply is sent in one go");
+            require(sending->ends_reply, "a reply is sent in one piece");
             require(replies_.size() <= expected_.size(), "nothing is sent without a request");
             require(sending->bytes == expected_[replies_.size() - 1], "the reply that is sent is the expected one");
         }
     }
 
-    // A fault may spoil several of these, and not only the first: it may spare some before.
+    // A fault may change several of these replies, and not always the first ones.
     void judge_read(Station &station, unsigned function, unsigned address) {
         const Bytes request = read_request(station.memory.station(), function, address);
         const std::vector<Bytes> right = {station.reply_to(request)};
-        for (unsigned tries = spoiled_ ? most_happenings + 1 : 1; tries > 0; --tries) {
+        for (unsigned tries = has_fault_ ? most_faulty_replies + 1 : 1; tries > 0; --tries) {
             replies_.clear();
             expected_.clear();
             receive_in_pieces(request, 3);
@@ -268,15 +268,15 @@ private:
             if (replies_ == right)
                 return;
         }
-        fuzz::fail("after all that, a request is not answered rightly");
+        fuzz::fail("a request at the end is not answered correctly");
     }
 
 public:
-    static constexpr unsigned most_happenings = 2;
+    static constexpr unsigned most_faulty_replies = 2;
 
 private:
     Settings settings_;
-    bool spoiled_;
+    bool has_fault_;
     Faults faults_;
     Time now_{std::chrono::seconds(1000)};
     Time last_byte_ = now_;
@@ -286,14 +286,14 @@ private:
     std::vector<Bytes> replies_;
 };
 
-// The fault that the input begins with, if it is one. It does not go on for ever.
+// The fault that the input begins with, if there is one. It ends after a few replies.
 std::vector<Fault> faults_from(fuzz::Input &input) {
     const std::string text = input.text(input.byte());
     if (text.empty())
         return {};
     try {
         Fault fault = parse_fault(text);
-        fault.times = LineInTest::most_happenings;
+        fault.times = LineInTest::most_faulty_replies;
         return {fault};
     } catch (const std::invalid_argument &refused) {
         require(*refused.what() != '\0', "a refusal says why");
@@ -324,9 +324,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     }
     line.judge_end();
     for (Station &station : all_stations()) {
-        require(station.coils.take_back_from(station.memory.coils), "only what was written has changed, of the coils");
-        require(station.registers.take_back_from(station.memory.registers),
-                "only what was written has changed, of the registers");
+        require(station.coils.matches_and_resets(station.memory.coils),
+                "only the coils that were written have changed");
+        require(station.registers.matches_and_resets(station.memory.registers),
+                "only the registers that were written have changed");
     }
     return 0;
 }

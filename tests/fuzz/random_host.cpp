@@ -1,8 +1,8 @@
 /// \file
-/// Fuzz target: a random host and a random line, the driver beside its model.
+/// Fuzz target: a random host and a random line, the driver compared with its model.
 ///
-/// The input is read as the decisions of a model::Session; the life ends when its bytes end. A difference between the
-/// driver and the model, in anything that a host can see, ends the program.
+/// The input is read as the decisions of a model::Session; the session ends when its bytes end. A difference between
+/// the driver and the model, in anything that a host can see, ends the program.
 #include "choices.h"
 #include "require.h"
 #include "session.h"
@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         std::cerr << "Step " << step << ": " << difference << "\n(expected: the model; found: the driver)\n"
                   << "The last operations, the newest last, with the model's results:\n"
                   << session.history();
-        fuzz::fail("the driver is as its model");
+        fuzz::fail("the driver and its model do the same");
     }
     return 0;
 }

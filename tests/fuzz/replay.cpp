@@ -1,6 +1,6 @@
 /// \file
-/// Runs a fuzz target over every file of the folders that are named: what the fuzzer's own main does, for builds
-/// without it. The name of a file is printed before it is run, so that the last one named is the one that failed.
+/// Runs a fuzz target with every file of the folders that are named, as the fuzzer's own main does, for builds without
+/// it. The name of a file is printed before it is run, so that the last one printed is the one that failed.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -1,11 +1,11 @@
 /// \file
 /// Fuzz target: replies of any bytes and any length to every kind of request.
 ///
-/// The input decides what the host asks for and what comes back. After each reply a judge, which takes what was asked
-/// for from the request on the wire, says what the driver may have done: a reply is taken only when length, station,
-/// function code and CRC are right, and then the cache holds its values, in the registers asked for and nowhere else;
-/// the retry counter, the queues, the host's block and the callbacks are what the reply's verdict makes of them.
-/// Anything else ends the program with an account of the exchange.
+/// The input decides what the host asks for and what comes back. After each reply a judge, which knows what was asked
+/// for from the bytes of the request, decides what the driver may have done: a reply is accepted only when length,
+/// station, function code and CRC are right, and then the cache holds its values, in the registers asked for and
+/// nowhere else; the retry counter, the queues, the host's block and the callbacks follow from the verdict on the
+/// reply. Anything else ends the program with the history of the exchange.
 #include "ozna_kelpo_port.h"
 
 #include "choices.h"
@@ -32,20 +32,20 @@ using model::Bytes;
 using model::StreamChoices;
 
 // ---------------------------------------------------------------------------------------------------------------------
-// The account
+// The history
 // ---------------------------------------------------------------------------------------------------------------------
 
-std::vector<std::string> account;
+std::vector<std::string> history;
 
-[[noreturn]] void give_verdict(const std::string &what_is_wrong) {
-    for (const std::string &line : account)
+[[noreturn]] void fail_with_history(const std::string &what_is_wrong) {
+    for (const std::string &line : history)
         std::cerr << line << "\n";
     fuzz::fail(what_is_wrong);
 }
 
 void must_hold(bool holds, const char *what) {
     if (!holds)
-        give_verdict(what);
+        fail_with_history(what);
 }
 
 Bytes bytes_of(const QByteArray &array) {
@@ -71,8 +71,8 @@ bool has_right_crc(const Bytes &bytes) {
     return support::crc16(bytes) == 0;
 }
 
-// What the request at the head wants to know, as far as its bytes show it. They do not name the register
-// class; that is the record's, and has to agree with them.
+// What the first request asks for, as far as its bytes say. They do not name the register class; that is in the record,
+// and must agree with them.
 struct Asked {
     Bytes request;
     int station = 0;
@@ -105,7 +105,8 @@ Asked asked_locally(const Protocol &frame) {
     must_hold(has_right_crc(asked.request), "the request has a right CRC");
     if (!asked.is_write) {
         must_hold(asked.request.size() == 8, "a read request has 8 bytes");
-        must_hold(function == (asked.type <= 6 ? read_coils : read_registers), "the read suits its class");
+        must_hold(function == (asked.type <= 6 ? read_coils : read_registers),
+                  "the read's function is that of its class");
         const int place = asked.is_read_half ? frame.var.reg_addr / 16 : frame.var.reg_addr;
         const unsigned mapped = static_cast<unsigned>(model::get_offset_address(asked.type, place)) & 0xFFFFU;
         must_hold(word_at(asked.request, 2) == mapped, "the read names the address of its record");
@@ -231,9 +232,9 @@ void must_be(const State &expected) {
     must_hold(expected.comm_failed == found.comm_failed, "comm_failed is as the reply leaves it");
     for (std::size_t word = 0; word < sizeof block / sizeof(int); ++word)
         if (model::read_word(expected.host_block, word) != model::read_word(found.host_block, word))
-            give_verdict("word " + std::to_string(word) + " of the host's block is " +
-                         std::to_string(model::read_word(found.host_block, word)) + " and not " +
-                         std::to_string(model::read_word(expected.host_block, word)));
+            fail_with_history("word " + std::to_string(word) + " of the host's block is " +
+                              std::to_string(model::read_word(found.host_block, word)) + " and not " +
+                              std::to_string(model::read_word(expected.host_block, word)));
     must_hold(expected.host_calls == found.host_calls, "the callbacks are those that the reply calls for");
     for (QMutex *mutex : {&PLC_driver.list_mutex, &PLC_driver.cache_mutex, &PLC_driver.station_mutex}) {
         must_hold(mutex->tryLock(), "no lock is left locked");
@@ -251,12 +252,12 @@ struct Reply {
     int length = 0;  // as the host gives it
 };
 
-enum Verdict { Good, CheckFailed, NoReply, WrongLength, NotNow };
+enum Verdict { Good, CheckFailed, NoReply, WrongLength, SpecialReply };
 
 Verdict judge(const Asked &asked, const Reply &reply) {
     const Bytes &bytes = reply.bytes;
     if (!reply.null && bytes.size() == 5 && bytes[1] == 0x6A && bytes[2] == 0x8B)
-        return NotNow;
+        return SpecialReply;
     if (reply.length == 0 && asked.reply_length != 0)
         return NoReply;
     if (reply.length != asked.reply_length)
@@ -346,7 +347,7 @@ int code_of(int base, const RW_VAR &var) {
 
 void answer(const Asked &asked, const Reply &reply, State &state) {
     const Verdict verdict = judge(asked, reply);
-    if (verdict == NotNow) {
+    if (verdict == SpecialReply) {
         state.ret_var.ret_value = 1000;
         return;
     }
@@ -406,7 +407,7 @@ void answer(const Asked &asked, const Reply &reply, State &state) {
 class Host {
 public:
     explicit Host(StreamChoices &source) : choices(source) {
-        account.clear();
+        history.clear();
         calls.clear();
         support::reset_driver();
         block = model::DriverBlock();
@@ -424,16 +425,16 @@ public:
         words << "max_count " << block.info.max_count << ", default_station " << block.info.default_station
               << ", retry_times " << block.info.retry_times << ", multi_station " << block.info.multi_station
               << ", remote_mode " << block.info.remote_mode << ", finish_flag " << block.info.finish_flag;
-        account.push_back(words.str());
+        history.push_back(words.str());
     }
 
     ~Host() {
         support::reset_driver();
     }
 
-    void live() {
+    void run() {
         ask();
-        for (int turn = 0; turn < longest_life && !choices.ended(); ++turn) {
+        for (int turn = 0; turn < most_turns && !choices.ended(); ++turn) {
             if (choices.chance(15))
                 ask();
             else
@@ -442,7 +443,7 @@ public:
     }
 
 private:
-    static const int longest_life = 100;
+    static const int most_turns = 100;
 
     int some_station() {
         return choices.one_of({1, 2, 0, 255, static_cast<int>(choices.next(256))});
@@ -452,7 +453,7 @@ private:
         return choices.one_of({1, 2, 0, 7, 8, 9, 16, 17, 100, static_cast<int>(choices.next(256))});
     }
 
-    // Near what the address map and the cache's key know as an end.
+    // Near the ends of ranges in the address map and in the cache's keys.
     int some_address() {
         return choices.one_of({0, 100, 250, 2040, 7990, 65530}) + static_cast<int>(choices.next(16));
     }
@@ -474,7 +475,7 @@ private:
         return model::to_driver(bytes);
     }
 
-    // A record that the host makes itself, of its own link or of another.
+    // A record that the host makes itself, for its own link or for another.
     RW_VAR some_record(int type) {
         RW_VAR var;
         var.var_group = static_cast<int>(choices.next(14)) - 1;
@@ -547,7 +548,7 @@ private:
             break;
         }
         }
-        account.push_back(words.str());
+        history.push_back(words.str());
     }
 
     int some_class() {
@@ -578,20 +579,20 @@ private:
         must_hold(frame->reply_len == asked.reply_length, "reply_len is the length of the reply to the request");
 
         const Reply reply = some_reply(asked);
-        account.push_back("request " + model::in_words(asked.request));
-        account.push_back("reply " + (reply.null ? "null" : model::in_words(reply.bytes)) + ", length " +
+        history.push_back("request " + model::in_words(asked.request));
+        history.push_back("reply " + (reply.null ? "null" : model::in_words(reply.bytes)) + ", length " +
                           std::to_string(reply.length));
         State expected = State::now();
         const std::size_t waiting = expected.frames.size();
         answer(asked, reply, expected);
         deliver(reply);
-        account.push_back("  code " + std::to_string(PLC_driver.ret_var.ret_value) + ", right is " +
+        history.push_back("  code " + std::to_string(PLC_driver.ret_var.ret_value) + ", expected " +
                           std::to_string(expected.ret_var.ret_value));
         must_be(expected);
         in_flight = expected.frames.size() == waiting ? frame : nullptr;
     }
 
-    // Bytes of the input, made to look like the right reply as far as the input wants it.
+    // Bytes of the input, made similar to the right reply as far as the input says.
     Reply some_reply(const Asked &asked) {
         Reply reply;
         const unsigned kind = choices.next(32);
@@ -619,7 +620,7 @@ private:
             reply.length = choices.one_of(
                 {asked.reply_length, asked.reply_length, 0, -1, int_max, int_min, static_cast<int>(choices.next(300))});
         if ((repairs & 0xC0) == 0xC0)
-            change_mind(asked);
+            change_settings(asked);
         return reply;
     }
 
@@ -632,11 +633,11 @@ private:
     }
 
     // The host may set its words and switch a station at any time, also between a request and its reply.
-    void change_mind(const Asked &asked) {
+    void change_settings(const Asked &asked) {
         if (choices.chance(20)) {
             const int mode = static_cast<int>(choices.next(2));
             EnableEthernet(asked.station, mode);
-            account.push_back("EnableEthernet(" + std::to_string(asked.station) + ", " + std::to_string(mode) + ")");
+            history.push_back("EnableEthernet(" + std::to_string(asked.station) + ", " + std::to_string(mode) + ")");
             return;
         }
         const struct {
@@ -647,17 +648,17 @@ private:
                      {"multi_station", block.info.multi_station}, {"success_count", block.info.success_count}};
         const auto &chosen = words[choices.next(sizeof words / sizeof words[0])];
         chosen.word = static_cast<int>(choices.next(2));
-        account.push_back("the host sets " + std::string(chosen.name) + " to " + std::to_string(chosen.word));
+        history.push_back("the host sets " + std::string(chosen.name) + " to " + std::to_string(chosen.word));
     }
 
-    // In a buffer that ends where the reply ends, so that a sanitizer sees a look past it.
+    // In a buffer that ends where the reply ends, so that a sanitizer sees a read past it.
     static void deliver(const Reply &reply) {
         const std::unique_ptr<char[]> buffer(new char[reply.bytes.size()]);
         std::copy(reply.bytes.begin(), reply.bytes.end(), buffer.get());
         QByteArray array = QByteArray::fromRawData(buffer.get(), static_cast<int>(reply.bytes.size()));
         const RW_VAR *const result = DataCom(reply.null ? nullptr : &array, reply.length);
         must_hold(result == &PLC_driver.ret_var, "DataCom returns the result record");
-        must_hold(bytes_of(array) == reply.bytes, "the host's reply is left alone");
+        must_hold(bytes_of(array) == reply.bytes, "the host's reply is unchanged");
     }
 
     StreamChoices &choices;
@@ -669,6 +670,6 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     StreamChoices choices(data, size);
-    Host(choices).live();
+    Host(choices).run();
     return 0;
 }

@@ -1,8 +1,8 @@
 /// \file
 /// Fuzz target: saved traces, and the words for frames.
 ///
-/// Input: 0 and the text of a saved trace; or another byte and frames: flags, length and bytes of each, the flags
-/// saying its direction and whether its CRC is made right.
+/// Input: 0 and the text of a saved trace; or another byte and frames: flags, length and bytes of each. The flags say
+/// its direction and whether its CRC is set right.
 #include "host/frames/trace_file.h"
 #include "host/frames/frame_words.h"
 #include "host/frames/pcap_file.h"
@@ -81,7 +81,7 @@ void judge_frames(const std::vector<TraceRecord> &records) {
         judge_words(reply_meaning(record.bytes, request, record.context));
         const FrameMeaning meaning = reply_meaning(record.bytes, request, {});
         require(meaning.failed || record.bytes.empty() || crc_right(record.bytes),
-                "a reply with a wrong check is never good");
+                "a reply with a wrong CRC is never good");
         if (record.direction == TraceRecord::Direction::sent)
             request = record.bytes;
     }
@@ -95,7 +95,7 @@ void judge_lines(const std::vector<TraceRecord> &records) {
         const std::vector<std::string> lines = all.lines(record);
         require(!lines.empty(), "without a filter every record is shown");
         for (const std::string &line : lines)
-            require(is_one_line(line), "a line that is shown is one line");
+            require(is_one_line(line), "what is shown as a line is one line");
         failed.lines(record);
     }
     require(all.failures() == failed.failures() && all.requests() == failed.requests(), "a filter changes no count");
@@ -112,13 +112,13 @@ void judge_round_trip(const std::vector<TraceRecord> &records) {
         text += trace_file_line(record);
     const Reading again = read(text);
     if (!again.mistakes.empty())
-        fuzz::fail("what was written is no trace: " + again.mistakes.front());
+        fuzz::fail("what was written cannot be read: " + again.mistakes.front());
     require(again.records.size() == records.size(), "as many records are read as were written");
     for (std::size_t i = 0; i < records.size(); ++i)
         require(same(records[i], again.records[i]), "what was written reads the same");
 }
 
-// Any numbers, small ones and such as lie in the areas of the map among them.
+// Any numbers, among them small ones and addresses in the areas of the map.
 TraceContext context_from(fuzz::Input &input) {
     TraceContext context{};
     context.type = static_cast<signed char>(input.byte());

@@ -1,4 +1,4 @@
-// A Modbus RTU server as libmodbus makes one, for kelpo to meet: one station with all coils and holding registers.
+// A Modbus RTU server made with libmodbus, for the tests of kelpo: one station with all coils and holding registers.
 // Takes commands on standard input, "set coil|register ADDRESS VALUE" and "get coil|register ADDRESS", and answers each
 // with one line: "ok", or the value. Ends when the input does.
 //   libmodbus_server TTY STATION
@@ -53,7 +53,7 @@ public:
         }
     }
 
-    std::string obey(const std::string &command) {
+    std::string carry_out(const std::string &command) {
         std::istringstream words(command);
         std::string verb, table;
         unsigned address = addresses, value = 0;
@@ -93,7 +93,7 @@ int main(int argc, char **argv) {
         std::string command;
         std::cout << "ready" << std::endl;
         while (std::getline(std::cin, command))
-            std::cout << server.obey(command) << std::endl;
+            std::cout << server.carry_out(command) << std::endl;
         stop = true;
         serving.join();
         return 0;

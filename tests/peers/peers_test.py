@@ -1,5 +1,5 @@
-"""Real peers agree: kelpo reads and writes every register type at servers that others wrote, and another master reads
-from the simulated controller what kelpo reads.
+"""kelpo agrees with other programs: it reads and writes every register type of servers that others wrote, and another
+master reads from the simulated controller what kelpo reads.
 
 Run by the build with the programs in the environment: KELPO, KELPO_PLC, DRIVER, LIBMODBUS_SERVER.
 """
@@ -27,7 +27,7 @@ logging.getLogger("pymodbus").setLevel(logging.CRITICAL)
 STATION = 7
 COILS, REGISTERS = "coil", "register"
 
-# register type, address text, table, Modbus address, values there, what kelpo shows
+# register type, address text, table, Modbus address, the server's values, what kelpo shows
 READS = [
     (0, "17", COILS, 1215, [1], "1"),
     (1, "17", COILS, 15, [1], "1"),
@@ -53,7 +53,7 @@ READS = [
     (17, "7.0", REGISTERS, 8507, [0x0001], "1"),
 ]
 
-# register type, address text, value, table, Modbus address, values before, values after; the neighbours stay
+# register type, address text, value, table, Modbus address, values before, values after; the neighbours do not change
 WRITES = [
     (1, "27", "1", COILS, 23, [0], [1]),
     (2, "110", "1", COILS, 2110, [0], [1]),
@@ -80,7 +80,7 @@ WRITES = [
 
 
 class Wire:
-    """Two terminals with what is written to the one coming out of the other."""
+    """Two connected terminals: what is written to one is read from the other."""
 
     def __init__(self):
         (self.one_end, one), (self.other_end, other) = pty.openpty(), pty.openpty()
@@ -112,7 +112,7 @@ class PymodbusServer:
     """One station, served by pymodbus in a thread of this process."""
 
     def __init__(self, terminal):
-        # Blocks count their places from 1.
+        # Blocks number their values from 1.
         self.memory = ModbusSlaveContext(
             co=ModbusSequentialDataBlock(1, [0] * 65536), hr=ModbusSequentialDataBlock(1, [0] * 65536))
         self.ready = threading.Event()
@@ -176,7 +176,7 @@ class LibmodbusServer:
 
 
 def kelpo(command, line, *arguments):
-    """What kelpo prints; fails unless it ends well."""
+    """What kelpo prints; fails unless it ends with exit code 0."""
     done = subprocess.run(
         [os.environ["KELPO"], command, "--driver", os.environ["DRIVER"], "--line", line, "--reply-timeout", "5000",
          "--character-timeout", "500", *arguments], capture_output=True, text=True, timeout=240, check=False)
@@ -190,7 +190,7 @@ def variable(register_type, address, station=STATION):
 
 
 class Agreement:
-    """What holds with every server; Server makes one."""
+    """The tests of every server; Server is its class."""
 
     def setUp(self):
         self.wire = Wire()
@@ -204,7 +204,7 @@ class Agreement:
         shown = kelpo("read", self.wire.one, *(variable(row[0], row[1]) for row in READS))
         self.assertEqual(shown.splitlines(), [f"{variable(row[0], row[1])} = {row[5]}" for row in READS])
 
-    def test_writes_every_writable_type_and_nothing_beside_it(self):
+    def test_writes_every_writable_type_and_nothing_else(self):
         for _, _, _, table, address, before, _ in WRITES:
             self.server.set(table, address, before)
         kelpo("write", self.wire.one, *(f"{variable(row[0], row[1])}={row[2]}" for row in WRITES))
@@ -230,7 +230,7 @@ class WithLibmodbus(Agreement, unittest.TestCase):
 
 
 class Mbpoll(unittest.TestCase):
-    """Another master, at the simulated controller."""
+    """Another master, with the simulated controller."""
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -253,7 +253,7 @@ class Mbpoll(unittest.TestCase):
 
     def test_reads_from_the_simulated_controller_the_registers_that_kelpo_reads(self):
         shown = kelpo("read", self.line, "3:9:0x8").split("=")[1].split()
-        # The moving values at their start: a number that says its place, and what the rules make of 0.
+        # The moving values at their start: one that contains its address, and the others at moment 0.
         self.assertEqual(shown[3], "3303")
         self.assertEqual(self.mbpoll("4", 9000, 8), shown)
 

@@ -17,7 +17,7 @@ FIELDS = ["ip.src", "ip.dst", "_ws.col.Protocol", "mbrtu.unit_id", "modbus.func_
 HOST = "127.0.0.254"
 EMERGENCY_S = 240  # ends a program that hangs; a busy machine may need much of it
 
-# A saved trace: its lines, and after each what tshark makes of it, in the order of FIELDS.
+# A saved trace: its lines, and after each what tshark decodes, in the order of FIELDS.
 SAVED = [
     ("* line open", ";;note;;;;;;;;;;;"),
     ("> 01 01 04 B8 00 05 7D 1C | type=0 address=8 count=5 group=0 id=-1",
@@ -72,7 +72,7 @@ class Capture(unittest.TestCase):
         return path
 
     def decoded(self, capture):
-        """A line for each packet, with FIELDS. Settings of the user's own do not count."""
+        """A line for each packet, with FIELDS. The user's own settings are not used."""
         fields = [word for field in FIELDS for word in ("-e", field)]
         done = subprocess.run(
             ["tshark", "-r", capture, "-o", "mbrtu.tcp.port:502", "-o", "mbrtu.crc_verification:TRUE", "-T", "fields", "-E",
@@ -123,7 +123,7 @@ class Capture(unittest.TestCase):
         pairs = list(zip(frames[::2], frames[1::2], strict=True))
         self.assertEqual(set(pairs), {coils, registers})
 
-    def test_of_a_saved_trace_has_every_frame_and_note(self):
+    def test_a_saved_trace_gives_every_frame_and_note(self):
         lines = [f"2026-11-21 06:15:37.{100000 + 1000 * number} {line}" for number, (line, _) in enumerate(SAVED)]
         saved = self.file("saved.trace", "\n".join(["# kelpo trace 1", *lines, ""]))
         capture = self.file("saved.pcap")
@@ -131,12 +131,12 @@ class Capture(unittest.TestCase):
                        timeout=EMERGENCY_S)
         self.assertEqual(self.decoded(capture), [packet for _, packet in SAVED])
 
-    def test_of_a_live_trace_has_each_request_with_its_reply(self):
+    def test_a_live_trace_gives_each_request_with_its_reply(self):
         capture = self.file("live.pcap")
         self.run_until(["< 03 01", "< 03 03"], "trace", self.file("list.toml", LIST), "--pcap", capture)
         self.judge(capture)
 
-    def test_of_polling_has_each_request_with_its_reply(self):
+    def test_polling_gives_each_request_with_its_reply(self):
         capture = self.file("poll.pcap")
         self.run_until(["level", "pumps"], "poll", self.file("list.toml", LIST), "--format", "plain", "--trace", capture)
         self.judge(capture)

@@ -1,9 +1,9 @@
-"""A write is done only when the controller carried it out: an acknowledgement names what it acknowledges."""
+"""A write is done only when the controller has carried it out: an acknowledgement names what it acknowledges."""
 from controller import WRITE_COIL, Controller, with_check
 from programs import OK, kelpo, records
 from sentences import Sentences, main
 
-# Of every way in which the driver writes: one coil, one register, several of each.
+# Every way in which the driver writes: one coil, one register, several of each.
 WRITES = ("1:1:20=1", "1:7:200=222", "1:1:40x12=1", "1:7:300x5=1,2,3,4,5", "1:12:400=70000")
 QUICK = ["--reply-timeout", 100, "--settle", 20]
 
@@ -23,10 +23,11 @@ def another_value(request):
 
 
 class Acknowledgement(Sentences):
-    def never_done(self, lie):
-        """Whatever is written, with LIE(request) as the acknowledgement, is not reported as done."""
+    def never_done(self, acknowledge):
+        """Whatever is written, with ACKNOWLEDGE(request) as the acknowledgement, is not reported as done."""
         with Controller() as controller:
-            controller.behave = lambda request: [(0, lie(request) if not request.reads else controller.serve(request))]
+            controller.behave = lambda request: [
+                (0, controller.serve(request) if request.reads else acknowledge(request))]
             for reference in WRITES:
                 with self.subTest(reference):
                     before = len(controller.events("sent"))
@@ -35,7 +36,7 @@ class Acknowledgement(Sentences):
                     self.assertNotEqual(write.returncode, OK, write.stdout)
                     self.assertEqual([answer["ok"] for answer in records(write.stdout)], [False], write.stderr)
 
-    def test_a_right_acknowledgement_is_taken(self):
+    def test_a_right_acknowledgement_is_accepted(self):
         with Controller() as controller:
             for reference in WRITES:
                 with self.subTest(reference):
@@ -44,13 +45,13 @@ class Acknowledgement(Sentences):
                     self.assertEqual(write.returncode, OK, write.stderr)
                     self.assertGreater(len(controller.events("written")), before)
 
-    def test_an_acknowledgement_of_another_address_is_none(self):
+    def test_an_acknowledgement_of_another_address_is_not_accepted(self):
         self.never_done(lambda request: of_address(request, request.address + 1))
 
-    def test_an_acknowledgement_of_another_value_or_quantity_is_none(self):
+    def test_an_acknowledgement_of_another_value_or_quantity_is_not_accepted(self):
         self.never_done(another_value)
 
-    def test_an_acknowledgement_of_another_function_is_none(self):
+    def test_an_acknowledgement_of_another_function_is_not_accepted(self):
         other = {5: 6, 6: 5, 15: 16, 16: 15}
         self.never_done(lambda request: with_check(bytes([request.station, other[request.function]]) + request.frame[2:6]))
 

@@ -1,4 +1,4 @@
-"""What a command has asked and got no reply to is never the next command's reply."""
+"""A reply that a command did not get in time is never taken for the next command's reply."""
 from controller import Controller, content
 from programs import OK, kelpo, records
 from sentences import Sentences, main
@@ -12,14 +12,14 @@ FIRST, SECOND = 100, 200
 class AfterTimeOut(Sentences):
     promise_s = 4.5 * TIME_OUT_MS / 1000
 
-    def rounds(self, fate):
-        """For each delay a controller that answers requests for FIRST so late, and those for SECOND as FATE says."""
+    def rounds(self, answer):
+        """For each delay a controller that answers requests for FIRST so late, and others with ANSWER."""
         for delay in LATE_S:
             with Controller() as controller:
                 def behave(request, controller=controller, delay=delay):
                     if request.address == FIRST:
                         return [(delay, controller.serve(request))]
-                    return fate(controller, request)
+                    return answer(controller, request)
 
                 controller.behave = behave
                 yield controller
@@ -32,33 +32,33 @@ class AfterTimeOut(Sentences):
         self.assertEqual([answer["ok"] for answer in records(run.stdout)], [False], run.stdout)
 
     def done_only_if_carried_out(self, controller, run, place):
-        """FATE has it that it was not, so an acknowledgement can only be another's."""
+        """PLACE was never written, so an acknowledgement can only be that of another write."""
         self.assertFalse([event for event in controller.events("written") if event.address == place])
         self.not_done_unless_late(controller, run)
 
     def not_done_unless_late(self, controller, run):
-        """A busy machine may hold up the controller for longer than a reply may be late."""
+        """On a busy machine the controller may answer later than a reply may be late."""
         if records(run.stdout)[0]["ok"]:
             acknowledged = [event for event in controller.events("sent") if not event.request.reads]
             self.assertTrue([event for event in acknowledged if event.took > self.promise_s], run.stdout)
 
-    def test_a_read_at_once_after_a_read_that_timed_out_prints_no_value_of_its(self):
+    def test_a_read_right_after_one_that_timed_out_prints_what_is_there(self):
         for controller in self.rounds(lambda controller, request: [(0.0, controller.serve(request))]):
             self.fails(self.command(controller, "read", f"1:7:{FIRST}"))
             self.true_or_failed(self.command(controller, "read", f"1:7:{SECOND}"), controller)
 
-    def test_a_read_at_once_after_a_write_that_timed_out_prints_what_is_there(self):
+    def test_a_read_right_after_a_write_that_timed_out_prints_what_is_there(self):
         for controller in self.rounds(lambda controller, request: [(0.0, controller.serve(request))]):
             self.fails(self.command(controller, "write", f"1:7:{FIRST}=111"))
             self.true_or_failed(self.command(controller, "read", f"1:7:{SECOND}"), controller)
 
-    def test_a_write_at_once_after_a_write_that_timed_out_is_not_done_by_its_acknowledgement(self):
+    def test_the_acknowledgement_of_a_write_that_timed_out_does_not_make_the_next_one_done(self):
         for controller in self.rounds(lambda controller, request: []):
             self.fails(self.command(controller, "write", f"1:7:{FIRST}=111"))
             write = self.command(controller, "write", f"1:7:{SECOND}=111")
             self.done_only_if_carried_out(controller, write, SECOND)
 
-    def test_a_write_of_another_value_at_once_after_one_that_timed_out_is_not_done_by_its_acknowledgement(self):
+    def test_the_acknowledgement_of_a_write_that_timed_out_does_not_make_a_write_of_another_value_done(self):
         for controller in self.rounds(lambda controller, request: []):
             serve = controller.behave
             controller.behave = lambda request, serve=serve: serve(request) if request.values == (111,) else []
@@ -67,8 +67,8 @@ class AfterTimeOut(Sentences):
             self.assertEqual(controller.register(1, FIRST), 111)
             self.not_done_unless_late(controller, write)
 
-    def test_a_read_after_one_that_asked_three_times_at_a_controller_that_takes_one_by_one(self):
-        """Its replies come when the program that asked has long ended, the last one after the longest."""
+    def test_a_read_after_three_requests_that_a_controller_answers_one_by_one_prints_what_is_there(self):
+        """The replies come long after the end of the program that asked, and the last one comes latest."""
         controller = Controller(order="queued")
         self.addCleanup(controller.close)
         controller.behave = lambda request: [(0.8 if request.address == FIRST else 0, controller.serve(request))]

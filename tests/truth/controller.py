@@ -1,9 +1,9 @@
 """A Modbus RTU controller on a pseudo-terminal that shares nothing with the driver, its host or the simulated
-controller, and that lies, is slow and dies as a test asks.
+controller, and that answers falsely, slowly or not at all, as a test asks.
 
-What it holds names its place: a register's first content is content(station, address), which no other register of the
-station has, so that a value of another register is seen at once. It keeps a log of what it was asked, what it wrote and
-what it sent, in the order of their happening.
+Each value tells registers apart: a register's first content is content(station, address), which no other register of
+the station has, so that a value of another register is noticed at once. It keeps a log of what it was asked, what it
+wrote and what it sent, in this order.
 """
 import dataclasses
 import heapq
@@ -20,15 +20,15 @@ import tty
 READ_COILS, READ_REGISTERS, WRITE_COIL, WRITE_REGISTER, WRITE_COILS, WRITE_REGISTERS = 1, 3, 5, 6, 15, 16
 READS = (READ_COILS, READ_REGISTERS)
 
-# How the delays of several requests go together.
+# How the delays of several requests combine.
 QUEUED = "queued"  # a request's delay begins when the reply before it is out
 IN_ORDER = "in order"  # each delay begins with its request, but no reply overtakes another
 OVERTAKING = "overtaking"  # each delay begins with its request, and replies may change places
 
-SPACING_S = 0.005  # from one reply to the next, but where they overtake each other
-CALM_S = 0.2  # a line that was this long without a request and a reply, and owes none, is calm
-SILENCE_S = 0.05  # what is no whole request after this silence is dropped
-LOOK_S = 0.005  # how often the line is looked at while nothing comes
+SPACING_S = 0.005  # from one reply to the next, except where they overtake each other
+QUIET_S = 0.2  # a line is quiet when no reply is due and there was no request or reply for this long
+SILENCE_S = 0.05  # an incomplete request is dropped after this silence
+CHECK_S = 0.005  # how often the line is checked while nothing comes
 
 
 def content(station, address):
@@ -83,7 +83,7 @@ class Event:
     value: int = 0  # written
     frame: bytes = b""  # sent
     took: float = 0.0  # sent: seconds since its request or the reply before it, at most
-    slowest: float = 0.0  # sent: the longest that a reply took since the line was calm, this one included
+    slowest: float = 0.0  # sent: the longest that a reply took since the line was quiet, this one included
 
 
 def bits_to_bytes(bits):
@@ -122,12 +122,12 @@ class Controller:
     """Serves STATIONS on a pseudo-terminal with a stable name, .path, from the moment it is made until close().
 
     .behave(request) says what happens to a request: a list of (delay in seconds, bytes to send). It is called in the
-    controller's own thread. Without it each request is served at once. .order says how delays go together.
+    controller's own thread. Without it each request is served at once. .order says how delays combine.
 
     On a busy machine a reply leaves later than it should. So each event of kind "sent" says how long that reply took
-    at most: a request came in after the last look at the line that found nothing, and before it was read. Who was
+    at most: its request arrived after the line was last found empty, and before it was read. A program that was
     answered too late may have taken that reply for the next request's, that one's for the request after it, and so on
-    until there is a pause. So the event also knows the slowest reply since the last pause.
+    until there is a pause. So the event also has the slowest reply since the last pause.
     """
 
     def __init__(self, stations=(1,), behave=None, order=IN_ORDER):
@@ -143,7 +143,7 @@ class Controller:
         self._held = {}
         self._numbers = itertools.count()
         self._thread = None
-        self.live()
+        self.open_line()
 
     def __enter__(self):
         return self
@@ -152,12 +152,12 @@ class Controller:
         self.close()
 
     def close(self):
-        self.die()
+        self.hang_up()
         self._folder.cleanup()
 
-    # Life and death
+    # The line
 
-    def live(self):
+    def open_line(self):
         """Opens a new pseudo-terminal under the same name. What memory and log hold stays."""
         self._master, self._slave = pty.openpty()
         tty.setraw(self._slave)
@@ -174,7 +174,7 @@ class Controller:
         self._thread = threading.Thread(target=self._run, daemon=True)
         self._thread.start()
 
-    def die(self):
+    def hang_up(self):
         """Hangs up: the line is lost for every program that has it open. Replies that wait are dropped."""
         if not self._thread:
             return
@@ -194,7 +194,7 @@ class Controller:
         return self._memory.get((station, "coil", address), coil_content(station, address))
 
     def set_register(self, station, address, value):
-        """As the controller's own program changes a register: not in the log."""
+        """Changes a register as the controller's own program does; this is not in the log."""
         with self._lock:
             self._store(station, "register", address, value)
 
@@ -220,7 +220,7 @@ class Controller:
         return [r for r in requests if all(getattr(r, name) == value for name, value in wanted.items())]
 
     def wait_for(self, condition, what, seconds=60):
-        """Waits until CONDITION() holds. SECONDS is an emergency end, not a measure."""
+        """Waits until CONDITION() is true. SECONDS only ends a test that hangs; it is not measured."""
         end = time.monotonic() + seconds
         while not condition():
             if time.monotonic() > end:
@@ -257,7 +257,7 @@ class Controller:
             now = time.monotonic()
             while self._waiting and self._waiting[0][0] <= now:
                 self._send(*heapq.heappop(self._waiting)[2:])
-            wait = max(0.0, min(LOOK_S, self._waiting[0][0] - now)) if self._waiting else LOOK_S
+            wait = max(0.0, min(CHECK_S, self._waiting[0][0] - now)) if self._waiting else CHECK_S
             ready, _, _ = select.select([self._master, self._wake_read], [], [], wait)
             if self._wake_read in ready:
                 return
@@ -286,7 +286,7 @@ class Controller:
         if request.station not in self.stations:
             return
         now = time.monotonic()
-        if not self._waiting and not_before - self._last_used > CALM_S:
+        if not self._waiting and not_before - self._last_used > QUIET_S:
             self._slowest = 0.0
         self._last_used = now
         with self._lock:
@@ -303,11 +303,11 @@ class Controller:
         if not frame:
             return
         station = request.station if request else 0
-        with self._lock:  # who has the reply finds it in the log
+        with self._lock:  # whoever has the reply finds it in the log
             try:
                 os.write(self._master, frame)
             except BlockingIOError:
-                pass  # nobody has read for 4096 bytes: what comes now is lost, as on a wire
+                pass  # nobody has read the last 4096 bytes: what is sent now is lost, as on a wire
             now = time.monotonic()
             took = now - max(not_before, self._last_sent.get(station, 0.0)) if request else 0.0
             self._slowest = max(self._slowest, took)

@@ -1,7 +1,7 @@
-"""The controller and the judge themselves can be relied on: what the other files of this folder say rests on them."""
+"""Checks the controller and the judge themselves, on which the other tests of this folder depend."""
 import time
 
-from controller import CALM_S, Controller, check_sum, content, first_request, with_check
+from controller import QUIET_S, Controller, check_sum, content, first_request, with_check
 from programs import OK, kelpo, records
 from sentences import Sentences, main
 
@@ -48,19 +48,19 @@ class TheController(Sentences):
             for event in sent:
                 self.assertGreaterEqual(event.took, 0.3)
 
-    def test_the_controller_knows_the_slowest_reply_since_the_line_was_calm(self):
+    def test_the_controller_knows_the_slowest_reply_since_the_line_was_quiet(self):
         with Controller() as controller:
             delays = iter((0.3, 0.0, 0.0))
             controller.behave = lambda request: [(next(delays), controller.serve(request))]
             kelpo("read", "--line", controller.path, "--reply-timeout", 5000, "1:7:10", "1:7:200")
-            time.sleep(2 * CALM_S)
+            time.sleep(2 * QUIET_S)
             kelpo("read", "--line", controller.path, "--reply-timeout", 5000, "1:7:10")
             first, soon_after, after_a_pause = controller.events("sent")
             self.assertEqual(first.slowest, first.took)
             self.assertEqual(soon_after.slowest, max(first.took, soon_after.took))
             self.assertEqual(after_a_pause.slowest, after_a_pause.took)
 
-    def test_the_judge_judges_no_reply_that_was_later_than_promised(self):
+    def test_the_judge_does_not_judge_a_reply_that_was_later_than_promised(self):
         with Controller() as controller:
             other = content(1, 11).to_bytes(2, "big")
             controller.behave = lambda request: [(0.3, with_check(b"\x01\x03\x02" + other))]

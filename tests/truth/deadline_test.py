@@ -1,4 +1,4 @@
-"""A write that is late is never sent, however the time went by."""
+"""A write that is late is never sent, whatever the time was used for."""
 import time
 
 from controller import Controller
@@ -8,28 +8,29 @@ from sentences import Sentences, main
 
 TIME_OUT_S = 0.5
 WITHIN_S = 1
-OWED = 300
+MISSING = 300
 
 
 class Deadline(Sentences):
-    def test_a_write_that_becomes_late_while_the_line_is_listened_to_is_not_sent(self):
-        """The station answers, and owes one reply: so kelpo listens for 4.5 time-outs before it asks again, longer than
-        the write may wait. It is asked for while a reply is awaited, so it has its turn when the listening begins."""
+    def test_a_write_that_expires_while_kelpo_listens_to_the_line_is_not_sent(self):
+        """The station answers, but one reply is missing: so kelpo listens for 4.5 time-outs before it asks again, longer
+        than the write may wait. The write is given while kelpo waits for a reply, so its turn comes when the listening
+        begins."""
         controller = Controller()
         self.addCleanup(controller.close)
 
         def behave(request):
-            asked = len(controller.asked(address=OWED))
-            if request.address == OWED and asked < 3:
+            asked = len(controller.asked(address=MISSING))
+            if request.address == MISSING and asked < 3:
                 return [] if asked == 1 else [(0.6 * TIME_OUT_S, controller.serve(request))]
             return [(0, controller.serve(request))]
 
         controller.behave = behave
-        poll = Poll(list_file([("first", 1, 7, 100, 1), ("owed", 1, 7, OWED, 1)], self.folder), controller,
+        poll = Poll(list_file([("first", 1, 7, 100, 1), ("owed", 1, 7, MISSING, 1)], self.folder), controller,
                     "--format", "json", "--every", 50, "--writes", "--within", f"{WITHIN_S}s",
                     quick=("--reply-timeout", int(1000 * TIME_OUT_S), "--settle", 20))
         self.addCleanup(poll.end)
-        controller.wait_for(lambda: len(controller.asked(address=OWED)) > 1, "the repetition of what was not answered")
+        controller.wait_for(lambda: len(controller.asked(address=MISSING)) > 1, "the repetition of what was not answered")
         asked_for = time.monotonic()
         poll.write("first = 4711")
         reports = []
@@ -41,7 +42,7 @@ class Deadline(Sentences):
         sent = [event for event in controller.events("asked") if not event.request.reads]
         if not sent:
             self.assertIn("expired", str(reports))
-        for event in sent:  # the machine was so busy that the owed reply was given up
+        for event in sent:  # the machine was so busy that kelpo no longer expected the missing reply
             self.assertLess(event.moment - asked_for, WITHIN_S + 0.5, "a late write was sent")
 
 

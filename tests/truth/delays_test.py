@@ -20,7 +20,7 @@ ON_THE_WAY_S = 0.1 * TIME_OUT_S  # that the system may take to carry a request o
 TIMES = ["--reply-timeout", int(1000 * TIME_OUT_S), "--settle", 20]
 PLACES = range(0, 8000, 200)  # so far apart that no request reads two of them
 AT_ONCE = 8  # registers that a `kelpo read` is asked for
-SHORT = 600  # exchanges when nobody has said how many
+SHORT = 600  # exchanges unless given
 CONSTANT = (0.1, 0.5, 0.9, 1.0, 1.1, 1.5, 2.0, 3.0, 4.0)  # time-outs
 MOST = 4.0
 
@@ -41,7 +41,7 @@ CASES += [(name, order, make) for order in (QUEUED, IN_ORDER, OVERTAKING)
 
 @dataclasses.dataclass
 class Outcome:
-    """What came of one line."""
+    """The results of one line."""
     delay: str = ""
     order: str = ""
     exchanges: int = 0
@@ -101,7 +101,7 @@ def line(case, seed, exchanges):
 
 
 def run(exchanges, lines):
-    """All cases, over and over until there were EXCHANGES exchanges. Yields the outcome of each line."""
+    """All cases, again and again until there were EXCHANGES exchanges. Yields the outcome of each line."""
     longest = 200  # exchanges of one line
     rounds = max(1, exchanges // (longest * len(CASES)))
     each = -(-exchanges // (rounds * len(CASES)))
@@ -113,7 +113,7 @@ def run(exchanges, lines):
 
 
 class Delays(Sentences):
-    maxDiff = None  # what was wrong is to be seen whole
+    maxDiff = None  # shows everything that was wrong
 
     def test_no_register_is_shown_with_the_value_of_another_whatever_the_delay(self):
         totals = {}

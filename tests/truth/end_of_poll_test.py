@@ -30,7 +30,7 @@ class EndOfPoll(Sentences):
         asked = len(self.controller.events("asked"))
         poll = start("poll", self.list, *self.line, *PATIENT, "--format", "json", "--every", 20)
         self.controller.wait_for(lambda: len(self.controller.events("asked")) > asked + 1 and self.unanswered(),
-                                 "a request of the poll that is under way")
+                                 "a request of the poll that is not answered yet")
         return poll
 
     def read_shows_what_is_there(self):
@@ -66,7 +66,7 @@ class EndOfPoll(Sentences):
             poll.wait(timeout=EMERGENCY_S)
             self.read_shows_what_is_there()
 
-    def test_a_read_after_a_poll_that_was_killed_prints_no_value_of_its(self):
+    def test_a_read_after_a_poll_that_was_killed_prints_what_is_there(self):
         for _ in range(ROUNDS):
             poll = self.start_poll()
             poll.kill()

@@ -4,7 +4,7 @@ from programs import EMERGENCY_S, kelpo, list_file, start
 from sentences import Sentences, main
 
 BAD, GOOD = 2, (1, 3)
-MUCH = 5  # this many requests of a station show that it is not left out
+ENOUGH = 5  # this many more requests of a station show that it is still served
 QUICK = ["--reply-timeout", 100, "--settle", 20]
 
 
@@ -23,8 +23,8 @@ class FiveBytes(Sentences):
     def station_answers_all_with(self, frame):
         self.controller.behave = lambda request: [(0, frame if request.station == BAD else self.controller.serve(request))]
 
-    def the_others_go_on(self, frame):
-        """Station 2 answers all with FRAME: stations 1 and 3 are still asked, and a queued write is sent."""
+    def the_others_are_still_served(self, frame):
+        """Station 2 answers everything with FRAME: stations 1 and 3 are still asked, and a queued write is sent."""
         self.station_answers_all_with(frame)
         path = list_file([(f"of {station}", station, 7, 100, 1) for station in (1, 2, 3)], self.folder)
         poll = start("poll", path, "--line", self.controller.path, *QUICK, "--format", "json", "--writes", stdin=-1)
@@ -34,7 +34,7 @@ class FiveBytes(Sentences):
             poll.stdin.flush()
             before = {station: len(self.controller.asked(station=station)) for station in GOOD}
             self.controller.wait_for(
-                lambda: all(len(self.controller.asked(station=station)) > before[station] + MUCH for station in GOOD),
+                lambda: all(len(self.controller.asked(station=station)) > before[station] + ENOUGH for station in GOOD),
                 "requests of the stations that are good")
             self.assertEqual([(event.station, event.address, event.value) for event in self.controller.events("written")],
                              [(1, 100, 4711)])
@@ -44,16 +44,16 @@ class FiveBytes(Sentences):
         return text
 
     def test_a_station_that_answers_all_with_five_bytes_does_not_stop_the_others(self):
-        self.the_others_go_on(short_reply(BAD))
+        self.the_others_are_still_served(short_reply(BAD))
 
-    def test_nor_does_a_station_that_answers_all_with_a_wrong_check(self):
-        self.the_others_go_on(short_reply(BAD, right=False))
+    def test_a_station_that_answers_all_with_a_wrong_check_sum_does_not_stop_the_others(self):
+        self.the_others_are_still_served(short_reply(BAD, right=False))
 
-    def test_nor_does_a_station_that_answers_all_in_the_name_of_another(self):
-        self.the_others_go_on(short_reply(9))
+    def test_a_station_that_answers_all_with_the_number_of_another_does_not_stop_the_others(self):
+        self.the_others_are_still_served(short_reply(9))
 
     def test_a_station_that_answers_all_with_five_bytes_is_reported(self):
-        text = self.the_others_go_on(short_reply(BAD))
+        text = self.the_others_are_still_served(short_reply(BAD))
         self.assertRegex(text, f'"station":{BAD},[^\n]*"text"')
 
     def test_a_read_of_a_station_that_answers_with_five_bytes_ends_and_fails(self):

@@ -1,4 +1,4 @@
-"""A reply that is late is never taken for the answer of another request."""
+"""A reply that is late is never taken for the answer to another request."""
 import itertools
 import re
 
@@ -23,10 +23,10 @@ class LateReply(Sentences):
         self.true_or_failed(read, controller)
         self.assertEqual(len(records(read.stdout)), 3)
 
-    def test_three_reads_at_a_controller_that_takes_700_ms_print_no_value_of_another_register(self):
+    def test_three_reads_with_replies_after_700_ms_print_no_value_of_another_register(self):
         self.three_reads(IN_ORDER)
 
-    def test_three_reads_at_a_controller_that_takes_700_ms_for_each_print_no_value_of_another_register(self):
+    def test_three_reads_with_queued_replies_of_700_ms_print_no_value_of_another_register(self):
         self.three_reads(QUEUED)
 
     def test_a_read_says_that_reply_ms_is_too_short_and_what_was_seen(self):
@@ -38,8 +38,8 @@ class LateReply(Sentences):
 
     def test_a_poll_shows_that_reply_ms_is_too_short(self):
         """Every other reply is late, and comes before the station is asked again."""
-        chance = itertools.cycle((0.0, 0.7))
-        controller = self.controller(lambda: next(chance))
+        delays = itertools.cycle((0.0, 0.7))
+        controller = self.controller(lambda: next(delays))
         poll = Poll(list_file([("one", 1, 7, 100, 1), ("other", 1, 7, 300, 1)], self.folder), controller, "--format",
                     "json", "--every", 100, quick=("--settle", 20))
         controller.wait_for(lambda: len(controller.asked()) > 8, "requests of the poll")

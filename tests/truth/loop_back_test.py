@@ -1,4 +1,4 @@
-"""A line that only gives back what was sent answers nothing."""
+"""A line that only returns what was sent is never taken for an answer."""
 from controller import Controller
 from programs import NO_REPLY, OK, kelpo, records
 from sentences import Sentences, main

@@ -1,4 +1,4 @@
-"""What is written while the line is lost, or is lost with it, does no harm when the line is back."""
+"""Writes that wait or are under way while the line is lost do no harm when the line is back."""
 from controller import Controller
 from programs import list_file
 from record_test import Poll
@@ -19,19 +19,19 @@ class LostLine(Sentences):
         return poll
 
     def comes_back(self):
-        """The line is back, and the poll has asked so much that a write that waited would have been sent."""
+        """The line is back, and the poll has sent so many requests that a write that waited would have been sent."""
         before = len(self.controller.events("asked"))
-        self.controller.live()
+        self.controller.open_line()
         self.controller.wait_for(lambda: len(self.controller.events("asked")) > before + 20, "requests on the line")
 
-    def test_a_write_whose_time_is_over_while_the_line_is_lost_is_reported_and_never_sent(self):
+    def test_a_write_that_expires_while_the_line_is_lost_is_reported_and_never_sent(self):
         poll = self.poll()
-        self.controller.die()
+        self.controller.hang_up()
         self.controller.wait_for(lambda: poll.records(kind="line-lost"), "the line to be noticed as lost")
         poll.write("other = 4711")
         self.controller.wait_for(
             lambda: [r for r in poll.records(name="other") if r["kind"].startswith("write-") and "expired" in str(r)],
-            "a report that the write is expired")
+            "a report that the write has expired")
         self.comes_back()
         self.assertEqual(self.controller.events("written"), [])
         self.assertEqual([request for request in self.controller.asked() if not request.reads], [])
@@ -39,7 +39,7 @@ class LostLine(Sentences):
 
     def test_with_fail_a_write_to_a_lost_line_fails_at_once_and_is_never_sent(self):
         poll = self.poll("--if-away", "fail", "--within", "10min")
-        self.controller.die()
+        self.controller.hang_up()
         self.controller.wait_for(lambda: poll.records(kind="line-lost"), "the line to be noticed as lost")
         poll.write("other = 4711")
         self.controller.wait_for(
@@ -62,7 +62,7 @@ class LostLine(Sentences):
         poll = self.poll("--reply-timeout", "2000", "--within", "120s")
         poll.write("bit = 1")
         self.controller.wait_for(lambda: "lost" in state, "the write half of the bit")
-        self.controller.die()
+        self.controller.hang_up()
         self.controller.set_register(1, 100, 0x0100)
         self.controller.wait_for(lambda: poll.records(kind="line-lost"), "the line to be noticed as lost")
         self.comes_back()

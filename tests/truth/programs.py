@@ -28,7 +28,7 @@ def start(*words, **options):
 
 
 def records(text):
-    """The objects of a --json or json output. What is cut off in its middle by a signal is left out."""
+    """The objects of a --json or json output, without a last line that a signal has cut off."""
     found = []
     for line in text.splitlines():
         try:

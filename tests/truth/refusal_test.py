@@ -1,4 +1,4 @@
-"""A refusal is an answer: it costs one exchange, and a block that is refused is asked for now and then only."""
+"""A refusal is an answer: it costs one exchange, and a block that is refused is asked for only now and then."""
 from controller import Controller
 from programs import REFUSED, kelpo, list_file
 from record_test import Poll

@@ -27,11 +27,11 @@ class Relay(Sentences):
         self.addCleanup(controller.close)
 
         def behave(request):
-            fate = chance.random()
-            reply = controller.serve(request) if fate > 0.05 else b""  # five of a hundred requests are lost
-            if fate < 0.15:
+            drawn = chance.random()
+            reply = controller.serve(request) if drawn > 0.05 else b""  # five of a hundred requests are lost
+            if drawn < 0.15:
                 return []
-            if fate < 0.25:
+            if drawn < 0.25:
                 reply += reply
             return [(chance.uniform(0, 2 * TIME_OUT_S), reply)]
 

@@ -1,4 +1,5 @@
-"""A station that does not answer leaves its time to the others, is asked now and then, and is back when it answers."""
+"""A station that does not answer leaves its time to the others, is asked now and then, and is polled again as soon as
+it answers."""
 from controller import Controller
 from programs import NO_REPLY, OK, kelpo, list_file, records
 from record_test import Poll

@@ -10,7 +10,7 @@ options = argparse.Namespace(exchanges=0, lines=0, runs=0)
 
 
 class Sentences(unittest.TestCase):
-    """Sentences about kelpo, each held against a controller."""
+    """Sentences about kelpo, each checked with a controller."""
 
     # How late a reply may be so that kelpo knows which request it is for; without it the controller is never late.
     promise_s = None
@@ -45,8 +45,8 @@ class Sentences(unittest.TestCase):
         return len(values)
 
     def holds(self, shown, held, controller):
-        """The value that is SHOWN is the one HELD by the controller; if not, says whose it is. When the reply with that
-        value left the controller later than promised, the machine was too busy, and nothing is judged."""
+        """The value that is SHOWN is the one HELD by the controller; if not, says which register has it. When the reply
+        with that value left the controller later than promised, the machine was too busy, and nothing is judged."""
         if shown["values"] == [held]:
             return
         owners = [f"{station}:{address}" for station in controller.stations for address in range(0, 9000)
@@ -66,7 +66,7 @@ class Sentences(unittest.TestCase):
 
 
 def main():
-    """Runs the sentences of a file. --exchanges, --lines and --runs are for the long form of those that can be long."""
+    """Runs the sentences of a file. --exchanges, --lines and --runs make those longer that can be long."""
     parser = argparse.ArgumentParser()
     parser.add_argument("--exchanges", type=int, default=0)
     parser.add_argument("--lines", type=int, default=0)

@@ -1,4 +1,4 @@
-"""A pseudo-terminal that is not, or no longer, a controller's is left alone."""
+"""A pseudo-terminal that is not a controller's, or is no longer one, is left alone."""
 import os
 import pty
 import select
@@ -21,7 +21,7 @@ class Terminal(Sentences):
         self.assertEqual(termios.tcgetattr(slave), settings)
 
     def test_the_terminal_of_a_login_is_never_opened(self):
-        """A program that has the terminal as its own takes the place of the login's shell."""
+        """Instead of a login's shell, a program has the terminal as its own."""
         process, master = pty.fork()
         if process == 0:
             os.write(1, b"!")
@@ -43,7 +43,7 @@ class Terminal(Sentences):
             self.untouched(master, settings, slave)
 
     def test_a_link_that_is_older_than_the_terminal_is_not_followed(self):
-        """The controller is gone, and its number was given to the next one that asked for a terminal."""
+        """The controller has ended, and the number of its terminal was given to the next program that asked for one."""
         with Controller() as controller:
             link = os.path.join(self.folder, "link")
             os.symlink(os.path.realpath(controller.path), link)
@@ -55,14 +55,14 @@ class Terminal(Sentences):
             self.assertEqual(controller.asked(), [])
 
     def test_a_poll_that_lost_its_terminal_leaves_the_next_one_of_that_name_alone(self):
-        """The name is that of the terminal itself, so nothing leads to the controller when it is back elsewhere."""
+        """The name is that of the terminal itself, so it does not lead to a controller that is back with another one."""
         controller = Controller()
         self.addCleanup(controller.close)
         name = os.path.realpath(controller.path)
         poll = Poll(list_file([("word", 1, 7, 100, 1)], self.folder), controller, "--format", "json", path=name)
         self.addCleanup(poll.end)
         controller.wait_for(lambda: poll.records(kind="value", quality="good"), "a good value")
-        controller.die()
+        controller.hang_up()
         controller.wait_for(lambda: poll.records(kind="line-lost"), "the line to be noticed as lost")
         others = self.terminals_until(name)
         self.addCleanup(lambda: [os.close(one) for pair in others for one in pair])
