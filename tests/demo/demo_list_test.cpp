@@ -34,7 +34,7 @@ TEST(DemoList, PlacesAsManyValuesAsTheVariableHas) {
     }
 }
 
-// The driver answers a bit in a word from the word, which nothing else polls.
+// The driver takes a bit in a word from the word, which nothing else polls.
 TEST(DemoList, PollsEveryWordWhoseBitsItShows) {
     const std::map<int, int> word_type = {{15, 7}, {16, 8}, {17, 11}};
     for (const DemoRow &bits : demo_list()) {

@@ -1,4 +1,4 @@
-// The built programs together: the controller on one end of a pseudo-terminal, the host with the driver on the other.
+// The built programs together: the controller at one end of a pseudo-terminal, the host with the driver at the other.
 #include "process.h"
 #include "terminal_window.h"
 
@@ -64,7 +64,7 @@ bool counts_any(const std::string &text, const std::string &name) {
 }
 
 TEST_F(DemoTest, FindsEverythingRight) {
-    // It waits for 20 of these: for replies that do not come, and that those could come late.
+    // It waits for 20 of these: for replies that do not come, and in case they come late.
     const char *const time_out = "800";
     Process host(demo({"--until-proven", "--seconds", "100", "--reply-timeout", time_out}), output_file());
     EXPECT_EQ(host.exit_code(), 0) << host.output();
@@ -84,8 +84,8 @@ TEST_F(DemoTest, FindsEverythingRight) {
     EXPECT_FALSE(contains(output, "\x1b")) << output;
 }
 
-TEST_F(DemoTest, NoticesADriverThatGivesOneValueWrongly) {
-    Process host(demo({"--keep"}, FALSE_DRIVER_FILE), output_file());
+TEST_F(DemoTest, NoticesADriverThatGivesOneWrongValue) {
+    Process host(demo({"--keep"}, WRONG_VALUE_DRIVER_FILE), output_file());
     ASSERT_TRUE(comes_true([&] { return counts_any(host.output(), "wrong "); })) << host.output();
     host.signal(SIGINT);
     EXPECT_EQ(host.exit_code(), 1) << host.output();
@@ -98,7 +98,7 @@ TEST_F(DemoTest, NoticesADriverThatGivesOneValueWrongly) {
 }
 
 TEST_F(DemoTest, NoticesADriverThatWritesWrongly) {
-    Process host(demo({"--keep", "--reply-timeout", reply_timeout}, LYING_DRIVER_FILE), output_file());
+    Process host(demo({"--keep", "--reply-timeout", reply_timeout}, WRONG_WRITE_DRIVER_FILE), output_file());
     const std::string altered = "write tank setpoint (station 2, type 9, address 100) = 5005: ";
     const std::string missing = "write tank limits (station 3, type 10, address 100) = 11 22 33: ";
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), missing); })) << host.output();
@@ -132,7 +132,7 @@ TEST_F(DemoTest, EndsCleanlyWhenInterrupted) {
     EXPECT_TRUE(contains(host.output(), "verdict    ")) << host.output();
 }
 
-TEST_F(DemoTest, EndsWhenTheControllerGoes) {
+TEST_F(DemoTest, EndsWhenTheControllerIsGone) {
     Process host(demo({"--keep"}), output_file());
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), "; passes "); })) << host.output();
     controller->signal(SIGKILL);
@@ -155,8 +155,8 @@ TEST_F(DemoTest, NamesWhatItCannotOpen) {
     EXPECT_EQ(no_memory.exit_code(), 6);
     EXPECT_TRUE(contains(no_memory.output(), "/nowhere/memory")) << no_memory.output();
 
-    Process no_sense({KELPO_DEMO_PROGRAM, "--sense"}, directory.file("no sense.txt"));
-    EXPECT_EQ(no_sense.exit_code(), 2);
+    Process unknown_option({KELPO_DEMO_PROGRAM, "--unknown"}, directory.file("unknown option.txt"));
+    EXPECT_EQ(unknown_option.exit_code(), 2);
 }
 
 TEST_F(DemoTest, ShowsTheScreenOfPollOnATerminal) {
@@ -178,7 +178,7 @@ protected:
     }
 };
 
-TEST_F(DemoWithoutFaults, MissesWhatWasToFail) {
+TEST_F(DemoWithoutFaults, NoticesThatAnExpectedFailureDidNotHappen) {
     Process host(demo({"--keep", "--reply-timeout", reply_timeout}), output_file());
     ASSERT_TRUE(comes_true([&] { return contains(host.output(), "write without an answer, "); })) << host.output();
     host.signal(SIGINT);

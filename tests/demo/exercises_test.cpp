@@ -75,7 +75,7 @@ TEST(WriteExercises, GiveEveryPlaceAValue) {
     }
 }
 
-TEST(WriteExercises, KnowWhatTheControllerMoves) {
+TEST(WriteExercises, KnowWhatTheControllerChanges) {
     for (const WriteExercise &exercise : all_writes()) {
         const auto addresses = addresses_of(exercise.target);
         EXPECT_EQ(exercise.target.moves, std::any_of(addresses.begin(), addresses.end(), moves))
@@ -83,7 +83,7 @@ TEST(WriteExercises, KnowWhatTheControllerMoves) {
     }
 }
 
-TEST(WriteExercises, LeaveAloneWhatIsShown) {
+TEST(WriteExercises, WriteNothingThatIsShown) {
     std::set<Address> shown;
     for (const DemoRow &row : kelpo::demo_list())
         for (const Address &address : addresses_of(row))

@@ -7,7 +7,7 @@
 #include <tuple>
 #include <vector>
 
-/// A controller's account that the test writes itself. What it does not name is not on record.
+/// A controller's memory that the test fills itself. What it does not set is not recorded.
 class HandMadeMemory : public kelpo::ControllerMemory {
 public:
     using Moment = kelpo::Moment;

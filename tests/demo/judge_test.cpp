@@ -35,7 +35,7 @@ const DemoRow signed_long{{"total", 2, 12, "4", 2, View::signed_longs}, Kind::lo
 const DemoRow coils{{"lamps", 2, 0, "0", 3, View::bits}, Kind::coil, {{1200, 3}}, true};
 const DemoRow word_bits{{"flags", 2, 17, "7.8", 3, View::bits}, Kind::word_bit, {{8507, 3, 8}}, true};
 
-TEST_F(JudgeTest, FindsAValueRightThatWasHeldInTheRange) {
+TEST_F(JudgeTest, AcceptsAValueThatWasHeldInTheRange) {
     hold(1, 4, 40);
     hold(1, 5, 50);
     EXPECT_EQ(judge.judge(word, {40}, {4, 5}), Verdict::right);
@@ -44,7 +44,7 @@ TEST_F(JudgeTest, FindsAValueRightThatWasHeldInTheRange) {
     EXPECT_EQ(judge.wrong(), 0U);
 }
 
-TEST_F(JudgeTest, FindsAValueWrongThatWasHeldBeforeTheRangeOnly) {
+TEST_F(JudgeTest, RejectsAValueThatWasHeldOnlyBeforeTheRange) {
     hold(1, 3, 30);
     hold(1, 4, 40);
     hold(1, 5, 50);
@@ -68,7 +68,7 @@ TEST_F(JudgeTest, NotesOnlyTheFirstComplaintsButCountsAll) {
     EXPECT_EQ(judge.complaints().size(), 10U);
 }
 
-TEST_F(JudgeTest, SaysNothingOfMomentsThatAreNotOnRecord) {
+TEST_F(JudgeTest, DoesNotJudgeMomentsThatAreNotRecorded) {
     hold(1, 5, 50);
     EXPECT_EQ(judge.judge(word, {40}, {4, 5}), Verdict::unproven);
     EXPECT_EQ(judge.judge(word, {50}, {4, 5}), Verdict::right);
@@ -76,7 +76,7 @@ TEST_F(JudgeTest, SaysNothingOfMomentsThatAreNotOnRecord) {
     EXPECT_EQ(judge.wrong(), 0U);
 }
 
-TEST_F(JudgeTest, FindsAMissingValueWrong) {
+TEST_F(JudgeTest, RejectsAMissingValue) {
     hold(1, 4, 40);
     EXPECT_EQ(judge.judge(word, {}, {4, 4}), Verdict::wrong);
     EXPECT_EQ(judge.judge(word, {40, 40}, {4, 4}), Verdict::wrong);
@@ -114,7 +114,7 @@ TEST_F(JudgeTest, ExpectsTheValuesOfOnePlaceToBeOfOneMoment) {
     EXPECT_EQ(judge.judge(coils, {1, 1, 1}, {4, 5}), Verdict::wrong);
 }
 
-TEST_F(JudgeTest, LetsTwoPlacesBeOfDifferentMoments) {
+TEST_F(JudgeTest, AllowsTwoPlacesOfDifferentMoments) {
     hold(7999, 4, 10);
     hold(7999, 5, 11);
     hold(50000, 4, 20);
@@ -129,7 +129,7 @@ TEST_F(JudgeTest, CountsTheBitsOfAWordFromTheLowest) {
     EXPECT_EQ(judge.judge(word_bits, {0, 1, 0}, {4, 4}), Verdict::wrong);
 }
 
-TEST_F(JudgeTest, LooksAtTheVariablesOwnStation) {
+TEST_F(JudgeTest, UsesTheVariablesOwnStation) {
     memory.registers[{3, 1, 4}] = 40;
     hold(1, 4, 41);
     EXPECT_EQ(judge.judge(word, {40}, {4, 4}), Verdict::wrong);

@@ -36,13 +36,13 @@ protected:
     }
 };
 
-TEST_F(WriteJudge, IsContentWhenEverythingWasWrittenAndIsHeld) {
+TEST_F(WriteJudge, AcceptsAWriteThatIsLoggedAndHeld) {
     hold(8254, 1), hold(8255, 2), hold(12100, 3);
     write(8254, 0, 1), write(8255, 0, 2), write(12100, 9, 3);
     EXPECT_EQ(fault(words, {1, 2, 3}), "");
 }
 
-TEST_F(WriteJudge, MissesAWriteThatIsNotInTheLog) {
+TEST_F(WriteJudge, NoticesAWriteThatIsNotInTheLog) {
     hold(8254, 1), hold(8255, 2), hold(12100, 3);
     EXPECT_EQ(fault(words, {1, 2, 3}), "the controller's log has no such write to address 8254");
     write(8254, 0, 1), write(8255, 0, 2);
@@ -98,7 +98,7 @@ TEST_F(WriteJudge, ReadsCoilsFromTheirOwnTable) {
     EXPECT_NE(fault(coils, {1, 0}), "");
 }
 
-TEST_F(WriteJudge, ExpectsOneBitChangedAndTheOthersAsTheyWere) {
+TEST_F(WriteJudge, ExpectsOneBitChangedAndTheOthersUnchanged) {
     write(7, 0x0123, 0x8123), write(8, 0x0041, 0x0040);
     EXPECT_EQ(fault(word_bits, {1, 0}), "");
     log[0].after = 0x8122;

@@ -29,8 +29,8 @@ constexpr std::uint64_t most_tries = (2 + 4) * (retries + 1);
 // A link that does nothing for this long has stopped, even on a busy machine.
 constexpr std::chrono::minutes standstill(3);
 
-// At first the faults spare this many requests of each controller.
-constexpr unsigned spared = 120;
+// The first requests of each controller, which have no faults.
+constexpr unsigned requests_before_faults = 120;
 
 constexpr const char *always[] = {"dead station=4", "dead station=5 after=30 every=60 for=25"};
 
@@ -53,7 +53,7 @@ QByteArray bytes_of_write(const Variable &variable, int number, std::uint32_t se
     QByteArray bytes;
     const int type = variable.shown.type;
     for (std::size_t i = 0; i < variable.places.size(); ++i) {
-        const std::size_t place = type >= 12 && type <= 14 ? i ^ 1U : i;  // of 32 bits, the low half comes first
+        const std::size_t place = type >= 12 && type <= 14 ? i ^ 1U : i;  // the low half of 32 bits comes first
         const std::uint16_t value = written_value(variable, number, static_cast<int>(place), serial);
         bytes.append(static_cast<char>(value & 0xFF));
         if (type >= 7 && type <= 14)
@@ -62,8 +62,7 @@ QByteArray bytes_of_write(const Variable &variable, int number, std::uint32_t se
     return bytes;
 }
 
-// Without the pages that the allocator holds free, as many as there were at the highest mark that chance has brought so
-// far.
+// Without the pages that are free but kept by the allocator: their number depends on the busiest moment so far.
 long size_of_what_is_held() {
     malloc_trim(0);
     return resident_size();
@@ -99,8 +98,8 @@ Campaign::~Campaign() {
 
 bool Campaign::run(std::ostream &out) {
     try {
-        for (unsigned life = 0; exchanges_ < options_.exchanges && judge_.complaints().empty(); ++life)
-            live(life);
+        for (unsigned number = 0; exchanges_ < options_.exchanges && judge_.complaints().empty(); ++number)
+            run_controller(number);
     } catch (const LinkStopped &) {
         judge_.complain("the link has stopped");
     }
@@ -117,20 +116,21 @@ bool Campaign::run(std::ostream &out) {
 }
 
 // One controller, from its start to its end.
-void Campaign::live(unsigned life) {
+void Campaign::run_controller(unsigned number) {
     const std::uint64_t length =
         std::min<std::uint64_t>(400 + random_() % 3000, std::max<std::uint64_t>(300, options_.exchanges / 10));
     const bool abrupt = random_() % 3 == 0;
-    const FaultChoice choice = choose_faults(random_, spared, static_cast<unsigned>(length / 2), options_.faults);
+    const FaultChoice choice =
+        choose_faults(random_, requests_before_faults, static_cast<unsigned>(length / 2), options_.faults);
     std::vector<std::string> faults(std::begin(always), std::end(always));
     faults.insert(faults.end(), choice.lines.begin(), choice.lines.end());
 
-    judge_.expect_life(faults,
-                       {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2, most_tries});
-    const std::string presets = judge_.presets(life == 0 ? nullptr : &controller_.memory());
-    controller_.start(faults, presets, options_.seed + life);
-    judge_.begin_life(controller_.memory());
-    if (life == 0) {
+    judge_.expect_controller(
+        faults, {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2, most_tries});
+    const std::string presets = judge_.presets(number == 0 ? nullptr : &controller_.memory());
+    controller_.start(faults, presets, options_.seed + number);
+    judge_.controller_started(controller_.memory());
+    if (number == 0) {
         rebuild();
         session_.start();
         screens_ = std::thread([this] { show(); });
@@ -152,9 +152,9 @@ void Campaign::live(unsigned life) {
     measure_memory();
     judge_.expect_end();
     controller_.end();
-    judge_.end_life(at_rest);
-    // Early once, so that memory has seen its highest mark before it is measured.
-    const bool fill = random_() % 16 == 0 || life == 0;
+    judge_.controller_ended(at_rest);
+    // Once early, so that the use of memory has been at its highest before it is measured.
+    const bool fill = random_() % 16 == 0 || number == 0;
     if (fill && exchanges_ + 8 * most_queued < options_.exchanges)
         fill_queue();
 }
@@ -195,19 +195,19 @@ void Campaign::read_once(int variable) {
     judge_.queued(request, waiting >= most_queued);
 }
 
-// Every other time only half of the variables are on the screen.
+// Half of the time, only half of the variables are on the screen.
 void Campaign::rebuild() {
     QList<HOST_VAR> *list = random_() % 2 == 0 ? &all_polled_ : &half_polled_;
     rebuild_waits_.measure([&] { return driver_.library().entry().ReCreatReadVarList(list); });
 }
 
-// While the line is lost nothing leaves the queue: what does not fit any more is refused.
+// While the line is lost nothing leaves the queue: what does not fit is refused.
 void Campaign::fill_queue() {
     for (int i = 0; i < most_queued + 50; ++i)
         write(written_[random_() % written_.size()]);
 }
 
-// What waits is dealt with, everything is read again, and then screens and controller agree.
+// Waits until all requests have ended and everything has been read again. Screens and controller must agree then.
 void Campaign::come_to_rest() {
     while (driver_.library().requests_waiting() > 0 || resting_.is_any_live_off())
         pace();
@@ -226,7 +226,7 @@ void Campaign::come_to_rest() {
     }
 }
 
-// Of those that come to an end.
+// Those that end after a number of times.
 bool Campaign::faults_are_over(const FaultChoice &choice) const {
     const std::vector<plc::FaultCount> counts = controller_.memory().fault_counts();
     for (std::size_t i = 0; i < choice.times.size(); ++i)
@@ -245,7 +245,7 @@ void Campaign::pace() {
     measure_memory();
 }
 
-// A screen looks at some variables after each exchange.
+// A screen shows some variables after each exchange.
 void Campaign::show() {
     constexpr std::size_t at_once = 12;
     std::size_t next = 0;
@@ -303,7 +303,7 @@ void Campaign::print(std::ostream &out) const {
     row("stations at rest", scores.rests);
     row("stations that answered again", scores.returns);
     row("worst tries in a row without a reply", scores.worst_tries);
-    row("worst wait of a live station, tries without a reply", scores.worst_wait);
+    row("worst wait of an answering station, tries without a reply", scores.worst_wait);
     row("hang-ups", scores.hang_ups);
     row("recoveries", scores.recoveries);
     row("worst recovery, exchanges", scores.worst_recovery);

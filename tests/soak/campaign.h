@@ -27,10 +27,10 @@ struct Options {
     std::string plc;
     unsigned seed = 1;
     std::uint64_t exchanges = 10000;
-    std::vector<std::string> faults;  ///< words of those that may happen; none: all
+    std::vector<std::string> faults;  ///< the words of those that may happen; empty: all
 };
 
-/// Lets other threads keep step with the link, whose requests are the driver's and the host's own.
+/// Lets other threads wait for the link's requests, those of the driver and the host's own.
 class Pace : public kelpo::LinkWatcher {
 public:
     void exchanged(const kelpo::Exchange &) override {
@@ -59,14 +59,14 @@ private:
     std::uint64_t requests_ = 0;
 };
 
-/// Knows which stations rest, for threads that queue requests in the driver themselves: it drops what waits for these.
+/// Knows which stations rest, for threads that queue requests in the driver themselves: it drops their requests.
 class Resting : public kelpo::LinkWatcher {
 public:
     bool is_off(int station) const {
         return off_[static_cast<std::size_t>(station)];
     }
     bool is_any_live_off() const {
-        return std::any_of(std::begin(live_stations), std::end(live_stations),
+        return std::any_of(std::begin(answering_stations), std::end(answering_stations),
                            [this](int station) { return is_off(station); });
     }
     void station_rests(int station, std::chrono::milliseconds) override {
@@ -82,7 +82,7 @@ private:
     std::array<std::atomic<bool>, stations> off_{};
 };
 
-/// One run: a host with several threads, a line, a controller that does everything wrong, and the judge.
+/// One run: a host with several threads, a line, controllers with every kind of fault, and the judge.
 class Campaign {
 public:
     explicit Campaign(const Options &options);
@@ -96,7 +96,7 @@ public:
 private:
     struct LinkStopped {};
 
-    void live(unsigned life);
+    void run_controller(unsigned number);
     void ask_at_random();
     void write(int variable);
     void read_once(int variable);

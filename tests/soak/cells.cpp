@@ -47,7 +47,7 @@ std::vector<std::uint16_t> values_of(const Variable &variable, const QByteArray 
             values.push_back(static_cast<std::uint16_t>(byte(i)));
             continue;
         }
-        const std::size_t word = type >= 12 ? i ^ 1U : i;  // of 32 bits, the low half comes first
+        const std::size_t word = type >= 12 ? i ^ 1U : i;  // the low half of 32 bits comes first
         values.push_back(static_cast<std::uint16_t>(byte(2 * word) | byte(2 * word + 1) << 8));
     }
     return values;
@@ -104,9 +104,9 @@ std::string Cells::carried_out(int variable, std::uint32_t serial, const plc::Lo
                               " went from " + std::to_string(write.before) + " to " + std::to_string(write.after) +
                               " by write " + std::to_string(serial) + " of " + asked_for.shown.name;
     if (state == nullptr)
-        return where + ", which does not lie there";
+        return where + ", which is not there";
     if (!state->moves && write.before != state->holds)
-        return where + ", though it held " + std::to_string(state->holds);
+        return where + ", although it held " + std::to_string(state->holds);
     for (Written &written : state->written) {
         if (written.variable != variable || (written.bit >= 0 && written.bit != bit % 16))
             continue;
@@ -128,7 +128,7 @@ std::string Cells::carried_out(int variable, std::uint32_t serial, const plc::Lo
         }
         return where + ", which is " + std::to_string(wanted);
     }
-    return where + ", which does not lie there";
+    return where + ", which is not there";
 }
 
 void Cells::read(int station, bool coils, int address, int count, bool right, Age age, std::uint64_t exchange) {
@@ -202,14 +202,15 @@ std::string Cells::judge(int variable, const QByteArray &shown, const std::vecto
 // `value` is a bit when `bit` is not -1 or the cell is a coil.
 bool Cells::may_show(const State &state, std::uint16_t value, int bit, std::uint32_t floor, Age age, Age now,
                      const std::vector<plc::Moment> &last_moments) const {
-    if (age.life < 0 && value == 0)
+    if (age.controller < 0 && value == 0)
         return true;
     if (state.scrambled || (state.moves && !state.written.empty()))
         return true;
     if (state.moves) {
-        for (int life = std::max(age.life, 0); life <= now.life; ++life) {
-            const plc::Moment first = life == age.life ? age.moment : 0;
-            const plc::Moment last = life == now.life ? now.moment : last_moments[static_cast<std::size_t>(life)];
+        for (int controller = std::max(age.controller, 0); controller <= now.controller; ++controller) {
+            const plc::Moment first = controller == age.controller ? age.moment : 0;
+            const plc::Moment last =
+                controller == now.controller ? now.moment : last_moments[static_cast<std::size_t>(controller)];
             for (plc::Moment moment = first; moment <= last; ++moment) {
                 const auto moving = *plc::moving_value(static_cast<unsigned>(state.cell.station), table_of(state.cell),
                                                        static_cast<unsigned>(state.cell.address), moment);
@@ -247,8 +248,8 @@ bool Cells::read_since(int variable, std::uint64_t exchange) const {
 std::string Cells::compare(const plc::MemoryReader &memory) const {
     for (const State &state : states_)
         if (!state.moves && state.cell.station != absent_station && held(memory, state.cell) != state.holds)
-            return name_of(state.cell) + " holds " + std::to_string(held(memory, state.cell)) + ", by its log " +
-                   std::to_string(state.holds);
+            return name_of(state.cell) + " holds " + std::to_string(held(memory, state.cell)) +
+                   ", according to its log " + std::to_string(state.holds);
     return std::string();
 }
 

@@ -12,9 +12,9 @@
 
 namespace soak {
 
-/// A life of the controller and a moment of it: it begins at moment 0 each time. Life -1: never.
+/// The number of a controller, and a moment of it: each begins at moment 0. Controller -1: never.
 struct Age {
-    int life;
+    int controller;
     plc::Moment moment;
 };
 
@@ -24,16 +24,16 @@ class Cells {
 public:
     explicit Cells(const std::vector<Variable> &variables);
 
-    /// Lines of a preset file: what a controller is to begin with. From the memory of the one before, if there is one.
+    /// Lines of a preset file: what a controller begins with. From the memory of the one before, if there is one.
     std::string presets(const plc::MemoryReader *before) const;
 
-    /// The write number `serial` of the variable was asked for: from now on it may be shown.
+    /// Write number `serial` of the variable was asked for: from now on it may be shown.
     void asked(int variable, std::uint32_t serial);
 
     /// The controller carried out a write of the variable. Returns what is wrong with it, or nothing. `bit` is the bit
-    /// that was to be merged, as register x 16 + bit of the request, or -1. `merged_badly` says that the register that
-    /// it was merged into was taken from a wrong reply: then other bits may be lost. `places` receives the numbers of
-    /// the places that were reached.
+    /// that was to be merged, as register x 16 + bit of the request, or -1. `merged_badly` says that it was merged into
+    /// a register from a wrong reply: then other bits may be lost. `places` receives the numbers of the places that
+    /// were written.
     std::string carried_out(int variable, std::uint32_t serial, const plc::LoggedWrite &write, int bit,
                             bool merged_badly, std::vector<int> &places);
 
@@ -41,7 +41,7 @@ public:
     /// was meant for another request.
     void read(int station, bool coils, int address, int count, bool right, Age age, std::uint64_t exchange);
 
-    /// What a screen may show at least: to be asked before the value is fetched.
+    /// The oldest that a screen may show: called before the value is fetched.
     std::vector<std::uint32_t> floors(int variable) const;
     std::vector<Age> ages(int variable) const;
 
@@ -52,13 +52,13 @@ public:
     /// Whether a reply that was meant for another request may have filled any of the variable's cells since `exchange`.
     bool tainted_since(int variable, std::uint64_t exchange) const;
 
-    /// Whether all of the variable was read rightly after `exchange`.
+    /// Whether all of the variable was read, by right replies, after `exchange`.
     bool read_since(int variable, std::uint64_t exchange) const;
 
-    /// Compares what was written, as the log has it, with what the memory holds. Returns the first difference.
+    /// Compares what was written, according to the log, with what the memory holds. Returns the first difference.
     std::string compare(const plc::MemoryReader &memory) const;
 
-    /// What is shown is what the memory holds; for when nothing moves on. Variables with moving places are passed over.
+    /// Compares what is shown with what the memory holds, while nothing is written. Places that move are skipped.
     std::string compare_shown(int variable, const QByteArray &shown, const plc::MemoryReader &memory) const;
 
 private:
@@ -67,18 +67,18 @@ private:
         int place;
         int bit;                    // -1: all of the cell
         std::uint32_t applied = 0;  // serial of the last write that the controller carried out
-        std::uint32_t floor = 0;    // of those, the last before the last right reply
+        std::uint32_t floor = 0;    // the last of those before the last right reply
     };
     struct State {
         Cell cell;
         bool moves = false;
         std::vector<Written> written;
-        std::uint16_t holds = 0;  // by the log; of moving cells nothing
+        std::uint16_t holds = 0;  // according to the log; unused for moving cells
         bool tainted = false;
         bool scrambled = false;
         std::uint64_t untainted_at = 0;
         std::uint64_t read_at = 0;  // the last right reply
-        Age age{-1, 0};             // what is shown is not older
+        Age age{-1, 0};             // what is shown is not older than this
     };
 
     State *find(int station, bool coil, int address);

@@ -1,4 +1,4 @@
-// What a host may count on while the line is at its worst, one condition at a time.
+// What a host can rely on under the worst conditions of a line, one at a time.
 #include "resident_size.h"
 #include "variables.h"
 
@@ -87,7 +87,7 @@ protected:
         return static_cast<unsigned char>(value.at(0)) | static_cast<unsigned char>(value.at(1)) << 8;
     }
 
-    // What a controller that holds nothing but zeros says.
+    // The reply of a controller that holds only zeros.
     static QByteArray answer_to(const Protocol &request) {
         const bool is_read = request.frame.at(1) == 1 || request.frame.at(1) == 3;
         QByteArray reply = request.frame.left(is_read ? 2 : 6);
@@ -101,7 +101,7 @@ protected:
         return reply;
     }
 
-    // One turn of the link loop. False when there was nothing to ask.
+    // One turn of the link loop. False when there was no request.
     bool turn(bool answered) {
         const Protocol *request = driver_.entry().ComCommunication();
         if (request == nullptr)
@@ -124,7 +124,7 @@ TEST_F(DriverWithoutPort, ReturnsASizeThatShowsWhatAFullQueueRefused) {
     for (int id = most_queued + 1; id <= most_queued + 100; ++id)
         ASSERT_EQ(write(1, "100", id, id), most_queued);
     while (driver_.requests_waiting() > 0)
-        turn(true);  // after five of a queue there is nothing to ask once
+        turn(true);  // after five requests of a queue, one turn has no request
     for (int id = 1; id <= most_queued; ++id)
         ASSERT_EQ(reports_.count(id, done), 1) << id;
     EXPECT_EQ(reports_.size(), static_cast<std::size_t>(most_queued));
@@ -137,7 +137,7 @@ TEST_F(DriverWithoutPort, ReportsEveryOnceReadThatAFullQueueHasTaken) {
     for (int id = most_queued + 1; id <= most_queued + 100; ++id)
         ASSERT_EQ(read_once(1, "100", id), most_queued);
     while (driver_.requests_waiting() > 0)
-        turn(true);  // after five of a queue there is nothing to ask once
+        turn(true);  // after five requests of a queue, one turn has no request
     for (int id = 1; id <= most_queued; ++id)
         ASSERT_EQ(reports_.count(id, done), 1) << id;
     EXPECT_EQ(reports_.size(), static_cast<std::size_t>(most_queued));
@@ -145,7 +145,7 @@ TEST_F(DriverWithoutPort, ReportsEveryOnceReadThatAFullQueueHasTaken) {
 
 // At the reference host's time-outs an exchange without a reply takes 600 ms: an hour has 6000 of them. The first tenth
 // fills caches and free lists.
-TEST_F(DriverWithoutPort, LivesThroughAnHourOnADeadLine) {
+TEST_F(DriverWithoutPort, DoesNotGrowInAnHourOnADeadLine) {
     QList<HOST_VAR> screen = whole_screen();
     driver_.entry().ReCreatReadVarList(&screen);
     long early = 0;
@@ -170,7 +170,7 @@ TEST_F(DriverWithoutPort, LivesThroughAnHourOnADeadLine) {
     EXPECT_FALSE(soak::has_grown(early, late)) << early << " KiB became " << late;
 }
 
-TEST_F(DriverWithoutPort, LosesNoRequestWhenTheListIsRebuiltInTheMidstOfThem) {
+TEST_F(DriverWithoutPort, LosesNoRequestWhenTheListIsRebuiltMeanwhile) {
     QList<HOST_VAR> screen = whole_screen();
     const int blocks = driver_.entry().ReCreatReadVarList(&screen);
     for (int id = 1; id <= 600; ++id) {
@@ -203,7 +203,7 @@ TEST_F(DriverWithoutPort, ServesTheOthersWhileAStationFlaps) {
     EXPECT_GT(good, 2000);
 }
 
-/// A session whose controller the test plays: it answers when the test wants.
+/// A session with the test as its controller, which answers when the test decides.
 class SlowLine : public testing::Test {
 protected:
     kelpo::LinkSettings settings() const {
@@ -214,12 +214,12 @@ protected:
         return result;
     }
 
-    // Both tests end while a reply is awaited.
+    // Both tests end while the session waits for a reply.
     void TearDown() override {
         stop.hurry();
     }
 
-    // Returns when all calls have.
+    // Returns when all calls have returned.
     void call_everything() {
         const kelpo::DriverEntryPoints &entry = driver.library().entry();
         QByteArray value;
@@ -242,7 +242,7 @@ protected:
     std::unique_ptr<kelpo::Session> session;
 };
 
-TEST_F(SlowLine, HoldsUpNoCallWhileAReplyIsAwaited) {
+TEST_F(SlowLine, DelaysNoCallWhileItWaitsForAReply) {
     session = std::make_unique<kelpo::Session>(driver, settings(), stop, std::vector<kelpo::LinkWatcher *>(),
                                                kelpo::OnLoss::open_again);
     driver.poll({{"", 1, 7, "100", 1, kelpo::View::unsigned_words}});
@@ -254,7 +254,7 @@ TEST_F(SlowLine, HoldsUpNoCallWhileAReplyIsAwaited) {
     EXPECT_TRUE(comes_true([&] { return session->statistics().exchanges == 1; }));
 }
 
-TEST_F(SlowLine, HoldsUpNoCallWhileTheLineIsLost) {
+TEST_F(SlowLine, DelaysNoCallWhileTheLineIsLost) {
     session = std::make_unique<kelpo::Session>(driver, settings(), stop, std::vector<kelpo::LinkWatcher *>(),
                                                kelpo::OnLoss::open_again);
     driver.poll({{"", 1, 7, "100", 1, kelpo::View::unsigned_words}});

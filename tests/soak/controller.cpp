@@ -28,20 +28,20 @@ void Controller::start(const std::vector<std::string> &faults, const std::string
                                  "--moment", "200", "--while", std::to_string(::getpid())},
         output);
     // The link is made last.
-    const bool came = comes_true([this] {
+    const bool has_started = comes_true([this] {
         return std::filesystem::is_symlink(line()) || process_->output().find("kelpo") != std::string::npos;
     });
-    if (!came || !std::filesystem::is_symlink(line()))
+    if (!has_started || !std::filesystem::is_symlink(line()))
         throw std::runtime_error("the controller does not start: " + process_->output());
     memory_ = plc::MemoryReader::open(folder_.file("memory"));
 }
 
-// The link goes first: the terminal's name may soon be another program's.
+// The link is removed first: the terminal's name may soon be that of another program's terminal.
 void Controller::end() {
     ::unlink(line().c_str());
     process_->signal(SIGTERM);
     if (process_->exit_code() != 0)
-        throw std::runtime_error("the controller ended badly: " + process_->output());
+        throw std::runtime_error("the controller failed: " + process_->output());
     process_.reset();
 }
 

@@ -21,13 +21,13 @@ public:
     }
 
     /// Starts a controller with these faults and presets, and waits until its line and its memory are there. Throws
-    /// std::runtime_error when it does not come.
+    /// std::runtime_error when it does not start.
     void start(const std::vector<std::string> &faults, const std::string &presets, unsigned seed);
 
-    /// Takes the line away and ends the controller. Its memory stays readable until the next start.
+    /// Removes the line and ends the controller. Its memory can be read until the next start.
     void end();
 
-    /// Of the controller that runs, or ran last.
+    /// The memory of the controller that runs, or ran last.
     const plc::MemoryReader &memory() const {
         return *memory_;
     }

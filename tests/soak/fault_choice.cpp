@@ -37,7 +37,7 @@ constexpr Frequency frequencies[] = {{" rate=1/1000", 1000}, {" rate=1/300", 300
                                      {" rate=1/30", 30},     {" rate=1/10", 10},   {" rate=1/3", 3},
                                      {" every=1", 1}};
 
-// A fault of every request costs a time-out each: this many are enough.
+// With a fault in every request, each one costs a time-out: this many are enough.
 constexpr unsigned most_times = 60;
 constexpr std::chrono::milliseconds latest(150);
 
@@ -47,7 +47,7 @@ std::size_t below(std::mt19937 &random, std::size_t end) {
 
 }  // namespace
 
-FaultChoice choose_faults(std::mt19937 &random, unsigned spared, unsigned requests,
+FaultChoice choose_faults(std::mt19937 &random, unsigned requests_before_faults, unsigned requests,
                           const std::vector<std::string> &wanted) {
     std::vector<Kind> open;
     for (const Kind &kind : kinds)
@@ -61,7 +61,7 @@ FaultChoice choose_faults(std::mt19937 &random, unsigned spared, unsigned reques
         const Frequency &often = frequencies[below(random, std::size(frequencies))];
         const unsigned times = std::clamp(requests / often.one_in, 1U, std::clamp(requests / 12, 8U, most_times));
         std::string line = std::string(kind.word) + kind.fields[below(random, kind.fields.size())] + often.text +
-                           " after=" + std::to_string(spared) + " times=" + std::to_string(times);
+                           " after=" + std::to_string(requests_before_faults) + " times=" + std::to_string(times);
         if (below(random, 6) == 0)
             line += " station=" + std::to_string(1 + below(random, 3));
         choice.lines.push_back(line);

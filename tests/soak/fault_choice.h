@@ -7,16 +7,16 @@
 
 namespace soak {
 
-/// What goes wrong in one life of the controller: lines of its --faults file, all of which come to an end.
+/// The faults of one controller: lines of its --faults file. All of them end.
 struct FaultChoice {
     std::vector<std::string> lines;
     std::vector<unsigned> times;       ///< how often each is to happen
-    std::chrono::milliseconds latest;  ///< longest that any of them holds a reply back
+    std::chrono::milliseconds latest;  ///< longest that any of them delays a reply
 };
 
 /// One to six kinds at random, from 1 in 1000 to every request, within about `requests` requests. All happen after the
-/// first `spared` ones. `wanted` narrows the choice to these words; with none all are in it.
-FaultChoice choose_faults(std::mt19937 &random, unsigned spared, unsigned requests,
+/// first `requests_before_faults` ones. `wanted` narrows the choice to these words; with none all are in it.
+FaultChoice choose_faults(std::mt19937 &random, unsigned requests_before_faults, unsigned requests,
                           const std::vector<std::string> &wanted);
 
 /// All words that choose_faults knows.

@@ -11,19 +11,18 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Of each controller's life. A reply may come in many pieces.
+// Kept for each controller. A reply may come in many pieces.
 constexpr std::size_t requests_kept = 256;
 constexpr std::size_t pieces_kept = 1024;
 constexpr std::size_t most_recent = 40;
 constexpr std::size_t most_complaints = 10;
 constexpr std::size_t short_request = 8;
-constexpr std::uint64_t stations_that_die = 3;
+constexpr std::uint64_t stations_that_stop = 3;
 
-// As many writes and once-reads may follow each other, and then a cyclic read comes between.
+// Between two cyclic reads there are fewer writes and once-reads than this.
 constexpr std::uint64_t alike_in_a_row = 11;
 
-// Between the moment when the controller has handed bytes to the line and the moment when the host can read them. A
-// busy machine takes its time.
+// From the moment when the controller has sent bytes to the moment when the host can read them, on a busy machine.
 constexpr auto on_the_way = milliseconds(40);
 
 std::uint32_t word_at(std::string_view frame, std::size_t at) {
@@ -68,8 +67,8 @@ std::chrono::steady_clock::time_point on_the_steady_clock(kelpo::Exchange::Time 
     return std::chrono::steady_clock::now() - std::chrono::duration_cast<std::chrono::nanoseconds>(ago);
 }
 
-std::uint64_t most_spoiled(const Patience &patience) {
-    const auto arrivals = (patience.latest + patience.settle - milliseconds(1)) / patience.settle + 1;
+std::uint64_t most_spoiled(const HostLimits &host_limits) {
+    const auto arrivals = (host_limits.latest + host_limits.settle - milliseconds(1)) / host_limits.settle + 1;
     return static_cast<std::uint64_t>(arrivals) + alike_in_a_row;
 }
 
@@ -78,14 +77,14 @@ std::uint64_t most_spoiled(const Patience &patience) {
 Judge::Judge(const std::vector<Variable> &variables)
     : variables_(variables), cells_(variables), serials_(variables.size()) {}
 
-void Judge::expect_life(const std::vector<std::string> &faults, const Patience &patience) {
+void Judge::expect_controller(const std::vector<std::string> &faults, const HostLimits &host_limits) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    lives_.push_back(std::make_unique<Traffic>());
-    lives_.back()->faults = faults;
-    lives_.back()->patience = patience;
-    // The host may not have noticed yet that the one before has ended, and still look at the one before that.
-    if (lives_.size() > 3)
-        lives_[lives_.size() - 4].reset();
+    controllers_.push_back(std::make_unique<Traffic>());
+    controllers_.back()->faults = faults;
+    controllers_.back()->host_limits = host_limits;
+    // The host may not have noticed yet that the last one has ended, and still use the one before that.
+    if (controllers_.size() > 3)
+        controllers_[controllers_.size() - 4].reset();
 }
 
 std::string Judge::presets(const plc::MemoryReader *before) const {
@@ -93,20 +92,20 @@ std::string Judge::presets(const plc::MemoryReader *before) const {
     return cells_.presets(before);
 }
 
-void Judge::begin_life(const plc::MemoryReader &memory) {
+void Judge::controller_started(const plc::MemoryReader &memory) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    lives_.back()->memory = &memory;
+    controllers_.back()->memory = &memory;
     memory_is_there_.notify_all();
 }
 
 void Judge::expect_end() {
     const std::lock_guard<std::mutex> locked(mutex_);
-    lives_.back()->ending = true;
+    controllers_.back()->ending = true;
 }
 
-void Judge::end_life(bool at_rest) {
+void Judge::controller_ended(bool at_rest) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    Traffic &traffic = *lives_.back();
+    Traffic &traffic = *controllers_.back();
     pull(traffic);
     if (at_rest) {
         const std::string difference = cells_.compare(*traffic.memory);
@@ -127,7 +126,7 @@ std::shared_ptr<Request> Judge::announce(int variable, bool is_write, bool stati
     request->id = next_id_++;
     request->variable = variable;
     request->is_write = is_write;
-    request->may_vanish = station_is_off;
+    request->may_be_dropped = station_is_off;
     if (is_write) {
         request->serial = ++serials_[static_cast<std::size_t>(variable)];
         request->reached.resize(variables_[static_cast<std::size_t>(variable)].places.size());
@@ -143,7 +142,7 @@ void Judge::queued(const std::shared_ptr<Request> &request, bool doubtful) {
     request->under_way = false;
 }
 
-// What waits in the driver for the station may vanish.
+// What waits in the driver for the station may be dropped.
 void Judge::station_rests(int station, milliseconds) {
     const std::lock_guard<std::mutex> locked(mutex_);
     if (!resting_.insert(station).second)
@@ -153,7 +152,7 @@ void Judge::station_rests(int station, milliseconds) {
     waits_.erase(station);
     for (auto &[id, request] : open_)
         if (variables_[static_cast<std::size_t>(request->variable)].shown.station == station)
-            request->may_vanish = true;
+            request->may_be_dropped = true;
 }
 
 void Judge::rest_ended(int station, bool has_answered) {
@@ -171,7 +170,7 @@ void Judge::expect_all_reported() {
             continue;
         if (request->reported_early && was_reached(*request))
             ++scores_.writes_done;
-        else if (request->may_vanish)
+        else if (request->may_be_dropped)
             ++(request->is_write ? scores_.writes_withdrawn : scores_.once_withdrawn);
         else if (request->doubtful)
             ++scores_.writes_refused;
@@ -201,7 +200,7 @@ void Judge::shown_at_rest(int variable, const QByteArray &value, std::uint64_t e
     if (!cells_.read_since(variable, exchange))
         return;
     ++scores_.values;
-    const std::string wrong = cells_.compare_shown(variable, value, *lives_.back()->memory);
+    const std::string wrong = cells_.compare_shown(variable, value, *controllers_.back()->memory);
     if (!wrong.empty())
         suspects_.push_back({variable, wrong, scores_.exchanges, scores_.exchanges + 2});
 }
@@ -247,7 +246,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
     scores_.sent_again += exchange.outcome == kelpo::Outcome::sent_again ? 1 : 0;
     scores_.given_up += exchange.outcome == kelpo::Outcome::given_up ? 1 : 0;
 
-    Traffic &traffic = *lives_[static_cast<std::size_t>(opened_ - 1)];
+    Traffic &traffic = *controllers_[static_cast<std::size_t>(opened_ - 1)];
     Sent sent;
     traffic.bytes_sent += exchange.request.size();
     sent.ends_at = traffic.bytes_sent;
@@ -262,7 +261,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
     traffic.sent.push_back(sent);
     trim(traffic.sent, requests_kept);
 
-    adopt(sent, exchange.request.size());
+    match_on_line_before(sent, exchange.request.size());
     for (Served &served : std::exchange(traffic.unmatched, {}))
         match(traffic, std::move(served));
     pull_until(traffic, exchange.received);
@@ -287,7 +286,7 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
 // A read that fills no cache.
 void Judge::line_probed(const kelpo::Exchange &exchange, kelpo::ProbePurpose) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    Traffic &traffic = *lives_[static_cast<std::size_t>(opened_ - 1)];
+    Traffic &traffic = *controllers_[static_cast<std::size_t>(opened_ - 1)];
     traffic.bytes_sent += static_cast<std::uint32_t>(exchange.request.size());
     Sent sent;
     sent.ends_at = traffic.bytes_sent;
@@ -299,7 +298,7 @@ void Judge::line_probed(const kelpo::Exchange &exchange, kelpo::ProbePurpose) {
     for (Served &served : std::exchange(traffic.unmatched, {}))
         match(traffic, std::move(served));
     pull_until(traffic, exchange.received);
-    if (is_live(exchange.station) && fault_of(traffic, sent) != 0) {
+    if (answers_always(exchange.station) && fault_of(traffic, sent) != 0) {
         disturbed_ = true;
         spoiled_ = 0;
     }
@@ -321,8 +320,9 @@ void Judge::request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome 
 
 void Judge::line_opened() {
     std::unique_lock<std::mutex> locked(mutex_);
-    const auto life = static_cast<std::size_t>(opened_);
-    memory_is_there_.wait(locked, [&] { return life < lives_.size() && lives_[life]->memory != nullptr; });
+    const auto number = static_cast<std::size_t>(opened_);
+    memory_is_there_.wait(locked,
+                          [&] { return number < controllers_.size() && controllers_[number]->memory != nullptr; });
     ++opened_;
     reopened_ = true;
     since_reopening_ = 0;
@@ -330,11 +330,11 @@ void Judge::line_opened() {
 
 void Judge::line_lost(const std::string &why, std::chrono::milliseconds) {
     const std::lock_guard<std::mutex> locked(mutex_);
-    if (opened_ > 0 && static_cast<std::size_t>(opened_) == lives_.size() && !lives_.back()->ending)
-        complain_locked("the line was lost though nobody hung up: " + why);
+    if (opened_ > 0 && static_cast<std::size_t>(opened_) == controllers_.size() && !controllers_.back()->ending)
+        complain_locked("the line was lost although nobody hung up: " + why);
 }
 
-// What the controller has dealt with, written and sent since the last time.
+// Takes over what the controller has handled, written and sent since the last time.
 void Judge::pull(Traffic &traffic) {
     if (traffic.memory == nullptr)
         return;
@@ -367,7 +367,7 @@ void Judge::pull(Traffic &traffic) {
     }
 }
 
-// The controller reports what it has sent when the line has taken it: the host may be quicker.
+// The controller reports what it has sent after the line has accepted it; the host may have read it before.
 void Judge::pull_until(Traffic &traffic, std::uint64_t received) {
     const auto deadline = Clock::now() + std::chrono::minutes(2);
     pull(traffic);
@@ -378,7 +378,7 @@ void Judge::pull_until(Traffic &traffic, std::uint64_t received) {
     }
 }
 
-// Which frame of the host's it was: the one that ended at the same byte.
+// Finds the host's frame that it was: the one that ended at the same byte.
 void Judge::match(Traffic &traffic, Served served) {
     const auto found = std::find_if(traffic.sent.rbegin(), traffic.sent.rend(),
                                     [&](const Sent &sent) { return sent.ends_at == served.log.ends_at; });
@@ -392,16 +392,16 @@ void Judge::match(Traffic &traffic, Served served) {
 }
 
 // What was under way when a line broke is sent again on the next one.
-void Judge::adopt(const Sent &sent, std::size_t frame_size) {
+void Judge::match_on_line_before(const Sent &sent, std::size_t frame_size) {
     if (opened_ < 2)
         return;
-    Traffic &before = *lives_[static_cast<std::size_t>(opened_ - 2)];
+    Traffic &before = *controllers_[static_cast<std::size_t>(opened_ - 2)];
     for (Served &served : std::exchange(before.unmatched, {})) {
         // A short request of the host's own, which is not sent again.
         if (served.log.ends_at == before.bytes_sent + short_request && served.writes.empty())
             continue;
         if (served.log.ends_at != before.bytes_sent + frame_size)
-            complain_locked("the controller dealt with a request that nobody sent");
+            complain_locked("the controller handled a request that nobody sent");
         else
             carry_out(served, sent);
     }
@@ -451,7 +451,7 @@ Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange
     if (!found)
         complain_locked("the host took a reply that the controller has not sent");
     if (is_read(exchange.request) && exchange.reply == exchange.request)
-        complain_locked("the line's echo of a reading was taken for its reply");
+        complain_locked("the line's echo of a read request was taken for its reply");
     if (wrong) {
         note_mistaken(traffic, *wrong, exchange.reply.size());
         if (sent.request != nullptr)
@@ -470,7 +470,7 @@ const Judge::Served *Judge::served_by(const Traffic &traffic, std::uint64_t requ
     return served == traffic.served.rend() ? nullptr : &*served;
 }
 
-// A reply was taken for another request's: that must not be, but for what listening cannot prevent.
+// A reply was taken for another request's, which is wrong except where listening cannot prevent it.
 void Judge::note_mistaken(const Traffic &traffic, std::size_t piece, std::size_t reply_size) {
     if (is_copy(traffic, piece, reply_size))
         ++scores_.copies_mistaken;
@@ -489,7 +489,7 @@ bool Judge::is_copy(const Traffic &traffic, std::size_t piece, std::size_t reply
     return sent >= reply_size;
 }
 
-// Counted from its request, or from the reply of the station before it. What is not known any more is older than that.
+// Counted from its request, or from the station's reply before it. A request that is no longer known is too old.
 bool Judge::may_be_too_late(const Traffic &traffic, std::size_t piece) {
     const plc::LoggedPiece &late = traffic.pieces[piece];
     const Served *served = served_by(traffic, late.request);
@@ -504,10 +504,10 @@ bool Judge::may_be_too_late(const Traffic &traffic, std::size_t piece) {
         if (before != nullptr && before->number != served->number && before->station == served->station)
             since = std::max(since, std::chrono::microseconds(traffic.pieces[i].microseconds));
     }
-    return std::chrono::microseconds(late.microseconds) - since + on_the_way > traffic.patience.promise;
+    return std::chrono::microseconds(late.microseconds) - since + on_the_way > traffic.host_limits.promise;
 }
 
-// A station that is silent takes a limited number of tries from the others before it rests, and none while it does.
+// A silent station costs the others a limited number of tries before it rests, and none while it rests.
 void Judge::follow_waits(const Traffic &traffic, const kelpo::Exchange &exchange) {
     const int station = exchange.station;
     waits_.erase(station);
@@ -521,17 +521,17 @@ void Judge::follow_waits(const Traffic &traffic, const kelpo::Exchange &exchange
     if (!exchange.reply.empty() || !exchange.name.is_polled())
         return;
     scores_.worst_tries = std::max(scores_.worst_tries, ++tries_[station]);
-    if (tries_[station] > traffic.patience.most_tries)
+    if (tries_[station] > traffic.host_limits.most_tries)
         complain_locked("station " + std::to_string(station) + " was asked " + std::to_string(tries_[station]) +
                         " times without a reply, and does not rest");
-    if (is_live(station))
+    if (answers_always(station))
         return;
-    for (const int live : live_stations) {
-        if (resting_.count(live) > 0)
+    for (const int other : answering_stations) {
+        if (resting_.count(other) > 0)
             continue;
-        scores_.worst_wait = std::max(scores_.worst_wait, ++waits_[live]);
-        if (waits_[live] > stations_that_die * traffic.patience.most_tries)
-            complain_locked("station " + std::to_string(live) + " waited for " + std::to_string(waits_[live]) +
+        scores_.worst_wait = std::max(scores_.worst_wait, ++waits_[other]);
+        if (waits_[other] > stations_that_stop * traffic.host_limits.most_tries)
+            complain_locked("station " + std::to_string(other) + " waited for " + std::to_string(waits_[other]) +
                             " tries without a reply");
     }
 }
@@ -546,7 +546,7 @@ std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange
                        : taken.mistaken ? "mistaken"
                        : was_served     ? ""
                                         : "not served";
-    if (!is_live(exchange.station))
+    if (!answers_always(exchange.station))
         return note;
     if (fault != 0) {
         disturbed_ = true;
@@ -569,13 +569,13 @@ std::string Judge::follow_recovery(const Traffic &traffic, const kelpo::Exchange
             return was_served && piece.request == served->number && piece.ends_at <= exchange.received;
         });
     if (!taken.mistaken && answered == traffic.pieces.rend()) {
-        // The machine was busy. Its reply is late as after a fault, and may spoil as many exchanges.
+        // The machine was busy. The reply is as late as after a fault, and may spoil as many exchanges.
         ++scores_.slow;
         spoiled_ = 0;
         return note.empty() ? "late" : note;
     }
     ++since_reopening_;
-    if (++spoiled_ > most_spoiled(traffic.patience)) {
+    if (++spoiled_ > most_spoiled(traffic.host_limits)) {
         complain_locked("the link does not recover: " + std::to_string(spoiled_) +
                         " exchanges with stations that answer went wrong since the last fault");
         spoiled_ = 0;
@@ -617,8 +617,8 @@ void Judge::end_request(Ended ended) {
                     " was reported done, but the controller has not carried it out");
 }
 
-// The link may be quicker than the call that queues several requests for one write: then the driver reports what it
-// has so far, and what follows once more. What fails then takes with it only what was queued.
+// The link may be quicker than the call that queues several requests for one write. Then the driver reports the end of
+// those that are queued, and later that of the others; a failure removes only those that were queued.
 bool Judge::is_early(const std::shared_ptr<Request> &request, const Ended &ended) {
     constexpr int done = 1;
     if (!ended.under_way || !request->is_write ||
@@ -655,7 +655,7 @@ void Judge::complain_locked(const std::string &what) {
             text << "\n  " << recent.number << "  " << hex(recent.request) << "\n      -> " << hex(recent.reply)
                  << "  code " << recent.code;
             if (!recent.stale.empty())
-                text << "  thrown away before: " << hex(recent.stale);
+                text << "  discarded before: " << hex(recent.stale);
             if (!recent.note.empty())
                 text << "  (" << recent.note << ")";
         }
@@ -664,9 +664,9 @@ void Judge::complain_locked(const std::string &what) {
 
 Age Judge::now() const {
     const int running = static_cast<int>(last_moments_.size());
-    if (static_cast<std::size_t>(running) < lives_.size() &&
-        lives_[static_cast<std::size_t>(running)]->memory != nullptr)
-        return {running, lives_[static_cast<std::size_t>(running)]->memory->moment()};
+    if (static_cast<std::size_t>(running) < controllers_.size() &&
+        controllers_[static_cast<std::size_t>(running)]->memory != nullptr)
+        return {running, controllers_[static_cast<std::size_t>(running)]->memory->moment()};
     return running == 0 ? Age{0, 0} : Age{running - 1, last_moments_.back()};
 }
 

@@ -23,7 +23,7 @@ struct Scores {
     std::uint64_t exchanges = 0;
     std::uint64_t sent_again = 0;
     std::uint64_t given_up = 0;
-    std::uint64_t slow = 0;  ///< live stations' replies that came too late without a fault: the machine was busy
+    std::uint64_t slow = 0;  ///< replies that came too late without a fault: the machine was busy
     std::uint64_t writes_done = 0;
     std::uint64_t writes_failed = 0;
     std::uint64_t writes_refused = 0;    ///< by a full queue
@@ -38,31 +38,31 @@ struct Scores {
     std::uint64_t false_values = 0;
     std::uint64_t lost_writes = 0;
     std::uint64_t copies_mistaken = 0;  ///< second replies to a request, taken for another request's
-    std::uint64_t late_mistaken = 0;    ///< the same of replies that were later than the host promises to keep apart
+    std::uint64_t late_mistaken = 0;    ///< the same with replies later than the host promises to tell apart
     std::uint64_t values_mistaken = 0;  ///< shown in between
-    std::uint64_t writes_mistaken = 0;  ///< reported done for it, and not carried out
+    std::uint64_t writes_mistaken = 0;  ///< reported done because of one, and not carried out
     std::uint64_t hang_ups = 0;
     std::uint64_t recoveries = 0;
-    std::uint64_t worst_recovery = 0;   ///< exchanges with live stations after the last fault, until one was good
+    std::uint64_t worst_recovery = 0;   ///< exchanges with answering stations after the last fault, until one was good
     std::uint64_t worst_reopening = 0;  ///< the same after a hang-up
-    std::uint64_t rests = 0;            ///< stations that the host has let rest since they did not answer
+    std::uint64_t rests = 0;            ///< stations that the host has let rest because they did not answer
     std::uint64_t returns = 0;          ///< rests that ended with a reply
     std::uint64_t worst_tries = 0;      ///< polls of one station in a row without a byte from anywhere
-    /// The same of all stations between two requests to a live one that does not rest.
+    /// The same for all stations between two requests to an answering one that does not rest.
     std::uint64_t worst_wait = 0;
     std::map<std::string, std::uint64_t> faults;
 };
 
-/// How the host waits, and so what it can keep apart.
-struct Patience {
+/// How long the host waits, which decides what replies it can tell apart.
+struct HostLimits {
     std::chrono::milliseconds settle;
-    std::chrono::milliseconds latest;  ///< longest that a fault holds a reply back
-    /// How late a reply may be, from its request or the station's reply before, to be known as another request's.
+    std::chrono::milliseconds latest;  ///< longest that a fault delays a reply
+    /// How late a reply may be, from its request or the station's reply before, and not be taken for another request's.
     std::chrono::microseconds promise;
     std::uint64_t most_tries;  ///< polls of one station without a reply before it rests
 };
 
-/// A request of the campaign's to write a variable or to read it once.
+/// A request of the campaign to write a variable or to read it once.
 struct Request {
     int id;
     int variable;
@@ -71,39 +71,39 @@ struct Request {
     std::vector<bool> reached;    ///< places that the controller wrote
     bool mistaken = false;        ///< a reply that was meant for another request was taken for its
     bool doubtful = false;        ///< the queue may have been full
-    bool may_vanish = false;      ///< its station was at rest while it waited
+    bool may_be_dropped = false;  ///< its station was at rest while it waited
     bool under_way = true;        ///< the call that queues it has not returned
     bool reported_early = false;  ///< done, while the call was still queueing
-    bool cut_short = false;       ///< failed in its midst, while the call was still queueing
+    bool cut_short = false;       ///< failed, while the call was still queueing
 };
 
-/// Follows host and controller, and knows of each reply which request it answers: both ends count their bytes, and no
-/// clock is asked. Any thread may call it; the watcher's calls come from the link thread.
+/// Follows host and controller, and knows which request each reply answers: both ends count their bytes, and no clock
+/// is needed. Any thread may call it; the watcher's calls come from the link thread.
 class Judge : public kelpo::LinkWatcher {
 public:
     explicit Judge(const std::vector<Variable> &variables);
 
-    /// A controller is about to start, with these faults. Before the host can open its line.
-    void expect_life(const std::vector<std::string> &faults, const Patience &patience);
+    /// A controller is about to start, with these faults. Called before the host can open its line.
+    void expect_controller(const std::vector<std::string> &faults, const HostLimits &host_limits);
 
-    /// What it is to begin with: what the one before held, or at first what nobody has written to.
+    /// What it begins with: what the one before held, or for the first one the values before any write.
     std::string presets(const plc::MemoryReader *before) const;
 
-    /// It is there. Its memory must stay until it has ended.
-    void begin_life(const plc::MemoryReader &memory);
+    /// It has started. Its memory must stay until it has ended.
+    void controller_started(const plc::MemoryReader &memory);
 
-    /// It is about to be ended; it has ended. `at_rest` when nothing was under way.
+    /// It is about to be ended; it has ended. `at_rest` if nothing was under way.
     void expect_end();
-    void end_life(bool at_rest);
+    void controller_ended(bool at_rest);
 
-    /// Before a call that queues a request; afterwards, with what the call said.
+    /// Called before a call that queues a request, and after it, with what it returned.
     std::shared_ptr<Request> announce(int variable, bool is_write, bool station_is_off);
     void queued(const std::shared_ptr<Request> &request, bool doubtful);
 
-    /// Nothing waits in the driver any more: what was not reported is lost.
+    /// Nothing waits in the driver: what was not reported is lost.
     void expect_all_reported();
 
-    /// What a screen may show, asked before the value is fetched; then the value.
+    /// What a screen may show, called before the value is fetched; then the value.
     struct Look {
         std::vector<std::uint32_t> floors;
         std::vector<Age> ages;
@@ -149,7 +149,7 @@ private:
         int address = 0;
         std::shared_ptr<Request> request;
     };
-    // One that the controller dealt with.
+    // One that the controller handled.
     struct Served {
         std::uint64_t number = 0;
         plc::LoggedRequest log{};
@@ -158,11 +158,11 @@ private:
         Clock::time_point sent_at{};
         int station = 0;
     };
-    // Both ends of the line while one controller lives.
+    // Both ends of the line while one controller runs.
     struct Traffic {
         const plc::MemoryReader *memory = nullptr;
         std::vector<std::string> faults;
-        Patience patience{};
+        HostLimits host_limits{};
         bool ending = false;
         std::uint64_t next_request = 0;
         std::uint64_t next_piece = 0;
@@ -198,7 +198,7 @@ private:
     void pull_until(Traffic &traffic, std::uint64_t received);
     void match(Traffic &traffic, Served served);
     void carry_out(Served &served, const Sent &sent);
-    void adopt(const Sent &sent, std::size_t frame_size);
+    void match_on_line_before(const Sent &sent, std::size_t frame_size);
     Taken take_reply(Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent);
     static const Served *served_by(const Traffic &traffic, std::uint64_t request);
     void note_mistaken(const Traffic &traffic, std::size_t piece, std::size_t reply_size);
@@ -228,21 +228,21 @@ private:
     std::vector<Ended> ended_;
 
     std::condition_variable memory_is_there_;
-    std::vector<std::unique_ptr<Traffic>> lives_;
-    std::vector<plc::Moment> last_moments_;  // of the lives that are over
+    std::vector<std::unique_ptr<Traffic>> controllers_;
+    std::vector<plc::Moment> last_moments_;  // of the controllers that have ended
     int opened_ = 0;                         // how often the host has opened the line
 
     std::uint64_t flight_ = 1;
     Age flight_age_{0, 0};  // when it began, or before
 
     bool disturbed_ = false;
-    std::uint64_t spoiled_ = 0;  // exchanges with live stations since the last fault that went wrong without one
+    std::uint64_t spoiled_ = 0;  // exchanges with answering stations that failed since the last fault, without one
     bool reopened_ = false;
     std::uint64_t since_reopening_ = 0;
 
     std::set<int> resting_;
     std::map<int, std::uint64_t> tries_;  // by station, without a byte since
-    std::map<int, std::uint64_t> waits_;  // by live station
+    std::map<int, std::uint64_t> waits_;  // by answering station
 };
 
 }  // namespace soak

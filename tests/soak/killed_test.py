@@ -23,7 +23,7 @@ def children(process):
 
 
 def is_running(process):
-    """A process that has ended but was not waited for does not run."""
+    """Whether a process runs; one that has ended but was not waited for does not."""
     try:
         return pathlib.Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()[0] != "Z"
     except (FileNotFoundError, ProcessLookupError):

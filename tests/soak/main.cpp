@@ -9,15 +9,15 @@
 
 int main(int argc, char **argv) {
     soak::Options options;
-    common::CommandLine line(
-        "Host, driver and simulated controller on a line where everything goes wrong, and a judge.", "campaign",
-        KELPO_VERSION);
+    common::CommandLine line("Host, driver and simulated controller on a line with every kind of fault, and a judge.",
+                             "campaign", KELPO_VERSION);
     common::Command app = line.command();
     app.add_option("--driver", options.driver, "File name of the driver").required();
     app.add_option("--plc", options.plc, "The controller's program").required();
-    app.add_option("--seed", options.seed, "Decides what is asked and what goes wrong").capture_default_str();
-    app.add_option("--exchanges", options.exchanges, "How many, about").capture_default_str();
-    app.add_option("--faults", options.faults, "Words of the faults that may happen, with commas between; none: all")
+    app.add_option("--seed", options.seed, "Decides what is asked and which faults happen").capture_default_str();
+    app.add_option("--exchanges", options.exchanges, "About how many").capture_default_str();
+    app.add_option("--faults", options.faults,
+                   "Words of the faults that may happen, separated by commas; all if not given")
         .delimiter(',')
         .one_of(soak::fault_words());
     if (const auto exit_status = line.parse(std::vector<std::string>(argv + 1, argv + argc), std::cout, std::cerr))

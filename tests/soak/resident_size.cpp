@@ -14,7 +14,7 @@ long resident_size() {
 }
 
 bool has_grown(long early, long late) {
-    return SIZE_TELLS && late > early + early / 20;
+    return SIZE_IS_MEANINGFUL && late > early + early / 20;
 }
 
 }  // namespace soak

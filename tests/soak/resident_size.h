@@ -2,10 +2,11 @@
 
 namespace soak {
 
-/// In KiB, without what files and other processes share: the controller's memory file is mapped.
+/// The resident size of this process in KiB, without what it shares with files and other processes: the controller's
+/// memory is mapped.
 long resident_size();
 
-/// By more than 5 %. Never under a sanitizer: it keeps what was freed, so that the size means nothing.
+/// Whether the size grew by more than 5 %. Always false with a sanitizer, which keeps what was freed.
 bool has_grown(long early, long late);
 
 }  // namespace soak

@@ -9,7 +9,7 @@ bool is_bit_of_word(int type) {
     return type >= 15;
 }
 
-// The address map, stated once more: nothing of the driver's may judge the driver.
+// The address map once more: the driver must not be judged by its own.
 Cell cell_of(int station, int type, int address) {
     switch (type) {
     case 0:
@@ -143,7 +143,7 @@ void add_pairs(VariableList &to, int type, int first) {
     to.written(type, first + 24, 4);
 }
 
-// The words are polled as well: what a bit shows is taken from its word.
+// The words are polled as well: the value of a bit is taken from its word.
 void add_bits_of_words(VariableList &to, int type, int word) {
     static constexpr int class_of[] = {7, 8, 11};
     to.polled(class_of[type - 15], word, 8);
@@ -160,7 +160,7 @@ void add_look_alike(VariableList &to) {
     to.polled(1, 400, 20);
 }
 
-// What two requests must bring, or carry.
+// Variables that take two requests to read or to write.
 void add_splits(VariableList &to) {
     to.polled(2, 2040, 16);
     to.polled(3, 250, 12);
@@ -187,7 +187,7 @@ std::vector<Variable> all_variables() {
     const auto take = [&all](const VariableList &from) {
         all.insert(all.end(), from.list.begin(), from.list.end());
     };
-    for (const int station : live_stations) {
+    for (const int station : answering_stations) {
         VariableList list(station);
         for (int type = 0; type < bit_types; ++type)
             add_bits(list, type);

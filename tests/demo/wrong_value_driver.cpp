@@ -1,4 +1,4 @@
-// A driver whose GetRegisterData returns one wrong value, and which is the real driver in everything else.
+// A driver whose GetRegisterData returns one wrong value; everything else is the real driver's.
 #include <ozna_kelpo_port.h>
 
 #include <dlfcn.h>
