@@ -27,7 +27,7 @@ std::string std_text(const QString &text) {
     return text.toUtf8().constData();
 }
 
-// A statement that changes something, as opposed to one that looks at something.
+// A statement that changes something; `check` is one that changes nothing.
 Step action(int line, const std::function<void(Session &)> &run) {
     return [line, run](Session &session) {
         session.begin_action(line);
@@ -35,7 +35,7 @@ Step action(int line, const std::function<void(Session &)> &run) {
     };
 }
 
-Step look(int line, const std::function<void(Session &)> &run) {
+Step check(int line, const std::function<void(Session &)> &run) {
     return [line, run](Session &session) {
         session.begin_statement(line);
         run(session);
@@ -54,7 +54,7 @@ RecordPattern record_of(int line, const std::string &text, const std::vector<std
                         const std::vector<std::string> &allowed = {}) {
     Words words(line, text);
     const RecordPattern pattern(words);
-    pattern.hold_to(words, required, allowed);
+    pattern.require(words, required, allowed);
     return pattern;
 }
 
@@ -120,7 +120,7 @@ std::vector<std::pair<int ComInfo::*, int>> block_settings(const Statement &stat
         const std::string name = words.take();
         int ComInfo::*const member = block_word(name);
         if (member == nullptr)
-            words.refuse("no word of the host's block: \"" + name + "\"");
+            words.refuse("not a word of the host's block: \"" + name + "\"");
         settings.emplace_back(member, words.number());
     } while (!words.done());
     return settings;
@@ -174,7 +174,7 @@ Step disabled_stations(const Statement &statement) {
             expected += std::to_string(words.number()) + " ";
         while (!words.done());
     words.end();
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         std::string found;
         for (int station : PLC_driver.disabled_stations.keys())
             found += std::to_string(station) + (Ethernetcontains(station) ? " " : "(unknown to Ethernetcontains) ");
@@ -234,23 +234,23 @@ void compare_list(Session &session, int line, const std::string &what, const Exp
     }
 }
 
-Step list_look(const Statement &statement, QList<RW_VAR> Communication_Protocol::*list) {
+Step list_check(const Statement &statement, QList<RW_VAR> Communication_Protocol::*list) {
     const ExpectedList expected = expected_list(statement);
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         compare_list(session, statement.line, statement.verb, expected, PLC_driver.*list);
     });
 }
 
 Step write_queue(const Statement &statement) {
-    return list_look(statement, &Communication_Protocol::write_list);
+    return list_check(statement, &Communication_Protocol::write_list);
 }
 
 Step once_read_queue(const Statement &statement) {
-    return list_look(statement, &Communication_Protocol::once_read_list);
+    return list_check(statement, &Communication_Protocol::once_read_list);
 }
 
 Step read_list(const Statement &statement) {
-    return list_look(statement, &Communication_Protocol::read_list);
+    return list_check(statement, &Communication_Protocol::read_list);
 }
 
 // Variables
@@ -351,7 +351,7 @@ Step read(const Statement &statement) {
     Words words(statement.line, given->second);
     const std::string expected = support::hex(words.data());
     words.end();
-    return look(statement.line, [=, parses = !refused](Session &session) {
+    return check(statement.line, [=, parses = !refused](Session &session) {
         const RW_VAR &var = pattern.record();
         QByteArray out("untouched");
         const int result =
@@ -367,7 +367,7 @@ Step parse(const Statement &statement) {
         throw Malformed(statement.line, "an address \"gives\" a number");
     const RecordPattern pattern = record_of(statement.line, parts->first, {"type", "address"});
     const int expected = decimal(statement.line, parts->second);
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         const RW_VAR &var = pattern.record();
         session.compare(statement.line, "parse", std::to_string(expected),
                         std::to_string(PLCAddressChangeIntef(var.reg_type, var.addr_text)));
@@ -463,7 +463,7 @@ Step next_frame(const Statement &statement) {
 Step same_frame(const Statement &statement) {
     const ExpectedFrame expected = expected_frame(statement);
     if (expected.none)
-        throw Malformed(statement.line, "what is the same again cannot be none");
+        throw Malformed(statement.line, "the same frame cannot be none");
     return [=](Session &session) {
         compare_frame(session, statement, expected, session.same_frame(statement.line));
     };
@@ -487,7 +487,7 @@ Step reply(const Statement &statement) {
 Step returns(const Statement &statement) {
     no_more(statement);
     const int expected = decimal(statement.line, statement.text);
-    return look(statement.line, [=](Session &session) { session.returns(statement.line, expected); });
+    return check(statement.line, [=](Session &session) { session.returns(statement.line, expected); });
 }
 
 Step in_flight(const Statement &statement) {
@@ -496,7 +496,7 @@ Step in_flight(const Statement &statement) {
     if (!size)
         for (const Line &line : statement.items())
             expected.push_back(support::hex(hex_pairs(line.number, line.text)));
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         const QList<Protocol> &frames = PLC_driver.frame_list;
         session.compare(statement.line, "in flight: frames", std::to_string(size.value_or(expected.size())),
                         std::to_string(frames.size()));
@@ -514,14 +514,14 @@ Step callbacks(const Statement &statement) {
     std::vector<std::string> expected;
     const std::vector<Line> items = statement.items();
     if (items.empty())
-        throw Malformed(statement.line, "without a callback it is \"none\"");
+        throw Malformed(statement.line, "an empty list of callbacks is called \"none\"");
     if (items.size() > 1 || items[0].text != "none")
         for (const Line &line : items) {
             if (!std::regex_match(line.text, call))
-                throw Malformed(line.number, "no callback: \"" + line.text + "\"");
+                throw Malformed(line.number, "not a callback: \"" + line.text + "\"");
             expected.push_back(line.text);
         }
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         const std::vector<std::string> found = session.take_callbacks();
         for (std::size_t i = 0; i < std::max(expected.size(), found.size()); ++i)
             session.compare(statement.line, "callbacks: call " + std::to_string(i + 1),
@@ -535,10 +535,10 @@ Step counters(const Statement &statement) {
     do {
         const std::string name = words.take();
         if (block_word(name) == nullptr && driver_counter(name) == nullptr)
-            words.refuse("no counter: \"" + name + "\"");
+            words.refuse("not a counter: \"" + name + "\"");
         expected.emplace_back(name, words.number());
     } while (!words.done());
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         for (const auto &counter : expected) {
             int ComInfo::*const word = block_word(counter.first);
             const int found = word != nullptr ? session.block.info.*word : PLC_driver.*driver_counter(counter.first);
@@ -550,8 +550,8 @@ Step counters(const Statement &statement) {
 Step comm_failed(const Statement &statement) {
     no_more(statement);
     if (statement.text != "true" && statement.text != "false")
-        throw Malformed(statement.line, "it is true or false");
-    return look(statement.line, [=](Session &session) {
+        throw Malformed(statement.line, "comm_failed is true or false");
+    return check(statement.line, [=](Session &session) {
         session.compare(statement.line, "comm_failed", statement.text, PLC_driver.comm_failed ? "true" : "false");
     });
 }
@@ -559,9 +559,9 @@ Step comm_failed(const Statement &statement) {
 Step result_record(const Statement &statement) {
     Words words(statement.line, statement.joined());
     const RecordPattern pattern(words);
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         if (session.result_record() == nullptr)
-            throw Malformed(statement.line, "no reply came yet");
+            throw Malformed(statement.line, "there was no reply yet");
         session.compare(statement.line, "result record", pattern.text(), pattern.as_in(*session.result_record()));
     });
 }
@@ -569,7 +569,7 @@ Step result_record(const Statement &statement) {
 Step fail_record(const Statement &statement) {
     Words words(statement.line, statement.joined());
     const RecordPattern pattern(words);
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         session.compare(statement.line, "fail record", pattern.text(), pattern.as_in(PLC_driver.fail_var));
     });
 }
@@ -598,16 +598,16 @@ Step cache(const Statement &statement) {
         throw Malformed(statement.line, "the values come after a colon");
     const RW_VAR var = record_of(statement.line, parts->first, {"station", "class", "from"}).record();
     if (var.reg_type < 0 || var.reg_type > 13)
-        throw Malformed(statement.line, "no class that is cached");
+        throw Malformed(statement.line, "not a class that is cached");
     const std::regex &form = var.reg_type < 7 ? bit : (var.reg_type == 13 ? dword : word);
     Words words(statement.line, parts->second);
     std::vector<std::string> expected;
     do {
         expected.push_back(words.take());
         if (!std::regex_match(expected.back(), form))
-            words.refuse("no value of this class: \"" + expected.back() + "\"");
+            words.refuse("not a value of this class: \"" + expected.back() + "\"");
     } while (!words.done());
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         const unsigned int key = static_cast<unsigned int>(var.station_no) << 24 |
                                  static_cast<unsigned int>(var.reg_type) << 16 |
                                  static_cast<unsigned int>(var.reg_addr);
@@ -626,7 +626,7 @@ Step cache_holds(const Statement &statement) {
     const int values = words.number();
     words.take("values");
     words.end();
-    return look(statement.line, [=](Session &session) {
+    return check(statement.line, [=](Session &session) {
         const auto compare = [&](const char *what, int expected, const auto &found) {
             session.compare(statement.line, std::string("cache holds: ") + what, std::to_string(expected),
                             std::to_string(found.size()));

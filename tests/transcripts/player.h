@@ -9,14 +9,14 @@
 
 namespace transcripts {
 
-/// Something that does not hold, or a line that is not of the language.
+/// Something that is not as stated, or a line that is not in the language.
 struct Complaint {
     int line;
     std::string text;
 };
 
-/// Reads all of `text`, then plays it against a driver as after loading; README.md describes the language. Returns
-/// what does not hold, in order: nothing when all is as written, a single complaint when a line is malformed.
+/// Reads all of `text`, then plays it against a newly loaded driver; README.md describes the language. Returns what is
+/// not as stated, in order: nothing when all is as written, a single complaint when a line is malformed.
 std::vector<Complaint> play(std::istream &text);
 
 }  // namespace transcripts

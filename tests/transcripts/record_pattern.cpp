@@ -63,7 +63,7 @@ bool RecordPattern::names(const std::string &name) const {
     return contains(fields, name);
 }
 
-void RecordPattern::hold_to(const Words &words, const std::vector<std::string> &required,
+void RecordPattern::require(const Words &words, const std::vector<std::string> &required,
                             const std::vector<std::string> &allowed) const {
     for (const std::string &name : required)
         if (!names(name))

@@ -26,8 +26,8 @@ public:
     /// True when `name` is stated.
     bool names(const std::string &name) const;
 
-    /// Throws Malformed when one of `required` is not stated, or a field is that is neither required nor in `allowed`.
-    void hold_to(const Words &words, const std::vector<std::string> &required,
+    /// Throws Malformed when one of `required` is not stated, or when a field is stated that is in neither list.
+    void require(const Words &words, const std::vector<std::string> &required,
                  const std::vector<std::string> &allowed) const;
 
     /// The stated fields as `var` has them.

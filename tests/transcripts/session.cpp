@@ -40,7 +40,7 @@ Session::~Session() {
 
 void Session::connect(int line) {
     if (connected)
-        complain(line, "the host block is handed over once");
+        complain(line, "the host block is handed over only once");
     connected = true;
     SetComInfo(&block.info);
     RegistCallBackFuncIntf(record_write_result, record_comm_error);
@@ -101,7 +101,7 @@ const Protocol *Session::same_frame(int line) {
     if (in_flight == nullptr)
         complain(line, "nothing is in flight that could be repeated");
     else if (frame != in_flight)
-        complain(line, "another record than the one in flight");
+        complain(line, "the driver returned another record than the one in flight");
     in_flight = frame;
     return frame;
 }

@@ -14,7 +14,7 @@
 
 namespace transcripts {
 
-/// A driver as after loading and a host block, for the time that the object lives. Gathers what does not hold.
+/// A newly loaded driver and a host block, as long as the object exists. Collects what is not as stated.
 class Session {
 public:
     Session();
@@ -28,25 +28,25 @@ public:
     /// Hands the block and the callbacks over. Nothing else may come before.
     void connect(int line);
 
-    /// Has to come before every further action: the last one's result and callbacks must have been stated.
+    /// Called before every further action: the last one's result and callbacks must have been stated.
     void begin_action(int line);
 
     /// Keeps what an action returned until `returns`.
     void keep_result(int value);
 
-    /// Adds a variable to the list that `rebuild` hands in.
+    /// Adds a variable to the list that `rebuild` passes.
     void poll(int line, const HOST_VAR &var);
 
-    /// A list without variables is to be handed in.
+    /// The list that `rebuild` passes is empty.
     void poll_nothing(int line);
 
-    /// Hands in the polled variables; returns the number of blocks.
+    /// Passes the polled variables to the driver; returns the number of blocks.
     int rebuild(int line);
 
-    /// ComCommunication, where a new frame is due.
+    /// ComCommunication, when a new frame is expected.
     const Protocol *next_frame(int line);
 
-    /// ComCommunication, where the frame in flight is due again.
+    /// ComCommunication, when the frame in flight is expected again.
     const Protocol *same_frame(int line);
 
     /// DataCom with `data`, or with a null pointer and length 0.
@@ -73,7 +73,7 @@ public:
         return result;
     }
 
-    /// The end: all must have been stated, and the host's foreign words and the mutexes be as they were.
+    /// The end: all must have been stated, the host's own words unchanged and the mutexes free.
     void end(int line);
 
     /// @}

@@ -18,7 +18,7 @@ std::string without_remark(const std::string &line) {
 Statement statement_of(int number, const std::string &text) {
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos)
-        throw Malformed(number, "no statement: a verb ends in a colon");
+        throw Malformed(number, "not a statement: a verb ends in a colon");
     if (colon + 1 < text.size() && text[colon + 1] != ' ')
         throw Malformed(number, "no blank after the colon");
     const std::size_t begin = text.find_first_not_of(' ', colon + 1);
@@ -64,12 +64,12 @@ std::vector<Statement> read_statements(std::istream &text) {
         if (line[0] != ' ')
             statements.push_back(statement_of(number, line));
         else if (statements.empty())
-            throw Malformed(number, "an indented line that belongs to nothing");
+            throw Malformed(number, "an indented line without a statement above it");
         else
             statements.back().more.push_back({number, line.substr(line.find_first_not_of(' '))});
     }
     if (statements.empty())
-        throw Malformed(number, "the transcript says nothing");
+        throw Malformed(number, "the transcript has no statement");
     return statements;
 }
 

@@ -29,8 +29,8 @@ struct Statement {
     std::vector<Line> items() const;
 };
 
-/// Reads all of `text`. Throws Malformed for a line that is none, and for a transcript that does not begin with at
-/// least two lines of prose or says nothing else.
+/// Reads all of `text`. Throws Malformed for a line that is not a statement, and for a transcript that does not begin
+/// with at least two lines of prose or has no statement.
 std::vector<Statement> read_statements(std::istream &text);
 
 }  // namespace transcripts

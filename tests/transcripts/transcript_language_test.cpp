@@ -6,7 +6,7 @@
 
 namespace {
 
-// A short exchange that holds, in pieces that a test replaces.
+// A short exchange that is as stated, in pieces that a test replaces.
 struct Exchange {
     std::string prose = "# A read of one register.\n# Two lines of prose.\n";
     std::string host = "host: max_count 100, default_station 1, write_mode 2, channel_id 7\n";
@@ -35,8 +35,8 @@ std::string complaints(const Exchange &exchange) {
     return text.str();
 }
 
-// With `statement` at its end, the exchange gets a single complaint, for the line of the statement, that has `why` in
-// it.
+// With `statement` at its end, the exchange gets a single complaint, for the line of the statement, which contains
+// `why`.
 void expect_refused(const std::string &statement, const std::string &why) {
     Exchange exchange;
     exchange.after = statement + "\n";
@@ -47,7 +47,7 @@ void expect_refused(const std::string &statement, const std::string &why) {
     EXPECT_EQ(found[0].line, 9) << statement;
 }
 
-TEST(TranscriptLanguage, AnExchangeThatHoldsHasNoComplaint) {
+TEST(TranscriptLanguage, AnExchangeThatIsAsStatedHasNoComplaint) {
     EXPECT_EQ(complaints(Exchange()), "");
 }
 
@@ -59,7 +59,7 @@ TEST(TranscriptLanguage, RemarksBlankLinesAndIndentedLinesAreRead) {
     EXPECT_EQ(complaints(exchange), "");
 }
 
-TEST(TranscriptLanguage, NamesTheLineAndBothValuesOfWhatDoesNotHold) {
+TEST(TranscriptLanguage, NamesTheLineAndBothValuesOfADifference) {
     Exchange exchange;
     exchange.after = "cache: station 1 class 7 from 0: 0x002B\n";
     EXPECT_EQ(complaints(exchange), "9: cache: address 0\n  expected: 0x002B\n  found:    0x002A\n");
@@ -146,11 +146,11 @@ TEST(TranscriptLanguage, ListsAreComparedInLengthAndInEveryStatedField) {
                                     "  found:    station 1 class 7 from 0 count 1\n");
 }
 
-TEST(TranscriptLanguage, LooksAtStateAreCompared) {
+TEST(TranscriptLanguage, StatementsAboutTheStateAreCompared) {
     const struct {
         const char *statement;
         const char *found;
-    } looks[] = {
+    } checks[] = {
         {"counters: success_count 2", "success_count\n  expected: 2\n  found:    1"},
         {"counters: last_op 1", "last_op\n  expected: 1\n  found:    0"},
         {"comm_failed: true", "comm_failed\n  expected: true\n  found:    false"},
@@ -167,22 +167,22 @@ TEST(TranscriptLanguage, LooksAtStateAreCompared) {
          "read: returned\n  expected: 0\n  found:    1"},
         {"parse: type 13 address 200 gives 200", "parse\n  expected: 200\n  found:    0"},
     };
-    for (const auto &look : looks) {
+    for (const auto &check : checks) {
         Exchange exchange;
-        exchange.after = std::string(look.statement) + "\n";
-        EXPECT_EQ(complaints(exchange), "9: " + std::string(look.found) + "\n") << look.statement;
+        exchange.after = std::string(check.statement) + "\n";
+        EXPECT_EQ(complaints(exchange), "9: " + std::string(check.found) + "\n") << check.statement;
     }
 }
 
-TEST(TranscriptLanguage, RefusesWhatIsNoStatement) {
+TEST(TranscriptLanguage, RefusesWhatIsNotAStatement) {
     expect_refused("next frmae: none", "unknown verb");
-    expect_refused("no colon here", "no statement");
+    expect_refused("no colon here", "not a statement");
     expect_refused("returns:1", "no blank after the colon");
     expect_refused("\treturns: 1", "tab");
     expect_refused("Returns: 1", "unknown verb");
 }
 
-TEST(TranscriptLanguage, RefusesWhatAStatementDoesNotKnow) {
+TEST(TranscriptLanguage, RefusesWhatAStatementDoesNotAllow) {
     expect_refused("next frame: 01 03 0", "hexadecimal");
     expect_refused("next frame:", "a frame is its bytes");
     expect_refused("next frame: none 01", "unknown");
@@ -192,10 +192,10 @@ TEST(TranscriptLanguage, RefusesWhatAStatementDoesNotKnow) {
     expect_refused("reply:", "a reply is");
     expect_refused("returns: one", "not a number");
     expect_refused("returns: 1 0", "not a number");
-    expect_refused("counters: retries 1", "no counter");
+    expect_refused("counters: retries 1", "not a counter");
     expect_refused("counters: retry_count", "ends too early");
     expect_refused("comm_failed: no", "true or false");
-    expect_refused("callbacks: write_result(channel 7, group 3, id 5)", "no callback");
+    expect_refused("callbacks: write_result(channel 7, group 3, id 5)", "not a callback");
     expect_refused("callbacks:", "none");
     expect_refused("write queue:", "none");
     expect_refused("write queue: 2 entry", "entries");
@@ -203,13 +203,13 @@ TEST(TranscriptLanguage, RefusesWhatAStatementDoesNotKnow) {
     expect_refused("write queue: from 5 from 6", "stated twice");
     expect_refused("write: station 1 type 7 address 0 count 1", "not stated: data");
     expect_refused("write: station 1 type 7 address 0 count 1 data 01 00 area 3", "no meaning here: area");
-    expect_refused("write: station 1 type 7 address 0 count 1 data 1", "no bytes");
+    expect_refused("write: station 1 type 7 address 0 count 1 data 1", "not bytes");
     expect_refused("read: station 1 type 7 address 0 count 1 is 2A 00", "\"gives\"");
     expect_refused("parse: type 7 address 0 gives nothing", "not a number");
-    expect_refused("parse: type 7 address \"0 gives 1", "a quote that does not close");
+    expect_refused("parse: type 7 address \"0 gives 1", "a quote that is not closed");
     expect_refused("cache: station 1 class 7 from 0 0x002A", "after a colon");
-    expect_refused("cache: station 1 class 7 from 0: 0x2A", "no value of this class");
-    expect_refused("cache: station 1 class 4 from 0: 0x002A", "no value of this class");
+    expect_refused("cache: station 1 class 7 from 0: 0x2A", "not a value of this class");
+    expect_refused("cache: station 1 class 4 from 0: 0x002A", "not a value of this class");
     expect_refused("cache holds: 0 bits, 1 words, 0 values", "\"registers\" should be");
     expect_refused("EnableEthernet: 3", "\"station\" should be");
     expect_refused("host changes: max_count", "ends too early");

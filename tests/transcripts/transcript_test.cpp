@@ -29,7 +29,7 @@ TEST_P(Transcript, HappensAsWritten) {
         ADD_FAILURE_AT(file.c_str(), complaint.line) << complaint.text;
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Transcript, ::testing::ValuesIn(subjects()),
+INSTANTIATE_TEST_SUITE_P(Exchanges, Transcript, ::testing::ValuesIn(subjects()),
                          [](const ::testing::TestParamInfo<std::string> &subject) { return subject.param; });
 
 }  // namespace

@@ -18,7 +18,7 @@ Words::Words(int line, const std::string &text) : line_number(line), words(), at
         if (word.quoted) {
             const std::size_t closing = text.find('"', i + 1);
             if (closing == std::string::npos)
-                refuse("a quote that does not close");
+                refuse("a quote that is not closed");
             word.text = text.substr(i + 1, closing - i - 1);
             i = closing + 1;
             if (i < text.size() && text[i] == ',')
@@ -76,7 +76,7 @@ QByteArray Words::data() {
         return QByteArray();
     }
     if (!next_is_pair())
-        refuse("no bytes");
+        refuse("not bytes");
     QByteArray result;
     while (next_is_pair())
         result.append(hex_pairs(line_number, take()));

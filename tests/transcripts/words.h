@@ -11,7 +11,7 @@
 
 namespace transcripts {
 
-/// A line that is not of the language. The whole transcript fails on it.
+/// A line that is not in the language. The whole transcript fails because of it.
 class Malformed : public std::runtime_error {
 public:
     Malformed(int line_number, const std::string &why) : std::runtime_error(why), line(line_number) {}
@@ -20,7 +20,7 @@ public:
 };
 
 /// The words of a text, separated by blanks. A comma after a word is punctuation. A word in double quotes may be
-/// empty and may hold blanks. Every operation that does not find what it asks for throws Malformed.
+/// empty and may hold blanks. Every operation that does not find what it expects throws Malformed.
 class Words {
 public:
     Words(int line, const std::string &text);
@@ -33,7 +33,7 @@ public:
     /// The next word, whatever it is.
     std::string take();
 
-    /// Passes over the next word, which must be `word`.
+    /// Skips the next word, which must be `word`.
     void take(const std::string &word);
 
     /// The next word as a decimal int.
