@@ -9,18 +9,18 @@ double RequestCost::of(int count) const {
     return per_request + per_byte * bytes;
 }
 
-std::vector<int> units_of(const std::vector<Stretch> &wanted) {
+std::vector<int> units_of(const std::vector<Span> &wanted) {
     std::vector<int> units;
-    for (const Stretch &stretch : wanted)
-        for (int i = 0; i < stretch.count; ++i)
-            units.push_back(stretch.first + i);
+    for (const Span &span : wanted)
+        for (int i = 0; i < span.count; ++i)
+            units.push_back(span.first + i);
     std::sort(units.begin(), units.end());
     units.erase(std::unique(units.begin(), units.end()), units.end());
     return units;
 }
 
-std::vector<Stretch> touching_requests(const std::vector<int> &units, int longest) {
-    std::vector<Stretch> requests;
+std::vector<Span> touching_requests(const std::vector<int> &units, int longest) {
+    std::vector<Span> requests;
     for (const int unit : units) {
         if (requests.empty() || unit != requests.back().first + requests.back().count ||
             requests.back().count == longest)
@@ -30,12 +30,12 @@ std::vector<Stretch> touching_requests(const std::vector<int> &units, int longes
     return requests;
 }
 
-// Some best set of requests has each one begin at the first unit that those before it leave, and end at a wanted unit:
-// what is read beyond that only costs.
-std::vector<Stretch> best_requests(const std::vector<int> &units, const RequestCost &cost) {
+// There is a best set in which each request begins at the first unit that is not read yet, and ends at a wanted unit:
+// reading beyond that only costs time.
+std::vector<Span> best_requests(const std::vector<int> &units, const RequestCost &cost) {
     struct Choice {
         double rest = 0;       // least time for this unit and all after it
-        std::size_t next = 0;  // first unit that the request from here leaves
+        std::size_t next = 0;  // first unit after the request that begins here
     };
     std::vector<Choice> choices(units.size() + 1);
     for (std::size_t first = units.size(); first-- > 0;) {
@@ -46,15 +46,15 @@ std::vector<Stretch> best_requests(const std::vector<int> &units, const RequestC
                 choice = {time, last + 1};
         }
     }
-    std::vector<Stretch> requests;
+    std::vector<Span> requests;
     for (std::size_t first = 0; first < units.size(); first = choices[first].next)
         requests.push_back({units[first], units[choices[first].next - 1] - units[first] + 1});
     return requests;
 }
 
-double cost_of(const std::vector<Stretch> &requests, const RequestCost &cost) {
+double cost_of(const std::vector<Span> &requests, const RequestCost &cost) {
     double sum = 0;
-    for (const Stretch &request : requests)
+    for (const Span &request : requests)
         sum += cost.of(request.count);
     return sum;
 }

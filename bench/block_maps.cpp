@@ -12,10 +12,10 @@ namespace {
 
 constexpr unsigned seed = 20240229;
 
-class Dice {
+class RandomNumbers {
 public:
     // From `from` to `to`, both included.
-    int roll(int from, int to) {
+    int between(int from, int to) {
         return from + static_cast<int>(random_() % static_cast<unsigned>(to - from + 1));
     }
 
@@ -30,13 +30,13 @@ HOST_VAR variable_at(int reg_type, int address, int count, int station_no) {
     return variable;
 }
 
-// One after the other, every fifth place left out.
+// One after the other, with one in five addresses left out.
 QList<HOST_VAR> dense(int count) {
-    Dice dice;
+    RandomNumbers random;
     QList<HOST_VAR> variables;
     for (int address = 0; variables.size() < count;) {
-        const int units = dice.roll(1, 2);
-        if (dice.roll(1, 5) > 1)
+        const int units = random.between(1, 2);
+        if (random.between(1, 5) > 1)
             variables.append(variable_at(registers, address, units, station));
         address += units;
     }
@@ -45,38 +45,38 @@ QList<HOST_VAR> dense(int count) {
 
 // A machine's parts: 5 to 15 variables close together, then nothing for 30 to 300 registers.
 QList<HOST_VAR> clustered(int count) {
-    Dice dice;
+    RandomNumbers random;
     QList<HOST_VAR> variables;
     int address = 0;
     while (variables.size() < count) {
-        for (int left = dice.roll(5, 15); left > 0 && variables.size() < count; --left) {
-            const int units = dice.roll(1, 2);
+        for (int left = random.between(5, 15); left > 0 && variables.size() < count; --left) {
+            const int units = random.between(1, 2);
             variables.append(variable_at(registers, address, units, station));
-            address += units + dice.roll(0, 3);
+            address += units + random.between(0, 3);
         }
-        address += dice.roll(30, 300);
+        address += random.between(30, 300);
     }
     return variables;
 }
 
 QList<HOST_VAR> scattered(int count) {
-    Dice dice;
+    RandomNumbers random;
     QList<HOST_VAR> variables;
     for (int i = 0; i < count; ++i)
-        variables.append(variable_at(registers, dice.roll(0, 19999), dice.roll(1, 2), station));
+        variables.append(variable_at(registers, random.between(0, 19999), random.between(1, 2), station));
     return variables;
 }
 
 // Two bit areas, four of registers and 32-bit values, on `stations` stations; some lie across a boundary of the map.
 QList<HOST_VAR> mixed(int count, int stations) {
     constexpr int types[] = {4, 4, 5, 7, 7, 7, 8, 9, 12, double_words};
-    Dice dice;
+    RandomNumbers random;
     QList<HOST_VAR> variables;
     for (int i = 0; i < count; ++i) {
-        const int type = types[dice.roll(0, 9)];
+        const int type = types[random.between(0, 9)];
         // Screens use the beginning of an area more than its end.
-        const int address = dice.roll(0, dice.roll(0, 3) > 0 ? 500 : 9999);
-        variables.append(variable_at(type, address, dice.roll(1, 4), dice.roll(1, stations)));
+        const int address = random.between(0, random.between(0, 3) > 0 ? 500 : 9999);
+        variables.append(variable_at(type, address, random.between(1, 4), random.between(1, stations)));
     }
     return variables;
 }

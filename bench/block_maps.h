@@ -1,5 +1,5 @@
 /// \file
-/// Lists of variables for the look at the driver's blocks, spread over the addresses in several ways.
+/// Lists of variables for judging the driver's blocks, spread over the addresses in several ways.
 #pragma once
 
 #include "ozna_kelpo_port.h"

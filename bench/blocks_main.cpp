@@ -1,6 +1,6 @@
-// How good the driver's block reads are: requests and line time of one pass over seeded lists of variables, beside one
-// request for each variable, merging only what touches, and the best requests that there are. The driver's policy is
-// given; this shows what it costs, and what a host can gain with another max_count.
+// How good the driver's block reads are: requests and line time of one pass over seeded lists of variables, compared
+// with one request for each variable, with merging only what touches, and with the best possible requests. The driver's
+// policy is given; this shows what it costs, and what a host can gain with another max_count.
 #include "bench/best_blocks.h"
 #include "bench/block_maps.h"
 #include "bench/driver_link.h"
@@ -16,23 +16,23 @@
 namespace {
 
 using bench::RequestCost;
-using bench::Stretch;
+using bench::Span;
 
 // The limits of one register class, with a max_count of 100.
-struct ClassFacts {
+struct ClassLimits {
     int bits_per_unit;
     int longest;
     int high_start;  // no request goes beyond it from below
 };
 
-constexpr int endless = 0x7FFFFFFF;
+constexpr int no_boundary = 0x7FFFFFFF;
 
-const std::map<int, ClassFacts> class_facts = {
-    {4, {1, 160, endless}}, {5, {1, 160, endless}},  {7, {16, 100, 8000}},
-    {8, {16, 100, 256}},    {9, {16, 100, endless}}, {13, {32, 50, endless}},
+const std::map<int, ClassLimits> class_limits = {
+    {4, {1, 160, no_boundary}}, {5, {1, 160, no_boundary}},  {7, {16, 100, 8000}},
+    {8, {16, 100, 256}},        {9, {16, 100, no_boundary}}, {13, {32, 50, no_boundary}},
 };
 
-// What must be in a request of its own: by station, class, and side of the class's boundary.
+// What may share a request: the same station, class, and side of the class's boundary.
 struct Group {
     int station;
     int register_class;
@@ -45,7 +45,7 @@ struct Group {
     }
 };
 
-using Requests = std::map<Group, std::vector<Stretch>>;
+using Requests = std::map<Group, std::vector<Span>>;
 
 constexpr int request_bytes = 8;
 constexpr int reply_bytes_without_data = 5;
@@ -53,15 +53,15 @@ constexpr double turnaround = 0.005;
 constexpr double shortest_silence = 0.00175;
 
 // With 8 data bits, no parity and one stop bit; in seconds.
-RequestCost cost_at(int baud, const ClassFacts &facts) {
+RequestCost cost_at(int baud, const ClassLimits &limits) {
     const double character = 10.0 / baud;
     const double silence = std::max(shortest_silence, 3.5 * character);
     return {silence + turnaround + character * (request_bytes + reply_bytes_without_data), character,
-            facts.bits_per_unit, facts.longest};
+            limits.bits_per_unit, limits.longest};
 }
 
-void add_on_both_sides(Requests &requests, int station, int register_class, const Stretch &all) {
-    const int high_start = class_facts.at(register_class).high_start;
+void add_on_both_sides(Requests &requests, int station, int register_class, const Span &all) {
+    const int high_start = class_limits.at(register_class).high_start;
     const int low = std::max(0, std::min(all.count, high_start - all.first));
     if (low > 0)
         requests[{station, register_class, false}].push_back({all.first, low});
@@ -92,16 +92,16 @@ Requests requests_of_driver(QList<HOST_VAR> variables, int max_count) {
     for (int left = ReCreatReadVarList(&variables); left > 0;) {
         const Protocol *request = ComCommunication();
         const RW_VAR &var = request->var;
-        const ClassFacts &facts = class_facts.at(var.reg_type);
-        const bool high = var.reg_addr >= facts.high_start;
+        const ClassLimits &limits = class_limits.at(var.reg_type);
+        const bool high = var.reg_addr >= limits.high_start;
         requests[{var.station_no, var.reg_type, high}].push_back({var.reg_addr, var.reg_count});
-        const RequestCost bytes{0, 1, facts.bits_per_unit, facts.longest};
+        const RequestCost bytes{0, 1, limits.bits_per_unit, limits.longest};
         if (request->send_len != request_bytes ||
             request->reply_len != reply_bytes_without_data + static_cast<int>(bytes.of(var.reg_count)))
             throw std::logic_error("a frame of the driver is longer or shorter than this table counts");
         QByteArray reply = bench::reply_to(request->frame);
         if (DataCom(&reply, static_cast<int>(reply.size()))->ret_value != 1)
-            throw std::runtime_error("the driver does not take a reply");
+            throw std::runtime_error("the driver does not accept a reply");
         if (com_info.success_count >= com_info.success_limit)
             --left;
     }
@@ -110,15 +110,15 @@ Requests requests_of_driver(QList<HOST_VAR> variables, int max_count) {
 
 template <typename Plan> Requests planned(const Requests &wanted, int baud, const Plan &plan) {
     Requests requests;
-    for (const auto &[group, stretches] : wanted)
-        requests[group] = plan(bench::units_of(stretches), cost_at(baud, class_facts.at(group.register_class)));
+    for (const auto &[group, spans] : wanted)
+        requests[group] = plan(bench::units_of(spans), cost_at(baud, class_limits.at(group.register_class)));
     return requests;
 }
 
 void require_all_read(const Requests &wanted, const Requests &requests) {
-    for (const auto &[group, stretches] : wanted) {
+    for (const auto &[group, spans] : wanted) {
         const std::vector<int> read = bench::units_of(requests.at(group));
-        const std::vector<int> units = bench::units_of(stretches);
+        const std::vector<int> units = bench::units_of(spans);
         if (!std::includes(read.begin(), read.end(), units.begin(), units.end()))
             throw std::logic_error("a variable is not read");
     }
@@ -131,9 +131,9 @@ struct Pass {
 
 Pass pass_of(const Requests &requests, int baud) {
     Pass pass;
-    for (const auto &[group, stretches] : requests) {
-        pass.requests += stretches.size();
-        pass.seconds += cost_of(stretches, cost_at(baud, class_facts.at(group.register_class)));
+    for (const auto &[group, spans] : requests) {
+        pass.requests += spans.size();
+        pass.seconds += cost_of(spans, cost_at(baud, class_limits.at(group.register_class)));
     }
     return pass;
 }

@@ -1,4 +1,4 @@
-// CalCRC beside the two tables of 256 bytes that most Modbus programs have, and beside boost::crc.
+// CalCRC compared with the two tables of 256 bytes that most Modbus programs use, and with boost::crc.
 #include "bench/peer_crc.h"
 #include "bench/rows.h"
 
@@ -25,7 +25,7 @@ void sum_up(benchmark::State &state, Checksum checksum, std::size_t size) {
     std::vector<unsigned char> data = bytes_to_sum_up(size);
     if (checksum(data.data(), static_cast<unsigned short>(size)) !=
         CalCRC(data.data(), static_cast<unsigned short>(size))) {
-        state.SkipWithError("another result than the driver's");
+        state.SkipWithError("the result differs from the driver's");
         return;
     }
     for (auto _ : state) {

@@ -32,11 +32,11 @@ public:
     Line(const Line &) = delete;
     Line &operator=(const Line &) = delete;
 
-    // Throws away what comes until the line was silent for so long.
+    // Discards what comes until the line was silent for this long.
     void await_silence(int milliseconds) const {
-        char waste[256];
+        char discarded[256];
         while (has_bytes(milliseconds))
-            receive(waste, sizeof waste);
+            receive(discarded, sizeof discarded);
     }
 
     QByteArray exchange(const QByteArray &request, int length) const {

@@ -1,4 +1,4 @@
-// One read exchange without input and output beside libmodbus.
+// One read exchange without input and output, compared with libmodbus.
 #include "bench/exchanges.h"
 #include "bench/heap_count.h"
 #include "bench/rows.h"
@@ -15,13 +15,13 @@ template <typename Exchange> void exchange(benchmark::State &state, const ReadSu
     Exchange contender(subject);
     for (int i = 0; i < 2 * requests_in_turn; ++i)
         if (!contender.once()) {
-            state.SkipWithError("the reply was not taken");
+            state.SkipWithError("the reply was not accepted");
             return;
         }
     const std::uint64_t before = heap_allocations();
     for (auto _ : state)
         if (!contender.once()) {
-            state.SkipWithError("the reply was not taken");
+            state.SkipWithError("the reply was not accepted");
             return;
         }
     state.counters["allocations"] =

@@ -20,7 +20,8 @@ struct ReadSubject {
 
 extern const std::vector<ReadSubject> read_subjects;
 
-/// Requests that go round; with more than one, a reply does not find its place in the cache still warm from the last.
+/// Requests that are sent in turn. With more than one, the place of a reply's values is less likely to be in the
+/// processor's cache still.
 constexpr int requests_in_turn = 20;
 
 /// The driver polls: its values go into its cache.
@@ -28,7 +29,7 @@ class DriverExchange {
 public:
     explicit DriverExchange(const ReadSubject &subject);
 
-    /// False when the driver does not take the reply.
+    /// False when the driver does not accept the reply.
     bool once();
 
 private:
@@ -43,7 +44,7 @@ public:
     PeerExchange(const PeerExchange &) = delete;
     PeerExchange &operator=(const PeerExchange &) = delete;
 
-    /// False when libmodbus does not take the reply.
+    /// False when libmodbus does not accept the reply.
     bool once();
 
 private:

@@ -1,5 +1,5 @@
 /// \file
-/// Heap allocations of the calling thread, counted for the whole process by malloc and its kin being replaced.
+/// Heap allocations of the calling thread, counted by replacing malloc, calloc and realloc in the whole process.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-// Reads registers over a line as fast as it goes, through the host's link loop and the driver or through libmodbus, and
-// prints exchanges per second and the processor time of this process per exchange in microseconds. script/bench lets
-// the two take turns with the same controller.
+// Reads registers over a line as fast as possible, through the host's link loop and the driver or through libmodbus,
+// and prints exchanges per second and the processor time of this process per exchange in microseconds. script/bench
+// runs the two in turn with the same controller.
 //   kelpo-bench-line host LINE DRIVER REGISTERS EXCHANGES
 //   kelpo-bench-line libmodbus LINE - REGISTERS EXCHANGES
 #include "bench/driver_link.h"
@@ -22,11 +22,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Both ask for these in turn.
+// Both read these in turn.
 constexpr int requests_in_turn = 10;
 constexpr int request_distance = 200;
 
-// Not counted: the driver's cache grows, the controller wakes up.
+// Not counted, because the driver's cache grows and the controller starts.
 constexpr int exchanges_beforehand = 50;
 
 class Stopwatch {
@@ -64,7 +64,7 @@ public:
 
     void print() const {
         if (!all_good_)
-            throw std::runtime_error("a reply was not taken");
+            throw std::runtime_error("a reply was not accepted");
         stopwatch_.print(done_ - exchanges_beforehand);
     }
 
@@ -112,7 +112,7 @@ void run_libmodbus(const std::string &path, int registers, int exchanges) {
             stopwatch.start();
         const int address = i % requests_in_turn * request_distance;
         if (modbus_read_registers(context, address, registers, values.data()) != registers)
-            throw std::runtime_error("a reply was not taken");
+            throw std::runtime_error("a reply was not accepted");
     }
     stopwatch.print(exchanges);
     modbus_close(context);

@@ -1,7 +1,7 @@
 // How much of the line's time the host leaves unused: its link loop and the driver poll the simulated controller, which
-// keeps replies back for as long as a wire of that speed would take. What remains of a cycle when the request, the
-// controller's turnaround, the reply and the silence of the protocol are taken off is time in which the line waits for
-// a program; the part from the controller's reply to the next request is the host's.
+// delays replies for as long as a wire of that speed would take. A cycle without the request, the controller's
+// turnaround, the reply and the silence of the protocol is time in which the line waits for a program; the part from
+// the controller's reply to the next request is the host's.
 //   kelpo-bench-line-use DRIVER BAUD REGISTERS SECONDS
 #include "host/link/session.h"
 #include "plc/line/pty_line.h"
@@ -30,10 +30,10 @@ constexpr int requests_in_turn = 10;
 constexpr int request_distance = 200;
 constexpr nanoseconds turnaround = std::chrono::milliseconds(1);
 
-// Not counted: the driver's cache grows, the threads wake up.
+// Not counted, because the driver's cache grows and the threads start.
 constexpr std::size_t exchanges_beforehand = 10;
 
-// Notes when a reply goes out.
+// Notes when a reply is sent.
 class NotedLine : public plc::Line {
 public:
     int descriptor() const override {
@@ -50,7 +50,7 @@ public:
         return line_.send(bytes);
     }
 
-    // Only when nobody serves the line any more.
+    // Only when the line is no longer served.
     const std::vector<Time> &replied_at() const {
         return replied_at_;
     }
@@ -72,10 +72,10 @@ public:
         notes_.push_back({exchange.sent_at, exchange.request.size() + exchange.reply.size()});
     }
 
-    // Only when the link has ended.
+    // Only after the link has ended.
     const std::vector<Note> &notes() const {
         if (!all_good_)
-            throw std::runtime_error("a reply was not taken");
+            throw std::runtime_error("a reply was not accepted");
         return notes_;
     }
 

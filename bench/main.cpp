@@ -9,7 +9,7 @@
 #include <vector>
 
 int main(int argc, char **argv) {
-    // What is compared takes turns, so that a busy machine slows all of it alike; the medians count.
+    // What is compared runs in turn, so that a busy machine slows everything alike; the medians count.
     std::vector<std::string> words = {argv[0], "--benchmark_repetitions=15", "--benchmark_min_time=0.02",
                                       "--benchmark_enable_random_interleaving=true"};
     words.insert(words.end(), argv + 1, argv + argc);

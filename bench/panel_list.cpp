@@ -15,7 +15,7 @@ constexpr int register_pairs = 12;
 constexpr int first_coil_of_bits = 6000;
 constexpr int list_size = 30;
 
-// The same places each time.
+// The same addresses each time.
 constexpr unsigned seed = 20240229;
 
 PanelVariable variable(int type, int address) {
@@ -23,7 +23,7 @@ PanelVariable variable(int type, int address) {
     return {type, address, type == register_pairs ? 2 : 1, coils, address + (coils ? first_coil_of_bits : 0)};
 }
 
-// Twelve registers, six 32-bit values, six more registers and six bits; here and there a place is left out.
+// Twelve registers, six 32-bit values, six more registers and six bits, with some addresses left out.
 std::vector<PanelVariable> groups() {
     std::vector<PanelVariable> variables;
     variables.reserve(list_size);

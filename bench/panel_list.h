@@ -1,6 +1,6 @@
 /// \file
 /// What the three panels of this folder have in common: the variables that they poll, and the figures that they print.
-/// Each polls the same variables over the same line, and asks again up to twice for what has no good reply:
+/// Each polls the same variables over the same line, and repeats a request without a good reply up to twice:
 /// driver_panel.cpp with the driver, libmodbus_panel.cpp with libmodbus, qmodbus_panel.cpp with Qt's QModbusClient.
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace bench {
 
-/// One variable, as the driver is asked for it and as its place is called in Modbus.
+/// One variable, with its address for the driver and its Modbus address.
 struct PanelVariable {
     int type;            ///< type 4: bits, 7: 16-bit registers, 12: 32-bit values in two registers
     int address;         ///< within the type

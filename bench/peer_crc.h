@@ -1,11 +1,11 @@
 /// \file
-/// The CRC of Modbus RTU as most programs for it compute it, and what it is measured with.
+/// The CRC of Modbus RTU as most programs compute it, and the bytes that it is measured with.
 #pragma once
 
 #include <cstddef>
 #include <vector>
 
-/// The driver's, by the name that it exports.
+/// The driver's, by its exported name.
 int CalCRC(unsigned char *data, unsigned short len);
 
 namespace bench {

@@ -4,7 +4,7 @@
 
 namespace bench {
 
-/// Processor time of all its threads, its own and the kernel's for it.
+/// Processor time of all its threads, in its own code and in the kernel.
 double processor_seconds();
 
 /// Resident size. Throws std::runtime_error where /proc does not have it.

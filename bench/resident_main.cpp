@@ -12,7 +12,7 @@
 namespace {
 
 constexpr int stations = 2;
-constexpr int registers_of_station = 50000;  // addresses from 65536 on share places with another class
+constexpr int registers_of_station = 50000;  // addresses from 65536 on share cells with another class
 constexpr int registers_in_write = 100;
 
 void fill_cache() {

@@ -1,4 +1,4 @@
-// A screen's calls while the link thread makes exchanges without a pause: the most that it can be in their way.
+// A screen's calls while the link thread makes exchanges without a pause: the most that it can delay them.
 #include "bench/driver_link.h"
 #include "bench/rows.h"
 
@@ -58,7 +58,7 @@ public:
     LinkThread(const LinkThread &) = delete;
     LinkThread &operator=(const LinkThread &) = delete;
 
-    // Whether the driver did not take a reply.
+    // Whether the driver did not accept a reply.
     bool failed() const {
         return failed_;
     }
@@ -83,8 +83,8 @@ private:
     std::thread thread_;
 };
 
-// Times each call on its own. The row's time is their mean, which on a busy machine has in it that the link thread was
-// stopped while it held a lock.
+// Times each call by itself. The row's time is their mean; on a busy machine that includes times when the link thread
+// was stopped while it held a lock.
 template <typename Call, typename Between>
 void time_calls(benchmark::State &state, const Call &call, const Between &between) {
     const LinkThread link;
@@ -99,7 +99,7 @@ void time_calls(benchmark::State &state, const Call &call, const Between &betwee
         seconds.push_back(taken);
     }
     if (link.failed()) {
-        state.SkipWithError("a reply was not taken");
+        state.SkipWithError("a reply was not accepted");
         return;
     }
     std::sort(seconds.begin(), seconds.end());
@@ -122,7 +122,7 @@ int writes_waiting() {
     return static_cast<int>(PLC_driver.write_list.size());
 }
 
-// A full queue would drop the write: between calls the link gets the time to catch up.
+// A full queue would drop the write: between calls the link gets time to empty it.
 void write_values(benchmark::State &state, int count) {
     const QString address = QLatin1String("200");
     const QByteArray data(2 * count, '\x12');

@@ -18,7 +18,7 @@ std::string in_words(double nanoseconds) {
     return text;
 }
 
-// Processor time, which others on the machine do not lengthen; the time on the clock where a row measures that itself.
+// Processor time, which other programs on the machine do not lengthen; real time where a row measures that itself.
 double median(const benchmark::BenchmarkReporter::Run &run) {
     return run.run_name.time_type.empty() ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime();
 }

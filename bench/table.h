@@ -11,9 +11,9 @@
 
 namespace bench {
 
-/// Gathers medians of benchmarks named "<title>/<contender>" and prints them once all have run, in the order in which
-/// they were registered: the driver's own is the first under its title, and each
-/// other one is followed by the ratio of the driver's time to its own.
+/// Collects medians of benchmarks named "<title>/<contender>" and prints them once all have run, in the order in which
+/// they were registered: the driver's is the first under its title, and each other one is followed by the ratio of the
+/// driver's time to its own.
 class Table : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(const Context &context) override;

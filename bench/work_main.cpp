@@ -1,6 +1,6 @@
 // Does one kind of work a number of times and nothing else, for counting instructions: the difference between two runs
 // is the work alone.
-//   kelpo-bench-work              names the kinds of work
+//   kelpo-bench-work              lists the kinds of work
 //   kelpo-bench-work NAME COUNT
 #include "bench/exchanges.h"
 #include "bench/peer_crc.h"
@@ -19,7 +19,7 @@ using Work = std::function<void(int count)>;
 
 void require(bool taken) {
     if (!taken)
-        throw std::runtime_error("a reply was not taken");
+        throw std::runtime_error("a reply was not accepted");
 }
 
 Work checksum(int (*function)(unsigned char *, unsigned short), std::size_t size) {
@@ -33,7 +33,7 @@ Work checksum(int (*function)(unsigned char *, unsigned short), std::size_t size
 template <typename Exchange> Work exchanges(const bench::ReadSubject &subject) {
     return [subject](int count) {
         Exchange contender(subject);
-        // The first time round the driver's cache grows.
+        // In the first turn the driver's cache grows.
         for (int i = 0; i < bench::requests_in_turn + count; ++i)
             require(contender.once());
     };
@@ -97,7 +97,7 @@ int main(int argc, char **argv) {
     }
     const auto found = kinds.find(argv[1]);
     if (argc != 3 || found == kinds.end()) {
-        std::cerr << "no such work; without arguments I name the kinds that there are\n";
+        std::cerr << "unknown kind of work; without arguments, the kinds are listed\n";
         return EXIT_FAILURE;
     }
     try {

@@ -1,4 +1,4 @@
-// The measure for the driver's blocks must itself be right: examples by hand, and compared with trying everything.
+// Checks the measure for the driver's blocks, with examples by hand and by comparison with trying everything.
 #include "bench/best_blocks.h"
 
 #include <gtest/gtest.h>
@@ -12,14 +12,14 @@
 namespace {
 
 using bench::RequestCost;
-using bench::Stretch;
+using bench::Span;
 
 using Pairs = std::vector<std::pair<int, int>>;
 
-Pairs pairs(const std::vector<Stretch> &stretches) {
+Pairs pairs(const std::vector<Span> &spans) {
     Pairs result;
-    for (const Stretch &stretch : stretches)
-        result.emplace_back(stretch.first, stretch.count);
+    for (const Span &span : spans)
+        result.emplace_back(span.first, span.count);
     return result;
 }
 
@@ -27,8 +27,8 @@ int draw(std::mt19937 &random, int from, int to) {
     return from + static_cast<int>(random() % static_cast<unsigned>(to - from + 1));
 }
 
-std::vector<Stretch> random_spans(std::mt19937 &random, int most, int addresses) {
-    std::vector<Stretch> spans;
+std::vector<Span> random_spans(std::mt19937 &random, int most, int addresses) {
+    std::vector<Span> spans;
     for (int left = draw(random, 1, most); left > 0; --left)
         spans.push_back({draw(random, 0, addresses), draw(random, 1, 3)});
     return spans;
@@ -44,9 +44,9 @@ RequestCost random_cost(std::mt19937 &random) {
     return cost;
 }
 
-// Puts each unit into each request that there is, and into one of its own, in turn: every way to distribute units among
-// requests, in any order, is tried.
-void try_all(const std::vector<int> &units, std::size_t next, std::vector<Stretch> &requests, const RequestCost &cost,
+// Puts each unit into each existing request, and into one of its own, in turn: tries every way to distribute units
+// among requests, in any order.
+void try_all(const std::vector<int> &units, std::size_t next, std::vector<Span> &requests, const RequestCost &cost,
              double &best) {
     if (next == units.size()) {
         const double time = cost_of(requests, cost);
@@ -55,7 +55,7 @@ void try_all(const std::vector<int> &units, std::size_t next, std::vector<Stretc
         return;
     }
     for (std::size_t i = 0; i < requests.size(); ++i) {
-        const Stretch before = requests[i];
+        const Span before = requests[i];
         const int count = units[next] - before.first + 1;
         if (count > cost.longest)
             continue;
@@ -70,23 +70,23 @@ void try_all(const std::vector<int> &units, std::size_t next, std::vector<Stretc
 
 double least_time(const std::vector<int> &units, const RequestCost &cost) {
     double best = -1;
-    std::vector<Stretch> requests;
+    std::vector<Span> requests;
     try_all(units, 0, requests, cost, best);
     return best;
 }
 
-void expect_covered(const std::vector<int> &units, const std::vector<Stretch> &requests, int longest) {
-    for (const Stretch &request : requests)
+void expect_covered(const std::vector<int> &units, const std::vector<Span> &requests, int longest) {
+    for (const Span &request : requests)
         EXPECT_LE(request.count, longest);
     for (const int unit : units) {
         bool read = false;
-        for (const Stretch &request : requests)
+        for (const Span &request : requests)
             read = read || (unit >= request.first && unit < request.first + request.count);
         EXPECT_TRUE(read) << unit;
     }
 }
 
-TEST(BestBlocks, UnitsAreSortedAndEachIsThereOnce) {
+TEST(BestBlocks, UnitsAreSortedAndUnique) {
     EXPECT_EQ(bench::units_of({{7, 2}, {3, 1}, {8, 3}, {20, 0}}), (std::vector<int>{3, 7, 8, 9, 10}));
 }
 
@@ -101,7 +101,7 @@ TEST(BestBlocks, ARequestCostsWholeBytes) {
     EXPECT_EQ(double_words.of(3), 124);
 }
 
-TEST(BestBlocks, TouchingRunsBecomeFullRequestsAndARest) {
+TEST(BestBlocks, TouchingRunsBecomeFullRequestsAndARemainder) {
     EXPECT_EQ(pairs(bench::touching_requests({1, 2, 3, 4, 5, 7, 8}, 3)), (Pairs{{1, 3}, {4, 2}, {7, 2}}));
 }
 
@@ -113,7 +113,7 @@ TEST(BestBlocks, AGapIsReadWhenThatCostsLessThanARequest) {
 }
 
 // Two requests either way; the first could reach 4, but then both would read gaps.
-TEST(BestBlocks, ARequestEndsEarlyWhereThatLeavesAGapOut) {
+TEST(BestBlocks, ARequestEndsEarlyIfThatAvoidsAGap) {
     const RequestCost cost{100, 1, 16, 5};
     EXPECT_EQ(pairs(best_requests({0, 1, 4, 5, 8}, cost)), (Pairs{{0, 2}, {4, 5}}));
 }
@@ -122,7 +122,7 @@ TEST(BestBlocks, NothingWantedNeedsNoRequest) {
     EXPECT_TRUE(best_requests({}, RequestCost{10, 1, 16, 100}).empty());
 }
 
-TEST(BestBlocks, TakesTheLeastTimeOfAllWaysToShareUnitsOut) {
+TEST(BestBlocks, TakesTheLeastTimeOfAllWaysToDistributeUnits) {
     std::mt19937 random(7);
     int cases = 0;
     while (cases < 400) {
@@ -130,15 +130,15 @@ TEST(BestBlocks, TakesTheLeastTimeOfAllWaysToShareUnitsOut) {
         if (units.size() > 8)
             continue;
         const RequestCost cost = random_cost(random);
-        const std::vector<Stretch> requests = best_requests(units, cost);
+        const std::vector<Span> requests = best_requests(units, cost);
         expect_covered(units, requests, cost.longest);
         ASSERT_DOUBLE_EQ(cost_of(requests, cost), least_time(units, cost)) << "case " << cases;
         ++cases;
     }
 }
 
-// Up to twelve spans are more units than can be shared out in every way: here each unit either goes with the one before
-// it or begins a request.
+// Up to twelve spans have too many units to try every way to distribute them: here each unit is either in the request
+// of the one before it or begins a request.
 TEST(BestBlocks, TakesTheLeastTimeOfAllCutsOfTwelveSpans) {
     std::mt19937 random(11);
     int cases = 0;
@@ -149,7 +149,7 @@ TEST(BestBlocks, TakesTheLeastTimeOfAllCutsOfTwelveSpans) {
         const RequestCost cost = random_cost(random);
         double best = -1;
         for (unsigned cuts = 0; cuts < 1U << (units.size() - 1); ++cuts) {
-            std::vector<Stretch> requests = {{units[0], 1}};
+            std::vector<Span> requests = {{units[0], 1}};
             bool fits = true;
             for (std::size_t i = 1; i < units.size(); ++i) {
                 if ((cuts >> (i - 1) & 1U) != 0)
@@ -161,7 +161,7 @@ TEST(BestBlocks, TakesTheLeastTimeOfAllCutsOfTwelveSpans) {
             if (fits && (best < 0 || time < best))
                 best = time;
         }
-        const std::vector<Stretch> requests = best_requests(units, cost);
+        const std::vector<Span> requests = best_requests(units, cost);
         expect_covered(units, requests, cost.longest);
         ASSERT_DOUBLE_EQ(cost_of(requests, cost), best) << "case " << cases;
         ++cases;
