@@ -67,7 +67,7 @@ QList<HOST_VAR> scattered(int count) {
     return variables;
 }
 
-// Two bit areas, four of registers and 32-bit values, on `stations` stations; some lie across a boundary of the map.
+// Two bit areas, four of registers and 32-bit values, on `stations` stations; some cross a boundary of the map.
 QList<HOST_VAR> mixed(int count, int stations) {
     constexpr int types[] = {4, 4, 5, 7, 7, 7, 8, 9, 12, double_words};
     RandomNumbers random;

@@ -90,7 +90,7 @@ bool same_request(const Var &one, const Var &other) {
            one.reg_addr == other.reg_addr && one.reg_count == other.reg_count && one.area_no == other.area_no;
 }
 
-// What fits into a request frame of 1024 bytes besides 7 bytes of header and 2 of CRC.
+// What fits into a request frame of 1024 bytes with 7 bytes of header and 2 of CRC.
 bool fits_a_frame(long long data_bytes) {
     return data_bytes <= 1015;
 }

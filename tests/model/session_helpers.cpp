@@ -1,5 +1,5 @@
 /// \file
-/// The driver's helpers without state, called directly, beside the model's.
+/// The driver's helpers without state, called directly and compared with the model's.
 #include "session.h"
 
 #include "checksums.h"

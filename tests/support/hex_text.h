@@ -25,7 +25,7 @@ class TightBytes {
 public:
     explicit TightBytes(const QByteArray &data);
 
-    /// A byte array over the block; valid while this object lives.
+    /// A byte array over the block; valid while this object exists.
     QByteArray borrowed() const;
 
 private:

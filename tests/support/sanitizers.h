@@ -12,7 +12,7 @@
 #    endif
 #endif
 
-/// 1 in a program with the address sanitizer, which brings the leak check; otherwise 0.
+/// 1 in a program with the address sanitizer, which includes the leak check; otherwise 0.
 #ifndef WITH_ADDRESS_SANITIZER
 #    define WITH_ADDRESS_SANITIZER 0
 #endif

@@ -91,7 +91,7 @@ TEST_F(HostSetup, FlashLocalRegisterStoresLbLwRwi) {
     EXPECT_EQ(memories[2], 3);
 }
 
-// It does not look at the flag: the answer is always "finished", and a host reads the flag in its own block.
+// It does not read the flag: the answer is always "finished", and a host reads the flag in its own block.
 TEST_F(HostSetup, QueryFinishFlagIs1WhateverTheFlagIs) {
     for (int flag : {0, 1, 7, -1}) {
         info.finish_flag = flag;

@@ -206,7 +206,7 @@ TEST_F(ReplyLocks, OnlyStoringALocalReplyTakesCacheMutex) {
     EXPECT_TRUE(support::does_not_wait_for(PLC_driver.cache_mutex, [] { answer_correctly(); }));
 }
 
-// The read half of a bit write in a remote area touches no cache, so nothing has to wait for it.
+// The read half of a bit write in a remote area changes no cache, so nothing has to wait for it.
 TEST_F(ReplyLocks, AReplyOfARemoteAreaTakesNoCacheMutex) {
     RW_VAR var = write_var(16, 0x23, 1, "01");
     var.area_no = other_area;
