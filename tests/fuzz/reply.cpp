@@ -269,7 +269,7 @@ Verdict judge(const Asked &asked, const Reply &reply) {
     return has_right_crc(bytes) ? Good : CheckFailed;
 }
 
-// A host that gave another length than the reply's gets as many values as the reply has bytes for.
+// A host that gave a wrong length gets the values for which the reply has bytes.
 void store(const Asked &asked, const Bytes &reply, State &state) {
     const unsigned first =
         (static_cast<unsigned>(asked.station) << 24) | (static_cast<unsigned>(asked.type) << 16) | asked.address;
