@@ -51,7 +51,7 @@ ExpectedByAddress expected_of(const DemoRow &target, const Values &values) {
     return all;
 }
 
-// Whether the word is `held` but for one of the expected bits, which is as expected.
+// Whether the word is `held` with one of the expected bits set as expected, and no other change.
 bool changes_one_bit(const Expected &expected, std::uint32_t held, std::uint32_t written) {
     for (std::uint32_t bit = 1; bit < whole_word; bit <<= 1)
         if ((expected.mask & bit) != 0 && written == ((held & ~bit) | (expected.bits & bit)))

@@ -30,7 +30,7 @@ const int frame_gap = 2;           // the silence between two frames: 3.5 charac
 const int reply_timeout = 500;     // from the end of a request to the first byte of its reply
 const int character_timeout = 50;  // between two bytes of a reply
 const int settle_time = 100;       // for a reply that is only late, after one that was not taken
-const int longest_noise = 1000;    // before a request is sent all the same
+const int longest_noise = 1000;    // before a request is sent nevertheless
 const int station = 1;
 
 #ifdef OZNA_KELPO_LINKED
@@ -39,7 +39,7 @@ Driver plc = linked_driver();
 LoadedDriver plc;
 #endif
 
-ComInfo info = ComInfo();  // the driver keeps a pointer to it: it lives as long as the driver is used
+ComInfo info = ComInfo();  // the driver keeps a pointer to it: it must exist as long as the driver is used
 const char *line_path;
 volatile std::sig_atomic_t stopping = 0;
 
@@ -202,7 +202,7 @@ bool open_screen(const Variable *variables, int number, int time) {
     plc.ReCreatReadVarList(&polled);
     const QList<int> torn = plc.torn_values(polled);
     for (int i = 0; i < torn.size(); ++i)
-        std::fprintf(stderr, "%s: lies across the end of a block\n", variables[torn.at(i)].name);
+        std::fprintf(stderr, "%s: crosses the end of a block\n", variables[torn.at(i)].name);
     QElapsedTimer timer;
     timer.start();
     for (int i = 0; i < number; ++i) {

@@ -365,7 +365,7 @@ FrameMeaning discarded_meaning(const FrameBytes &bytes) {
     const std::string size = bytes_counted(bytes.size());
     const FoundReply found = find_reply(bytes, DueReply());
     if (found.size == 0)
-        return {"thrown away: " + size + " not awaited", true, {}, {}};
+        return {"thrown away: " + size + " not expected", true, {}, {}};
     const int station = bytes[found.at], function = bytes[found.at + 1] & ~modbus::exception_bit;
     return {fmt::format("thrown away: {} with a whole reply of {} to {}, too late", size, station_name(station),
                         function_text(function)),

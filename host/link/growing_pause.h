@@ -18,7 +18,7 @@ public:
         return first_;
     }
 
-    /// Of the first pause after `before`; the first of all when that is 0.
+    /// The pause that follows one of `before`; the first pause if `before` is 0.
     Milliseconds after(Milliseconds before) const {
         return before == Milliseconds(0) ? first_ : std::max(first_, std::min(2 * before, longest_));
     }

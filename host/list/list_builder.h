@@ -61,7 +61,7 @@ private:
     std::optional<int> count_of(const std::string &file, const VariableRow &row, std::optional<View> view);
     bool take_name(const std::string &file, const VariableRow &row, const std::string &name);
 
-    // Of the remarks of one kind.
+    // What was noted of one kind of remark.
     struct Noted {
         std::size_t kept = 0;
         std::size_t last = 0;  // in remarks_

@@ -63,7 +63,7 @@ void OnceRun::take_write_results() {
         writes_[result.id] = {result.kind == WriteResult::Kind::done, result.text, result.code};
 }
 
-// Of what is not complete when the run ends.
+// The status of what is not complete when the run ends.
 Status OnceRun::unserved() const {
     if (!line_error().empty())
         return {false, "the line failed before it was done", ExitCode::no_line};

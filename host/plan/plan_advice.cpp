@@ -53,7 +53,7 @@ using Group = std::pair<int, int>;  // a station and a register class: only its 
 struct Sharing {
     struct OfVariable {
         Group group;
-        Traffic alone;        // of the blocks that no other variable lies in
+        Traffic alone;        // of the blocks that contain no other variable
         bool shares = false;  // there are others
     };
 

@@ -48,7 +48,7 @@ private:
         TraceRecord record;
         std::string words;
         bool failed;
-        bool passes;  // the filter, but for `failures`
+        bool passes;  // the filter, without its `failures`
         bool shown;
     };
 

@@ -145,7 +145,8 @@ std::uint64_t MemoryReader::pieces_logged() const {
 
 // `read` returns an optional; the result is also empty when the counter never is even and unchanged.
 template <typename Read> auto MemoryReader::read_unchanged(Read read) const -> decltype(read()) {
-    // A change takes well under a millisecond: a counter that is odd for this long is of a controller that died.
+    // A change takes well under a millisecond: a counter that is odd for this long belongs to a controller that has
+    // ended.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     const MemoryLayout &layout = published();
     do {

@@ -38,7 +38,7 @@ public:
     std::uint64_t writes_logged() const;
 
     /// The writes from number `first` on, counted from 0, oldest first. Nothing when some of them have left the log, or
-    /// when the controller has died in the middle of a change.
+    /// when the controller has ended in the middle of a change.
     std::optional<std::vector<LoggedWrite>> writes_from(std::uint64_t first) const;
 
     /// Number of requests, and of pieces of replies, logged so far.
@@ -53,7 +53,7 @@ public:
     /// The value at the end of `moment`, or so far when `moment` is the current one: computed from what is published.
     /// Nothing when the moment has not come, when there is no such station or address, when the log no longer has all
     /// writes that the value depends on (those of this moment where values move, and of the moments after it where they
-    /// do not), or when the controller has died in the middle of a change.
+    /// do not), or when the controller has ended in the middle of a change.
     std::optional<std::uint16_t> value(unsigned station, Table table, unsigned address, Moment moment) const;
     std::optional<bool> coil(unsigned station, unsigned address, Moment moment) const;
     std::optional<std::uint16_t> holding_register(unsigned station, unsigned address, Moment moment) const;

@@ -83,7 +83,7 @@ std::string examples(const std::string &name) {
            "  " +
            name +
            " --stations 1,2 --fault \"dead station=2 after=100 for=50 every=500\"\n"
-           "      station 2 dies at its 101st request and comes back after 50, and so on after each 500\n"
+           "      station 2 is dead from its 101st request on for 50 requests, and again after each 500\n"
            "  " +
            name +
            " --faults faults.txt --seed 7\n"

@@ -204,7 +204,7 @@ TEST(TraceFrameWordsTest, BytesThrownAwayMayBeALateReply) {
               "thrown away: 9 bytes with a whole reply of station 1 to function 3 (read holding registers), "
               "too late");
     EXPECT_EQ(late.station, 1);
-    EXPECT_EQ(discarded_meaning(hex("FF 00")).words, "thrown away: 2 bytes not awaited");
+    EXPECT_EQ(discarded_meaning(hex("FF 00")).words, "thrown away: 2 bytes not expected");
 }
 
 bool one_ascii_line(const std::string &words) {

@@ -30,7 +30,7 @@ protected:
     std::vector<std::size_t> refresh(const std::vector<std::pair<std::size_t, ReadValue>> &news = {}) {
         return watch.refresh(news, link, off, now);
     }
-    // Of the first variable.
+    // A reply with `value` for the first variable.
     std::vector<std::size_t> read(char value) {
         ReadValue brought;
         brought.bytes = std::string(1, value) + std::string(1, '\0');

@@ -58,7 +58,7 @@ TEST(TraceTextTest, AnExchangeIsTwoLines) {
 
 TEST(TraceTextTest, BytesThrownAwayNotesAndMissingRepliesAreLinesToo) {
     EXPECT_EQ(shown({{at(0), Direction::discarded, {0xFF}, {}, {}}, note("line lost"), sent(read_9008), received({})}),
-              (Lines{"12:00:00.000000 ~ FF                        thrown away: 1 byte not awaited",
+              (Lines{"12:00:00.000000 ~ FF                        thrown away: 1 byte not expected",
                      "12:00:00.000000 * line lost", read_line,
                      "12:00:00.012345 <                           no reply [12.3 ms]"}));
 }

@@ -9,7 +9,7 @@
 /// Waits until `condition` holds; false when it still does not after two minutes.
 bool comes_true(const std::function<bool()> &condition);
 
-/// A directory that goes with the object.
+/// A directory that is removed with the object.
 class TemporaryDirectory {
 public:
     TemporaryDirectory();
@@ -25,7 +25,7 @@ private:
     std::string path_;
 };
 
-/// A started program, its output in a file. Killed and waited for at the latest when the object goes.
+/// A started program, its output in a file. Killed, if it still runs, and waited for when the object is destroyed.
 class Process {
 public:
     Process(const std::vector<std::string> &command, const std::string &output_file);

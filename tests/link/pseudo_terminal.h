@@ -15,7 +15,7 @@ public:
         return path_;
     }
 
-    /// Sends to whoever has opened `path`.
+    /// Sends to the program that has opened `path`.
     void put(const std::string &bytes);
 
     /// Waits until `size` bytes have come from there, and takes them.
@@ -24,10 +24,10 @@ public:
     /// Takes what has come so far.
     std::string take_all();
 
-    /// Waits until `size` bytes that were put lie ready to be read at the near end.
+    /// Waits until `size` bytes that were put can be read at the near end.
     void wait_until_arrived(int size);
 
-    /// Waits until nothing lies unread at the near end. What was put may still be on its way there.
+    /// Waits until nothing is unread at the near end. What was put may still be on its way there.
     void wait_until_read();
 
     /// What an unplugged adapter looks like from the near end.

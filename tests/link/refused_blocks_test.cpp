@@ -7,7 +7,7 @@ namespace {
 
 class RefusedBlocks : public PolledStations {
 protected:
-    /// Of the station that something happens to, this block.
+    /// True for one block of the station that refuses.
     static bool is_refused(int station, const std::string &request) {
         return station == dying && request.substr(2, 2) == std::string("\0\xC8", 2);
     }

@@ -73,7 +73,7 @@ public:
         stale_ += exchange.stale;
     }
 
-    /// Of the link's thread, in nanoseconds.
+    /// That of the link's thread, in nanoseconds.
     int timer_slack() const {
         const std::lock_guard<std::mutex> locked(mutex_);
         return timer_slack_;

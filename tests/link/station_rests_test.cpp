@@ -147,7 +147,7 @@ TEST_F(StationRests, DoNotBeginForOneThatIsOnlyLate) {
     EXPECT_TRUE(resting.empty());
 }
 
-// Of each three tries one.
+// One of three tries is answered.
 TEST_F(StationRests, DoNotBeginForOneOfWhichSomethingIsHeard) {
     settings.after = 1;
     int tries = 0;
