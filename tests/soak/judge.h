@@ -53,7 +53,7 @@ struct Scores {
     std::map<std::string, std::uint64_t> faults;
 };
 
-/// How long the host waits, which decides what replies it can tell apart.
+/// What the host waits for and allows, which decides what replies it can tell apart.
 struct HostLimits {
     std::chrono::milliseconds settle;
     std::chrono::milliseconds latest;  ///< longest that a fault delays a reply
