@@ -16,23 +16,21 @@ int mapped(int type, int address) {
     return address;
 }
 
-struct Row {
+struct MapRow {
     const char *name;
     int type;
     std::vector<std::pair<int, int>> maps;  ///< address, mapped address
 };
 
-class AddressMapRow : public ::testing::TestWithParam<Row> {};
+class AddressMapRow : public ::testing::TestWithParam<MapRow> {};
 
-std::string row_name(const ::testing::TestParamInfo<Row> &row) {
+std::string row_name(const ::testing::TestParamInfo<MapRow> &row) {
     return row.param.name;
 }
 
-void PrintTo(const Row &row, std::ostream *out) {
+void PrintTo(const MapRow &row, std::ostream *out) {
     *out << row.name;
 }
-
-}  // namespace
 
 TEST_P(AddressMapRow, MapsEveryAddressOfItsList) {
     for (const std::pair<int, int> &map : GetParam().maps)
@@ -42,34 +40,34 @@ TEST_P(AddressMapRow, MapsEveryAddressOfItsList) {
 INSTANTIATE_TEST_SUITE_P(
     Types, AddressMapRow,
     ::testing::Values(
-        Row{"Type0_IsAddressPlus1200", 0, {{0, 1200}, {1, 1201}, {65535, 66735}, {-1, 1199}, {-1200, 0}}},
-        Row{"Type1_IsUnchanged", 1, {{0, 0}, {1, 1}, {4095, 4095}, {65535, 65535}, {-5, -5}}},
-        Row{"Type2_Below2048Is2000MoreAndFrom2048Is9952More",
-            2,
-            {{0, 2000}, {2047, 4047}, {2048, 12000}, {2049, 12001}, {7999, 17951}}},
-        Row{"Type3_UpTo255Is4400MoreAndAboveIs29744More",
-            3,
-            {{0, 4400}, {255, 4655}, {256, 30000}, {257, 30001}, {-1, 4399}}},
-        Row{"Type4_IsAddressPlus6000", 4, {{0, 6000}, {255, 6255}, {256, 6256}, {2048, 8048}, {8000, 14000}}},
-        Row{"Type5_IsAddressPlus8000", 5, {{0, 8000}, {255, 8255}, {256, 8256}, {2048, 10048}, {8000, 16000}}},
-        Row{"Type6_IsAddressPlus9200", 6, {{0, 9200}, {255, 9455}, {256, 9456}, {2048, 11248}, {8000, 17200}}},
-        Row{"Type7_Below8000IsUnchangedAndFrom8000Is42000More",
-            7,
-            {{0, 0}, {7999, 7999}, {8000, 50000}, {8001, 50001}, {23535, 65535}, {-1, -1}}},
-        Row{"Type8_UpTo255Is8000MoreAndAboveIs11744More",
-            8,
-            {{0, 8000}, {255, 8255}, {256, 12000}, {257, 12001}, {-1, 7999}}},
-        Row{"Type9_IsAddressPlus9000", 9, {{0, 9000}, {256, 9256}, {2048, 11048}, {8000, 17000}, {-1, 8999}}},
-        Row{"Type10_IsAddressPlus9500", 10, {{0, 9500}, {256, 9756}, {2048, 11548}, {8000, 17500}, {-1, 9499}}},
-        Row{"Type11_IsAddressPlus8500", 11, {{0, 8500}, {256, 8756}, {2048, 10548}, {8000, 16500}, {-1, 8499}}},
-        Row{"Type12_IsMappedAsType7", 12, {{0, 0}, {7999, 7999}, {8000, 50000}, {-1, -1}}},
-        Row{"Type13_IsTwiceAddressPlus4850",
-            13,
-            {{0, 9700}, {1, 9702}, {5, 9710}, {4850, 19400}, {-1, 9698}, {-4850, 0}}},
-        Row{"Type14_IsMappedAsType8", 14, {{0, 8000}, {255, 8255}, {256, 12000}, {-1, 7999}}},
-        Row{"Type15_IsMappedAsType7", 15, {{0, 0}, {7999, 7999}, {8000, 50000}, {-1, -1}}},
-        Row{"Type16_IsMappedAsType8", 16, {{0, 8000}, {255, 8255}, {256, 12000}, {-1, 7999}}},
-        Row{"Type17_IsMappedAsType11", 17, {{0, 8500}, {256, 8756}, {8000, 16500}, {-1, 8499}}}),
+        MapRow{"Type0_IsAddressPlus1200", 0, {{0, 1200}, {1, 1201}, {65535, 66735}, {-1, 1199}, {-1200, 0}}},
+        MapRow{"Type1_IsUnchanged", 1, {{0, 0}, {1, 1}, {4095, 4095}, {65535, 65535}, {-5, -5}}},
+        MapRow{"Type2_Below2048Is2000MoreAndFrom2048Is9952More",
+               2,
+               {{0, 2000}, {2047, 4047}, {2048, 12000}, {2049, 12001}, {7999, 17951}}},
+        MapRow{"Type3_UpTo255Is4400MoreAndAboveIs29744More",
+               3,
+               {{0, 4400}, {255, 4655}, {256, 30000}, {257, 30001}, {-1, 4399}}},
+        MapRow{"Type4_IsAddressPlus6000", 4, {{0, 6000}, {255, 6255}, {256, 6256}, {2048, 8048}, {8000, 14000}}},
+        MapRow{"Type5_IsAddressPlus8000", 5, {{0, 8000}, {255, 8255}, {256, 8256}, {2048, 10048}, {8000, 16000}}},
+        MapRow{"Type6_IsAddressPlus9200", 6, {{0, 9200}, {255, 9455}, {256, 9456}, {2048, 11248}, {8000, 17200}}},
+        MapRow{"Type7_Below8000IsUnchangedAndFrom8000Is42000More",
+               7,
+               {{0, 0}, {7999, 7999}, {8000, 50000}, {8001, 50001}, {23535, 65535}, {-1, -1}}},
+        MapRow{"Type8_UpTo255Is8000MoreAndAboveIs11744More",
+               8,
+               {{0, 8000}, {255, 8255}, {256, 12000}, {257, 12001}, {-1, 7999}}},
+        MapRow{"Type9_IsAddressPlus9000", 9, {{0, 9000}, {256, 9256}, {2048, 11048}, {8000, 17000}, {-1, 8999}}},
+        MapRow{"Type10_IsAddressPlus9500", 10, {{0, 9500}, {256, 9756}, {2048, 11548}, {8000, 17500}, {-1, 9499}}},
+        MapRow{"Type11_IsAddressPlus8500", 11, {{0, 8500}, {256, 8756}, {2048, 10548}, {8000, 16500}, {-1, 8499}}},
+        MapRow{"Type12_IsMappedAsType7", 12, {{0, 0}, {7999, 7999}, {8000, 50000}, {-1, -1}}},
+        MapRow{"Type13_IsTwiceAddressPlus4850",
+               13,
+               {{0, 9700}, {1, 9702}, {5, 9710}, {4850, 19400}, {-1, 9698}, {-4850, 0}}},
+        MapRow{"Type14_IsMappedAsType8", 14, {{0, 8000}, {255, 8255}, {256, 12000}, {-1, 7999}}},
+        MapRow{"Type15_IsMappedAsType7", 15, {{0, 0}, {7999, 7999}, {8000, 50000}, {-1, -1}}},
+        MapRow{"Type16_IsMappedAsType8", 16, {{0, 8000}, {255, 8255}, {256, 12000}, {-1, 7999}}},
+        MapRow{"Type17_IsMappedAsType11", 17, {{0, 8500}, {256, 8756}, {8000, 16500}, {-1, 8499}}}),
     row_name);
 
 TEST(AddressMap, Type1AndTypesOutside0To17LeaveTheAddressUnchanged) {
@@ -99,3 +97,5 @@ TEST(AddressMap, UsesNoStateOfTheObject) {
     EXPECT_TRUE(PLC_driver.list_mutex.tryLock());
     PLC_driver.list_mutex.unlock();
 }
+
+}  // namespace

@@ -51,8 +51,6 @@ void PrintTo(const TypeRow &row, std::ostream *out) {
     *out << row.name;
 }
 
-}  // namespace
-
 TEST_P(RegisterType, ParsesFoldsAndRoundsAsItsRowSays) {
     const TypeRow &row = GetParam();
     EXPECT_EQ(parse(row.type, row.text), row.address);
@@ -285,3 +283,5 @@ TEST(UpdateInfo, TheLargestAndSmallestCountsAreRoundedSafely) {
     EXPECT_EQ(fold(13, int_max - 1).reg_count, 1073741823);
     EXPECT_EQ(fold(13, int_max).reg_type, 13);
 }
+
+}  // namespace

@@ -48,8 +48,6 @@ protected:
     }
 };
 
-}  // namespace
-
 TEST_F(BitMerge, EachOfTheSixteenBitsIsTheLow4BitsOfTheAddress) {
     const char *const set[16] = {"00 01", "00 02", "00 04", "00 08", "00 10", "00 20", "00 40", "00 80",
                                  "01 00", "02 00", "04 00", "08 00", "10 00", "20 00", "40 00", "80 00"};
@@ -215,3 +213,5 @@ TEST_F(BitMerge, TakesNoLock) {
     };
     EXPECT_TRUE(support::takes_only({}, merge));
 }
+
+}  // namespace

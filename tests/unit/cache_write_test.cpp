@@ -36,8 +36,6 @@ protected:
     }
 };
 
-}  // namespace
-
 // ---- bits
 
 TEST_F(CacheWrite, EveryBitTypeHasItsOwnKeys) {
@@ -246,3 +244,5 @@ TEST_F(CacheWrite, TakesCacheMutexAndNoOther) {
     };
     EXPECT_TRUE(support::takes_only({&PLC_driver.cache_mutex}, write));
 }
+
+}  // namespace

@@ -37,8 +37,6 @@ int xor_of(Buffer data) {
     return CalXOR(data.data(), length(data));
 }
 
-}  // namespace
-
 TEST(Sum, OfNoBytesIs0) {
     EXPECT_EQ(sum(Buffer()), 0);
 }
@@ -207,3 +205,5 @@ TEST(CharacterToDigit, DoesNotFoldLowerCaseSoThatLowerAIs42) {
     EXPECT_EQ(ASCIIToDigital('G'), 16);
     EXPECT_EQ(ASCIIToDigital(0xFF), 200);
 }
+
+}  // namespace

@@ -76,8 +76,6 @@ protected:
     }
 };
 
-}  // namespace
-
 // ---- order
 
 TEST_F(Cycle, TwoFullQueuesLeaveEveryEleventhRequestToTheCyclicList) {
@@ -235,8 +233,6 @@ TEST_F(Cycle, InRemoteModeNothingIsRefused) {
 
 // ---- requests for which there is no frame
 
-namespace {
-
 class Refusal : public Cycle {
 protected:
     Refusal() {
@@ -266,8 +262,6 @@ protected:
         return var;
     }
 };
-
-}  // namespace
 
 TEST_F(Refusal, ARefusedWriteIsReportedEvenIfALaterOneWaits) {
     RW_VAR refused = identified(write_var(18, 10, 1, "34 12"));
@@ -333,3 +327,5 @@ TEST_F(Cycle, BuildingAReadTakesNoCacheMutex) {
         ComCommunication();
     }));
 }
+
+}  // namespace

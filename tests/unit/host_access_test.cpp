@@ -76,8 +76,6 @@ protected:
     }
 };
 
-}  // namespace
-
 // ---- the write record
 
 TEST_F(HostAccess, TheWriteRecordCarriesEveryFieldOfHostAndBlock) {
@@ -450,8 +448,6 @@ TEST_F(HostAccess, WhatWasQueuedIsCountedBeforeAnybodyElseTakesIt) {
 
 // ---- from a callback, which runs with list_mutex held
 
-namespace {
-
 std::vector<int> sizes_seen;
 
 // Like a panel that mirrors what was written: with a write_mode other than 2 this call does not wait.
@@ -464,8 +460,6 @@ void mirror_result(int, int, int, int) {
 void mirror_error(QList<RW_VAR> *, int, int) {
     mirror_result(0, 0, 0, 0);
 }
-
-}  // namespace
 
 TEST_F(HostAccess, ACallbackMayWriteToTheCacheAndGetsTheSize) {
     RegistCallBackFuncIntf(mirror_result, mirror_error);
@@ -501,3 +495,5 @@ TEST_F(HostAccess, AWriteThatDoesNothingTakesNoLock) {
     };
     EXPECT_TRUE(support::takes_only({}, refused));
 }
+
+}  // namespace

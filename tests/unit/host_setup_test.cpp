@@ -30,8 +30,6 @@ protected:
 
 class HostSetup : public DriverTest {};
 
-}  // namespace
-
 TEST_F(HostBlockHandover, LowersOnlyWhatIsGreaterThan100) {
     EXPECT_EQ(max_count_left_of(101), 100);
     EXPECT_EQ(max_count_left_of(int_max), 100);
@@ -117,8 +115,6 @@ TEST_F(HostSetup, TheConfigurationCallsTakeNoLock) {
     EXPECT_TRUE(support::takes_only({}, configure));
 }
 
-namespace {
-
 struct StationCall {
     const char *name;
     void (*call)(int, int);
@@ -135,8 +131,6 @@ protected:
 void PrintTo(const StationCall &call, std::ostream *out) {
     *out << call.name;
 }
-
-}  // namespace
 
 INSTANTIATE_TEST_SUITE_P(BothNames, StationSwitch,
                          ::testing::Values(StationCall{"EnableEthernet", EnableEthernet},
@@ -194,3 +188,5 @@ TEST_F(HostSetup, StationsMayBeSwitchedFromSeveralThreadsAtOnce) {
     two.join();
     EXPECT_EQ(PLC_driver.disabled_stations.size(), 15);
 }
+
+}  // namespace

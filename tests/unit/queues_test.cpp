@@ -51,8 +51,6 @@ std::string groups(int total, int limit, int reg_addr, int reg_count = 999) {
     return spans(out);
 }
 
-}  // namespace
-
 // ---- the cyclic list
 
 TEST_F(ReadQueue, AppendsAnUnchangedCopyAndReturnsTheSize) {
@@ -108,8 +106,6 @@ TEST_F(WriteQueue, TakesListMutexAndNoOther) {
     EXPECT_EQ(PLC_driver.write_list.size(), 3);
 }
 
-namespace {
-
 // The sizes that two threads get back from `add`, all together.
 std::multiset<int> sizes_seen_by_two_threads(int calls, const std::function<int()> &add) {
     std::atomic<int> ready(0);
@@ -135,8 +131,6 @@ std::multiset<int> each_up_to(int count) {
         numbers.insert(number);
     return numbers;
 }
-
-}  // namespace
 
 // The size is read before the lock is released, so no two calls can get the same one.
 TEST_F(WriteQueue, EachOfTwoThreadsGetsTheSizeThatItsOwnWriteMade) {
@@ -446,3 +440,5 @@ TEST(CutIntoPieces, TakesNoLock) {
     };
     EXPECT_TRUE(support::takes_only({}, cut));
 }
+
+}  // namespace

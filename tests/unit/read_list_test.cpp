@@ -64,8 +64,6 @@ protected:
 class Merge : public DriverTest {};
 class Sort : public DriverTest {};
 
-}  // namespace
-
 // ---- the rebuild
 
 TEST_F(Rebuild, AListInWhichNoAddressParsesBeginsAnEmptyPass) {
@@ -532,3 +530,5 @@ TEST_F(Rebuild, TypeAndStationOfTheHostsRecordAreUnsigned) {
     info.multi_station = 1;
     EXPECT_EQ(plan({host_var(200, 250, "5", 1)}), "250/200(5,1)");
 }
+
+}  // namespace

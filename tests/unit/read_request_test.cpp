@@ -40,8 +40,6 @@ protected:
     }
 };
 
-}  // namespace
-
 TEST_F(ReadRequest, TheReplyHoldsWholeBytesOfBitsAndTwoOrFourBytesPerUnit) {
     const struct {
         int type;
@@ -250,3 +248,5 @@ TEST_F(ReadRequest, OnlyTheFrameListTheSendBufferAndTwoWordsChange) {
     EXPECT_TRUE(PLC_driver.read_list.isEmpty());
     EXPECT_TRUE(PLC_driver.word_cache.isEmpty());
 }
+
+}  // namespace

@@ -61,8 +61,6 @@ std::string wrong_after_loading() {
 
 const std::string wrong_at_load = wrong_after_loading();
 
-}  // namespace
-
 TEST(Records, TheDriverIsLikeANewObjectAfterLoading) {
     EXPECT_EQ(wrong_at_load, "");
 }
@@ -137,3 +135,5 @@ TEST(Records, PassRetValueOfARecordToItselfOnlyEmptiesItsBytes) {
     EXPECT_EQ(var.aux_word, 114);
     EXPECT_TRUE(var.value_bytes.isEmpty());
 }
+
+}  // namespace

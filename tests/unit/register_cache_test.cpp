@@ -37,8 +37,6 @@ protected:
     }
 };
 
-}  // namespace
-
 TEST_F(RegisterCache, ABitIs1WheneverItsEntryIsNotZero) {
     put_bit(0x01020005, 0x80);
     put_bit(0x01020006, 0xFF);
@@ -183,3 +181,5 @@ TEST_F(RegisterCache, ValuesStayAfterTheStationIsDisabledOrTheListRebuilt) {
     PLC_driver.comm_failed = true;
     EXPECT_EQ(read(7, "5", 1), "34 12");
 }
+
+}  // namespace

@@ -62,8 +62,6 @@ int byte_of(const QByteArray &frame, int index) {
     return static_cast<unsigned char>(frame.at(index));
 }
 
-}  // namespace
-
 // ---- reads
 
 TEST_F(RemoteRequest, EveryFieldHasItsPlaceHighByteFirst) {
@@ -214,3 +212,5 @@ TEST_F(RemoteRequest, OnlyAWriteTakesALockAndOnlyCacheMutex) {
     EXPECT_TRUE(support::takes_only({}, read_one));
     EXPECT_TRUE(support::takes_only({&PLC_driver.cache_mutex}, write_one));
 }
+
+}  // namespace

@@ -23,8 +23,6 @@ namespace {
 
 class Replies : public ReplyTest {};
 
-}  // namespace
-
 // ---- retries
 
 TEST_F(Replies, AFailedReplyThatIsToleratedChangesOnlyTheRetryCount) {
@@ -355,3 +353,5 @@ TEST_F(Replies, AGoodReplyOfARemoteAreaRotatesTheCyclicList) {
     EXPECT_EQ(complete(), 100);
     EXPECT_EQ(support::spans(PLC_driver.read_list), "(31,1) (30,1)");
 }
+
+}  // namespace

@@ -16,8 +16,6 @@ namespace {
 
 class ReplyBytes : public ReplyTest {};
 
-}  // namespace
-
 // A host that keeps the bytes it received, for a trace, hands them over without a copy.
 TEST_F(ReplyBytes, NoExchangeCopiesAReply) {
     const auto answer_shared = [](const QByteArray &kept) {
@@ -57,8 +55,6 @@ TEST_F(ReplyBytes, NoExchangeCopiesAReply) {
 
 // ---- anything that the line delivers
 
-namespace {
-
 class AnyReply : public ReplyTest, public ::testing::WithParamInterface<int> {
 protected:
     // Puts a read of class GetParam() in flight, `count` units from `address`.
@@ -91,8 +87,6 @@ protected:
     }
 };
 
-}  // namespace
-
 INSTANTIATE_TEST_SUITE_P(Classes, AnyReply, ::testing::Values(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13),
                          [](const ::testing::TestParamInfo<int> &row) { return "Class" + std::to_string(row.param); });
 
@@ -122,3 +116,5 @@ TEST_P(AnyReply, IsNeverReadPastItsEnd) {
         }
     }
 }
+
+}  // namespace

@@ -21,11 +21,7 @@ namespace {
 
 class ReplyLocks : public ReplyTest {};
 
-}  // namespace
-
 // ---- callbacks
-
-namespace {
 
 ComInfo *busy_block = nullptr;
 int busy_write_results = 0;
@@ -104,8 +100,6 @@ protected:
         RegistCallBackFuncIntf(busy_write_result, busy_comm_error);
     }
 };
-
-}  // namespace
 
 TEST_F(ReplyCallbacks, MayCallAnythingAfterACompletedWrite) {
     queue_write(write_of(1));
@@ -239,3 +233,5 @@ TEST_F(ReplyLocks, AReplyIsStoredBeforeListMutexIsTaken) {
     link.join();
     EXPECT_EQ(PLC_driver.read_pass_count, 1);
 }
+
+}  // namespace

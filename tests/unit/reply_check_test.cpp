@@ -34,8 +34,6 @@ protected:
     }
 };
 
-}  // namespace
-
 TEST_F(ReplyCheck, AReplyOfAtMost3BytesIsRejected) {
     EXPECT_EQ(check("01 03 00"), 0);
     EXPECT_EQ(check("01 7E 80"), 0);
@@ -218,3 +216,5 @@ TEST_F(ReplyCheck, ReadsNothingOutsideAReplyOfAnyLength) {
         }
     }
 }
+
+}  // namespace

@@ -20,8 +20,6 @@ namespace {
 
 class ReplyCodes : public ReplyTest {};
 
-}  // namespace
-
 // ---- codes
 
 TEST_F(ReplyCodes, AFailedWriteGivesTheCodeOfItsAreaItsFaultAndItsVarGroup) {
@@ -193,3 +191,5 @@ TEST_F(ReplyCodes, TheSpecialReplyIsRecognisedByItsBytesAndNotItsLength) {
         EXPECT_EQ(answer(bytes(reply)), 71) << reply;
     }
 }
+
+}  // namespace

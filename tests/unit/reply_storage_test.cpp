@@ -59,8 +59,6 @@ protected:
     }
 };
 
-}  // namespace
-
 TEST_F(ReplyStorage, ARegisterPayloadOfOddLengthIgnoresItsLastByte) {
     store(make_var(7, 10, 2), "01 03 03 12 34 AB B2 F4", 3);
     EXPECT_EQ(word_at(0x0107000A), 0x1234);
@@ -276,3 +274,5 @@ TEST_F(ReplyStorage, ReadsNothingOutsideARandomReply) {
         support::clear_caches();
     }
 }
+
+}  // namespace

@@ -60,7 +60,7 @@ QByteArray pairs_swapped(const QByteArray &value) {
     return swapped;
 }
 
-struct TypeRow {
+struct WrittenType {
     const char *name;
     int type;
     int addr;
@@ -85,7 +85,7 @@ struct ShortRow {
     const char *frame;
 };
 
-void PrintTo(const TypeRow &row, std::ostream *out) {
+void PrintTo(const WrittenType &row, std::ostream *out) {
     *out << row.name;
 }
 
@@ -97,16 +97,14 @@ void PrintTo(const ShortRow &row, std::ostream *out) {
     *out << row.name;
 }
 
-class WriteFrame : public WriteRequest, public ::testing::WithParamInterface<TypeRow> {};
+class WriteFrame : public WriteRequest, public ::testing::WithParamInterface<WrittenType> {};
 class BitWrite : public WriteRequest, public ::testing::WithParamInterface<PairRow> {};
 class ShortValue : public WriteRequest, public ::testing::WithParamInterface<ShortRow> {};
-
-}  // namespace
 
 // ---- one frame: every type, both ranges of its addresses
 
 TEST_P(WriteFrame, IsBuiltAsItsTypeRequires) {
-    const TypeRow &row = GetParam();
+    const WrittenType &row = GetParam();
     const RW_VAR var = write_var(row.type, row.addr, row.count, row.value);
     WriteRegister(var);
     ASSERT_EQ(frames_in_flight(), Lines{row.frame});
@@ -117,7 +115,7 @@ TEST_P(WriteFrame, IsBuiltAsItsTypeRequires) {
 }
 
 TEST_P(WriteFrame, IsWhatWriteAnalogQueuesForIt) {
-    const TypeRow &row = GetParam();
+    const WrittenType &row = GetParam();
     WriteAnalog(write_var(row.type, row.addr, row.count, row.value));
     EXPECT_EQ(frames_in_flight(), Lines{row.frame});
     EXPECT_TRUE(support::caches_empty());
@@ -125,12 +123,12 @@ TEST_P(WriteFrame, IsWhatWriteAnalogQueuesForIt) {
 
 INSTANTIATE_TEST_SUITE_P(
     Types, WriteFrame,
-    ::testing::Values(TypeRow{"Type0_Bits", 0, 1, 11, "A5 03", "01 0F 04 B1 00 0B 02 A5 03 81 B4"},
-                      TypeRow{"Type2_Bits", 2, 0, 9, "55 01", "01 0F 07 D0 00 09 02 55 01 7E BC"},
-                      TypeRow{"Type7_FirstOfHighRange", 7, 8000, 2, "34 12 78 56",
-                              "01 10 C3 50 00 02 04 12 34 56 78 C9 52"},
-                      TypeRow{"Type12_HighRange", 12, 8000, 2, "12 34 56 78", "01 10 C3 50 00 02 04 12 34 56 78 C9 52"},
-                      TypeRow{"Type14_HighRange", 14, 256, 2, "12 34 56 78", "01 10 2E E0 00 02 04 12 34 56 78 53 72"}),
+    ::testing::Values(
+        WrittenType{"Type0_Bits", 0, 1, 11, "A5 03", "01 0F 04 B1 00 0B 02 A5 03 81 B4"},
+        WrittenType{"Type2_Bits", 2, 0, 9, "55 01", "01 0F 07 D0 00 09 02 55 01 7E BC"},
+        WrittenType{"Type7_FirstOfHighRange", 7, 8000, 2, "34 12 78 56", "01 10 C3 50 00 02 04 12 34 56 78 C9 52"},
+        WrittenType{"Type12_HighRange", 12, 8000, 2, "12 34 56 78", "01 10 C3 50 00 02 04 12 34 56 78 C9 52"},
+        WrittenType{"Type14_HighRange", 14, 256, 2, "12 34 56 78", "01 10 2E E0 00 02 04 12 34 56 78 53 72"}),
     [](const auto &row) { return std::string(row.param.name); });
 
 TEST_F(WriteRequest, AWriteThatReachesPast2To31StaysOneFrame) {
@@ -560,3 +558,5 @@ TEST_F(WriteRequest, OnlyTheFrameListTheSendBufferTheCacheAndTwoWordsChange) {
     EXPECT_EQ(info.finish_flag, 5);
     EXPECT_TRUE(write_results.empty());
 }
+
+}  // namespace
