@@ -35,9 +35,12 @@ struct LoggedRequest {
     std::uint32_t fault;        ///< number of the fault that happened to it, counted from 1; 0: none
 };
 
+/// Of what is sent for no request: it is what came, returned as an adapter does that receives what it sends.
+constexpr std::uint64_t no_request = UINT64_MAX;
+
 /// A reply, or a piece of one, that was passed to the line.
 struct LoggedPiece {
-    std::uint64_t request;       ///< number of the request, counted from 0
+    std::uint64_t request;       ///< number of the request, counted from 0, or no_request
     std::uint64_t ends_at;       ///< bytes sent until then, its own included
     std::uint64_t microseconds;  ///< of the system's monotonic clock, when the line had taken it
 };

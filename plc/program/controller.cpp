@@ -59,13 +59,21 @@ std::optional<Sending> Controller::take_due(TimePoint now) {
 }
 
 void Controller::note_sent(const Sending &sending, TimePoint now) {
-    bytes_sent_ += sending.bytes.size();
+    note_piece(sending.request, sending.bytes.size(), now);
+    if (memory_ && sending.ends_reply)
+        memory_->count_reply();
+}
+
+void Controller::note_echo(std::size_t size, TimePoint now) {
+    note_piece(no_request, size, now);
+}
+
+void Controller::note_piece(std::uint64_t request, std::size_t size, TimePoint now) {
+    bytes_sent_ += size;
     if (!memory_)
         return;
     const auto time = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch());
-    memory_->log_piece({sending.request, bytes_sent_, static_cast<std::uint64_t>(time.count())});
-    if (sending.ends_reply)
-        memory_->count_reply();
+    memory_->log_piece({request, bytes_sent_, static_cast<std::uint64_t>(time.count())});
 }
 
 const std::vector<FaultCount> &Controller::fault_counts() const {

@@ -118,6 +118,7 @@ void add_line_options(common::Command &app, Options &options, Arguments &argumen
         .range(1, an_hour)
         .capture_default_str()
         .type_name("MS");
+    app.add_flag("--echo", options.settings.echoes, "Return all that comes at once, as some two-wire adapters do");
 }
 
 void add_value_options(common::Command &app, Options &options, Arguments &arguments) {

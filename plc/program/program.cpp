@@ -100,7 +100,7 @@ void run(const Options &options) {
 
     // A program that waits for this line finds the link and the memory file in place.
     std::cout << "line " << line->name() << std::endl;
-    serve(*line, controller, end.number());
+    serve(*line, controller, options.settings.echoes, end.number());
     print_fault_counts(options.settings.faults, controller.fault_counts());
 }
 

@@ -30,9 +30,16 @@ void send_due_replies(Line &line, Controller &controller, Clock::time_point now)
             controller.note_sent(*sending, Clock::now());
 }
 
+void take_in(Line &line, Controller &controller, bool echoes, Clock::time_point now) {
+    const Bytes bytes = line.receive();
+    if (echoes && !bytes.empty() && line.send(bytes))
+        controller.note_echo(bytes.size(), Clock::now());
+    controller.receive(bytes, now);
+}
+
 }  // namespace
 
-void serve(Line &line, Controller &controller, int stop) {
+void serve(Line &line, Controller &controller, bool echoes, int stop) {
     for (;;) {
         pollfd watched[2] = {{line.descriptor(), POLLIN, 0}, {stop, POLLIN, 0}};
         const std::optional<Clock::time_point> deadline = controller.next_deadline();
@@ -46,7 +53,7 @@ void serve(Line &line, Controller &controller, int stop) {
             return;
         const Clock::time_point now = Clock::now();
         if ((watched[0].revents & POLLIN) != 0)
-            controller.receive(line.receive(), now);
+            take_in(line, controller, echoes, now);
         else if (watched[0].revents != 0)
             fail("the line is broken", EIO);
         controller.advance(now);

@@ -73,6 +73,8 @@ TEST_F(OptionsTest, AllAreTaken) {
     EXPECT_EQ(all.settings.baud, 115200u);
     EXPECT_EQ(all.settings.bits_per_byte, 12u);
     EXPECT_EQ(all.settings.seed, 4294967295u);
+    EXPECT_FALSE(all.settings.echoes);
+    EXPECT_TRUE(options({"--echo"}).settings.echoes);
     EXPECT_EQ(all.link, "line");
     EXPECT_EQ(all.memory, "values");
     EXPECT_EQ(error_.str(), "");

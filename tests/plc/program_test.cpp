@@ -263,6 +263,23 @@ TEST_F(ProgramTest, KeepsBackTheReplyThatAFaultNames) {
     EXPECT_EQ(client.receive(8), hex("01 06 00 64 12 34 C5 62"));
 }
 
+TEST_F(ProgramTest, ReturnsWhatComesAndThenAnswers) {
+    Program program({"--moment", "0", "--memory", memory_, "--echo"});
+    const Client client(program.first_line().substr(5));
+    const MemoryReader memory = MemoryReader::open(memory_);
+    client.send(hex("01 06 00 64 12 34 C5 62"));
+    EXPECT_EQ(client.receive(16), hex("01 06 00 64 12 34 C5 62 01 06 00 64 12 34 C5 62"));
+    client.send(hex("01 03 00 64 00 01 C5 D5"));
+    EXPECT_EQ(client.receive(15), hex("01 03 00 64 00 01 C5 D5 01 03 02 12 34 B5 33"));
+    ASSERT_TRUE(comes_true([&] { return memory.pieces_from(0)->size() == 4; }));
+    const auto pieces = *memory.pieces_from(0);
+    EXPECT_EQ(pieces[0].request, no_request);
+    EXPECT_EQ(pieces[0].ends_at, 8U);
+    EXPECT_EQ(pieces[3].request, 1U);
+    EXPECT_EQ(pieces[3].ends_at, 31U);
+    EXPECT_EQ(memory.counters().replies_sent, 2U);
+}
+
 TEST_F(ProgramTest, SaysAtItsEndHowOftenEachFaultHappened) {
     Program program({"--moment", "0", "--fault", "dead station=9", "--fault", "exception  function=3 every=2"});
     const Client client(program.first_line().substr(5));

@@ -34,6 +34,20 @@ constexpr unsigned requests_before_faults = 120;
 
 constexpr const char *always[] = {"dead station=4", "dead station=5 after=30 every=60 for=25"};
 
+// With every other seed, unless echoes are faults.
+bool has_echoes(const Options &options) {
+    return options.seed % 2 == 0 &&
+           std::find(options.faults.begin(), options.faults.end(), "echo") == options.faults.end();
+}
+
+// On a line that echoes nobody knows an echo too many from an acknowledgement.
+std::vector<std::string> without_echo(std::vector<std::string> faults) {
+    if (faults.empty())
+        faults = fault_words();
+    faults.erase(std::remove(faults.begin(), faults.end(), "echo"), faults.end());
+    return faults;
+}
+
 kelpo::LinkSettings settings(const Options &options, const std::string &line) {
     static constexpr int max_counts[] = {100, 100, 64, 25};
     kelpo::LinkSettings settings;
@@ -44,6 +58,7 @@ kelpo::LinkSettings settings(const Options &options, const std::string &line) {
     settings.retries = retries;
     settings.max_count = max_counts[options.seed % std::size(max_counts)];
     settings.pauses = {milliseconds(5), milliseconds(20)};
+    settings.takes_off_echo = has_echoes(options);
     settings.rest.first = milliseconds(10);
     settings.rest.longest = milliseconds(80);
     return settings;
@@ -71,8 +86,8 @@ long size_of_what_is_held() {
 }  // namespace
 
 Campaign::Campaign(const Options &options)
-    : options_(options), variables_(all_variables()), random_(options.seed), judge_(variables_),
-      controller_(options.plc), driver_(options.driver),
+    : options_(options), echoes_(has_echoes(options)), variables_(all_variables()), random_(options.seed),
+      judge_(variables_), controller_(options.plc), driver_(options.driver),
       session_(driver_, settings(options, controller_.line()), stop_, {&judge_, &resting_, &pace_},
                kelpo::OnLoss::open_again) {
     std::vector<kelpo::Variable> all, half;
@@ -120,15 +135,15 @@ void Campaign::run_controller(unsigned number) {
     const std::uint64_t length =
         std::min<std::uint64_t>(400 + random_() % 3000, std::max<std::uint64_t>(300, options_.exchanges / 10));
     const bool abrupt = random_() % 3 == 0;
-    const FaultChoice choice =
-        choose_faults(random_, requests_before_faults, static_cast<unsigned>(length / 2), options_.faults);
+    const FaultChoice choice = choose_faults(random_, requests_before_faults, static_cast<unsigned>(length / 2),
+                                             echoes_ ? without_echo(options_.faults) : options_.faults);
     std::vector<std::string> faults(std::begin(always), std::end(always));
     faults.insert(faults.end(), choice.lines.begin(), choice.lines.end());
 
     judge_.expect_controller(
         faults, {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2, most_tries});
     const std::string presets = judge_.presets(number == 0 ? nullptr : &controller_.memory());
-    controller_.start(faults, presets, options_.seed + number);
+    controller_.start(faults, presets, options_.seed + number, echoes_);
     judge_.controller_started(controller_.memory());
     if (number == 0) {
         rebuild();
@@ -165,7 +180,7 @@ void Campaign::ask_at_random() {
         write(written_[random_() % written_.size()]);
     if (random_() % 12 == 0 && driver_.library().requests_waiting() < most_waiting)
         read_once(readable_once_[random_() % readable_once_.size()]);
-    if (random_() % 64 == 0)
+    if (random_() % 256 == 0)
         rebuild();
 }
 

@@ -13,7 +13,7 @@ namespace soak {
 
 Controller::Controller(std::string program) : program_(std::move(program)) {}
 
-void Controller::start(const std::vector<std::string> &faults, const std::string &presets, unsigned seed) {
+void Controller::start(const std::vector<std::string> &faults, const std::string &presets, unsigned seed, bool echoes) {
     std::ofstream(folder_.file("presets")) << presets;
     std::ofstream fault_file(folder_.file("faults"));
     for (const std::string &fault : faults)
@@ -21,12 +21,28 @@ void Controller::start(const std::vector<std::string> &faults, const std::string
     fault_file.close();
     const std::string output = folder_.file("output");
     std::filesystem::remove(output);
-    process_ = std::make_unique<Process>(
-        std::vector<std::string>{program_, "--stations", "1,2,3,4,5", "--link", line(), "--memory",
-                                 folder_.file("memory"), "--preset", folder_.file("presets"), "--faults",
-                                 folder_.file("faults"), "--seed", std::to_string(seed), "--turnaround", "0",
-                                 "--moment", "200", "--while", std::to_string(::getpid())},
-        output);
+    std::vector<std::string> words = {program_,
+                                      "--stations",
+                                      "1,2,3,4,5",
+                                      "--link",
+                                      line(),
+                                      "--memory",
+                                      folder_.file("memory"),
+                                      "--preset",
+                                      folder_.file("presets"),
+                                      "--faults",
+                                      folder_.file("faults"),
+                                      "--seed",
+                                      std::to_string(seed),
+                                      "--turnaround",
+                                      "0",
+                                      "--moment",
+                                      "200",
+                                      "--while",
+                                      std::to_string(::getpid())};
+    if (echoes)
+        words.emplace_back("--echo");
+    process_ = std::make_unique<Process>(words, output);
     // The link is made last.
     const bool has_started = comes_true([this] {
         return std::filesystem::is_symlink(line()) || process_->output().find("kelpo") != std::string::npos;

@@ -20,9 +20,9 @@ public:
         return folder_.file("line");
     }
 
-    /// Starts a controller with these faults and presets, and waits until its line and its memory are there. Throws
-    /// std::runtime_error when it does not start.
-    void start(const std::vector<std::string> &faults, const std::string &presets, unsigned seed);
+    /// Starts a controller with these faults and presets, and waits until its line and its memory are there. `echoes`:
+    /// its line returns what is sent. Throws std::runtime_error when it does not start.
+    void start(const std::vector<std::string> &faults, const std::string &presets, unsigned seed, bool echoes);
 
     /// Removes the line and ends the controller. Its memory can be read until the next start.
     void end();

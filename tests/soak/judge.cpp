@@ -444,6 +444,8 @@ Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange
         if (end <= traffic.pieces_begin[i])
             continue;
         found = true;
+        if (traffic.pieces[i].request == plc::no_request)
+            complain_locked("the line's echo was taken for a reply");
         const Served *served = served_by(traffic, traffic.pieces[i].request);
         if (served == nullptr || served->flight != sent.flight)
             wrong = i;
