@@ -456,6 +456,7 @@ Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange
         complain_locked("the line's echo of a read request was taken for its reply");
     if (wrong) {
         note_mistaken(traffic, *wrong, exchange.reply.size());
+        traffic.misled.insert(sent.flight);
         if (sent.request != nullptr)
             sent.request->mistaken = true;
     }
@@ -474,7 +475,9 @@ const Judge::Served *Judge::served_by(const Traffic &traffic, std::uint64_t requ
 
 // A reply was taken for another request's, which is wrong except where listening cannot prevent it.
 void Judge::note_mistaken(const Traffic &traffic, std::size_t piece, std::size_t reply_size) {
-    if (is_copy(traffic, piece, reply_size))
+    const Served *served = served_by(traffic, traffic.pieces[piece].request);
+    const bool had_another = served != nullptr && traffic.misled.count(served->flight) > 0;
+    if (had_another || is_copy(traffic, piece, reply_size))
         ++scores_.copies_mistaken;
     else if (may_be_too_late(traffic, piece))
         ++scores_.late_mistaken;

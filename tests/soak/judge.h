@@ -37,7 +37,8 @@ struct Scores {
     std::uint64_t values = 0;  ///< judged
     std::uint64_t false_values = 0;
     std::uint64_t lost_writes = 0;
-    std::uint64_t copies_mistaken = 0;  ///< second replies to a request, taken for another request's
+    /// Second replies to a request, taken for another request's; also when the first was not its own.
+    std::uint64_t copies_mistaken = 0;
     std::uint64_t late_mistaken = 0;    ///< the same with replies later than the host promises to tell apart
     std::uint64_t values_mistaken = 0;  ///< shown in between
     std::uint64_t writes_mistaken = 0;  ///< reported done because of one, and not carried out
@@ -172,6 +173,7 @@ private:
         std::deque<std::uint64_t> pieces_begin;
         std::deque<Sent> sent;
         std::vector<Served> unmatched;
+        std::set<std::uint64_t> misled;  // flights that a reply to another request was taken for
     };
     struct Suspect {
         int variable;
