@@ -35,7 +35,7 @@ struct LoggedRequest {
     std::uint32_t fault;        ///< number of the fault that happened to it, counted from 1; 0: none
 };
 
-/// Of what is sent for no request: it is what came, returned as an adapter does that receives what it sends.
+/// The request number of an echo: bytes that are returned as they came, as by an adapter that receives what it sends.
 constexpr std::uint64_t no_request = UINT64_MAX;
 
 /// A reply, or a piece of one, that was passed to the line.

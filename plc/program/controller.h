@@ -23,7 +23,7 @@ struct Settings {
     std::chrono::milliseconds moment{500};    // from one step of the moving values to the next; 0: they do not move
     std::chrono::milliseconds turnaround{1};  ///< from the end of a request to its reply
     std::chrono::milliseconds silence{5};     // ends a frame; above 0
-    bool echoes = false;                      // all that comes goes back at once, as a two-wire adapter does
+    bool echoes = false;                      // all that comes is returned at once, as by a two-wire adapter
     unsigned baud = 0;                        // bits per second that the line would carry; 0: no delay
     unsigned bits_per_byte = 10;              // start, data, parity and stop bits
     std::vector<Preset> presets;              // of these stations; if two have the same address, the later one counts
@@ -66,7 +66,7 @@ public:
     /// To be called when the line has taken what take_due() gave; `now` is when it had.
     void note_sent(const Sending &sending, TimePoint now);
 
-    /// To be called when the line has taken back what came, for Settings::echoes.
+    /// To be called when the line has accepted the echo of `size` bytes, for Settings::echoes.
     void note_echo(std::size_t size, TimePoint now);
 
     /// How often each fault happened, in the order of the settings.

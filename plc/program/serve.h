@@ -5,8 +5,8 @@
 
 namespace plc {
 
-/// Carries bytes between the line and the controller until `stop` becomes readable. `echoes`: what comes also goes
-/// back. Throws std::system_error when the line breaks.
+/// Carries bytes between the line and the controller until `stop` becomes readable. With `echoes`, what comes is also
+/// returned. Throws std::system_error when the line breaks.
 void serve(Line &line, Controller &controller, bool echoes, int stop);
 
 }  // namespace plc

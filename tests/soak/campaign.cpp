@@ -40,7 +40,7 @@ bool has_echoes(const Options &options) {
            std::find(options.faults.begin(), options.faults.end(), "echo") == options.faults.end();
 }
 
-// On a line that echoes nobody knows an echo too many from an acknowledgement.
+// On a line that echoes, one more echo cannot be told from an acknowledgement.
 std::vector<std::string> without_echo(std::vector<std::string> faults) {
     if (faults.empty())
         faults = fault_words();

@@ -110,7 +110,7 @@ private:
     void print(std::ostream &out) const;
 
     Options options_;
-    const bool echoes_;  // the line returns what is sent, and the host takes that off
+    const bool echoes_;  // the line returns what is sent, and the host removes that
     std::vector<Variable> variables_;
     std::vector<int> written_;
     std::vector<int> readable_once_;
