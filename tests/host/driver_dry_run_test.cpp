@@ -107,7 +107,7 @@ const ExpectedMap maps[] = {
 
 INSTANTIATE_TEST_SUITE_P(OfAllClasses, ClassMaps, testing::ValuesIn(maps));
 
-TEST(ClassMap, GoesOnAfterTheBoundaryAndBeyondSixteenBits) {
+TEST(ClassMap, ContinuesAfterTheBoundaryAndBeyondSixteenBits) {
     const Driver library(DRIVER_FILE);
     DryRun driver(library);
     EXPECT_EQ(driver.map_of(7).modbus_address(7999), 7999);

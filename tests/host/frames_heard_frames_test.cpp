@@ -89,7 +89,7 @@ TEST_F(HeardFramesTest, SayWhereAReplyIsMissing) {
                                      no_reply, request(write_registers), reply(written)));
 }
 
-TEST_F(HeardFramesTest, TakeARepeatedReadForNoReply) {
+TEST_F(HeardFramesTest, DoNotTakeARepeatedReadForAReply) {
     come(read_20_coils);
     come(read_20_coils);
     EXPECT_THAT(heard(), ElementsAre(request(read_20_coils), no_reply, request(read_20_coils)));
@@ -121,7 +121,7 @@ TEST_F(HeardFramesTest, CallADamagedFrameNoise) {
     EXPECT_THAT(heard(), ElementsAre(request(read_100), noise(damaged), no_reply, request(read_100), reply(value_111)));
 }
 
-TEST_F(HeardFramesTest, CallAReplyToNothingThat) {
+TEST_F(HeardFramesTest, CallAReplyWithoutARequestNoise) {
     come(value_111);
     EXPECT_THAT(heard(), ElementsAre(noise(value_111)));
 }

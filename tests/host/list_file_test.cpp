@@ -131,7 +131,7 @@ address = 0
     EXPECT_FALSE(reading.list.station(7).enabled);
 }
 
-TEST(ListFile, TakesVariablesFromACsvFileBesideIt) {
+TEST(ListFile, TakesVariablesFromACsvFileNextToIt) {
     ListMaterial material;
     material.files["plant/tags.csv"] = "name;type;address\r\nlevel;7;100\r\n";
     const ListReading reading = material.read("variables = \"tags.csv\"\n[line]\nspeed = 9600\n", "plant/list.toml");

@@ -16,7 +16,7 @@ struct Expected {
 
 class AddressReports : public testing::TestWithParam<Expected> {};
 
-TEST_P(AddressReports, SayWhereTheAddressLies) {
+TEST_P(AddressReports, SayWhereTheAddressIs) {
     const Driver library(DRIVER_FILE);
     std::ostringstream out;
     print_address(report_address(GetParam().type, GetParam().text, library), out);

@@ -165,7 +165,7 @@ TEST_F(LinkGaugeTest, TakesAStationThatWasSwitchedForNoneThatAnswers) {
     EXPECT_THAT(reported_kinds(), testing::ElementsAre(Kind::station_down, Kind::given_up, Kind::station_rests));
 }
 
-TEST_F(LinkGaugeTest, TakesARefusalForAnAnswerOfTheStationButNotOfTheBlock) {
+TEST_F(LinkGaugeTest, CountsARefusalAsAnAnswerOfTheStationButNotOfTheBlock) {
     exchange(1, 16, ask_1, refusal_1, wrong_length_code);
     const LinkReading reading = gauge.reading();
     EXPECT_FALSE(reading.stations.at(1).down_since);

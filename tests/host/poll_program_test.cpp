@@ -494,7 +494,7 @@ TEST_F(PollRecordsTest, GoOnWithoutATerminalWhenStartedSo) {
     EXPECT_EQ(host.exit_code(), 0) << host.output();
 }
 
-TEST_F(PollRecordsTest, EndQuietlyWhenNobodyReadsThemAnyMore) {
+TEST_F(PollRecordsTest, EndQuietlyWhenTheyAreNoLongerRead) {
     start_controller();
     write_list(variables, 10000);
     Process host({"/bin/sh", "-c",

@@ -64,7 +64,7 @@ TEST_F(RecordOutputTest, NoticesThatTheReaderHasGoneWhileItWrites) {
     EXPECT_TRUE(output.reader_gone());
 }
 
-TEST_F(RecordOutputTest, StopsWhereNobodyEverReads) {
+TEST_F(RecordOutputTest, StopsWhenItIsNeverRead) {
     RecordOutput output(ends[1], stop);
     std::thread writer([&output] { output.write(std::string(1000000, 'x')); });
     stop.raise();

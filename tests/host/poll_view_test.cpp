@@ -224,7 +224,7 @@ TEST(PollViewTest, GivesLongValuesTheRoomOfAWideScreen) {
               ">    1 levels 7:100 x8                    1 22 333 4444 55555 6 77 888  0.1s    12s      0");
 }
 
-TEST(PollViewTest, PutsRowsBesideEachOtherOnAWideScreen) {
+TEST(PollViewTest, PutsRowsNextToEachOtherOnAWideScreen) {
     const PollScreen screen = poll_screen(many_rows(500), {100, 10});
     EXPECT_EQ(text_of(screen),
               "kelpo poll many.csv                                                                       1-6 of 500\n"

@@ -9,7 +9,7 @@ namespace {
 using namespace kelpo;
 using testing::Optional;
 
-TEST(ListWords, QuoteWhatATerminalMightObey) {
+TEST(ListWords, QuoteWhatCouldControlATerminal) {
     EXPECT_EQ(in_quotes("level"), "\"level\"");
     EXPECT_EQ(in_quotes("a\x1B[2Jb\n"), "\"a\\x1B[2Jb\\x0A\"");
     EXPECT_EQ(in_quotes("K\xC3\xBChler"), "\"K\xC3\xBChler\"");

@@ -170,7 +170,7 @@ TEST_F(TraceRunTest, ADeviceIsWrittenToAsItIs) {
     EXPECT_EQ(error.str(), "kelpo: cannot write /dev/full: No space left on device\n");
 }
 
-TEST_F(TraceRunTest, APipeWithoutAReaderKeepsNobodyWaiting) {
+TEST_F(TraceRunTest, APipeWithoutAReaderBlocksNothing) {
     options.to = directory.file("pipe");
     ASSERT_EQ(mkfifo(options.to.c_str(), 0600), 0);
     EXPECT_EQ(show(saved), ExitCode::system);

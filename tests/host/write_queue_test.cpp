@@ -310,7 +310,7 @@ TEST_F(WriteQueueTest, SendsNoMoreOfAWriteWhoseStationRests) {
     EXPECT_EQ(failed[0].text, "station 3 rests; 1 of its 3 requests were carried out before");
 }
 
-TEST_F(WriteQueueTest, FailsWhatTheDriverThrewAway) {
+TEST_F(WriteQueueTest, FailsWhatTheDriverDropped) {
     add();
     hand_over();
     queue.dropped("the driver did not send it");

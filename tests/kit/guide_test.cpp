@@ -378,7 +378,7 @@ TEST_F(Guide, SetComInfoClearsNothing) {
 
 // ---- Several lines, together with a driver that is linked
 
-TEST_F(Guide, ACopyBesideALinkedDriverSharesItsStateUnlessItIsLoadedDeepBound) {
+TEST_F(Guide, ACopyNextToALinkedDriverSharesItsStateUnlessItIsLoadedDeepBound) {
     // The copy constructs its driver in the state of the one that is linked: in a process of its own.
     const auto plainly = [] {
         char name[] = "/tmp/kit_guide_XXXXXX";

@@ -230,7 +230,7 @@ TEST(SeveralLines, ACopiedFileIsADriverOfItsOwn) {
     EXPECT_EQ(second.PLC_driver->com_info, &other);
 }
 
-TEST(SeveralLines, CopiesOfAGlobalOneAreStillToldApart) {
+TEST(SeveralLines, CopiesOfAGlobalOneAreStillDistinguished) {
     // In a process of its own: a driver in the global scope stays for good.
     const auto in_child = [] {
         void *global = dlopen(driver_file, RTLD_NOW | RTLD_GLOBAL);

@@ -62,7 +62,7 @@ protected:
     const kelpo::Descriptor port{open(terminal.path().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)};
 };
 
-TEST_F(Note, SaysNothingOfALineThatNobodyHasUsed) {
+TEST_F(Note, SaysNothingAboutALineThatWasNotUsed) {
     EXPECT_EQ(left().count(), 0);
 }
 
@@ -93,7 +93,7 @@ TEST_F(Note, GoesWhenEverythingWasAnswered) {
     EXPECT_EQ(left().count(), 0);
 }
 
-TEST_F(Note, TakesAwayNoOtherNoteThatIsInItsPlace) {
+TEST_F(Note, RemovesNoOtherNoteThatIsInItsPlace) {
     LineNote ours = note();
     ours.expect_replies_until(LineNote::Time::clock::now() + seconds(20), seconds(3));
     std::filesystem::remove(file());
@@ -166,7 +166,7 @@ TEST_F(Note, IsNotBelievedWhenItIsNone) {
     }
 }
 
-TEST_F(Note, FollowsNoLinkAndOpensNothingButAFile) {
+TEST_F(Note, FollowsNoLinkAndOpensOnlyAFile) {
     const TemporaryDirectory directory;
     std::ofstream(directory.file("other")) << "untouched";
     std::filesystem::create_symlink(directory.file("other"), file());

@@ -94,7 +94,7 @@ TEST_F(LineOverTcp, KeepsTheSilenceThatTheServersLineNeeds) {
     EXPECT_EQ(line.frame_gap(), std::chrono::microseconds(1750));
 }
 
-TEST_F(LineOverTcp, ReportsAServerThatClosesWhileAReplyIsAwaited) {
+TEST_F(LineOverTcp, ReportsAServerThatClosesDuringTheWaitForAReply) {
     std::thread controller([&] {
         server.put("01");
         server.close_connection();
@@ -103,7 +103,7 @@ TEST_F(LineOverTcp, ReportsAServerThatClosesWhileAReplyIsAwaited) {
     controller.join();
 }
 
-TEST_F(LineOverTcp, ReportsAServerThatResetsWhileAReplyIsAwaited) {
+TEST_F(LineOverTcp, ReportsAServerThatResetsDuringTheWaitForAReply) {
     std::thread controller([&] { server.reset_connection(); });
     EXPECT_EQ(message_of([&] { received(line, 7); }), server.path() + ": the device server has reset the connection");
     controller.join();
@@ -123,7 +123,7 @@ TEST_F(LineOverTcp, StopsWaitingForAReplyWhenAnotherThreadAsks) {
     other.join();
 }
 
-TEST_F(LineOverTcp, ComesToAnEndWithALineThatBabbles) {
+TEST_F(LineOverTcp, EndsOnALineThatNeverStopsSending) {
     std::atomic<bool> enough{false};
     std::thread babbler([&] { server.babble(enough); });
     EXPECT_EQ(line.settle(milliseconds(30)), std::string(512, 'n'));
@@ -133,7 +133,7 @@ TEST_F(LineOverTcp, ComesToAnEndWithALineThatBabbles) {
 }
 
 // Otherwise a server that sends all the time would use up the processor.
-TEST_F(LineOverTcp, TakesOutNoMoreThanAFewKilobytesInEachMillisecondOfAFlood) {
+TEST_F(LineOverTcp, ReadsAtMostAFewKilobytesInAMillisecond) {
     std::atomic<bool> enough{false};
     std::thread babbler([&] { server.babble(enough); });
     const auto from = line.now();
@@ -146,7 +146,7 @@ TEST_F(LineOverTcp, TakesOutNoMoreThanAFewKilobytesInEachMillisecondOfAFlood) {
     babbler.join();
 }
 
-TEST_F(LineOverTcp, TakesOutNoMoreThanALineHolds) {
+TEST_F(LineOverTcp, ReadsAtMostWhatALineHolds) {
     constexpr std::size_t most = 131072;
     const std::size_t size = server.fill();
     ASSERT_GT(size, most);

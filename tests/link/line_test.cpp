@@ -72,7 +72,7 @@ TEST_F(LineTest, SendsMoreThanTheLineHoldsAtOnce) {
     EXPECT_EQ(arrived, request);
 }
 
-TEST_F(LineTest, ReportsALineThatTakesNoBytes) {
+TEST_F(LineTest, ReportsALineThatAcceptsNoBytes) {
     const std::string flood(1000000, 'x');
     EXPECT_EQ(message_of([&] { line.send(flood.data(), flood.size()); }), terminal.path() + ": takes no bytes");
 }
@@ -112,7 +112,7 @@ TEST_F(LineTest, EndsAShortReplyBySilence) {
 }
 
 // Each byte comes before the silence that would end the reply, and all of them after twenty seconds.
-TEST_F(LineTest, GivesUpAReplyThatDrips) {
+TEST_F(LineTest, GivesUpAReplyThatComesTooSlowly) {
     constexpr ReplyTimeouts timeouts{milliseconds(200), milliseconds(1000), milliseconds(0), {}};
     std::atomic<bool> ended{false};
     std::thread controller([&] {
@@ -138,7 +138,7 @@ TEST_F(LineTest, TakesNoMoreThanTheBufferHolds) {
     EXPECT_EQ(received(line, 100, never, 4), "4567");
 }
 
-TEST_F(LineTest, DoesNotWaitWhereNoReplyIsAwaited) {
+TEST_F(LineTest, DoesNotWaitWhereNoReplyIsExpected) {
     terminal.put("x");
     EXPECT_EQ(received(line, 0, never), "");
 }
@@ -160,7 +160,7 @@ TEST_F(LineTest, DiscardsNothingWhenNothingCame) {
     EXPECT_EQ(line.discard_input(), "");
 }
 
-TEST_F(LineTest, ThrowsAwayWhatComesWhileItSettles) {
+TEST_F(LineTest, DiscardsWhatComesWhileItSettles) {
     std::thread controller([&] {
         // More than the line holds and one read takes out: it is sent only as long as somebody reads.
         terminal.put(std::string(1000000, 's'));
@@ -181,7 +181,7 @@ TEST_F(LineTest, SettlesNoLongerThanItIsAskedTo) {
     EXPECT_EQ(received(line, 5, never), "fresh");
 }
 
-TEST_F(LineTest, AwaitsNoSilenceWhereNoneIsKept) {
+TEST_F(LineTest, WaitsForNoSilenceWhereNoneIsKept) {
     terminal.put("stale");
     terminal.wait_until_arrived(5);
     EXPECT_EQ(line.await_silence(), "stale");
@@ -290,7 +290,7 @@ TEST(LineOpening, KeepsTheSilenceThatIsSet) {
     EXPECT_EQ(Line(slow, stop).frame_gap(), milliseconds(7));
 }
 
-TEST(LineOpening, ThrowsAwayWhatComesBeforeTheSilence) {
+TEST(LineOpening, DiscardsWhatComesBeforeTheSilence) {
     PseudoTerminal terminal;
     StopSignal stop;
     LineSettings slow = settings(terminal.path());

@@ -137,7 +137,7 @@ TEST_F(OddReplies, AnAcknowledgementOfAnotherWriteIsNone) {
               std::vector<std::string>{"station 1 answers after up to 700 ms: reply-ms 500 is too short"});
 }
 
-TEST_F(OddReplies, AnAcknowledgementOfWhatNobodyHasWrittenIsNone) {
+TEST_F(OddReplies, AnAcknowledgementOfWhatWasNotWrittenIsNotAccepted) {
     write("200");
     answer = [&](const std::string &) {
         line.comes(milliseconds(10), written_100);
@@ -215,7 +215,7 @@ protected:
     }
 };
 
-TEST_F(Echoes, AreTakenOffAndTheReplyComesAfterThem) {
+TEST_F(Echoes, AreRemovedAndTheReplyFollowsThem) {
     read_once("100");
     write("100");
     echo_and([](const std::string &request) { return request == read_100 ? reply_111 : written_100; });
@@ -290,7 +290,7 @@ TEST_F(Echoes, ThatAreDamagedMakeAReplyDamaged) {
 }
 
 // The reply alone: the adapter has stopped, or the echo was lost. Then its bytes once are no acknowledgement either.
-TEST_F(Echoes, ThatWereHeardAreExpectedFromThenOn) {
+TEST_F(Echoes, ThatHaveComeAreExpectedFromThenOn) {
     read_once("100");
     bool first = true;
     answer = [&](const std::string &request) {

@@ -61,7 +61,7 @@ TEST_P(LastingRefusals, CostOneExchangeNowAndThen) {
 }
 
 // Another reason may be over soon: tried as often as the driver wants, each right after the other.
-TEST_F(RefusedBlocks, ForAnyOtherReasonAreTriedAsOftenAsTheDriverWants) {
+TEST_F(RefusedBlocks, ForAnyOtherReasonAreTriedAsOftenAsTheDriverDecides) {
     refuse(4);
     run(seconds(10));
     const std::vector<Asked> all = asked_of_refused();
@@ -162,7 +162,7 @@ TEST_F(RefusedBlocks, BeginWithAShortPauseAgainOnceTheyWereAnswered) {
     EXPECT_LT(pauses[0], milliseconds(1300));
 }
 
-TEST_F(RefusedBlocks, LetTimePassWhereNothingElseIsToBeAsked) {
+TEST_F(RefusedBlocks, LetTimePassWhenNothingElseCanBeAsked) {
     answer = [](int, const std::string &request) {
         return refusal(request, 2);
     };

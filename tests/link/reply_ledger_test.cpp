@@ -85,7 +85,7 @@ TEST_F(Ledger, ForgetsARequestWhoseReplyWouldHaveComeTooLate) {
     EXPECT_EQ(heard_between(one_word, read_1000, 450, 451), Whose::awaited);
 }
 
-TEST_F(Ledger, KnowsWhenAStationThatDealsWithAllOneByOneHasAnsweredTheLast) {
+TEST_F(Ledger, KnowsWhenAStationThatAnswersOneByOneHasAnsweredTheLast) {
     EXPECT_FALSE(ledger.last_reply_until(at(0)));
     EXPECT_EQ(ledger.last_reply_until(1, at(0)), at(450));
     sent(read_100, 0);
@@ -123,7 +123,7 @@ TEST_F(Ledger, GivesNoReplyToARequestWhereItCanBelongToAnother) {
 }
 
 // The second reply may be the first request's.
-TEST_F(Ledger, KnowsOfNoOrder) {
+TEST_F(Ledger, AssumesNoOrder) {
     sent(read_100, 0);
     sent(read_1000, 110);
     EXPECT_EQ(heard(one_word, read_1000, 120), Whose::late);
@@ -131,7 +131,7 @@ TEST_F(Ledger, KnowsOfNoOrder) {
 }
 
 // What is sent twice at once answers one request, though two are left: the reply to the other may still come.
-TEST_F(Ledger, TakesACopyForNoOtherReply) {
+TEST_F(Ledger, DoesNotTakeACopyForAnotherReply) {
     sent(read_100, 0);
     sent(read_100, 110);
     EXPECT_EQ(heard(one_word, read_100, 120), Whose::awaited);
@@ -196,7 +196,7 @@ struct Acknowledgement {
     std::string wrong;
 };
 
-TEST(LedgerOfWrites, TakesAnAcknowledgementThatNamesWhatWasWritten) {
+TEST(LedgerOfWrites, AcceptsAnAcknowledgementThatNamesWhatWasWritten) {
     const auto at = [](int time) {
         return ReplyLedger::Time() + milliseconds(time);
     };

@@ -148,7 +148,7 @@ TEST_F(StationRests, DoNotBeginForOneThatIsOnlyLate) {
 }
 
 // One of three tries is answered.
-TEST_F(StationRests, DoNotBeginForOneOfWhichSomethingIsHeard) {
+TEST_F(StationRests, DoNotBeginForAStationThatSendsAnything) {
     settings.after = 1;
     int tries = 0;
     answer = [&](int station, const std::string &request) {
@@ -173,7 +173,7 @@ TEST_F(StationRests, BeginWithAShortPauseAgainForOneThatWasWell) {
     EXPECT_LT(dead.back().time - (dead.end() - 2)->time, milliseconds(1900));
 }
 
-TEST_F(StationRests, GrowForOneThatAnswersNothingButShortRequests) {
+TEST_F(StationRests, GrowForAStationThatAnswersOnlyShortRequests) {
     answer = [](int station, const std::string &request) {
         const bool is_short = request.substr(4, 2) == std::string("\0\1", 2);
         return station == dying && !is_short ? std::string() : reply_to(request);
@@ -255,7 +255,7 @@ TEST_F(StationRests, EndAtOnceWhenTheUserSwitchesTheStationOn) {
     EXPECT_LT(all[before].time - switched, milliseconds(150));
 }
 
-TEST_F(StationRests, DoNotGrowWhereNobodyElseHasTheTime) {
+TEST_F(StationRests, DoNotGrowWhenNoOtherStationCanUseTheTime) {
     answer = [](int, const std::string &) {
         return std::string();
     };

@@ -304,7 +304,7 @@ TEST_F(ControllerTest, AByteTakesAsManyBitsAsAreSet) {
     EXPECT_EQ(controller_->next_deadline(), now_ + milliseconds(18));
 }
 
-TEST_F(ControllerTest, ADeadStationDoesNothingUntilItComesBack) {
+TEST_F(ControllerTest, ADeadStationDoesNothingUntilItAnswersAgain) {
     settings_.faults = {parse_fault("dead station=2 after=1 times=2")};
     start();
     EXPECT_EQ(exchange(hex("02 03 00 64 00 01 C5 E6")), hex("02 03 02 00 00 FC 44"));

@@ -21,7 +21,7 @@ TEST(Frame, AppendsTheCrcWithItsLowByteFirst) {
     EXPECT_EQ(frame, hex("01 03 00 00 00 0A C5 CD"));
 }
 
-TEST(Frame, KnowsTheRightCrcFromWrongOnes) {
+TEST(Frame, DistinguishesTheRightCrcFromWrongOnes) {
     EXPECT_TRUE(has_right_crc(hex("01 03 00 00 00 0A C5 CD")));
     EXPECT_TRUE(has_right_crc(hex("01 03 00 00 00 01 84 0A")));
     EXPECT_FALSE(has_right_crc(hex("01 03 00 00 00 0A CD C5")));

@@ -75,7 +75,7 @@ TEST_F(TcpLineTest, GivesNothingWhenNothingHasCome) {
     EXPECT_EQ(line_.receive(), Bytes());
 }
 
-TEST_F(TcpLineTest, LosesWhatIsSentToNobody) {
+TEST_F(TcpLineTest, DropsWhatIsSentWithoutAClient) {
     EXPECT_FALSE(line_.send(hex("01")));
     const Descriptor client = client_on_the_line('x');
     EXPECT_TRUE(line_.send(hex("02")));
@@ -104,7 +104,7 @@ TEST_F(TcpLineTest, OutlivesAClientThatResetsTheConnection) {
     EXPECT_EQ(received_by(next, 1), hex("02"));
 }
 
-TEST_F(TcpLineTest, GivesANewClientThePlaceOfTheOneBefore) {
+TEST_F(TcpLineTest, ReplacesAClientWithANewOne) {
     const Descriptor first = client_on_the_line('x');
     const Descriptor second = client_on_the_line('y');
     EXPECT_TRUE(line_.send(hex("02")));
@@ -112,7 +112,7 @@ TEST_F(TcpLineTest, GivesANewClientThePlaceOfTheOneBefore) {
     EXPECT_EQ(received_by(first, 1), Bytes());
 }
 
-TEST_F(TcpLineTest, TakesTheLastBytesOfAClientBeforeItGivesItsPlaceAway) {
+TEST_F(TcpLineTest, ReadsTheLastBytesOfAClientBeforeItIsReplaced) {
     const Descriptor first = client_on_the_line('x');
     ASSERT_EQ(::write(first.number(), "z", 1), 1);
     const Descriptor second = connect_to(line_.name());
