@@ -31,7 +31,7 @@ ExitCode run(const Chosen &chosen) {
     remarks.insert(remarks.begin(), reading.remarks.begin(), reading.remarks.end());
     sort_by_place(remarks, chosen.list);
     print_remarks(remarks, "", std::cerr);
-    const auto blocks = driver.cycle(reading.list.variables, reading.list.link.max_count).size();
+    const auto blocks = driver.cycle(reading.list.variables, reading.list.link.of_driver().rules()).size();
     std::cout << chosen.list
               << ": good: " << counted(static_cast<std::int64_t>(reading.list.variables.size()), "variable") << " of "
               << counted(static_cast<std::int64_t>(reading.list.stations.size()), "station") << " in "

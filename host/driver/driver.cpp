@@ -22,7 +22,9 @@ void enable(const DriverEntryPoints &driver, int station, bool on) {
 
 struct Driver::State {
     ComInfo info{};
-    int max_count = DriverSettings().max_count;
+    PollRules rules;
+    PlacesByGroup polled;
+    std::mutex blocks_mutex;  // taken before the driver's list lock: nobody sees a list that is being replaced
     std::mutex mutex;  // guards all below; the driver's list lock may be held when it is taken, and not the reverse
     int next_id = 0;
     std::map<RequestName, RequestOutcome> ended;
@@ -39,14 +41,19 @@ Driver::~Driver() = default;
 ComInfo &Driver::configure(const DriverSettings &settings) {
     ComInfo &info = state_->info;
     info = {};
-    info.max_count = settings.max_count;
+    state_->rules = settings.rules();
+    // Only what is longer than any station allows is cut by the driver: the rest by the host.
+    info.max_count = state_->rules.greatest_max_count();
     info.default_station = 1;
     info.retry_times = settings.retries;
     info.multi_station = 1;
     info.write_mode = ozna_kelpo::write_to_controller;
-    state_->max_count = settings.max_count;
     library_->entry().SetComInfo(&info);
     return info;
+}
+
+void Driver::set_retries(int retries) {
+    state_->info.retry_times = retries;
 }
 
 std::optional<int> Driver::number_of(int type, const std::string &address) const {
@@ -63,15 +70,29 @@ Values Driver::held_values(const Variable &variable) const {
 }
 
 int Driver::poll(const std::vector<Variable> &variables) const {
-    QList<HOST_VAR> list = polled(variables);
-    return library_->entry().ReCreatReadVarList(&list);
+    const std::vector<PolledBlock> blocks = planned_blocks(*library_, variables, state_->rules);
+    state_->polled = places_of(*library_, variables);
+    set_blocks(blocks);
+    return static_cast<int>(blocks.size());
 }
 
 std::vector<PolledBlock> Driver::blocks() const {
-    std::vector<PolledBlock> blocks;
-    for (const RW_VAR &entry : library_->read_blocks())
-        blocks.push_back({entry.station_no, entry.reg_type, entry.reg_addr, entry.reg_count});
-    return blocks;
+    const std::lock_guard<std::mutex> locked(state_->blocks_mutex);
+    return library_->polled_blocks();
+}
+
+std::vector<PolledBlock> Driver::polled_places(int station, int register_class) const {
+    const auto found = state_->polled.find({station, register_class});
+    return found == state_->polled.end() ? std::vector<PolledBlock>() : found->second;
+}
+
+void Driver::set_blocks(const std::vector<PolledBlock> &blocks) const {
+    const std::lock_guard<std::mutex> locked(state_->blocks_mutex);
+    put_in_place(*library_, blocks);
+}
+
+bool Driver::is_request_in_flight() const {
+    return library_->is_request_in_flight();
 }
 
 void Driver::switch_station(int station, bool on) {
@@ -116,7 +137,7 @@ RequestName Driver::new_name() {
 
 RequestName Driver::queue_read(const Variable &place) {
     const RequestName name = new_name();
-    for (const Variable &part : parts_to_read(*this, place, state_->max_count)) {
+    for (const Variable &part : parts_to_read(*this, place, state_->rules.of(place.station).max_count)) {
         RW_VAR record = once_read_record(part, name.group, name.id);
         library_->entry().AddListOnceReadVar(&record, ozna_kelpo::parse_and_cut);
     }

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "host/driver/block_plan.h"
 #include "host/driver/driver_error.h"
 #include "host/driver/driver_queries.h"
 #include "host/driver/request_name.h"
 #include "host/driver/request_parts.h"
 #include "host/driver/variable.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,18 +19,15 @@ namespace kelpo {
 
 class DriverLibrary;
 
-/// A read of the driver's cyclic list.
-struct PolledBlock {
-    int station;
-    int register_class;
-    int first;  ///< first number, as the class counts
-    int count;
-};
-
 /// Settings of the driver.
 struct DriverSettings {
-    int max_count = 100;  ///< most units in one request, 1 to 100
-    int retries = 2;      ///< failed replies that are tolerated before a request is given up
+    int max_count = 100;                    ///< most units in one request, 1 to 100
+    int retries = 2;                        ///< failed replies that are tolerated before a request is given up
+    std::map<int, BlockLimits> stations{};  ///< those whose blocks have other limits
+
+    PollRules rules() const {
+        return {{max_count, std::nullopt}, stations};
+    }
 };
 
 /// The driver, loaded by file name while the host runs, as a panel loads it. Everything specific to the driver stays
@@ -55,17 +54,31 @@ public:
     /// driver's configuration block, which it uses as long as it is loaded. Only while no link runs.
     ComInfo &configure(const DriverSettings &settings);
 
+    /// Changes DriverSettings::retries. For the thread that runs the link, or while none runs.
+    void set_retries(int retries);
+
     std::optional<int> number_of(int type, const std::string &address) const override;
     std::string held_bytes(const Variable &variable) const override;
 
     /// The same as values.
     Values held_values(const Variable &variable) const;
 
-    /// Makes the driver poll these variables, and no others. Returns the number of blocks.
+    /// Makes the driver poll these variables, and no others, in blocks of the size that each station allows. Returns
+    /// the number of blocks. Only while no link runs.
     int poll(const std::vector<Variable> &variables) const;
 
     /// The block reads that the driver cycles through, in their present order.
     std::vector<PolledBlock> blocks() const;
+
+    /// What the variables that are polled cover of a register class, each by itself, in the order of the first numbers.
+    std::vector<PolledBlock> polled_places(int station, int register_class) const;
+
+    /// Makes the driver cycle through these blocks instead. For the thread that runs the link, or while none runs; not
+    /// while a request is in flight.
+    void set_blocks(const std::vector<PolledBlock> &blocks) const;
+
+    /// True while the reply to a request is due, or it is to be sent again. For the thread that runs the link.
+    bool is_request_in_flight() const;
 
     /// Off: what waits for the station is dropped, and no more requests are sent to it. A request in flight is not
     /// affected. On or off, this ends a rest.

@@ -85,6 +85,7 @@ DriverEntryPoints look_up_all(void *handle, const std::string &file) {
     look_up(handle, file, "DataCom", entry.DataCom);
     look_up(handle, file, "GetRegisterData", entry.GetRegisterData);
     look_up(handle, file, "SetRegisterData", entry.SetRegisterData);
+    look_up(handle, file, "AddListReadVar", entry.AddListReadVar);
     look_up(handle, file, "AddListOnceReadVar", entry.AddListOnceReadVar);
     look_up(handle, file, "EnableEthernet", entry.EnableEthernet);
     look_up(handle, file, "PLCAddressChangeIntef", entry.PLCAddressChangeIntef);
@@ -114,6 +115,13 @@ std::vector<RW_VAR> DriverLibrary::read_blocks() const {
     return std::vector<RW_VAR>(entry_.PLC_driver->read_list.begin(), entry_.PLC_driver->read_list.end());
 }
 
+std::vector<PolledBlock> DriverLibrary::polled_blocks() const {
+    std::vector<PolledBlock> blocks;
+    for (const RW_VAR &entry : read_blocks())
+        blocks.push_back({entry.station_no, entry.reg_type, entry.reg_addr, entry.reg_count});
+    return blocks;
+}
+
 int DriverLibrary::requests_waiting() const {
     QMutexLocker locked(&entry_.PLC_driver->list_mutex);
     return static_cast<int>(entry_.PLC_driver->write_list.size() + entry_.PLC_driver->once_read_list.size());
@@ -129,9 +137,12 @@ bool DriverLibrary::is_waiting(int group, int id) const {
            std::any_of(driver.once_read_list.constBegin(), driver.once_read_list.constEnd(), is_part);
 }
 
+bool DriverLibrary::is_request_in_flight() const {
+    return !entry_.PLC_driver->frame_list.isEmpty();
+}
+
 bool DriverLibrary::serves_a_write_next() const {
-    return entry_.PLC_driver->frame_list.isEmpty() &&
-           entry_.PLC_driver->write_tries < static_cast<int>(ozna_kelpo::most_in_a_row);
+    return !is_request_in_flight() && entry_.PLC_driver->write_tries < static_cast<int>(ozna_kelpo::most_in_a_row);
 }
 
 void DriverLibrary::give_up(int group, int id) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/driver/driver_error.h"
+#include "host/driver/polled_block.h"
 
 #include <ozna_kelpo_port.h>
 
@@ -19,6 +20,7 @@ struct DriverEntryPoints {
     decltype(&::DataCom) DataCom;
     decltype(&::GetRegisterData) GetRegisterData;
     decltype(&::SetRegisterData) SetRegisterData;
+    decltype(&::AddListReadVar) AddListReadVar;
     decltype(&::AddListOnceReadVar) AddListOnceReadVar;
     decltype(&::EnableEthernet) EnableEthernet;
     decltype(&::PLCAddressChangeIntef) PLCAddressChangeIntef;
@@ -44,6 +46,9 @@ public:
     /// `list_mutex`, which link loop callbacks already hold: not to be called from them.
     std::vector<RW_VAR> read_blocks() const;
 
+    /// The same as the host knows them.
+    std::vector<PolledBlock> polled_blocks() const;
+
     /// How many write and once-read requests wait or are in flight. When there are none, the callbacks for all that
     /// were queued before have been called. Takes `list_mutex`, as above.
     int requests_waiting() const;
@@ -52,6 +57,9 @@ public:
     /// writes into several requests, and a link that is quicker than the call that queues them reports what is done so
     /// far: the end is a report after which nothing waits. Takes `list_mutex`, as above.
     bool is_waiting(int group, int id) const;
+
+    /// True while a request is in flight. For the thread that runs the link.
+    bool is_request_in_flight() const;
 
     /// True when a write that is queued now, before any other, is what the driver asks for next, unless its station is
     /// switched off: nothing is in flight, and no cyclic read has its turn. For the thread that runs the link, the only

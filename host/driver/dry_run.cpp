@@ -41,7 +41,7 @@ class DryRun::Work {
 public:
     explicit Work(const DriverLibrary &driver);
 
-    std::vector<DryBlock> cycle(const std::vector<Variable> &variables, int max_count);
+    std::vector<DryBlock> cycle(const std::vector<Variable> &variables, const PollRules &rules);
     Span span_of(const Variable &variable);
     ClassMap map_of(int register_class);
     AddressUse use_of(int type, const std::string &text);
@@ -53,7 +53,7 @@ private:
     };
 
     void configure(int max_count);
-    int hand_over(const std::vector<Variable> &variables, int max_count);
+    void hand_over(const std::vector<Variable> &variables);
     Part next_request();
     void answer(const PlannedRequest &request);
     void give_up();
@@ -67,8 +67,8 @@ DryRun::DryRun(const Driver &driver) : work_(std::make_unique<Work>(driver.libra
 
 DryRun::~DryRun() = default;
 
-std::vector<DryBlock> DryRun::cycle(const std::vector<Variable> &variables, int max_count) {
-    return work_->cycle(variables, max_count);
+std::vector<DryBlock> DryRun::cycle(const std::vector<Variable> &variables, const PollRules &rules) {
+    return work_->cycle(variables, rules);
 }
 
 Span DryRun::span_of(const Variable &variable) {
@@ -96,17 +96,19 @@ void DryRun::Work::configure(int max_count) {
     driver_.entry().SetComInfo(&info_);
 }
 
-int DryRun::Work::hand_over(const std::vector<Variable> &variables, int max_count) {
-    configure(max_count);
+void DryRun::Work::hand_over(const std::vector<Variable> &variables) {
+    configure(longest_max_count);
     QList<HOST_VAR> list = polled(variables);
-    return driver_.entry().ReCreatReadVarList(&list);
+    driver_.entry().ReCreatReadVarList(&list);
 }
 
-std::vector<DryBlock> DryRun::Work::cycle(const std::vector<Variable> &variables, int max_count) {
-    hand_over(variables, max_count);
+std::vector<DryBlock> DryRun::Work::cycle(const std::vector<Variable> &variables, const PollRules &rules) {
+    configure(rules.greatest_max_count());
+    const std::vector<PolledBlock> planned = planned_blocks(driver_, variables, rules);
+    put_in_place(driver_, planned);
     std::vector<DryBlock> blocks;
-    for (const RW_VAR &entry : driver_.read_blocks()) {
-        DryBlock block{entry.station_no, entry.reg_type, entry.reg_addr, entry.reg_count, {}};
+    for (const PolledBlock &entry : planned) {
+        DryBlock block{entry.station, entry.register_class, entry.first, entry.count, {}};
         for (int covered = 0; covered < block.count; covered += block.requests.back().count) {
             const Part part = next_request();
             if (part.var.station_no != block.station || part.var.reg_type != block.register_class ||
@@ -121,7 +123,7 @@ std::vector<DryBlock> DryRun::Work::cycle(const std::vector<Variable> &variables
 }
 
 Span DryRun::Work::span_of(const Variable &variable) {
-    hand_over({variable}, longest_max_count);
+    hand_over({variable});
     const std::vector<RW_VAR> blocks = driver_.read_blocks();
     if (blocks.empty())
         throw DryRunError("the driver makes no block of " + variable.address + " of type " +
@@ -147,7 +149,7 @@ ClassMap DryRun::Work::map_of(int register_class) {
 
 AddressUse DryRun::Work::use_of(int type, const std::string &text) {
     constexpr int group = 0, id = 0;
-    hand_over({}, longest_max_count);
+    hand_over({});
     const QString address = driver_text(text);
 
     RW_VAR once;
@@ -200,7 +202,7 @@ void DryRun::Work::give_up() {
 }
 
 PlannedRequest DryRun::Work::first_request_of(int register_class, int address, int count) {
-    hand_over({}, longest_max_count);
+    hand_over({});
     RW_VAR once;
     once.reg_type = register_class;
     once.reg_addr = address;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/driver/block_plan.h"
 #include "host/driver/variable.h"
 
 #include <cstdint>
@@ -87,9 +88,9 @@ public:
     DryRun &operator=(const DryRun &) = delete;
 
     /// What the driver does with a list of variables: its blocks in their order, each with its requests.
-    std::vector<DryBlock> cycle(const std::vector<Variable> &variables, int max_count);
+    std::vector<DryBlock> cycle(const std::vector<Variable> &variables, const PollRules &rules);
 
-    /// What the driver asks for when it polls this variable, with any `max_count`.
+    /// What the driver asks for when it polls this variable, with any limits.
     Span span_of(const Variable &variable);
 
     ClassMap map_of(int register_class);

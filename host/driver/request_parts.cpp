@@ -31,8 +31,32 @@ int double_words_per_read(int max_count) {
     return std::clamp(max_count, 1, static_cast<int>(ozna_kelpo::most_double_words_modbus));
 }
 
+// Two registers of 16 bits, which must not come from different moments.
+bool is_pair(const View &view) {
+    return view.unit == View::Unit::word_pair || view.unit == View::Unit::word_pair_low_first;
+}
+
+// How many units of pairs go into one request; with 1 the driver parts them.
+int whole_pairs(int max_count) {
+    return max_count > 1 ? max_count / 2 * 2 : least_one(max_count);
+}
+
+// Of the place, which has no type of 32-bit registers, two units make a value.
+bool takes_pairs(const Variable &place) {
+    return register_type(place.type).unit == TypeUnit::double_word || is_pair(place.view);
+}
+
+// What of a place's count is read by one request.
+int counts_per_read(const Variable &place, int max_count) {
+    const RegisterType &type = register_type(place.type);
+    if (is_double_register(type))
+        return 2 * double_words_per_read(max_count);
+    return takes_pairs(place) ? whole_pairs(max_count) : least_one(max_count);
+}
+
 // What the driver puts into one request, in values of the type's unit: 0 when it does not write the type.
-int values_per_write(const RegisterType &type, int max_count) {
+int values_per_write(const Variable &place, int max_count) {
+    const RegisterType &type = register_type(place.type);
     constexpr int bits_per_unit = 8;
     if (type.writes == Writes::never)
         return 0;
@@ -42,7 +66,7 @@ int values_per_write(const RegisterType &type, int max_count) {
     case TypeUnit::double_word:
         return std::min(least_one(max_count), static_cast<int>(ozna_kelpo::most_double_words));
     case TypeUnit::word:
-        return least_one(max_count);
+        return is_pair(place.view) ? whole_pairs(max_count) : least_one(max_count);
     case TypeUnit::bit:
         break;
     }
@@ -84,37 +108,35 @@ std::vector<Variable> places_to_read(const DriverQueries &driver, const std::vec
 
 std::vector<Variable> parts_to_read(const DriverQueries &driver, const Variable &place, int max_count) {
     const auto number = driver.number_of(place.type, place.address);
-    const int registers = 2 * double_words_per_read(max_count);
-    if (!is_double_register(register_type(place.type)) || place.count <= registers || !number)
+    const int at_once = std::max(counts_per_read(place, max_count), takes_pairs(place) ? 2 : 1);
+    if (place.count <= at_once || !number)
         return {place};
+    const int counts_per_number = is_double_register(register_type(place.type)) ? 2 : 1;
     std::vector<Variable> parts;
-    for (int done = 0; done < place.count; done += registers) {
+    for (int done = 0; done < place.count; done += at_once) {
         Variable part = place;
-        part.address = address_text(place.type, *number + done / 2);
-        part.count = std::min(registers, place.count - done);
+        part.address = address_text(place.type, *number + done / counts_per_number);
+        part.count = std::min(at_once, place.count - done);
         parts.push_back(part);
     }
     return parts;
 }
 
 int requests_of_read(const Variable &place, int max_count) {
-    const RegisterType &type = register_type(place.type);
-    const int even = rounded_up(place.count, 2) * 2;
-    if (is_double_register(type))
-        return rounded_up(even / 2, double_words_per_read(max_count));
-    return rounded_up(type.unit == TypeUnit::double_word ? even : place.count, least_one(max_count));
+    const bool is_even = register_type(place.type).unit == TypeUnit::double_word;
+    return rounded_up(is_even ? rounded_up(place.count, 2) * 2 : place.count, counts_per_read(place, max_count));
 }
 
 int requests_of_write(const Variable &place, int max_count) {
     const RegisterType &type = register_type(place.type);
-    const int values = values_per_write(type, max_count);
+    const int values = values_per_write(place, max_count);
     return values == 0 ? 0 : rounded_up(rounded_up(place.count, counts_per_value(type)), values);
 }
 
 std::vector<WritePart> parts_of_write(const DriverQueries &driver, const Variable &place, const Values &values,
                                       int max_count) {
     const RegisterType &type = register_type(place.type);
-    const int at_once = values_per_write(type, max_count);
+    const int at_once = values_per_write(place, max_count);
     const auto first = driver.number_of(place.type, place.address);
     std::vector<WritePart> parts;
     if (at_once == 0 || !first)

@@ -20,8 +20,9 @@ std::optional<Variable> place_to_read(const DriverQueries &driver, const Variabl
 /// The same for each of them; a place without an address is not changed.
 std::vector<Variable> places_to_read(const DriverQueries &driver, const std::vector<Variable> &places);
 
-/// `place`, which comes from place_to_read, in parts that can be queued unchanged: the driver cuts once-reads at
-/// `max_count` units, and for 32-bit registers (type 13) that is more than one Modbus request may read.
+/// `place`, which comes from place_to_read, in parts that can be queued unchanged, each for one request. The driver
+/// cuts once-reads at `max_count` units itself, but without regard to values of two registers, and for 32-bit registers
+/// (type 13) that is more than one Modbus request may read.
 std::vector<Variable> parts_to_read(const DriverQueries &driver, const Variable &place, int max_count);
 
 /// How many requests the driver makes to read the parts of `place` once.

@@ -84,8 +84,8 @@ void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher
 LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSettings &settings, LinkWatcher &watcher,
                    const LoopBooks &books)
     : driver_(driver), info_(info), settings_(settings), watcher_(watcher),
-      ledger_(settings.timeouts.reply, settings.timeouts.patience), echo_(settings.takes_off_echo, watcher),
-      stray_(ledger_), rests_(books.rests), refused_(books.refused) {
+      ledger_(settings.timeouts.reply, settings.timeouts.patience, settings.replies),
+      echo_(settings.takes_off_echo, watcher), stray_(ledger_), rests_(books.rests), refused_(books.refused) {
     reply_.reserve(static_cast<int>(most_bytes));
 }
 
@@ -283,9 +283,10 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
         const std::size_t size = ledger_.reply_size(so_far);
         return size == 0 ? due : std::min(size, most_bytes);
     };
+    const ReplyTimeouts timeouts = settings_.timeouts_of(station);
     bool too_soon = false;
     for (std::size_t size = 0;;) {
-        size = line_->receive(buffer, size, whole_size, settings_.timeouts);
+        size = line_->receive(buffer, size, whole_size, timeouts);
         const ReplyLedger::Arrival arrival = arrival_of_what_was_read();
         const std::string_view bytes(buffer, size);
         if (!has_echo && takes_off_echo(bytes, request)) {
@@ -353,7 +354,8 @@ bool LinkLoop::is_echo(std::string_view bytes, std::size_t first, std::string_vi
 // Anything whole that comes back other than its own bytes, even nothing, shows that the line does not echo.
 std::optional<LinkLoop::Probe> LinkLoop::probe_for_echo(std::string_view request) {
     const auto read = rtu::short_read(request);
-    auto probed = read ? probe(*read, settings_.timeouts, nullptr) : std::nullopt;
+    const int station = static_cast<int>(rtu::byte_at(request, 0));
+    auto probed = read ? probe(*read, settings_.timeouts_of(station), nullptr) : std::nullopt;
     if (probed && !line_->broken_off() && (probed->has_echo || probed->reply.empty() || probed->is_whole))
         echo_.note(probed->has_echo);
     return probed;

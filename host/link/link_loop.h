@@ -42,6 +42,14 @@ struct LoopSettings {
     bool retries_per_request = false;
     /// A line may return what is sent: the echo is taken off, and what comes after it is the reply.
     bool takes_off_echo = false;
+    std::map<int, std::chrono::milliseconds> replies{};  ///< ReplyTimeouts::reply of stations with one of their own
+
+    ReplyTimeouts timeouts_of(int station) const {
+        ReplyTimeouts own = timeouts;
+        const auto reply = replies.find(station);
+        own.reply = reply == replies.end() ? timeouts.reply : reply->second;
+        return own;
+    }
 };
 
 /// Asks the driver for the next request, sends it, returns the reply to the driver, reports to `watcher`. For one

@@ -24,7 +24,7 @@ std::vector<std::string> LinkRemarks::sentences() const {
     if (echoes_)
         all.push_back(echo_words(*echoes_));
     for (const auto &[station, time] : latest_)
-        all.push_back(late_words(station, time, reply_timeout_));
+        all.push_back(late_words(station, time, settings_.reply_of(station)));
     for (const int station : waiting_)
         all.push_back(waiting_words(station));
     return all;
@@ -38,7 +38,7 @@ std::vector<std::string> LinkRemarks::take_new() {
 void LinkRemarks::reply_late(int station, std::chrono::milliseconds time) {
     const std::lock_guard<std::mutex> locked(mutex_);
     if (latest_.count(station) == 0)
-        new_.push_back(late_words(station, time, reply_timeout_));
+        new_.push_back(late_words(station, time, settings_.reply_of(station)));
     latest_[station] = time;
 }
 

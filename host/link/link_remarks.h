@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/link/link_settings.h"
 #include "host/link/link_watcher.h"
 
 #include <map>
@@ -7,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelpo {
@@ -23,7 +25,7 @@ std::string echo_words(bool is_taken_off);
 /// Keeps what the user should know about a line beyond the requests that were asked for. Any thread may read it.
 class LinkRemarks : public LinkWatcher {
 public:
-    explicit LinkRemarks(std::chrono::milliseconds reply_timeout) : reply_timeout_(reply_timeout) {}
+    explicit LinkRemarks(LinkSettings settings) : settings_(std::move(settings)) {}
 
     /// Each a sentence without a full stop, once for each station.
     std::vector<std::string> sentences() const;
@@ -36,7 +38,7 @@ public:
     void wait_refused(int station) override;
 
 private:
-    const std::chrono::milliseconds reply_timeout_;
+    const LinkSettings settings_;
     mutable std::mutex mutex_;  // guards all below
     std::map<int, std::chrono::milliseconds> latest_;
     std::set<int> waiting_;

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "host/driver/driver.h"
 #include "host/line/line.h"
 
 #include <chrono>
+#include <map>
+#include <optional>
 #include <string>
 
 namespace kelpo {
@@ -22,6 +25,14 @@ struct RestSettings {
     std::chrono::milliseconds longest{30000};  ///< each try without a reply doubles the pause, up to this
 };
 
+/// What a station has of its own; for the rest the settings of the link hold.
+struct StationSettings {
+    std::optional<int> max_count{};                    ///< most units in one request, 1 to 100
+    std::optional<int> max_gap{};                      ///< most unused units in a row inside a block
+    std::optional<std::chrono::milliseconds> reply{};  ///< ReplyTimeouts::reply
+    std::optional<int> retries{};  ///< failed replies of one request that are tolerated before it is given up
+};
+
 /// Everything that one link needs to know before it starts.
 struct LinkSettings {
     std::string driver = "libozna_kelpo_port_2.so.1";  ///< file name of the driver
@@ -35,6 +46,19 @@ struct LinkSettings {
     RestSettings rest;
     /// A line that returns what is sent: the echo is taken off, and what comes after it is the reply.
     bool takes_off_echo = false;
+    std::map<int, StationSettings> stations{};  ///< those with settings of their own
+
+    /// What the driver is configured with.
+    DriverSettings of_driver() const;
+
+    /// The reply time-out of the station.
+    std::chrono::milliseconds reply_of(int station) const;
+
+    /// The reply time-outs of the stations that have their own.
+    std::map<int, std::chrono::milliseconds> own_replies() const;
+
+    /// The retries of the station.
+    int retries_of(int station) const;
 };
 
 }  // namespace kelpo

@@ -20,12 +20,38 @@ unsigned function_of(std::string_view request) {
 
 }  // namespace
 
-ReplyLedger::ReplyLedger(Duration reply_timeout, std::optional<Duration> patience)
-    : reply_timeout_(reply_timeout), patience_(patience.value_or(reply_timeout * 9 / 2)) {}
+ReplyLedger::ReplyLedger(Duration reply_timeout, std::optional<Duration> patience,
+                         const std::map<int, std::chrono::milliseconds> &own_replies) {
+    const auto times_with = [&patience](Duration reply) {
+        return Times{reply, patience.value_or(reply * 9 / 2)};
+    };
+    usual_ = times_with(reply_timeout);
+    for (const auto &[number, reply] : own_replies)
+        own_times_[number] = times_with(reply);
+}
+
+ReplyLedger::Times ReplyLedger::times_of(int number) const {
+    const auto own = own_times_.find(number);
+    return own == own_times_.end() ? usual_ : own->second;
+}
+
+ReplyLedger::Station &ReplyLedger::station_of(int number) {
+    const auto [station, is_new] = stations_.try_emplace(number);
+    if (is_new)
+        station->second.times = times_of(number);
+    return station->second;
+}
+
+ReplyLedger::Duration ReplyLedger::patience() const {
+    Duration longest = usual_.patience;
+    for (const auto &[number, times] : own_times_)
+        longest = std::max(longest, times.patience);
+    return longest;
+}
 
 void ReplyLedger::sent(int station, std::string_view request, int reply_size, Time end) {
     if (reply_size != 0)
-        stations_[station].entries.push_back({std::string(request), reply_size, end});
+        station_of(station).entries.push_back({std::string(request), reply_size, end});
 }
 
 std::size_t ReplyLedger::reply_size(std::string_view bytes) const {
@@ -77,7 +103,7 @@ ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view a
 
     const Entry &oldest = entries[candidates.front()];
     const bool is_copy = oldest.sent_at < station.replied_at && reply == station.reply &&
-                         arrival.after - station.replied_at < reply_timeout_ / 2;
+                         arrival.after - station.replied_at < station.times.reply / 2;
     station.heard_at = station.replied_at = arrival.before;
     station.reply = reply;
     if (is_copy)
@@ -123,7 +149,7 @@ void ReplyLedger::heard_damaged(int number, std::string_view bytes, std::string_
 }
 
 void ReplyLedger::answered(int station, std::string_view awaited) {
-    std::vector<Entry> &entries = stations_[station].entries;
+    std::vector<Entry> &entries = station_of(station).entries;
     const auto found =
         std::find_if(entries.begin(), entries.end(), [&](const Entry &entry) { return entry.request == awaited; });
     if (found != entries.end())
@@ -142,7 +168,7 @@ std::optional<ReplyLedger::Time> ReplyLedger::listen_until(int number, Time now)
     if (!answers && station.entries.size() < most_entries)
         return std::nullopt;
     const Time last = answers ? station.entries.back().sent_at : station.entries.front().sent_at;
-    return std::max(last, station.heard_at) + patience_;
+    return std::max(last, station.heard_at) + station.times.patience;
 }
 
 ReplyLedger::Time ReplyLedger::replied_at(int station) const {
@@ -162,7 +188,7 @@ std::optional<ReplyLedger::Time> ReplyLedger::last_reply_until(Time now) {
         if (station.entries.empty())
             continue;
         const auto left = static_cast<std::int64_t>(station.entries.size());
-        const Time until = std::max(station.entries.back().sent_at, station.heard_at) + left * patience_;
+        const Time until = std::max(station.entries.back().sent_at, station.heard_at) + left * station.times.patience;
         last = last ? std::max(*last, until) : until;
     }
     return last;
@@ -171,18 +197,18 @@ std::optional<ReplyLedger::Time> ReplyLedger::last_reply_until(Time now) {
 ReplyLedger::Time ReplyLedger::last_reply_until(int number, Time time) const {
     const auto station = stations_.find(number);
     const std::size_t left = station == stations_.end() ? 0 : station->second.entries.size();
-    return time + (static_cast<std::int64_t>(left) + 1) * patience_;
+    return time + (static_cast<std::int64_t>(left) + 1) * times_of(number).patience;
 }
 
 std::optional<ReplyLedger::Lateness> ReplyLedger::take_lateness() {
     return std::exchange(lateness_, std::nullopt);
 }
 
-void ReplyLedger::forget_expired(Station &station, Time now, std::string_view awaited) const {
+void ReplyLedger::forget_expired(Station &station, Time now, std::string_view awaited) {
     if (station.entries.empty())
         return;
     const auto expired = [&](const Entry &entry) {
-        return now - std::max(entry.sent_at, station.heard_at) >= patience_ && entry.request != awaited;
+        return now - std::max(entry.sent_at, station.heard_at) >= station.times.patience && entry.request != awaited;
     };
     const auto end = std::remove_if(station.entries.begin(), station.entries.end(), expired);
     if (end == station.entries.end())
@@ -219,7 +245,7 @@ void ReplyLedger::note_all_answered(int number, Station &station) {
 }
 
 void ReplyLedger::note_time(int number, Station &station, Duration time) {
-    if (time <= reply_timeout_ || time <= station.latest)
+    if (time <= station.times.reply || time <= station.latest)
         return;
     station.latest = time;
     lateness_ = Lateness{number, time};

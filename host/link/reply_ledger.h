@@ -37,8 +37,10 @@ public:
         Duration time;
     };
 
-    /// `patience` is how late a reply may be; if not given, 4.5 times the reply time-out.
-    explicit ReplyLedger(Duration reply_timeout, std::optional<Duration> patience = std::nullopt);
+    /// `patience` is how late a reply may be; if not given, 4.5 times the reply time-out. `own_replies` are the reply
+    /// time-outs of stations that have their own.
+    explicit ReplyLedger(Duration reply_timeout, std::optional<Duration> patience = std::nullopt,
+                         const std::map<int, std::chrono::milliseconds> &own_replies = {});
 
     /// A request was sent, completely at `end`. `reply_size` is the number of bytes of a good reply, -1 for any number;
     /// a request with 0 expects none and is not kept.
@@ -86,10 +88,8 @@ public:
     /// The same for station `number` if it is asked once more at `time`.
     Time last_reply_until(int number, Time time) const;
 
-    /// How long after a request or the last reply of the station a reply to it can come.
-    Duration patience() const {
-        return patience_;
-    }
+    /// How long after a request or the last reply of its station a reply can come, of all stations the longest time.
+    Duration patience() const;
 
     /// A station whose longest time has grown beyond the reply time-out since the last call.
     std::optional<Lateness> take_lateness();
@@ -100,7 +100,11 @@ private:
         int reply_size = 0;
         Time sent_at;
     };
+    struct Times {
+        Duration reply{0}, patience{0};
+    };
     struct Station {
+        Times times{};
         std::vector<Entry> entries;  // oldest first
         // Replies that could belong to several requests that differ, by the function of these. When there were as many
         // as there are requests, all have had theirs.
@@ -112,13 +116,15 @@ private:
         Duration latest{0};
     };
 
-    void forget_expired(Station &station, Time now, std::string_view awaited = {}) const;
+    Times times_of(int number) const;
+    Station &station_of(int number);
+    static void forget_expired(Station &station, Time now, std::string_view awaited = {});
     void settle_unclear(int number, Station &station);
     void note_time(int number, Station &station, Duration time);
     void note_all_answered(int number, Station &station);
 
-    Duration reply_timeout_;
-    Duration patience_;
+    Times usual_{};
+    std::map<int, Times> own_times_;
     std::map<int, Station> stations_;
     std::optional<Lateness> lateness_;
 };

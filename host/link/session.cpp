@@ -28,16 +28,29 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
     watchers_.add(statistics_);
     for (LinkWatcher *watcher : watchers)
         watchers_.add(*watcher);
-    auto &info = driver.configure({settings.max_count, settings.retries});
-    const LoopSettings loop{settings.timeouts, settings.retries_per_request, settings.takes_off_echo};
+    const bool any_own_retries = std::any_of(settings.stations.begin(), settings.stations.end(),
+                                             [](const auto &station) { return station.second.retries.has_value(); });
+    auto &info = driver.configure(settings.of_driver());
+    if (any_own_retries) {
+        retries_.emplace(driver, settings_);
+        watchers_.add(*retries_);
+    }
+    const std::map<int, milliseconds> replies = settings.own_replies();
+    const LoopSettings loop{settings.timeouts, settings.retries_per_request || any_own_retries, settings.takes_off_echo,
+                            replies};
     if (settings.rest.enabled) {
-        rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_);
+        rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_, replies);
         refused_.emplace(driver, settings.rest);
         watchers_.add(*refused_);
     }
     loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_,
                                        LoopBooks{rests_ ? &*rests_ : nullptr, refused_ ? &*refused_ : nullptr});
     attach(driver.library().entry(), info, watchers_);
+}
+
+bool Session::StationRetries::may_leave(const Exchange &exchange) {
+    driver_.set_retries(settings_.retries_of(exchange.station));
+    return true;
 }
 
 Session::~Session() {

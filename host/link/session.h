@@ -74,6 +74,18 @@ private:
         Driver &driver_;
     };
 
+    // Lets each station have its own number of retries: the driver has one for all.
+    class StationRetries : public LinkWatcher {
+    public:
+        StationRetries(Driver &driver, const LinkSettings &settings) : driver_(driver), settings_(settings) {}
+
+        bool may_leave(const Exchange &exchange) override;
+
+    private:
+        Driver &driver_;
+        const LinkSettings &settings_;
+    };
+
     void run();
     bool open_again();
     void lose_line(const std::string &why, bool carried_something);
@@ -85,6 +97,7 @@ private:
     EndNoter ends_;
     LinkStatistics statistics_;
     WatcherList watchers_;
+    std::optional<StationRetries> retries_;
     std::optional<StationRests> rests_;
     std::optional<RefusedBlocks> refused_;
     std::unique_ptr<LinkLoop> loop_;

@@ -31,15 +31,20 @@ bool is_read(std::string_view request) {
 }  // namespace
 
 StationRests::StationRests(Driver &driver, const RestSettings &settings, milliseconds reply_timeout,
-                           LinkWatcher &watcher)
-    : driver_(driver), most_silent_(settings.after), reply_timeout_(reply_timeout), watcher_(watcher),
-      pause_(settings.first, settings.longest) {}
+                           LinkWatcher &watcher, std::map<int, milliseconds> own_replies)
+    : driver_(driver), most_silent_(settings.after), reply_timeout_(reply_timeout),
+      own_replies_(std::move(own_replies)), watcher_(watcher), pause_(settings.first, settings.longest) {}
+
+milliseconds StationRests::reply_timeout_of(int station) const {
+    const auto own = own_replies_.find(station);
+    return own == own_replies_.end() ? reply_timeout_ : own->second;
+}
 
 void StationRests::exchanged(const Exchange &exchange, std::chrono::nanoseconds took, bool was_heard, Time now) {
     const int station = exchange.station;
     const bool failed = exchange.outcome != Outcome::good;
     // A reply that came too late for its probe may have damaged this one.
-    if (failed && !exchange.reply.empty() && probed_ && now - probe_ended_ < 2 * reply_timeout_)
+    if (failed && !exchange.reply.empty() && probed_ && now - probe_ended_ < 2 * reply_timeout_of(*probed_))
         slow_.insert(*probed_);
     probed_.reset();
     const bool comes_again = exchange.outcome == Outcome::sent_again;
@@ -51,7 +56,7 @@ void StationRests::exchanged(const Exchange &exchange, std::chrono::nanoseconds 
         else
             heard_.erase(station);
         pauses_.erase(station);
-        if (took > quick(reply_timeout_))
+        if (took > quick(reply_timeout_of(station)))
             slow_.insert(station);
         return;
     }
@@ -106,7 +111,8 @@ std::optional<StationRests::Probe> StationRests::due(Time now, bool is_idle) {
     if (first == nullptr)
         return std::nullopt;
     const bool is_slow = slow_.count(first->first) > 0;
-    return Probe{first->first, first->second.read, is_slow ? reply_timeout_ : reply_timeout_ / 2};
+    const milliseconds reply_timeout = reply_timeout_of(first->first);
+    return Probe{first->first, first->second.read, is_slow ? reply_timeout : reply_timeout / 2};
 }
 
 void StationRests::postpone(int station, Time until) {

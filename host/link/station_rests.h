@@ -34,8 +34,9 @@ public:
     };
 
     /// `driver` and `watcher` must outlive the object.
+    /// `own_replies` are the reply time-outs of stations that have their own.
     StationRests(Driver &driver, const RestSettings &settings, std::chrono::milliseconds reply_timeout,
-                 LinkWatcher &watcher);
+                 LinkWatcher &watcher, std::map<int, std::chrono::milliseconds> own_replies = {});
 
     /// A request of the driver has had its reply after this time, or none. `was_heard`: something came from its station
     /// since it was sent.
@@ -79,12 +80,14 @@ private:
     };
 
     static void answered(Health &health);
+    std::chrono::milliseconds reply_timeout_of(int station) const;
     void begin(const Exchange &exchange, Time now);
     void set_pause(int station, Rest &rest, Time now);
 
     Driver &driver_;
     const int most_silent_;
     const std::chrono::milliseconds reply_timeout_;
+    const std::map<int, std::chrono::milliseconds> own_replies_;
     LinkWatcher &watcher_;
     GrowingPause pause_;
     std::map<int, Rest> rests_;

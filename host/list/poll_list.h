@@ -4,6 +4,7 @@
 #include "host/link/link_settings.h"
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,10 @@ struct FilePlace {
 
 /// One controller on the line.
 struct Station {
-    int number;        ///< 1 to 247
-    std::string name;  ///< empty when the list gives none
-    bool enabled;      ///< false: it is not asked until the user switches it on
+    int number;                                             ///< 1 to 247
+    std::string name;                                       ///< empty when the list gives none
+    bool enabled;                                           ///< false: it is not asked until the user switches it on
+    std::optional<std::chrono::microseconds> turnaround{};  ///< PollList::turnaround of this station
 };
 
 /// What a list file says.
@@ -32,6 +34,11 @@ struct PollList {
 
     /// The station of that number; it must be one of `stations`.
     const Station &station(int number) const;
+
+    /// How long that station takes to answer.
+    std::chrono::microseconds turnaround_of(int number) const {
+        return station(number).turnaround.value_or(turnaround);
+    }
 };
 
 /// A message to the author of a list.

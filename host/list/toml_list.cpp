@@ -361,7 +361,6 @@ private:
         const toml::table *const found = table("timeouts");
         if (found == nullptr)
             return;
-        using std::chrono::duration_cast;
         using std::chrono::milliseconds;
         TableReader reader(*found, "[timeouts]", file_, builder_);
         reader.allow({"reply-ms", "inter-character-ms", "settle-ms", "turnaround-ms"});
@@ -372,13 +371,42 @@ private:
             timeouts.inter_character = milliseconds(*time);
         if (const auto time = reader.number("settle-ms", 0, 60000))
             timeouts.settle = milliseconds(*time);
-        if (const auto time = reader.time("turnaround-ms", 0, 60000))
-            list_.turnaround = duration_cast<std::chrono::microseconds>(*time);
+        list_.turnaround = turnaround_in(reader).value_or(list_.turnaround);
+    }
+
+    static std::optional<std::chrono::microseconds> turnaround_in(TableReader &reader) {
+        const auto time = reader.time("turnaround-ms", 0, 60000);
+        if (!time)
+            return std::nullopt;
+        return std::chrono::duration_cast<std::chrono::microseconds>(*time);
+    }
+
+    static void refuse_single_writes(TableReader &reader) {
+        if (reader.truth("write-single").value_or(false))
+            reader.refuse(*reader.find("write-single"),
+                          "write-single = true; the driver writes registers with function 16, a single one too: let "
+                          "the controller accept that, or write the register's bits as types 15 to 17, which go out "
+                          "with function 6");
+    }
+
+    static StationSettings settings_of_station(TableReader &reader) {
+        const auto number = [&reader](const char *key, int low, int high) -> std::optional<int> {
+            const auto found = reader.number(key, low, high);
+            return found ? std::optional<int>(static_cast<int>(*found)) : std::nullopt;
+        };
+        StationSettings settings;
+        settings.max_count = number("max-count", 1, 100);
+        settings.max_gap = number("max-gap", 0, 100);
+        settings.retries = number("retries", 0, 100);
+        if (const auto time = reader.number("reply-ms", 1, 60000))
+            settings.reply = std::chrono::milliseconds(*time);
+        return settings;
     }
 
     void read_station(const toml::table &found) {
         TableReader reader(found, "[[station]]", file_, builder_);
-        reader.allow({"number", "name", "enabled"});
+        reader.allow({"number", "name", "enabled", "max-count", "max-gap", "reply-ms", "retries", "turnaround-ms",
+                      "write-single"});
         const std::string name = reader.text("name", "boiler house").value_or("");
         if (has_control_characters(name))
             reader.refuse(*reader.find("name"),
@@ -386,8 +414,13 @@ private:
         const bool enabled = reader.truth("enabled").value_or(true);
         if (reader.find("number") == nullptr)
             builder_.mistake({file_, line_of(found)}, "no number; the station's number on the line, 1 to 247");
-        if (const auto number = reader.number("number", 1, 247))
-            builder_.add_station(file_, {line_of(found), {static_cast<int>(*number), name, enabled}});
+        refuse_single_writes(reader);
+        const StationSettings settings = settings_of_station(reader);
+        const auto turnaround = turnaround_in(reader);
+        if (const auto number = reader.number("number", 1, 247)) {
+            builder_.add_station(file_, {line_of(found), {static_cast<int>(*number), name, enabled, turnaround}});
+            list_.link.stations[static_cast<int>(*number)] = settings;
+        }
     }
 
     void read_variable(const toml::table &found) {

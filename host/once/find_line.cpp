@@ -196,7 +196,7 @@ ExitCode run_find(Driver &driver, const ScanOptions &options, const GivenSetting
               << ": the device server sets the speed of its line; --find is for a serial port\n";
         return ExitCode::wrong_usage;
     }
-    const Status address = PlaceCheck(driver, options.link.max_count).of_read(scanned_place(options, 1));
+    const Status address = PlaceCheck(driver, options.link.of_driver().rules()).of_read(scanned_place(options, 1));
     if (!address.done) {
         error << "kelpo: " << address.problem << "\n";
         return address.code;

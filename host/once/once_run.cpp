@@ -13,8 +13,7 @@ LinkSettings each_request_for_itself(LinkSettings settings) {
 }  // namespace
 
 OnceRun::OnceRun(Driver &driver, const LinkSettings &settings, StopSignal &stop, LinkWatcher &watcher, IfAway if_away)
-    : driver_(driver), max_count_(settings.max_count), stop_(stop), writer_(driver, if_away),
-      remarks_(settings.timeouts.reply),
+    : driver_(driver), rules_(settings.of_driver().rules()), stop_(stop), writer_(driver, if_away), remarks_(settings),
       session_(driver, each_request_for_itself(settings), stop, {&watch_, &writer_, &remarks_, &watcher}, OnLoss::end) {
 }
 
@@ -24,7 +23,7 @@ void OnceRun::start() {
 
 std::optional<RequestName> OnceRun::queue_read(const Variable &place) {
     const Variable to_read = place_to_read(driver_, place).value_or(place);
-    if (!wait_for_room(requests_of_read(to_read, max_count_)))
+    if (!wait_for_room(requests_of_read(to_read, rules_.of(place.station).max_count)))
         return std::nullopt;
     const RequestName name = driver_.queue_read(to_read);
     stations_[name] = place.station;
@@ -32,7 +31,9 @@ std::optional<RequestName> OnceRun::queue_read(const Variable &place) {
 }
 
 int OnceRun::queue_write(const Reference &reference, WriteQueue::Time asked, std::chrono::milliseconds within) {
-    return writer_.write(parts_of_write(driver_, reference.place, reference.values, max_count_), asked, within);
+    return writer_.write(
+        parts_of_write(driver_, reference.place, reference.values, rules_.of(reference.place.station).max_count), asked,
+        within);
 }
 
 // False when the run is stopped.

@@ -67,7 +67,7 @@ private:
     Status unserved() const;
 
     Driver &driver_;
-    int max_count_;
+    const PollRules rules_;
     StopSignal &stop_;
     RequestWatch watch_;
     Writer writer_;

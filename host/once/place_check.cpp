@@ -25,12 +25,13 @@ Status PlaceCheck::of_read(const Variable &place) const {
     Status address = of_address(place);
     if (!address.done)
         return address;
-    const int requests = requests_of_read(place_to_read(driver_, place).value_or(place), max_count_);
+    const int max_count = rules_.of(place.station).max_count;
+    const int requests = requests_of_read(place_to_read(driver_, place).value_or(place), max_count);
     return requests > most_queued ? too_many(requests) : all_well;
 }
 
 Status PlaceCheck::of_write(const Variable &place, bool read_back) const {
-    const int requests = requests_of_write(place, max_count_);
+    const int requests = requests_of_write(place, rules_.of(place.station).max_count);
     if (requests == 0)
         return {false, "type " + std::to_string(place.type) + " cannot be written; the driver only reads it",
                 ExitCode::wrong_usage};

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "host/driver/block_plan.h"
 #include "host/driver/driver_queries.h"
 #include "host/driver/variable.h"
 #include "host/once/status.h"
+
+#include <utility>
 
 namespace kelpo {
 
@@ -10,8 +13,8 @@ namespace kelpo {
 /// or that no frame can name, more requests than its queue holds, a type that it does not write.
 class PlaceCheck {
 public:
-    /// `driver` must outlive the check. `max_count` is as in LinkSettings.
-    PlaceCheck(const DriverQueries &driver, int max_count) : driver_(driver), max_count_(max_count) {}
+    /// `driver` must outlive the check.
+    PlaceCheck(const DriverQueries &driver, PollRules rules) : driver_(driver), rules_(std::move(rules)) {}
 
     Status of_read(const Variable &place) const;
 
@@ -22,7 +25,7 @@ private:
     Status of_address(const Variable &place) const;
 
     const DriverQueries &driver_;
-    int max_count_;
+    const PollRules rules_;
 };
 
 }  // namespace kelpo

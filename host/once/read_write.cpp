@@ -64,7 +64,7 @@ ExitCode take_references(const OnceOptions &options, Purpose purpose, std::vecto
 
 ExitCode check(const Driver &driver, const OnceOptions &options, const std::vector<Reference> &references,
                Purpose purpose, ResultPrinter &printer) {
-    const PlaceCheck places(driver, options.link.max_count);
+    const PlaceCheck places(driver, options.link.of_driver().rules());
     ExitCode code = ExitCode::all_well;
     for (const Reference &reference : references) {
         const Status found = purpose == Purpose::read ? places.of_read(reference.place)

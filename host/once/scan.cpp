@@ -40,7 +40,7 @@ void report(const ScanOptions &options, const OnceRun &run, const StationWatch &
 
 ExitCode run_scan(Driver &driver, const ScanOptions &options, StopSignal &stop, std::ostream &out,
                   std::ostream &error) {
-    const Status address = PlaceCheck(driver, options.link.max_count).of_read(scanned_place(options, 1));
+    const Status address = PlaceCheck(driver, options.link.of_driver().rules()).of_read(scanned_place(options, 1));
     if (!address.done) {
         error << "kelpo: " << address.problem << "\n";
         return address.code;

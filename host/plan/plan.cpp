@@ -91,17 +91,17 @@ int PlannedBlock::unused_units() const {
     return units;
 }
 
-std::chrono::nanoseconds exchange_time(const PollList &list, std::size_t bytes_out, int bytes_in) {
+std::chrono::nanoseconds exchange_time(const PollList &list, int station, const PlannedRequest &request) {
     const LineSettings &line = list.link.line;
-    const auto characters = static_cast<std::int64_t>(bytes_out) + bytes_in;
-    return line.frame_gap() + line.character_time() * characters + list.turnaround;
+    const auto characters = static_cast<std::int64_t>(request.bytes.size()) + request.reply_length;
+    return line.frame_gap() + line.character_time() * characters + list.turnaround_of(station);
 }
 
-Traffic traffic_of(const PollList &list, const std::vector<PlannedRequest> &requests) {
+Traffic traffic_of(const PollList &list, const DryBlock &block) {
     Traffic traffic;
-    for (const PlannedRequest &request : requests)
+    for (const PlannedRequest &request : block.requests)
         traffic += {1, static_cast<std::int64_t>(request.bytes.size()), request.reply_length,
-                    exchange_time(list, request.bytes.size(), request.reply_length)};
+                    exchange_time(list, block.station, request)};
     return traffic;
 }
 
@@ -114,11 +114,11 @@ Plan make_plan(const PollList &list_as_given, DryRun &driver) {
     for (const auto &[group, wanted] : groups)
         fillers.emplace(group, wanted);
     std::map<int, StationPlan> stations;
-    for (DryBlock &block : driver.cycle(list.variables, list.link.max_count)) {
+    for (DryBlock &block : driver.cycle(list.variables, list.link.of_driver().rules())) {
         const Station &station = list.station(block.station);
         PlannedBlock planned{std::move(block), station.enabled, {}, {}, {}};
         fillers[{planned.block.station, planned.block.register_class}].fill(planned);
-        planned.traffic = traffic_of(list, planned.block.requests);
+        planned.traffic = traffic_of(list, planned.block);
         if (planned.enabled)
             plan.cycle += planned.traffic;
         StationPlan &of_station = stations[station.number];

@@ -61,11 +61,12 @@ struct Plan {
     std::vector<Advice> advice;         ///< what can be changed comes first
 };
 
-/// Time of one exchange: the silence before the request, the request, the controller's turnaround, and the reply.
-std::chrono::nanoseconds exchange_time(const PollList &list, std::size_t bytes_out, int bytes_in);
+/// Time of one exchange with the station: the silence before the request, the request, the controller's turnaround, and
+/// the reply.
+std::chrono::nanoseconds exchange_time(const PollList &list, int station, const PlannedRequest &request);
 
-/// What the requests take of a cycle.
-Traffic traffic_of(const PollList &list, const std::vector<PlannedRequest> &requests);
+/// What the requests of the block take of a cycle.
+Traffic traffic_of(const PollList &list, const DryBlock &block);
 
 /// Finds out by a dry run how the driver polls the list. Gives no advice.
 Plan make_plan(const PollList &list, DryRun &driver);

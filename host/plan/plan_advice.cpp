@@ -19,11 +19,12 @@ using std::chrono::nanoseconds;
 
 constexpr int greatest_max_count = 100;
 
-Traffic traffic_of_cycle(const PollList &list, const std::vector<Variable> &variables, int max_count, DryRun &driver) {
+Traffic traffic_of_cycle(const PollList &list, const std::vector<Variable> &variables, const PollRules &rules,
+                         DryRun &driver) {
     Traffic traffic;
-    for (const DryBlock &block : driver.cycle(variables, max_count))
+    for (const DryBlock &block : driver.cycle(variables, rules))
         if (list.station(block.station).enabled)
-            traffic += traffic_of(list, block.requests);
+            traffic += traffic_of(list, block);
     return traffic;
 }
 
@@ -97,9 +98,9 @@ public:
             if (i != variable)
                 without.push_back(plan_.list.variables[i]);
         }
-        const int max_count = plan_.list.link.max_count;
-        const Traffic before = traffic_of_cycle(plan_.list, with, max_count, driver_);
-        const Traffic after = traffic_of_cycle(plan_.list, without, max_count, driver_);
+        const PollRules rules = plan_.list.link.of_driver().rules();
+        const Traffic before = traffic_of_cycle(plan_.list, with, rules, driver_);
+        const Traffic after = traffic_of_cycle(plan_.list, without, rules, driver_);
         return Traffic{before.requests - after.requests, before.bytes_out - after.bytes_out,
                        before.bytes_in - after.bytes_in, before.time - after.time};
     }
@@ -188,7 +189,9 @@ std::vector<Advice> advice_on_unused_units(const Plan &plan) {
 std::vector<Advice> advice_on_max_count(const Plan &plan, DryRun &driver) {
     if (plan.list.link.max_count >= greatest_max_count)
         return {};
-    const Traffic with_most = traffic_of_cycle(plan.list, plan.list.variables, greatest_max_count, driver);
+    LinkSettings link = plan.list.link;
+    link.max_count = greatest_max_count;
+    const Traffic with_most = traffic_of_cycle(plan.list, plan.list.variables, link.of_driver().rules(), driver);
     const int fewer = plan.cycle.requests - with_most.requests;
     const nanoseconds saved = plan.cycle.time - with_most.time;
     if (fewer < 1 || saved <= nanoseconds::zero())
@@ -220,13 +223,15 @@ std::vector<Advice> advice_on_silence(const Plan &plan) {
             worst = &station;
     if (worst == nullptr)
         return {};
-    const int tries = link.retries + 1;
+    const int number = worst->station.number;
+    const int tries = link.retries_of(number) + 1;
+    const auto reply = link.reply_of(number);
     const nanoseconds on_line =
         link.line.frame_gap() * worst->traffic.requests + link.line.character_time() * worst->traffic.bytes_out;
-    const nanoseconds time = (on_line + (link.timeouts.reply + link.timeouts.settle) * worst->traffic.requests) * tries;
-    return {{"when station " + std::to_string(worst->station.number) + " is silent, each cycle takes some " +
-                 milliseconds_text(time) + " ms more: " + counted(tries, "try", "tries") + " of each of " +
-                 requests_text(worst->traffic.requests) + ", waiting " + std::to_string(link.timeouts.reply.count()) +
+    const nanoseconds time = (on_line + (reply + link.timeouts.settle) * worst->traffic.requests) * tries;
+    return {{"when station " + std::to_string(number) + " is silent, each cycle takes some " + milliseconds_text(time) +
+                 " ms more: " + counted(tries, "try", "tries") + " of each of " +
+                 requests_text(worst->traffic.requests) + ", waiting " + std::to_string(reply.count()) +
                  " ms each time",
              nanoseconds::zero()}};
 }

@@ -17,14 +17,14 @@ void put_traffic(Json &object, const Traffic &traffic) {
     object.set("ms", in_milliseconds(traffic.time));
 }
 
-Json request_object(const Plan &plan, const PlannedRequest &request) {
+Json request_object(const Plan &plan, int station, const PlannedRequest &request) {
     Json object = Json::object();
     object.set("frame", hex_text(request.bytes));
     object.set("function", request.function());
     object.set("modbus_address", request.modbus_address());
     object.set("quantity", request.quantity());
     object.set("reply_bytes", request.reply_length);
-    object.set("ms", in_milliseconds(exchange_time(plan.list, request.bytes.size(), request.reply_length)));
+    object.set("ms", in_milliseconds(exchange_time(plan.list, station, request)));
     return object;
 }
 
@@ -41,13 +41,15 @@ Json block_object(const Plan &plan, const PlannedBlock &block) {
     for (const std::size_t index : block.variables)
         variables.add(plan.list.variables[index].name);
     for (const PlannedRequest &request : block.block.requests)
-        frames.add(request_object(plan, request));
+        frames.add(request_object(plan, block.block.station, request));
     object.set("variables", variables);
     object.set("frames", frames);
     return object;
 }
 
-Json station_object(const StationPlan &station) {
+Json station_object(const PollList &list, const StationPlan &station) {
+    const int number = station.station.number;
+    const BlockLimits limits = list.link.of_driver().rules().of(number);
     Json object = Json::object();
     object.set("station", station.station.number);
     object.set("name", station.station.name);
@@ -55,6 +57,12 @@ Json station_object(const StationPlan &station) {
     object.set("blocks", station.blocks);
     object.set("in_vain", station.unused_units);
     put_traffic(object, station.traffic);
+    object.set("max_count", limits.max_count);
+    if (limits.max_gap)
+        object.set("max_gap", *limits.max_gap);
+    object.set("reply_ms", list.link.reply_of(number).count());
+    object.set("retries", list.link.retries_of(number));
+    object.set("turnaround_ms", in_milliseconds(list.turnaround_of(number)));
     return object;
 }
 
@@ -80,7 +88,7 @@ void print_plan_json(const Plan &plan, const std::string &title, std::ostream &o
     for (const PlannedBlock &block : plan.blocks)
         blocks.add(block_object(plan, block));
     for (const StationPlan &station : plan.stations)
-        stations.add(station_object(station));
+        stations.add(station_object(plan.list, station));
     put_traffic(cycle, plan.cycle);
     for (const Advice &piece : plan.advice)
         advice.add(advice_object(piece));

@@ -94,8 +94,7 @@ void print_blocks(const Plan &plan, std::ostream &out) {
     for (const PlannedBlock &block : plan.blocks) {
         bool goes_on = false;
         for (const PlannedRequest &request : block.block.requests) {
-            const std::string time =
-                milliseconds_text(exchange_time(plan.list, request.bytes.size(), request.reply_length));
+            const std::string time = milliseconds_text(exchange_time(plan.list, block.block.station, request));
             Cells row = {"", "", "", "", ""};
             if (!goes_on)
                 row = {std::to_string(block.block.station), std::to_string(block.block.register_class),
@@ -168,6 +167,26 @@ void print_advice(const Plan &plan, std::ostream &out) {
         print_wrapped(std::to_string(savings - most_savings) + " more pieces of advice: see --json", out);
 }
 
+// The keys of the list that hold for this station alone.
+std::string own_settings_text(const PollList &list, const Station &station) {
+    std::vector<std::string> settings;
+    const auto add = [&settings](const char *key, const auto &value) {
+        if (value)
+            settings.push_back(std::string(key) + " " + std::to_string(*value));
+    };
+    const auto found = list.link.stations.find(station.number);
+    if (found != list.link.stations.end()) {
+        const StationSettings &own = found->second;
+        add("max-count", own.max_count);
+        add("max-gap", own.max_gap);
+        add("reply-ms", own.reply ? std::optional(own.reply->count()) : std::nullopt);
+        add("retries", own.retries);
+    }
+    if (station.turnaround)
+        settings.push_back("turnaround-ms " + milliseconds_text(*station.turnaround));
+    return listed(settings);
+}
+
 void print_head(const Plan &plan, const std::string &title, std::ostream &out) {
     const LineSettings &line = plan.list.link.line;
     out << title << ": " << counted(static_cast<std::int64_t>(plan.list.variables.size()), "variable") << " of "
@@ -177,6 +196,9 @@ void print_head(const Plan &plan, const std::string &title, std::ostream &out) {
         << character_text(line) << ": " << line.character_time().count() / 1000 << " us a character, "
         << milliseconds_text(line.frame_gap()) << " ms between frames, " << milliseconds_text(plan.list.turnaround)
         << " ms until a controller answers" << (plan.list.link.takes_off_echo ? ", echoes taken off" : "") << "\n";
+    for (const StationPlan &station : plan.stations)
+        if (const std::string own = own_settings_text(plan.list, station.station); !own.empty())
+            out << "station " << station.station.number << ": " << own << "\n";
 }
 
 }  // namespace

@@ -45,10 +45,8 @@ bool takes_two_registers(const Variable &variable) {
 }
 
 // The register that holds the first half of the variable's first value whose halves no request reads together; nothing
-// when there is none. `span` is what the driver polls for the variable.
+// when there is none. `span` is what the driver polls for the variable, whose values take two registers.
 std::optional<int> torn_value(const Variable &variable, const Span &span, const std::map<Group, UnitRuns> &at_once) {
-    if (!takes_two_registers(variable))
-        return std::nullopt;
     for (int high = span.first; high < span.first + variable.count; high += 2)
         if (!hold(at_once, {variable.station, span.register_class}, {high, std::int64_t{high} + 2}))
             return high;
@@ -206,48 +204,18 @@ Remarks surprises(const PollList &list, DryRun &driver) {
 Remarks torn_values(const PollList &list, DryRun &driver) {
     if (std::none_of(list.variables.begin(), list.variables.end(), takes_two_registers))
         return {};
-    std::vector<Span> spans;
-    for (const Variable &variable : list.variables)
-        spans.push_back(driver.span_of(variable));
-    using AtOnce = std::map<Group, UnitRuns>;
-    const auto torn_at = [&](std::size_t index, const AtOnce &at_once) {
-        return torn_value(list.variables[index], spans[index], at_once);
-    };
-    const auto torn_with = [&](const AtOnce &at_once) {
-        std::vector<std::size_t> torn;
-        for (std::size_t i = 0; i < spans.size(); ++i)
-            if (torn_at(i, at_once))
-                torn.push_back(i);
-        return torn;
-    };
-    const AtOnce at_once = read_at_once(driver.cycle(list.variables, list.link.max_count));
-    const std::vector<std::size_t> torn = torn_with(at_once);
-
-    // What no number of units cures is parted by the address map.
-    const bool all_parted = std::all_of(torn.begin(), torn.end(), [&](std::size_t index) {
-        const auto high_start = driver.map_of(spans[index].register_class).high_start;
-        return high_start && *torn_at(index, at_once) + 1 == *high_start;
-    });
-    std::vector<std::size_t> incurable = torn;
-    std::optional<int> cure;
-    for (int max_count = list.link.max_count - 1; max_count > 1 && !all_parted && !cure; --max_count) {
-        const std::vector<std::size_t> left = torn_with(read_at_once(driver.cycle(list.variables, max_count)));
-        if (left.size() < incurable.size()) {
-            incurable = left;
-            cure = max_count;
-        }
-    }
-
+    const std::map<Group, UnitRuns> at_once = read_at_once(driver.cycle(list.variables, list.link.of_driver().rules()));
     Remarks remarks;
-    for (const std::size_t index : torn) {
-        const bool curable = cure && !std::binary_search(incurable.begin(), incurable.end(), index);
-        const int high = *torn_at(index, at_once);
-        remarks.push_back({Remark::Kind::warning, list.places[index],
-                           in_quotes(list.variables[index].name) + " has a 32-bit value in registers " +
-                               std::to_string(high) + " and " + std::to_string(high + 1) +
-                               ", which two requests read: while it changes, it can be half old and half new; " +
-                               (curable ? "max-count = " + std::to_string(*cure) + " reads it in one"
-                                        : "give it an address one higher or lower in the controller")});
+    for (std::size_t i = 0; i < list.variables.size(); ++i) {
+        const Variable &variable = list.variables[i];
+        if (!takes_two_registers(variable))
+            continue;
+        if (const auto high = torn_value(variable, driver.span_of(variable), at_once))
+            remarks.push_back({Remark::Kind::warning, list.places[i],
+                               in_quotes(variable.name) + " has a 32-bit value in registers " + std::to_string(*high) +
+                                   " and " + std::to_string(*high + 1) +
+                                   ", which two requests read: while it changes, it can be half old and half new; "
+                                   "give it an address one higher or lower in the controller"});
     }
     return remarks;
 }

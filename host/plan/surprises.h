@@ -10,9 +10,9 @@ namespace kelpo {
 /// torn_values finds.
 Remarks surprises(const PollList &list, DryRun &driver);
 
-/// Warnings about 32-bit values in two registers that the driver reads in two requests, because a block ends between
-/// them or the address map separates them: while such a value changes, it is shown half old and half new. They say what
-/// helps.
+/// Warnings about 32-bit values in two registers that are read in two requests, because the address map separates them,
+/// or values overlap so that no end of a block spares all: while such a value changes, it is shown half old and half
+/// new. They say what helps.
 Remarks torn_values(const PollList &list, DryRun &driver);
 
 }  // namespace kelpo

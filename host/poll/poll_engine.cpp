@@ -119,7 +119,7 @@ std::string RefusingStation::words() const {
 PollEngine::PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
                        const WriteWaits &waits)
     : driver_(driver), list_(list), ring_(frames_kept), output_(opened(trace_file)), writer_(driver, waits.if_away),
-      tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list.link.timeouts.reply),
+      tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list.link),
       session_(driver, list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
       waits_(waits), blocks_(driver.poll(places_to_read(driver, list.variables))), watch_(list.variables) {
     const std::vector<PolledBlock> blocks = driver.blocks();
@@ -182,7 +182,8 @@ void PollEngine::write_trace() {
 
 WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
     const Variable &variable = list_.variables[index];
-    const int requests = requests_of_write(variable, list_.link.max_count);
+    const int max_count = list_.link.of_driver().rules().of(variable.station).max_count;
+    const int requests = requests_of_write(variable, max_count);
     if (requests == 0)
         return {false, variable.name + ": type " + std::to_string(variable.type) + " is not writable"};
     const ValueInput input = value_input(variable, typed);
@@ -199,7 +200,7 @@ WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
                            " of " + std::to_string(most_queued) + " requests"};
 
     const std::string text = text_of(variable.view, input.values);
-    const int id = writer_.write(parts_of_write(driver_, variable, input.values, list_.link.max_count),
+    const int id = writer_.write(parts_of_write(driver_, variable, input.values, max_count),
                                  std::chrono::steady_clock::now(), waits_.within);
     writes_[id] = {index, text};
     const char *const awaited = !link_.line_open ? "line" : !station_away.empty() ? "station" : nullptr;

@@ -26,7 +26,7 @@ TEST_F(DryRuns, ShowTheBlocksAndTheirFrames) {
     const auto blocks = driver_.cycle({{"a", 1, 7, "0", 1, View::unsigned_words},
                                        {"b", 1, 7, "11", 1, View::unsigned_words},
                                        {"c", 2, 13, "204", 2, View::unsigned_longs}},
-                                      100);
+                                      {{100}});
     ASSERT_EQ(blocks.size(), 2U);
     EXPECT_EQ(blocks[0].station, 1);
     EXPECT_EQ(blocks[0].register_class, 7);
@@ -42,7 +42,7 @@ TEST_F(DryRuns, ShowTheBlocksAndTheirFrames) {
 }
 
 TEST_F(DryRuns, ShowBothFramesOfABlockAcrossABoundary) {
-    const auto blocks = driver_.cycle({{"a", 1, 2, "2046", 4, View::bits}}, 100);
+    const auto blocks = driver_.cycle({{"a", 1, 2, "2046", 4, View::bits}}, {{100}});
     ASSERT_EQ(blocks.size(), 1U);
     EXPECT_THAT(frames_of(blocks[0]), ElementsAre("01 01 0F CE 00 02 DF 20", "01 01 2E E0 00 02 B5 15"));
     EXPECT_EQ(blocks[0].requests[1].first, 2048);
@@ -50,8 +50,8 @@ TEST_F(DryRuns, ShowBothFramesOfABlockAcrossABoundary) {
 }
 
 TEST_F(DryRuns, CutBlocksAtMaxCountAndForgetTheListBefore) {
-    driver_.cycle({{"a", 9, 7, "0", 1, View::unsigned_words}}, 100);
-    const auto blocks = driver_.cycle({{"a", 1, 9, "0", 5, View::unsigned_words}}, 2);
+    driver_.cycle({{"a", 9, 7, "0", 1, View::unsigned_words}}, {{100}});
+    const auto blocks = driver_.cycle({{"a", 1, 9, "0", 5, View::unsigned_words}}, {{2}});
     ASSERT_EQ(blocks.size(), 3U);
     EXPECT_EQ(blocks[0].count, 2);
     EXPECT_EQ(blocks[2].first, 4);
@@ -59,7 +59,7 @@ TEST_F(DryRuns, CutBlocksAtMaxCountAndForgetTheListBefore) {
 }
 
 TEST_F(DryRuns, HaveNoBlocksOfNoVariables) {
-    EXPECT_TRUE(driver_.cycle({}, 100).empty());
+    EXPECT_TRUE(driver_.cycle({}, {}).empty());
 }
 
 TEST_F(DryRuns, ShowWhatAVariableSpans) {

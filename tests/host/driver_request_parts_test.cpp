@@ -102,7 +102,23 @@ TEST(PartsToRead, HoldAsMany32BitRegistersAsModbusLetsOneRequestRead) {
     EXPECT_EQ(parts[2].station, 3);
     EXPECT_EQ(kelpo::parts_to_read(driver, place("3:13:210x62"), 100).size(), 1U);
     EXPECT_EQ(kelpo::parts_to_read(driver, place("3:13:210x130"), 50).size(), 3U);
-    EXPECT_EQ(kelpo::parts_to_read(driver, place("3:7:210x250"), 100).size(), 1U);
+    EXPECT_EQ(kelpo::parts_to_read(driver, place("3:7:210x100"), 100).size(), 1U);
+}
+
+TEST(PartsToRead, HoldWholeValues) {
+    const kelpo::Driver driver(DRIVER_FILE);
+    for (const char *const pairs : {"3:12:210x25", "3:7:210x25/float", "3:9:210x25/unsigned32-swapped"}) {
+        const auto parts = kelpo::parts_to_read(driver, place(pairs), 25);
+        ASSERT_EQ(parts.size(), 3U) << pairs;
+        EXPECT_EQ(parts[0].count, 24);
+        EXPECT_EQ(parts[1].address, "234");
+        EXPECT_EQ(parts[1].count, 24);
+        EXPECT_EQ(parts[2].address, "258");
+        EXPECT_EQ(parts[2].count, 2);
+    }
+    const auto words = kelpo::parts_to_read(driver, place("3:7:210x50"), 25);
+    ASSERT_EQ(words.size(), 2U);
+    EXPECT_EQ(words[1].address, "235");
 }
 
 class RequestCounts : public testing::TestWithParam<int> {};

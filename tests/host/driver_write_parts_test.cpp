@@ -43,6 +43,19 @@ Values values_of(const Variable &place) {
     return values;
 }
 
+TEST(WritePartsOfPairs, HoldWholeValues) {
+    const Driver driver(DRIVER_FILE);
+    const Variable floats{"x", 1, 7, "10", 8, *view_named("float", 7)};
+    const std::vector<WritePart> parts = parts_of_write(driver, floats, {1, 2, 3, 4}, 7);
+    ASSERT_EQ(parts.size(), 2U);
+    EXPECT_EQ(parts[0].count, 6);
+    EXPECT_EQ(parts[1].address, "16");
+    EXPECT_EQ(parts[1].count, 2);
+    EXPECT_EQ(parts[1].bytes, std::string("\0\0\4\0", 4));
+    EXPECT_EQ(requests_of_write(floats, 7), 2);
+    EXPECT_EQ(requests_of_write(floats, 1), 8);
+}
+
 class WriteParts : public testing::TestWithParam<int> {};
 
 // Each makes one request, and all together those that the driver makes of the whole.

@@ -106,6 +106,44 @@ TEST(ListFile, GivesVariablesTheOnlyStation) {
     EXPECT_EQ(reading.list.variables[0].station, 9);
 }
 
+TEST(ListFile, TakesTheSettingsOfAStation) {
+    const ListReading reading = ListMaterial().read(R"([link]
+max-count = 50
+[timeouts]
+turnaround-ms = 8
+[[station]]
+number = 7
+max-count = 16
+max-gap = 0
+reply-ms = 1500
+retries = 0
+turnaround-ms = 40.5
+write-single = false
+[[station]]
+number = 8
+max-gap = 20
+[[variable]]
+station = 9
+type = 7
+address = 0
+)");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    const LinkSettings &link = reading.list.link;
+    const PollRules rules = link.of_driver().rules();
+    EXPECT_EQ(rules.of(7).max_count, 16);
+    EXPECT_EQ(rules.of(7).max_gap, 0);
+    EXPECT_EQ(rules.of(8).max_count, 50);
+    EXPECT_EQ(rules.of(8).max_gap, 20);
+    EXPECT_EQ(rules.of(9).max_count, 50);
+    EXPECT_EQ(rules.of(9).max_gap, std::nullopt);
+    EXPECT_EQ(link.reply_of(7).count(), 1500);
+    EXPECT_EQ(link.reply_of(8).count(), 500);
+    EXPECT_EQ(link.retries_of(7), 0);
+    EXPECT_EQ(link.retries_of(8), 2);
+    EXPECT_EQ(reading.list.turnaround_of(7), std::chrono::microseconds(40500));
+    EXPECT_EQ(reading.list.turnaround_of(9), std::chrono::milliseconds(8));
+}
+
 TEST(ListFile, KnowsAllStationsByNumber) {
     const ListReading reading = ListMaterial().read(R"([[station]]
 number = 7
@@ -237,6 +275,16 @@ const Mistake settings[] = {
     {"[[station]]\nnumber = 248\n", "2: number 248; a whole number, 1 to 247"},
     {"[[station]]\nnumber = 1\n[[station]]\nnumber = 1\n",
      "3: station 1 is in line 1 already; describe each station once"},
+    {"[[station]]\nnumber = 1\nmax-count = 101\n", "3: max-count 101; a whole number, 1 to 100"},
+    {"[[station]]\nnumber = 1\nmax-gap = -1\n", "3: max-gap -1; a whole number, 0 to 100"},
+    {"[[station]]\nnumber = 1\nreply-ms = 0\n", "3: reply-ms 0; a whole number, 1 to 60000"},
+    {"[[station]]\nnumber = 1\nretries = 2.5\n", "3: retries is a number with a point; a whole number, 0 to 100"},
+    {"[[station]]\nnumber = 1\nturnaround-ms = -1\n", "3: turnaround-ms is out of range; milliseconds, 0 to 60000"},
+    {"[[station]]\nnumber = 1\nwrite-single = true\n",
+     "3: write-single = true; the driver writes registers with function 16, a single one too: let the controller "
+     "accept "
+     "that, or write the register's bits as types 15 to 17, which go out with function 6"},
+    {"[[station]]\nnumber = 1\nwrite-single = 1\n", "3: write-single is a whole number; true or false, without quotes"},
     {"[station]\nnumber = 1\n", "1: station is a table; write each as a table of its own, [[station]]"},
     {"variables = \"none.csv\"\n",
      "1: variables \"none.csv\" cannot be read: No such file or directory; a CSV file beside this one"},

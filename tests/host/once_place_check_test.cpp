@@ -17,10 +17,10 @@ Variable place(const char *reference) {
 class PlaceChecks : public testing::Test {
 protected:
     Status of_read(const char *reference) {
-        return kelpo::PlaceCheck(driver, max_count).of_read(place(reference));
+        return kelpo::PlaceCheck(driver, {{max_count}}).of_read(place(reference));
     }
     Status of_write(const char *reference, bool read_back = false) {
-        return kelpo::PlaceCheck(driver, max_count).of_write(place(reference), read_back);
+        return kelpo::PlaceCheck(driver, {{max_count}}).of_write(place(reference), read_back);
     }
 
     const kelpo::Driver driver{DRIVER_FILE};

@@ -137,6 +137,32 @@ TEST(Plan, CountsARegisterOnceThatTwoVariablesSee) {
     EXPECT_THAT(plan.blocks[0].variables, ElementsAre(0, 1, 3, 2));
 }
 
+TEST(Plan, CountsTheTurnaroundOfEachStation) {
+    PollList list = list_of({word("a", 1, "0"), word("b", 2, "0")}, {{1, "", true}, {2, "", true}});
+    const auto before = plan_of(list).cycle.time;
+    list.stations[1].turnaround = list.turnaround + microseconds(700);
+    EXPECT_EQ(plan_of(list).cycle.time, before + microseconds(700));
+}
+
+TEST(Plan, GivesEachStationBlocksOfItsOwnSize) {
+    PollList list = list_of({{"a", 1, 7, "0", 30, View::unsigned_words}, {"b", 2, 7, "0", 30, View::unsigned_words}},
+                            {{1, "", true}, {2, "", true}});
+    list.link.stations[2].max_count = 10;
+    const Plan plan = plan_of(list);
+    EXPECT_EQ(plan.stations[0].blocks, 1);
+    EXPECT_EQ(plan.stations[1].blocks, 3);
+}
+
+TEST(PlanAdvice, KnowsTheTimeOutAndTheRetriesOfASilentStation) {
+    PollList list = list_of({word("a", 1, "0")}, {{1, "", true}});
+    list.link.stations[1].reply = std::chrono::milliseconds(200);
+    list.link.stations[1].retries = 0;
+    // 3.5 ms of silence, 8 bytes of 1 ms, 200 ms and then 100 ms of listening.
+    EXPECT_THAT(advice_of(plan_of(list)),
+                testing::Contains("when station 1 is silent, each cycle takes some 311.5 ms more: 1 try of each of 1 "
+                                  "request, waiting 200 ms each time"));
+}
+
 TEST(PlanAdvice, NamesTheVariableThatOpensABlockOfItsOwn) {
     const Plan plan = plan_of(list_of({word("a", 1, "0"), word("b", 1, "1"), word("far", 1, "500")}, {{1, "", true}}));
     // 3.5 ms, 8 + 7 bytes, 5 ms.
@@ -178,6 +204,19 @@ TEST(PlanAdvice, KnowsThatABitIsNotSeenInTheRegisterThatItAsksFor) {
                 testing::Contains("\"open\" (station 1, type 15, address 60.4) opens a block of its own: "
                                   "left out, with its word in a binary view instead, it saves 23.5 ms "
                                   "(1 request)"));
+}
+
+TEST(PlanText, ShowsWhatAStationHasOfItsOwn) {
+    PollList list = list_of({word("a", 1, "0"), word("b", 2, "0")}, {{1, "", true}, {2, "", true}});
+    StationSettings &own = list.link.stations[2];
+    own.max_count = 20;
+    own.max_gap = 0;
+    own.reply = std::chrono::milliseconds(1500);
+    own.retries = 1;
+    list.stations[1].turnaround = microseconds(12500);
+    EXPECT_THAT(text_of(plan_of(list)),
+                testing::HasSubstr("answers\nstation 2: max-count 20, max-gap 0, reply-ms 1500, retries 1 and "
+                                   "turnaround-ms 12.5\n\n"));
 }
 
 TEST(PlanText, ShowsFramesStationsAndAdvice) {

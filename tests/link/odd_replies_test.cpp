@@ -39,7 +39,7 @@ struct SeenExchange {
 /// Ends the loop after `most` exchanges, and keeps what it saw.
 class Recorder : public kelpo::LinkRemarks {
 public:
-    explicit Recorder(SimulatedLine &line) : LinkRemarks(milliseconds(500)), line_(line) {}
+    explicit Recorder(SimulatedLine &line) : LinkRemarks(kelpo::LinkSettings()), line_(line) {}
 
     void exchanged(const Exchange &exchange) override {
         seen.push_back({std::string(exchange.request), std::string(exchange.reply), std::string(exchange.late),

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "host/driver/polled_block.h"
+#include "host/driver/variable.h"
+
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace kelpo {
+
+class DriverLibrary;
+
+/// How large the blocks of a station may be.
+struct BlockLimits {
+    int max_count = 100;           ///< most units in one request, 1 to 100
+    std::optional<int> max_gap{};  ///< most unused units in a row inside a block; none: as many as the driver joins
+};
+
+/// The limits of every station.
+struct PollRules {
+    BlockLimits usual{};
+    std::map<int, BlockLimits> stations{};  ///< those that have limits of their own
+
+    const BlockLimits &of(int station) const;
+    int greatest_max_count() const;
+};
+
+/// The blocks that the driver makes of these variables when each station has its own limits, by station, class and
+/// number. No value of two registers is in two blocks, except where values overlap so that every end of a block would
+/// part one; where `max_count` is 1, such a value is a block. Replaces the driver's read list. Only while no link runs.
+std::vector<PolledBlock> planned_blocks(const DriverLibrary &driver, const std::vector<Variable> &variables,
+                                        const PollRules &rules);
+
+/// By station and register class.
+using PlacesByGroup = std::map<std::pair<int, int>, std::vector<PolledBlock>>;
+
+/// What the driver polls for each of the variables alone, in the order of the first numbers.
+PlacesByGroup places_of(const DriverLibrary &driver, const std::vector<Variable> &variables);
+
+/// Makes the driver cycle through these blocks, in this order. For the thread that runs the link, or while none runs,
+/// and while no polled request is in flight.
+void put_in_place(const DriverLibrary &driver, const std::vector<PolledBlock> &blocks);
+
+}  // namespace kelpo
