@@ -33,6 +33,11 @@ void WatcherList::exchanged(const Exchange &exchange) {
         watcher->exchanged(exchange);
 }
 
+void WatcherList::blocks_replaced(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come) {
+    for (LinkWatcher *watcher : watchers_)
+        watcher->blocks_replaced(gone, come);
+}
+
 void WatcherList::pass_ended() {
     for (LinkWatcher *watcher : watchers_)
         watcher->pass_ended();

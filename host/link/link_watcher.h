@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/driver/polled_block.h"
 #include "host/driver/request_name.h"
 
 #include <chrono>
@@ -66,6 +67,10 @@ public:
 
     virtual void exchanged(const Exchange &) {}
 
+    /// The driver polls the blocks `come` instead of the blocks `gone`.
+    virtual void blocks_replaced(const std::vector<PolledBlock> & /*gone*/, const std::vector<PolledBlock> & /*come*/) {
+    }
+
     /// A pass over the cyclic read list is complete.
     virtual void pass_ended() {}
 
@@ -117,6 +122,7 @@ public:
     void about_to_ask() override;
     bool may_leave(const Exchange &exchange) override;
     void exchanged(const Exchange &exchange) override;
+    void blocks_replaced(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come) override;
     void pass_ended() override;
     void request_ended(const RequestName &name, RequestOutcome outcome) override;
     void communication_failed(int group) override;

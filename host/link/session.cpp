@@ -42,6 +42,8 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
         rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_, replies);
         refused_.emplace(driver, settings.rest);
         watchers_.add(*refused_);
+        holes_.emplace(driver, watchers_);
+        watchers_.add(*holes_);
     }
     loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_,
                                        LoopBooks{rests_ ? &*rests_ : nullptr, refused_ ? &*refused_ : nullptr});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/driver/driver.h"
+#include "host/link/hole_finder.h"
 #include "host/link/link_settings.h"
 #include "host/link/link_statistics.h"
 #include "host/link/link_watcher.h"
@@ -57,6 +58,11 @@ public:
         return statistics_;
     }
 
+    /// What finds out which parts of blocks are refused; null where nothing does (RestSettings::enabled).
+    const HoleFinder *holes() const {
+        return holes_ ? &*holes_ : nullptr;
+    }
+
     /// Why the line is not usable at present; empty while it is. From any thread.
     std::string line_error() const;
 
@@ -100,6 +106,7 @@ private:
     std::optional<StationRetries> retries_;
     std::optional<StationRests> rests_;
     std::optional<RefusedBlocks> refused_;
+    std::optional<HoleFinder> holes_;
     std::unique_ptr<LinkLoop> loop_;
     std::unique_ptr<Line> line_;
     std::chrono::milliseconds next_pause_{0};

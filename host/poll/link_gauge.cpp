@@ -140,6 +140,18 @@ void LinkGauge::judge_block(const Exchange &exchange, const std::optional<Failur
     }
 }
 
+void LinkGauge::blocks_replaced(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    for (const PolledBlock &block : gone) {
+        --reading_.polled[block.station];
+        const auto first = reading_.blocks.lower_bound({block.station, block.register_class, block.first});
+        const auto end = reading_.blocks.lower_bound({block.station, block.register_class, block.first + block.count});
+        reading_.blocks.erase(first, end);
+    }
+    for (const PolledBlock &block : come)
+        ++reading_.polled[block.station];
+}
+
 void LinkGauge::line_opened() {
     const std::lock_guard<std::mutex> locked(mutex_);
     if (lost_)

@@ -61,6 +61,7 @@ struct LinkReading {
     double exchanges_per_second = 0;  ///< over the last two seconds
     Cycles cycles;
     std::map<BlockPlace, Block> blocks;
+    std::map<int, int> polled;  ///< how many blocks are, by station
     std::map<int, Station> stations;
     bool line_open = false;
     std::string line_error;  ///< why the line was lost; empty while it is open
@@ -104,6 +105,7 @@ public:
     void forget_station(int station);
 
     void exchanged(const Exchange &exchange) override;
+    void blocks_replaced(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come) override;
     void station_rests(int number, std::chrono::milliseconds pause) override;
     void rest_ended(int number, bool has_answered) override;
     void line_opened() override;

@@ -123,8 +123,7 @@ PollEngine::PollEngine(Driver &driver, const PollList &list, StopSignal &stop, c
       session_(driver, list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
       waits_(waits), blocks_(driver.poll(places_to_read(driver, list.variables))), watch_(list.variables) {
     const std::vector<PolledBlock> blocks = driver.blocks();
-    for (const PolledBlock &block : blocks)
-        ++blocks_of_[block.station];
+    gauge_.blocks_replaced({}, blocks);
     values_.use(driver, list.variables, blocks);
     for (const Station &station : list.stations)
         if (!station.enabled)
@@ -245,7 +244,7 @@ std::map<int, RefusingStation> PollEngine::refusing() const {
     for (const auto &[place, block] : link_.blocks)
         if (block.failure && block.failure->kind == Failure::Kind::refused && !is_off(place.station)) {
             RefusingStation &station = stations[place.station];
-            station.blocks = blocks_of_.at(place.station);
+            station.blocks = link_.polled.at(place.station);
             // Some blocks take two requests.
             station.refused = std::min(station.refused + 1, station.blocks);
             station.reason = block.failure->text;

@@ -169,7 +169,6 @@ private:
     LinkRemarks remarks_;
     Session session_;
     const WriteWaits waits_;
-    std::map<int, int> blocks_of_;  // by station
     int blocks_;
     VariableWatch watch_;
     LinkReading link_;

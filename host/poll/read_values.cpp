@@ -7,8 +7,7 @@ namespace kelpo {
 void ReadValues::use(const DriverQueries &driver, const std::vector<Variable> &variables,
                      const std::vector<PolledBlock> &blocks) {
     driver_ = &driver;
-    for (const PolledBlock &block : blocks)
-        blocks_[{{block.station, block.register_class}, block.first}] = block.count;
+    note_blocks({}, blocks);
     const std::lock_guard<std::mutex> locked(mutex_);
     for (const Variable &variable : variables) {
         const RegisterType &type = register_type(variable.type);
@@ -23,6 +22,29 @@ void ReadValues::use(const DriverQueries &driver, const std::vector<Variable> &v
     for (auto &[place, area] : areas_)
         std::sort(area.sources.begin(), area.sources.end(), [this](std::size_t one, std::size_t other) {
             return sources_[one].range.first < sources_[other].range.first;
+        });
+}
+
+void ReadValues::note_blocks(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come) {
+    for (const PolledBlock &block : gone)
+        blocks_.erase({{block.station, block.register_class}, block.first});
+    for (const PolledBlock &block : come)
+        blocks_[{{block.station, block.register_class}, block.first}] = block.count;
+}
+
+void ReadValues::blocks_replaced(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come) {
+    note_blocks(gone, come);
+    const std::lock_guard<std::mutex> locked(mutex_);
+    for (const PolledBlock &block : gone)
+        for_each_in({block.station, block.register_class}, block.first, block.count, [&](std::size_t index) {
+            Source &source = sources_[index];
+            for (Part &part : source.parts)
+                if (part.first >= block.first && part.first < block.first + block.count) {
+                    part.outdated = true;
+                    part.failure.reset();
+                }
+            source.not_sent.reset();
+            touch(index);
         });
 }
 
@@ -82,21 +104,26 @@ void ReadValues::take_bytes(Source &source, const Exchange &exchange) {
     part.read = true;
     part.failure.reset();
     source.not_sent.reset();
-    source.complete = source.complete || is_complete(source);
+    source.complete = source.complete || is_complete(source, true);
+    if (source.parts.size() > 1 && is_complete(source, false))
+        source.parts.erase(
+            std::remove_if(source.parts.begin(), source.parts.end(), [](const Part &old) { return old.outdated; }),
+            source.parts.end());
 }
 
 ReadValues::Part &ReadValues::part_of(Source &source, int first, int count) {
     for (Part &part : source.parts)
-        if (part.first == first)
+        if (part.first == first && !part.outdated)
             return part;
     source.parts.push_back(Part{first, count});
     return source.parts.back();
 }
 
-bool ReadValues::is_complete(const Source &source) {
+bool ReadValues::is_complete(const Source &source, bool outdated_too) {
     for (std::int64_t number = source.range.first; number <= source.range.last; ++number)
-        if (std::none_of(source.parts.begin(), source.parts.end(), [number](const Part &part) {
-                return part.read && number >= part.first && number < part.first + part.count;
+        if (std::none_of(source.parts.begin(), source.parts.end(), [&](const Part &part) {
+                return part.read && (outdated_too || !part.outdated) && number >= part.first &&
+                       number < part.first + part.count;
             }))
             return false;
     return true;

@@ -55,6 +55,7 @@ public:
     void forget_failures(int station);
 
     void exchanged(const Exchange &exchange) override;
+    void blocks_replaced(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come) override;
 
 private:
     /// Numbers of one register class of one station.
@@ -72,6 +73,7 @@ private:
         ReadValue::Time read_at{};
         ReadValue::WallTime wall_time{};
         bool read = false;
+        bool outdated = false;  // no request asks for it as it is any more
         std::optional<Failure> failure{};
     };
     struct Source {
@@ -88,11 +90,12 @@ private:
         std::int64_t longest = 0;
     };
 
+    void note_blocks(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come);
     template <typename Action> void for_each_in(const Place &place, int first, int count, const Action &action);
     void take_bytes(Source &source, const Exchange &exchange);
     void touch(std::size_t index);
     static Part &part_of(Source &source, int first, int count);
-    static bool is_complete(const Source &source);
+    static bool is_complete(const Source &source, bool outdated_too);
     static ReadValue value_of(const Source &source);
 
     const Clock clock_;

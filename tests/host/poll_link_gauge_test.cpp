@@ -184,6 +184,19 @@ TEST_F(LinkGaugeTest, KnowsOfEachBlockWhetherItWasRead) {
     EXPECT_FALSE(reading.blocks.at({1, 7, 80}).failure);
 }
 
+TEST_F(LinkGaugeTest, ForgetsTheStateOfBlocksThatAreNotPolledAnyMore) {
+    gauge.blocks_replaced({}, {{1, 7, 10, 20}, {1, 7, 40, 1}, {2, 7, 16, 1}});
+    EXPECT_EQ(gauge.reading().polled, (std::map<int, int>{{1, 2}, {2, 1}}));
+    give_up(1);
+    give_up(2);
+    exchange(1, 40, ask_1, "", no_reply_code);
+    EXPECT_EQ(gauge.reading().blocks.size(), 3U);
+    gauge.blocks_replaced({{1, 7, 10, 20}}, {{1, 7, 10, 3}, {1, 7, 20, 10}});
+    EXPECT_EQ(gauge.reading().polled.at(1), 3);
+    EXPECT_EQ(gauge.reading().blocks.size(), 2U);
+    EXPECT_EQ(gauge.reading().blocks.count({1, 7, 16}), 0U);
+}
+
 TEST_F(LinkGaugeTest, ForgetsTheStateOfAStationThatIsSwitchedOff) {
     give_up(1);
     gauge.forget_station(1);

@@ -101,6 +101,43 @@ TEST_F(ReadValuesTest, AreNotWhatWasWritten) {
     EXPECT_THAT(values.take(), IsEmpty());
 }
 
+// The block was refused, and is read in parts from now on.
+TEST_F(ReadValuesTest, ForgetWhyABlockWasNotReadThatIsNotPolledAnyMore) {
+    values.use(driver, {word("100", 2), word("110")}, {block(1, 7, 100, 11)});
+    give_up(1, 7, 100, 11);
+    EXPECT_EQ(values.take().size(), 2U);
+    values.blocks_replaced({block(1, 7, 100, 11)}, {block(1, 7, 100, 2), block(1, 7, 110, 1)});
+    const auto touched = values.take();
+    ASSERT_EQ(touched.size(), 2U);
+    EXPECT_FALSE(touched[0].second.failure);
+    driver.cached[{7, "100"}] = std::string({5, 0, 6, 0});
+    read(1, 7, 100, 2);
+    EXPECT_EQ(value().bytes, std::string({5, 0, 6, 0}));
+    give_up(1, 7, 110, 1);
+    EXPECT_TRUE(value().failure);
+}
+
+TEST_F(ReadValuesTest, StayWhatWasReadUntilOtherBlocksHaveReadAllOfThem) {
+    values.use(driver, {word("100", 4)}, {block(1, 7, 100, 4)});
+    driver.cached[{7, "100"}] = std::string({1, 0, 2, 0, 3, 0, 4, 0});
+    read(1, 7, 100, 4);
+    const auto first_read = now;
+    EXPECT_EQ(value().read_at, first_read);
+    values.blocks_replaced({block(1, 7, 100, 4)}, {block(1, 7, 100, 2), block(1, 7, 102, 2)});
+    EXPECT_EQ(value().bytes, std::string({1, 0, 2, 0, 3, 0, 4, 0}));
+    now += 10s;
+    driver.cached[{7, "100"}] = std::string({9, 0, 8, 0, 7, 0, 6, 0});
+    read(1, 7, 100, 2);
+    const ReadValue half = value();
+    EXPECT_EQ(half.bytes, std::string({9, 0, 8, 0, 3, 0, 4, 0}));
+    EXPECT_EQ(half.read_at, first_read);
+    now += 10s;
+    read(1, 7, 102, 2);
+    const ReadValue whole = value();
+    EXPECT_EQ(whole.bytes, std::string({9, 0, 8, 0, 7, 0, 6, 0}));
+    EXPECT_EQ(whole.read_at, first_read + 10s);
+}
+
 TEST_F(ReadValuesTest, TakeOfALongValueOnlyWhatTheReplyBrought) {
     values.use(driver, {word("98", 4)}, {block(1, 7, 0, 100), block(1, 7, 100, 5)});
     driver.cached[{7, "98"}] = std::string({1, 0, 2, 0, 3, 0, 4, 0});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/link/hole_finder.h"
 #include "host/link/link_loop.h"
 #include "host/link/refused_blocks.h"
 #include "host/link/station_rests.h"
@@ -78,15 +79,16 @@ protected:
         if (!loop) {
             rests.emplace(driver, settings, timeouts.reply, *this);
             refused.emplace(driver, settings, [this] { return line.now(); });
+            holes.emplace(driver, *this);
             loop.emplace(driver.library().entry(), info, kelpo::LoopSettings{timeouts}, *this,
                          kelpo::LoopBooks{&*rests, &*refused});
-            std::vector<Variable> variables;
             for (const int station : stations)
                 for (const char *const address : {"0", "200", "400"})
                     variables.push_back({address, station, 7, address, registers, View::unsigned_words});
             driver.poll(variables);
         }
         end = line.now() + time;
+        line.go_on();
         loop->run(line);
     }
 
@@ -115,6 +117,7 @@ protected:
     }
 
     void about_to_ask() override {
+        holes->about_to_ask();
         while (!happening.empty() && happening.begin()->first <= line.now()) {
             happening.begin()->second();
             happening.erase(happening.begin());
@@ -124,6 +127,7 @@ protected:
     }
     void exchanged(const Exchange &exchange) override {
         refused->exchanged(exchange);
+        holes->exchanged(exchange);
         reported.push_back({exchange.station, exchange.outcome, std::string(exchange.reply)});
         discarded += exchange.discarded;
         if (exchange.outcome != Outcome::good || byte_at(exchange.request, 1) != read_registers)
@@ -178,6 +182,8 @@ protected:
     int good = 0, wrong = 0;
     std::optional<kelpo::StationRests> rests;
     std::optional<kelpo::RefusedBlocks> refused;
+    std::optional<kelpo::HoleFinder> holes;
+    std::vector<Variable> variables;  // polled in addition
     std::optional<kelpo::LinkLoop> loop;
 
 private:

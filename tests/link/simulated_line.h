@@ -25,6 +25,11 @@ public:
         stopped_ = true;
     }
 
+    /// A stop that was requested is over.
+    void go_on() {
+        stopped_ = false;
+    }
+
     /// How long after it could go on the host gets the processor, asked at the end of each wait, before
     /// each request and after it.
     std::function<Duration()> held_up;

@@ -33,6 +33,9 @@ class Poll:
         return [r for r in found if all(r.get(name) == value for name, value in wanted.items())]
 
     def end(self):
+        """Ends the program, and returns what it wrote to the standard error, the first time."""
+        if self.process.stderr.closed:
+            return ""
         if self.process.poll() is None:
             self.process.terminate()
         errors = self.process.stderr.read()

@@ -1,0 +1,80 @@
+"""What a controller does not have spares what it has: a list in which some registers do not exist shows all the others."""
+from controller import Controller
+from programs import REFUSED, list_file
+from record_test import Poll
+from sentences import Sentences, main
+
+PATIENT = ["--reply-timeout", 20000]
+
+
+class Hole(Sentences):
+    def setUp(self):
+        super().setUp()
+        self.absent = set()  # (station, address)
+        self.controller = Controller(stations=(1, 2, 3), behave=self.behave)
+        self.addCleanup(self.controller.close)
+
+    def behave(self, request):
+        if any((request.station, at) in self.absent for at in request.places):
+            return [(0, Controller.refuse(request, 2))]
+        return [(0, self.controller.serve(request))]
+
+    def poll(self, places, *words):
+        variables = list_file([(f"{station}:{at}", station, 7, at, 1) for station, at in places], self.folder)
+        poll = Poll(variables, self.controller, "--format", "json", *words, quick=PATIENT)
+        self.addCleanup(poll.end)
+        return poll
+
+    def names(self, poll, quality):
+        """The variables whose last record has this quality."""
+        last = {record["name"]: record["quality"] for record in poll.records(kind="value")}
+        return {name for name, its in last.items() if its == quality}
+
+    def test_a_variable_that_does_not_exist_is_not_shown_and_its_neighbours_are(self):
+        self.absent = {(1, 10)}
+        poll = self.poll([(1, 5), (1, 10), (1, 20)], "--every", 20)
+        self.controller.wait_for(lambda: len(poll.records(kind="value", quality="good")) > 100, "100 records")
+        self.assertEqual(self.names(poll, "good"), {"1:5", "1:20"})
+        self.assertFalse(poll.records(name="1:10"))
+        self.true_records("".join(poll.lines), self.controller)
+        self.assertIn("never read 1:10: refused: illegal data address (exception 2)", poll.end())
+        self.assertEqual(poll.process.returncode, REFUSED)
+
+    def test_a_variable_that_ceases_to_exist_is_bad_and_its_neighbours_are_good(self):
+        poll = self.poll([(1, 5), (1, 10), (1, 20)], "--every", 20)
+        self.controller.wait_for(lambda: self.names(poll, "good") == {"1:5", "1:10", "1:20"}, "three good values")
+        self.absent = {(1, 10)}
+        self.controller.wait_for(
+            lambda: self.names(poll, "good") == {"1:5", "1:20"} and self.names(poll, "bad") == {"1:10"}, "a bad value")
+        before = len(poll.records(kind="value"))
+        self.controller.wait_for(lambda: len(poll.records(kind="value")) > before + 300, "300 records")
+        later = poll.records(kind="value")[before:]
+        self.assertEqual({record["name"] for record in later if record["quality"] == "good"}, {"1:5", "1:20"})
+        self.assertEqual({record["name"] for record in later if record["quality"] == "bad"}, {"1:10"})
+        self.assertEqual({record["quality"] for record in later}, {"good", "bad"})
+        self.assertEqual(len({record["read_at"] for record in later if record["name"] == "1:10"}), 1)
+        self.assertGreater(len({record["read_at"] for record in later if record["name"] == "1:5"}), 10)
+        self.true_records("".join(poll.lines), self.controller)
+
+    def test_a_hole_in_each_of_nine_blocks_hides_nothing_that_exists(self):
+        blocks = [(station, first) for station in (1, 2, 3) for first in (0, 300, 600)]
+        self.absent = {(station, first + 11 * (at + 1)) for at, (station, first) in enumerate(blocks)}
+        places = [(station, first + at) for station, first in blocks for at in range(100)]
+        poll = self.poll(places)
+        exist = {f"{station}:{at}" for station, at in places if (station, at) not in self.absent}
+        self.controller.wait_for(lambda: self.names(poll, "good") == exist, "all values that exist")
+        self.true_records("".join(poll.lines), self.controller)
+        for station in (1, 2, 3):
+            refused = {request.frame for request in self.controller.asked(station=station)
+                       if any((station, at) in self.absent for at in request.places)}
+            self.assertLessEqual(len(refused), 3 * 8)
+
+    def test_without_rest_no_block_is_taken_apart(self):
+        self.absent = {(1, 10)}
+        self.poll([(1, 5), (1, 10), (1, 20), (2, 0)], "--no-rest")
+        self.controller.wait_for(lambda: len(self.controller.asked(station=2)) > 30, "30 cycles")
+        self.assertEqual({(request.address, request.quantity) for request in self.controller.asked(station=1)}, {(5, 16)})
+
+
+if __name__ == "__main__":
+    main()
