@@ -1,12 +1,15 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
+#include "host/commands/stop_on_signals.h"
 
 #include "host/driver/driver.h"
 #include "host/exit_code.h"
 #include "host/list/list_file.h"
 #include "host/list/remark_text.h"
+#include "host/plan/learn_run.h"
 #include "host/plan/plan_advice.h"
 #include "host/plan/plan_text.h"
+#include "host/plan/plan_tune.h"
 #include "host/plan/surprises.h"
 
 #include <cmath>
@@ -26,11 +29,13 @@ struct Chosen {
     std::string list;
     std::optional<double> turnaround;
     bool json = false;
+    bool tune = false;
+    bool learn = false;
 };
 
 ExitCode run(const Chosen &chosen) {
     const LinkSettings defaults = chosen.line.over(LinkSettings());
-    const Driver library(defaults.driver);
+    Driver library(defaults.driver);
     ListReading reading = load_list(chosen.list, defaults, library);
     print_remarks(reading.remarks, "", std::cerr);
     if (!reading.usable())
@@ -40,7 +45,18 @@ ExitCode run(const Chosen &chosen) {
     if (chosen.turnaround)
         list.turnaround = std::chrono::microseconds(std::llround(*chosen.turnaround * 1000));
 
+    if (chosen.learn) {
+        if (list.link.line.path.empty())
+            throw common::UsageError("--line, or a list with a line in it, is required");
+        StopSignal stop;
+        const StopOnSignals on_signals(stop);
+        return run_learn(library, list, chosen.list, stop, std::cout);
+    }
     DryRun driver(library);
+    if (chosen.tune) {
+        print_tuned(tuned(make_plan(list, driver).list, driver), chosen.list, std::cout);
+        return ExitCode::all_well;
+    }
     print_remarks(torn_values(list, driver), "", std::cerr);
     const Plan plan = advised(make_plan(list, driver), driver);
     if (chosen.json)
@@ -61,13 +77,23 @@ void add_plan_command(common::Command app, int &exit_code) {
                     "Milliseconds that the controllers take to answer, an estimate; 5 unless the list says otherwise")
         .range(0.0, 60000.0)
         .type_name("MS");
-    plan.add_flag("--json", chosen->json, "Print a JSON object, for programs");
-    plan.footer("Examples:\n"
-                "  kelpo plan pumps.toml\n"
-                "  kelpo plan pumps.toml --speed 9600 --parity even      what would a slower line cost?\n"
-                "  kelpo plan tags.csv --turnaround 12.5 --max-count 32\n"
-                "  kelpo plan pumps.toml --json | jq '.cycle.ms'\n"
-                "Ends with 0, or with 2 when the list has a mistake (see kelpo check).");
+    const common::Option json = plan.add_flag("--json", chosen->json, "Print a JSON object, for programs");
+    common::Option tune = plan.add_flag("--tune", chosen->tune,
+                                        "Find out with which max-count of each station a cycle takes the least time");
+    tune.excludes(json);
+    plan.add_flag("--learn", chosen->learn,
+                  "Poll the list over its line, and print what the controllers refuse, as lines for the list")
+        .excludes(json)
+        .excludes(tune);
+    plan.footer(
+        "Examples:\n"
+        "  kelpo plan pumps.toml\n"
+        "  kelpo plan pumps.toml --speed 9600 --parity even      what would a slower line cost?\n"
+        "  kelpo plan tags.csv --turnaround 12.5 --max-count 32\n"
+        "  kelpo plan pumps.toml --json | jq '.cycle.ms'\n"
+        "  kelpo plan pumps.toml --tune                          with which max-count is a cycle the shortest?\n"
+        "  kelpo plan pumps.toml --learn                         what does not exist? Needs the line\n"
+        "Ends with 0, or with 2 when the list has a mistake (see kelpo check); with --learn also as kelpo read.");
     plan.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
 }
 

@@ -1,6 +1,6 @@
 """What a controller does not have spares what it has: a list in which some registers do not exist shows all the others."""
 from controller import Controller
-from programs import REFUSED, list_file
+from programs import OK, REFUSED, kelpo, list_file
 from record_test import Poll
 from sentences import Sentences, main
 
@@ -68,6 +68,30 @@ class Hole(Sentences):
             refused = {request.frame for request in self.controller.asked(station=station)
                        if any((station, at) in self.absent for at in request.places)}
             self.assertLessEqual(len(refused), 3 * 8)
+
+    def test_what_is_learned_makes_a_list_that_nothing_refuses(self):
+        most = 25
+        self.absent = {(1, 10), (2, 8), (2, 40)}
+        self.controller.behave = lambda request: (
+            [(0, Controller.refuse(request, 3))] if request.station == 3 and request.quantity > most
+            else self.behave(request))
+        places = [(1, 5), (1, 10), (1, 20), (2, 5), (2, 20), (2, 60)] + [(3, at) for at in range(100)]
+        variables = list_file([(f"{station}:{at}", station, 7, at, 1) for station, at in places], self.folder)
+        run = kelpo("plan", variables, "--line", self.controller.path, *PATIENT, "--learn")
+        self.assertEqual(run.returncode, OK, run.stderr)
+        self.assertIn('#   "1:10" (station 1, type 7, address 10)\n', run.stdout)
+        self.assertEqual(run.stdout.count("#   "), 1, run.stdout)
+        self.assertIn("[[station]]\nnumber = 1\nmax-gap = 13 ", run.stdout)
+        self.assertIn("[[station]]\nnumber = 2\nmax-gap = 13 ", run.stdout)
+        self.assertIn(f"[[station]]\nnumber = 3\nmax-count = {most} ", run.stdout)
+
+        places.remove((1, 10))
+        variables = list_file([(f"{station}:{at}", station, 7, at, 1) for station, at in places], self.folder)
+        with open(variables, "a", encoding="utf-8") as file:
+            file.write(run.stdout)
+        run = kelpo("plan", variables, "--line", self.controller.path, *PATIENT, "--learn")
+        self.assertEqual(run.returncode, OK, run.stderr)
+        self.assertIn("nothing that was asked for was refused", run.stdout)
 
     def test_without_rest_no_block_is_taken_apart(self):
         self.absent = {(1, 10)}
