@@ -51,14 +51,14 @@ void HeardFrames::split(bool is_over) {
         if (first.kind == Kind::unfinished && has_known_end)
             return;
         if (first.size > 0) {
-            emit(first);
+            put_frame(first);
             continue;
         }
         std::size_t at = 1;
         while (at < bytes_.size() && frame_at(at, is_over).size == 0)
             ++at;
         if (at < bytes_.size() && !has_known_end && crc_right(part_of(bytes_, 0, at)))
-            emit(other_function_in(part_of(bytes_, 0, at)));
+            put_frame(other_function_in(part_of(bytes_, 0, at)));
         else if (at < bytes_.size())
             discard(at);
         else if (is_over)
@@ -117,7 +117,7 @@ HeardFrames::Found HeardFrames::other_function_in(const FrameBytes &bytes) const
     return {Kind::none, 0};
 }
 
-void HeardFrames::emit(const Found &found) {
+void HeardFrames::put_frame(const Found &found) {
     constexpr int broadcast = 0;
     switch (found.kind) {
     case Kind::request:

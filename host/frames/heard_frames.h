@@ -49,7 +49,7 @@ private:
     Found frame_at(std::size_t at, bool is_over) const;
     Found due_reply_at(const FrameBytes &bytes) const;
     Found other_function_in(const FrameBytes &bytes) const;
-    void emit(const Found &found);
+    void put_frame(const Found &found);
     void discard(std::size_t size);
     void put(TraceRecord::Direction direction, std::size_t size);
 

@@ -83,7 +83,7 @@ private:
 }  // namespace
 
 ExitCode listen_to_line(const LineSettings &settings, const ReplyTimeouts &timeouts, const TraceOptions &options,
-                        std::optional<std::chrono::seconds> duration, StopSignal &stop, std::ostream &out,
+                        std::optional<std::chrono::seconds> duration, const StopSignal &stop, std::ostream &out,
                         std::ostream &error) {
     TraceOutputs outputs(options, out);
     Line line(settings, stop);

@@ -15,7 +15,7 @@ namespace kelpo {
 /// of `timeouts.inter_character` ends a frame that is not whole. At the end, `error` gets a line for each station.
 /// all_well when a frame was heard, not_right when none was. Throws LineError, also when the line fails later.
 ExitCode listen_to_line(const LineSettings &settings, const ReplyTimeouts &timeouts, const TraceOptions &options,
-                        std::optional<std::chrono::seconds> duration, StopSignal &stop, std::ostream &out,
+                        std::optional<std::chrono::seconds> duration, const StopSignal &stop, std::ostream &out,
                         std::ostream &error);
 
 }  // namespace kelpo

@@ -7,6 +7,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 class ListCommands : public testing::Test {
@@ -93,6 +94,13 @@ TEST_F(ListCommands, PlanLetsOptionsOverruleTheList) {
     const Ended overruled =
         kelpo({"plan", file, "--driver", DRIVER_FILE, "--speed", "19200", "--parity", "odd", "--turnaround", "2"});
     EXPECT_THAT(overruled.output, HasSubstr("\n19200 8O1: 572 us a character, 2.0 ms between frames, 2.0 ms until"));
+}
+
+TEST_F(ListCommands, PlanSaysThatEchoesAreTakenOff) {
+    const std::string file = list("list.toml", "[link]\necho = \"auto\"\n[[variable]]\ntype = 7\naddress = 0\n");
+    const std::string words = " until a controller answers, echoes taken off\n";
+    EXPECT_THAT(kelpo({"plan", file, "--driver", DRIVER_FILE}).output, HasSubstr(words));
+    EXPECT_THAT(kelpo({"plan", file, "--driver", DRIVER_FILE, "--echo", "off"}).output, Not(HasSubstr(words)));
 }
 
 TEST_F(ListCommands, PlanRefusesABadList) {

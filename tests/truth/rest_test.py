@@ -115,6 +115,21 @@ class Rest(Sentences):
         self.assertFalse(self.controller.asked(station=DEAD, function=16))
         self.assertFalse(poll.records(kind="write-done"))
 
+    def test_a_write_to_a_station_that_is_switched_off_is_refused_or_waits_and_is_never_sent(self):
+        with open(self.list, "a", encoding="utf-8") as file:
+            file.write(f"[[station]]\nnumber = {DEAD}\nenabled = false\n")
+        self.dead = False
+        for words, kind in (([], "write-refused"), (["--if-away", "wait", "--within", "100ms"], "write-expired")):
+            poll = self.poll(*words)
+            self.controller.wait_for(lambda: poll.records(kind="value", station=1, quality="good"), "a good value")
+            poll.write("3:100 = 7 8")
+            self.controller.wait_for(lambda: poll.records(kind=kind), kind)
+            before = len(self.controller.asked())
+            self.controller.wait_for(lambda: len(self.controller.asked()) > before + 50, "more requests")
+            poll.process.terminate()
+            poll.process.wait()
+        self.assertFalse(self.asked(DEAD))
+
     def test_a_read_of_many_places_asks_a_dead_station_for_the_first_two_only(self):
         places = [f"{DEAD}:7:{1000 * at}" for at in range(8)]
         read = kelpo("read", "--line", self.controller.path, *QUICK, "--retries", 0, "--json", *places, "1:7:100")
