@@ -72,7 +72,8 @@ void HeardFrames::split(bool is_over) {
 
 // What begins there; the size is that of a whole frame.
 HeardFrames::Found HeardFrames::frame_at(std::size_t at, bool is_over) const {
-    const FrameBytes bytes = part_of(bytes_, at, bytes_.size() - at);
+    constexpr std::size_t most_needed = 9 + 255;  // by a byte count
+    const FrameBytes bytes = part_of(bytes_, at, std::min(bytes_.size() - at, most_needed));
     const Kind unfinished = is_over ? Kind::none : Kind::unfinished;
     if (bytes.size() < modbus::shortest_frame)
         return {unfinished, 0};
