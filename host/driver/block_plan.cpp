@@ -7,7 +7,9 @@
 #include <QtCore/QMutexLocker>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
+#include <iterator>
 #include <utility>
 
 namespace kelpo {
@@ -180,6 +182,29 @@ std::vector<PolledBlock> with_whole_values(const std::vector<PolledBlock> &block
     return whole;
 }
 
+// The ends of blocks, by their first numbers.
+using Covered = std::map<Group, std::map<std::int64_t, std::int64_t>>;
+
+// Those of the variables that are in no block yet.
+std::vector<Variable> plan_needs(const DriverLibrary &driver, const std::vector<Variable> &variables,
+                                 const Covered &covered) {
+    if (covered.empty())
+        return variables;
+    std::vector<Variable> needed;
+    for (const auto &[group, wants] : wants_by_group(driver, variables)) {
+        const auto blocks = covered.find(group);
+        for (const Wanted &wanted : wants.all()) {
+            if (blocks != covered.end()) {
+                const auto after = blocks->second.upper_bound(wanted.first);
+                if (after != blocks->second.begin() && std::prev(after)->second >= wanted.end)
+                    continue;
+            }
+            needed.push_back(*wanted.variable);
+        }
+    }
+    return needed;
+}
+
 }  // namespace
 
 const BlockLimits &PollRules::of(int station) const {
@@ -211,6 +236,27 @@ std::vector<PolledBlock> planned_blocks(const DriverLibrary &driver, const std::
     return blocks;
 }
 
+BlockPlan planned(const DriverLibrary &driver, const std::vector<Variable> &variables, const PollRules &rules) {
+    std::map<std::chrono::milliseconds, std::vector<Variable>> rates;
+    for (const Variable &variable : variables)
+        rates[variable.every].push_back(variable);
+    BlockPlan plan;
+    Covered covered;
+    for (const auto &[every, of_rate] : rates) {
+        const bool is_cycle = every == std::chrono::milliseconds(0);
+        const std::vector<PolledBlock> blocks = planned_blocks(driver, plan_needs(driver, of_rate, covered), rules);
+        for (const PolledBlock &block : blocks) {
+            std::int64_t &end = covered[{block.station, block.register_class}][block.first];
+            end = std::max(end, end_of(block));
+            if (is_cycle)
+                plan.cycle.push_back(block);
+            else
+                plan.slow.push_back({block, every});
+        }
+    }
+    return plan;
+}
+
 PlacesByGroup places_of(const DriverLibrary &driver, const std::vector<Variable> &variables) {
     PlacesByGroup places;
     for (const auto &[group, wants] : wants_by_group(driver, variables))
@@ -227,17 +273,23 @@ void put_in_place(const DriverLibrary &driver, const std::vector<PolledBlock> &b
     // AddListReadVar takes no lock itself.
     const QMutexLocker locked(&entry.PLC_driver->list_mutex);
     for (const PolledBlock &block : blocks) {
-        RW_VAR record;
-        record.var_group = ozna_kelpo::polled_group;
-        record.var_id = ozna_kelpo::polled_id;
-        record.host_ref3 = entry.PLC_driver->com_info->remote_mode;
-        record.area_no = entry.PLC_driver->com_info->local_area_no;
-        record.station_no = block.station;
-        record.reg_type = block.register_class;
-        record.reg_addr = block.first;
-        record.reg_count = block.count;
+        RW_VAR record = polled_record(driver, block);
         entry.AddListReadVar(&record);
     }
+}
+
+RW_VAR polled_record(const DriverLibrary &driver, const PolledBlock &block) {
+    const ComInfo &info = *driver.entry().PLC_driver->com_info;
+    RW_VAR record;
+    record.var_group = ozna_kelpo::polled_group;
+    record.var_id = ozna_kelpo::polled_id;
+    record.host_ref3 = info.remote_mode;
+    record.area_no = info.local_area_no;
+    record.station_no = block.station;
+    record.reg_type = block.register_class;
+    record.reg_addr = block.first;
+    record.reg_count = block.count;
+    return record;
 }
 
 }  // namespace kelpo

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+struct RW_VAR;
+
 namespace kelpo {
 
 class DriverLibrary;
@@ -33,6 +35,16 @@ struct PollRules {
 std::vector<PolledBlock> planned_blocks(const DriverLibrary &driver, const std::vector<Variable> &variables,
                                         const PollRules &rules);
 
+/// How variables are polled.
+struct BlockPlan {
+    std::vector<PolledBlock> cycle;
+    std::vector<SlowBlock> slow;  ///< the more frequent ones first
+};
+
+/// The blocks of all variables: those without a rate of their own in the cycle, the others in blocks with those of the
+/// same rate, unless a block that is read as often or more often has them already. Like planned_blocks.
+BlockPlan planned(const DriverLibrary &driver, const std::vector<Variable> &variables, const PollRules &rules);
+
 /// By station and register class.
 using PlacesByGroup = std::map<std::pair<int, int>, std::vector<PolledBlock>>;
 
@@ -42,5 +54,8 @@ PlacesByGroup places_of(const DriverLibrary &driver, const std::vector<Variable>
 /// Makes the driver cycle through these blocks, in this order. For the thread that runs the link, or while none runs,
 /// and while no polled request is in flight.
 void put_in_place(const DriverLibrary &driver, const std::vector<PolledBlock> &blocks);
+
+/// The block as an entry of the driver's read list.
+RW_VAR polled_record(const DriverLibrary &driver, const PolledBlock &block);
 
 }  // namespace kelpo

@@ -24,6 +24,7 @@ struct Driver::State {
     ComInfo info{};
     PollRules rules;
     PlacesByGroup polled;
+    std::vector<SlowBlock> slow;
     std::mutex blocks_mutex;  // taken before the driver's list lock: nobody sees a list that is being replaced
     std::mutex mutex;  // guards all below; the driver's list lock may be held when it is taken, and not the reverse
     int next_id = 0;
@@ -70,15 +71,47 @@ Values Driver::held_values(const Variable &variable) const {
 }
 
 int Driver::poll(const std::vector<Variable> &variables) const {
-    const std::vector<PolledBlock> blocks = planned_blocks(*library_, variables, state_->rules);
+    const BlockPlan plan = planned(*library_, variables, state_->rules);
     state_->polled = places_of(*library_, variables);
-    set_blocks(blocks);
-    return static_cast<int>(blocks.size());
+    state_->slow = plan.slow;
+    set_blocks(plan.cycle);
+    return static_cast<int>(plan.cycle.size() + plan.slow.size());
 }
 
 std::vector<PolledBlock> Driver::blocks() const {
     const std::lock_guard<std::mutex> locked(state_->blocks_mutex);
     return library_->polled_blocks();
+}
+
+std::vector<SlowBlock> Driver::slow_blocks() const {
+    return state_->slow;
+}
+
+std::vector<PolledBlock> Driver::all_blocks() const {
+    std::vector<PolledBlock> all = blocks();
+    for (const SlowBlock &slow : state_->slow)
+        all.push_back(slow.block);
+    return all;
+}
+
+std::optional<PolledBlock> Driver::next_block() const {
+    for (const PolledBlock &block : library_->polled_blocks())
+        if (is_asked(block.station))
+            return block;
+    return std::nullopt;
+}
+
+void Driver::queue_slow_read(const PolledBlock &block) const {
+    const RequestName name = RequestName::slow_read();
+    RW_VAR record = polled_record(*library_, block);
+    record.var_group = name.group;
+    record.var_id = name.id;
+    library_->entry().AddListOnceReadVar(&record, ozna_kelpo::queue_as_it_is);
+}
+
+bool Driver::is_asked(int station) const {
+    const std::lock_guard<std::mutex> locked(state_->mutex);
+    return state_->off.count(station) == 0 && state_->resting.count(station) == 0;
 }
 
 std::vector<PolledBlock> Driver::polled_places(int station, int register_class) const {

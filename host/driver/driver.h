@@ -63,12 +63,25 @@ public:
     /// The same as values.
     Values held_values(const Variable &variable) const;
 
-    /// Makes the driver poll these variables, and no others, in blocks of the size that each station allows. Returns
-    /// the number of blocks. Only while no link runs.
+    /// Makes the driver poll these variables, and no others, in blocks of the size that each station allows. Those with
+    /// a rate of their own are not in its cycle, but in slow_blocks(). Returns the number of all blocks. Only while no
+    /// link runs.
     int poll(const std::vector<Variable> &variables) const;
 
     /// The block reads that the driver cycles through, in their present order.
     std::vector<PolledBlock> blocks() const;
+
+    /// The blocks that are to be read at a rate of their own.
+    std::vector<SlowBlock> slow_blocks() const;
+
+    /// All of both.
+    std::vector<PolledBlock> all_blocks() const;
+
+    /// The block that the driver reads next in its cycle; nothing when all of its stations are off or rest.
+    std::optional<PolledBlock> next_block() const;
+
+    /// Queues a read of the block, named RequestName::slow_read().
+    void queue_slow_read(const PolledBlock &block) const;
 
     /// What the variables that are polled cover of a register class, each by itself, in the order of the first numbers.
     std::vector<PolledBlock> polled_places(int station, int register_class) const;
@@ -93,6 +106,9 @@ public:
 
     /// Ends the rest of the station, if it rests.
     void wake_station(int station);
+
+    /// True unless the station is switched off or rests.
+    bool is_asked(int station) const;
 
     /// True from rest_station() until it is woken or switched.
     bool rests(int station) const;

@@ -104,11 +104,18 @@ void DryRun::Work::hand_over(const std::vector<Variable> &variables) {
 
 std::vector<DryBlock> DryRun::Work::cycle(const std::vector<Variable> &variables, const PollRules &rules) {
     configure(rules.greatest_max_count());
-    const std::vector<PolledBlock> planned = planned_blocks(driver_, variables, rules);
-    put_in_place(driver_, planned);
+    const BlockPlan plan = planned(driver_, variables, rules);
+    std::vector<SlowBlock> all;
+    for (const PolledBlock &block : plan.cycle)
+        all.push_back({block, std::chrono::milliseconds(0)});
+    all.insert(all.end(), plan.slow.begin(), plan.slow.end());
+    std::vector<PolledBlock> in_place;
+    for (const SlowBlock &one : all)
+        in_place.push_back(one.block);
+    put_in_place(driver_, in_place);
     std::vector<DryBlock> blocks;
-    for (const PolledBlock &entry : planned) {
-        DryBlock block{entry.station, entry.register_class, entry.first, entry.count, {}};
+    for (const auto &[entry, every] : all) {
+        DryBlock block{entry.station, entry.register_class, entry.first, entry.count, {}, every};
         for (int covered = 0; covered < block.count; covered += block.requests.back().count) {
             const Part part = next_request();
             if (part.var.station_no != block.station || part.var.reg_type != block.register_class ||

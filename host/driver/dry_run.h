@@ -46,6 +46,7 @@ struct DryBlock {
     int first;
     int count;
     std::vector<PlannedRequest> requests;
+    std::chrono::milliseconds every{0};  ///< how often it is read; 0: in each cycle
 };
 
 /// A range of units that the driver asks for.
@@ -87,7 +88,8 @@ public:
     DryRun(const DryRun &) = delete;
     DryRun &operator=(const DryRun &) = delete;
 
-    /// What the driver does with a list of variables: its blocks in their order, each with its requests.
+    /// What the driver does with a list of variables: the blocks of its cycle in their order, and then those with a
+    /// rate of their own, each with its requests.
     std::vector<DryBlock> cycle(const std::vector<Variable> &variables, const PollRules &rules);
 
     /// What the driver asks for when it polls this variable, with any limits.

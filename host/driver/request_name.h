@@ -13,6 +13,19 @@ struct RequestName {
     bool is_polled() const {
         return id == -1;
     }
+    /// True for a read of a SlowBlock.
+    bool is_slow() const {
+        return *this == slow_read();
+    }
+    /// True for what the host reads of a list again and again.
+    bool is_of_list() const {
+        return is_polled() || is_slow();
+    }
+    /// The name of all reads of slow blocks. The group is outside those that the driver's return codes distinguish.
+    static RequestName slow_read() {
+        constexpr int group = 12, id = -2;
+        return {group, id};
+    }
     bool operator==(const RequestName &other) const {
         return group == other.group && id == other.id;
     }

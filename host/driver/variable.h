@@ -2,6 +2,7 @@
 
 #include "host/driver/view.h"
 
+#include <chrono>
 #include <string>
 
 namespace kelpo {
@@ -16,6 +17,7 @@ struct Variable {
     std::string address;  ///< in the syntax of the register type
     int count;            ///< bits, or 16-bit registers, even if a value takes two of them
     View view;
+    std::chrono::milliseconds every{0};  ///< how often it is read when it is polled; 0: in each cycle
 };
 
 }  // namespace kelpo

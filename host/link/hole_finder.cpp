@@ -15,14 +15,8 @@ constexpr int most_in_vain = 8;
 // How much of it is tried each time that the whole block was refused again.
 constexpr std::size_t tried_again = 3;
 
-bool is_same(const PolledBlock &one, const PolledBlock &other) {
-    return one.station == other.station && one.register_class == other.register_class && one.first == other.first &&
-           one.count == other.count;
-}
-
 bool is_in(const std::vector<PolledBlock> &blocks, const PolledBlock &wanted) {
-    return std::any_of(blocks.begin(), blocks.end(),
-                       [&wanted](const PolledBlock &block) { return is_same(block, wanted); });
+    return std::find(blocks.begin(), blocks.end(), wanted) != blocks.end();
 }
 
 void add_those_not_in(const std::vector<PolledBlock> &known, const std::vector<PolledBlock> &blocks,
@@ -55,7 +49,7 @@ void HoleFinder::about_to_ask() {
 }
 
 void HoleFinder::exchanged(const Exchange &exchange) {
-    if (!exchange.name.is_polled())
+    if (!exchange.name.is_of_list())
         return;
     if (exchange.outcome == Outcome::given_up && is_of_its_place(exchange)) {
         refused(exchange);
@@ -75,11 +69,17 @@ void HoleFinder::refused(const Exchange &exchange) {
         refused(*found->first, found->second);
         return;
     }
-    for (const PolledBlock &block : driver_.blocks())
-        if (holds(block, exchange)) {
-            begin(block);
-            return;
-        }
+    const bool is_slow = exchange.name.is_slow();
+    std::vector<PolledBlock> blocks;
+    if (!is_slow)
+        blocks = driver_.blocks();
+    for (const SlowBlock &slow : driver_.slow_blocks())
+        if (is_slow)
+            blocks.push_back(slow.block);
+    const auto found = std::find_if(blocks.begin(), blocks.end(),
+                                    [&exchange](const PolledBlock &block) { return holds(block, exchange); });
+    if (found != blocks.end())
+        begin(*found, is_slow);
 }
 
 std::optional<std::pair<HoleFinder::Hunt *, std::size_t>> HoleFinder::part_at(const Exchange &exchange) {
@@ -93,9 +93,10 @@ std::optional<std::pair<HoleFinder::Hunt *, std::size_t>> HoleFinder::part_at(co
     return std::nullopt;
 }
 
-void HoleFinder::begin(const PolledBlock &block) {
+void HoleFinder::begin(const PolledBlock &block, bool is_slow) {
     Hunt hunt;
     hunt.block = block;
+    hunt.is_slow = is_slow;
     hunt.atoms = atoms_of(block);
     if (hunt.atoms.size() < 2)
         return;
@@ -275,28 +276,41 @@ std::vector<HoleFinder::Atom> HoleFinder::atoms_of(const PolledBlock &block) con
 
 // What is to be found out comes first, what is known of the same blocks last.
 void HoleFinder::put_in_place() {
-    std::vector<PolledBlock> first, others = driver_.blocks(), last, gone, come;
+    Order order;
+    order.others = driver_.blocks();
+    const std::size_t before = order.others.size();
     for (auto &[group, hunts] : hunts_)
-        for (Hunt &hunt : hunts) {
-            if (!std::exchange(hunt.changed, false))
-                continue;
-            others.erase(std::remove_if(others.begin(), others.end(),
-                                        [&hunt](const PolledBlock &block) { return is_in(hunt.in_place, block); }),
-                         others.end());
-            const std::vector<PolledBlock> before = std::exchange(hunt.in_place, {});
-            for (const Part &part : hunt.parts) {
-                if (part.state == State::parked)
-                    continue;
-                hunt.in_place.push_back(block_of(hunt, part));
-                (part.state == State::unknown ? first : last).push_back(hunt.in_place.back());
-            }
-            add_those_not_in(hunt.in_place, before, gone);
-            add_those_not_in(before, hunt.in_place, come);
-        }
-    first.insert(first.end(), others.begin(), others.end());
-    first.insert(first.end(), last.begin(), last.end());
-    driver_.set_blocks(first);
-    watcher_.blocks_replaced(gone, come);
+        for (Hunt &hunt : hunts)
+            if (std::exchange(hunt.changed, false))
+                put_in_place(hunt, order);
+    if (order.others.size() != before) {
+        order.first.insert(order.first.end(), order.others.begin(), order.others.end());
+        order.first.insert(order.first.end(), order.last.begin(), order.last.end());
+        driver_.set_blocks(order.first);
+    }
+    watcher_.blocks_replaced(order.gone, order.come);
+}
+
+void HoleFinder::put_in_place(Hunt &hunt, Order &order) {
+    const std::vector<PolledBlock> before = std::exchange(hunt.in_place, {});
+    std::vector<PolledBlock> gone, come;
+    for (const Part &part : hunt.parts)
+        if (part.state != State::parked)
+            hunt.in_place.push_back(block_of(hunt, part));
+    add_those_not_in(hunt.in_place, before, gone);
+    add_those_not_in(before, hunt.in_place, come);
+    order.gone.insert(order.gone.end(), gone.begin(), gone.end());
+    order.come.insert(order.come.end(), come.begin(), come.end());
+    if (hunt.is_slow) {
+        slow_.replace(gone, come);
+        return;
+    }
+    order.others.erase(std::remove_if(order.others.begin(), order.others.end(),
+                                      [&before](const PolledBlock &block) { return is_in(before, block); }),
+                       order.others.end());
+    for (const Part &part : hunt.parts)
+        if (part.state != State::parked)
+            (part.state == State::unknown ? order.first : order.last).push_back(block_of(hunt, part));
 }
 
 void HoleFinder::forget_all() {

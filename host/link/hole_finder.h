@@ -2,6 +2,7 @@
 
 #include "host/driver/driver.h"
 #include "host/link/link_watcher.h"
+#include "host/link/slow_reads.h"
 
 #include <atomic>
 #include <cstddef>
@@ -28,8 +29,10 @@ struct Holes {
 /// For the link's thread alone.
 class HoleFinder : public LinkWatcher {
 public:
-    /// `watcher` is informed of blocks that have changed. Both must outlive the object.
-    HoleFinder(Driver &driver, LinkWatcher &watcher) : driver_(driver), watcher_(watcher) {}
+    /// `slow` reads what is not in the cycle; `watcher` is informed of blocks that have changed. All must outlive the
+    /// object.
+    HoleFinder(Driver &driver, SlowReads &slow, LinkWatcher &watcher)
+        : driver_(driver), slow_(slow), watcher_(watcher) {}
 
     void about_to_ask() override;
     void exchanged(const Exchange &exchange) override;
@@ -68,6 +71,7 @@ private:
     // A block that was refused.
     struct Hunt {
         PolledBlock block;
+        bool is_slow = false;  // it is not in the cycle
         std::vector<Atom> atoms;
         std::vector<Part> parts;
         std::vector<bool> missing;   // each of the atoms
@@ -79,12 +83,17 @@ private:
         bool changed = false;
     };
 
+    // The driver's blocks, and what has changed.
+    struct Order {
+        std::vector<PolledBlock> first, others, last, gone, come;
+    };
+
     using Group = std::pair<int, int>;  // a station and a register class
 
     void refused(const Exchange &exchange);
     void refused(Hunt &hunt, std::size_t index);
     void answered(Hunt &hunt, std::size_t index);
-    void begin(const PolledBlock &block);
+    void begin(const PolledBlock &block, bool is_slow);
     void go_on(Hunt &hunt);
     static bool search_again(Hunt &hunt);
     static void give_back(Hunt &hunt);
@@ -94,12 +103,14 @@ private:
     static void add_holes(const Hunt &hunt, Holes &holes);
     static PolledBlock block_of(const Hunt &hunt, const Part &part);
     static bool is_open(const Hunt &hunt);
+    void put_in_place(Hunt &hunt, Order &order);
     std::optional<std::pair<Hunt *, std::size_t>> part_at(const Exchange &exchange);
     std::vector<Atom> atoms_of(const PolledBlock &block) const;
     void put_in_place();
     void forget_all();
 
     Driver &driver_;
+    SlowReads &slow_;
     LinkWatcher &watcher_;
     std::map<Group, std::vector<Hunt>> hunts_;
     bool changed_ = false;

@@ -1,6 +1,7 @@
 #include "host/link/link_loop.h"
 
 #include "host/driver/register_types.h"
+#include "host/link/cycle_pace.h"
 #include "host/link/refused_blocks.h"
 #include "host/link/rtu_shape.h"
 #include "host/link/station_rests.h"
@@ -85,7 +86,8 @@ LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSet
                    const LoopBooks &books)
     : driver_(driver), info_(info), settings_(settings), watcher_(watcher),
       ledger_(settings.timeouts.reply, settings.timeouts.patience, settings.replies),
-      echo_(settings.takes_off_echo, watcher), stray_(ledger_), rests_(books.rests), refused_(books.refused) {
+      echo_(settings.takes_off_echo, watcher), stray_(ledger_), rests_(books.rests), refused_(books.refused),
+      pace_(books.pace) {
     reply_.reserve(static_cast<int>(most_bytes));
 }
 
@@ -100,7 +102,8 @@ void LinkLoop::run(Channel &line) {
         watcher_.about_to_ask();
         // The request belongs to the driver and is valid until DataCom. The same one comes back until it is answered or
         // given up: sending it again needs nothing special here.
-        const Protocol *request = driver_.ComCommunication();
+        const bool is_held = pace_ != nullptr && pace_->holds(line.now());
+        const Protocol *request = is_held ? nullptr : driver_.ComCommunication();
         if (request == nullptr)
             idle();
         else if (!hand_back_refusal(*request) && listen_before(station_of(*request)))
@@ -162,7 +165,7 @@ bool LinkLoop::hand_back_refusal(const Protocol &request) {
 void LinkLoop::idle() {
     take_finish_flag();
     keep(stale_, line_->settle(idle_time, heard_));
-    ask_one_that_rests(true);
+    ask_one_that_rests(pace_ == nullptr);
 }
 
 // Until everything that the station may still answer to earlier requests has come or cannot come any more. False when a

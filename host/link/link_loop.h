@@ -26,6 +26,7 @@ namespace kelpo {
 /// driver is used. There is one driver per process, so a second call replaces the first.
 void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher);
 
+class CyclePace;
 class RefusedBlocks;
 class StationRests;
 
@@ -33,6 +34,7 @@ class StationRests;
 struct LoopBooks {
     StationRests *rests = nullptr;     ///< stations that are left alone
     RefusedBlocks *refused = nullptr;  ///< polled requests that are
+    CyclePace *pace = nullptr;         ///< when the next cycle begins
 };
 
 /// Settings of a LinkLoop.
@@ -142,6 +144,7 @@ private:
     StrayBytes stray_;
     StationRests *const rests_;
     RefusedBlocks *const refused_;
+    CyclePace *const pace_;
     std::set<std::string> handed_back_;  // requests that were refused without being sent, since one was
     std::optional<Probe> echo_probe_;
     std::map<int, int> waits_;  // how often in a row a station has asked the host to wait

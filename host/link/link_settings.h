@@ -41,7 +41,8 @@ struct LinkSettings {
     int retries = 2;  ///< failed replies that are tolerated before a request is given up; 0 or more
     /// The driver adds up the failed replies of different requests. With this, each request begins at 0.
     bool retries_per_request = false;
-    int max_count = 100;  ///< most units in one request, 1 to 100
+    int max_count = 100;                 ///< most units in one request, 1 to 100
+    std::chrono::milliseconds cycle{0};  ///< from the beginning of a cycle to that of the next, at least
     ReopenPauses pauses;
     RestSettings rest;
     /// A line that returns what is sent: the echo is taken off, and what comes after it is the reply.

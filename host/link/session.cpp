@@ -23,7 +23,7 @@ void wait_no_longer_than_asked() {
 
 Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
                  const std::vector<LinkWatcher *> &watchers, OnLoss on_loss)
-    : settings_(settings), stop_(stop), on_loss_(on_loss), ends_(driver) {
+    : settings_(settings), stop_(stop), on_loss_(on_loss), ends_(driver), slow_(driver) {
     watchers_.add(ends_);
     watchers_.add(statistics_);
     for (LinkWatcher *watcher : watchers)
@@ -42,11 +42,17 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
         rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_, replies);
         refused_.emplace(driver, settings.rest);
         watchers_.add(*refused_);
-        holes_.emplace(driver, watchers_);
+        holes_.emplace(driver, slow_, watchers_);
         watchers_.add(*holes_);
     }
-    loop_ = std::make_unique<LinkLoop>(driver.library().entry(), info, loop, watchers_,
-                                       LoopBooks{rests_ ? &*rests_ : nullptr, refused_ ? &*refused_ : nullptr});
+    watchers_.add(slow_);
+    if (settings.cycle > milliseconds(0)) {
+        pace_.emplace(driver, settings.cycle);
+        watchers_.add(*pace_);
+    }
+    loop_ = std::make_unique<LinkLoop>(
+        driver.library().entry(), info, loop, watchers_,
+        LoopBooks{rests_ ? &*rests_ : nullptr, refused_ ? &*refused_ : nullptr, pace_ ? &*pace_ : nullptr});
     attach(driver.library().entry(), info, watchers_);
 }
 

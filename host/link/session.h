@@ -1,11 +1,13 @@
 #pragma once
 
 #include "host/driver/driver.h"
+#include "host/link/cycle_pace.h"
 #include "host/link/hole_finder.h"
 #include "host/link/link_settings.h"
 #include "host/link/link_statistics.h"
 #include "host/link/link_watcher.h"
 #include "host/link/refused_blocks.h"
+#include "host/link/slow_reads.h"
 #include "host/link/station_rests.h"
 
 #include <chrono>
@@ -106,7 +108,9 @@ private:
     std::optional<StationRetries> retries_;
     std::optional<StationRests> rests_;
     std::optional<RefusedBlocks> refused_;
+    SlowReads slow_;
     std::optional<HoleFinder> holes_;
+    std::optional<CyclePace> pace_;
     std::unique_ptr<LinkLoop> loop_;
     std::unique_ptr<Line> line_;
     std::chrono::milliseconds next_pause_{0};

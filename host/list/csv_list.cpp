@@ -16,6 +16,7 @@ struct Column {
 const Column columns[] = {
     {"name", &VariableRow::name},       {"station", &VariableRow::station}, {"type", &VariableRow::type},
     {"address", &VariableRow::address}, {"count", &VariableRow::count},     {"view", &VariableRow::view},
+    {"every-ms", &VariableRow::every},
 };
 
 std::vector<std::string> column_names() {

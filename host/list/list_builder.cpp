@@ -11,6 +11,7 @@ namespace kelpo {
 namespace {
 
 constexpr int most_units = 65535;
+constexpr int longest_every = 86400000;  // ms, a day
 
 std::string seen_at(const FilePlace &seen, const std::string &from_file) {
     return seen.file == from_file ? "line " + std::to_string(seen.line) : text_of({Remark::Kind::mistake, seen, ""});
@@ -50,6 +51,8 @@ void ListBuilder::add_station(const std::string &file, const StationRow &row) {
         return;
     }
     list_.stations.push_back(row.station);
+    if (row.station.every)
+        rates_[number] = *row.station.every;
 }
 
 void ListBuilder::add_variable(const std::string &file, const VariableRow &row) {
@@ -58,14 +61,15 @@ void ListBuilder::add_variable(const std::string &file, const VariableRow &row) 
     const std::optional<std::string> address = address_of(file, row, type);
     const std::optional<View> view = view_of(file, row, type);
     const std::optional<int> count = count_of(file, row, view);
+    const std::optional<std::chrono::milliseconds> every = every_of(file, row, station);
 
     std::string name = row.name ? std::string(trimmed(row.name->text)) : "";
     if (name.empty() && station && type && address)
         name = std::to_string(*station) + ":" + std::to_string(*type) + ":" + *address;
     const bool named = name.empty() || take_name(file, row, name);
-    if (!named || !station || !type || !address || !view || !count)
+    if (!named || !station || !type || !address || !view || !count || !every)
         return;
-    list_.variables.push_back({name, *station, *type, *address, *count, *view});
+    list_.variables.push_back({name, *station, *type, *address, *count, *view, *every});
     list_.places.push_back({file, row.line});
 }
 
@@ -161,6 +165,16 @@ std::optional<int> ListBuilder::count_of(const std::string &file, const Variable
         return std::nullopt;
     }
     return count;
+}
+
+std::optional<std::chrono::milliseconds> ListBuilder::every_of(const std::string &file, const VariableRow &row,
+                                                               std::optional<int> station) {
+    if (!row.every) {
+        const auto rate = rates_.find(station.value_or(0));
+        return rate == rates_.end() ? std::chrono::milliseconds(0) : rate->second;
+    }
+    const auto number = number_in(file, *row.every, "every-ms", 0, longest_every, "milliseconds");
+    return number ? std::optional<std::chrono::milliseconds>(*number) : std::nullopt;
 }
 
 bool ListBuilder::take_name(const std::string &file, const VariableRow &row, const std::string &name) {

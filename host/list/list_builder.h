@@ -22,7 +22,7 @@ struct Field {
 /// A variable as a list file gives it.
 struct VariableRow {
     int line;
-    std::optional<Field> name, station, type, address, count, view;
+    std::optional<Field> name, station, type, address, count, view, every{};
 };
 
 /// A station as a list file gives it; the number is known to be 1 to 247.
@@ -59,6 +59,8 @@ private:
     std::optional<std::string> address_of(const std::string &file, const VariableRow &row, std::optional<int> type);
     std::optional<View> view_of(const std::string &file, const VariableRow &row, std::optional<int> type);
     std::optional<int> count_of(const std::string &file, const VariableRow &row, std::optional<View> view);
+    std::optional<std::chrono::milliseconds> every_of(const std::string &file, const VariableRow &row,
+                                                      std::optional<int> station);
     bool take_name(const std::string &file, const VariableRow &row, const std::string &name);
 
     // What was noted of one kind of remark.
@@ -75,6 +77,7 @@ private:
     const AddressOf &address_of_;
     std::map<std::string, FilePlace> names_;
     std::map<int, FilePlace> stations_;
+    std::map<int, std::chrono::milliseconds> rates_;  // of stations that have one
 };
 
 }  // namespace kelpo

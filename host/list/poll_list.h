@@ -21,6 +21,7 @@ struct Station {
     int number;                                             ///< 1 to 247
     std::string name;                                       ///< empty when the list gives none
     bool enabled;                                           ///< false: it is not asked until the user switches it on
+    std::optional<std::chrono::milliseconds> every{};       ///< Variable::every of those that have none of their own
     std::optional<std::chrono::microseconds> turnaround{};  ///< PollList::turnaround of this station
 };
 

@@ -339,11 +339,13 @@ private:
         if (found == nullptr)
             return;
         TableReader reader(*found, "[link]", file_, builder_);
-        reader.allow({"retries", "max-count", "rest", "rest-after", "retry-s", "echo"});
+        reader.allow({"retries", "max-count", "cycle-ms", "rest", "rest-after", "retry-s", "echo"});
         if (const auto retries = reader.number("retries", 0, 100))
             list_.link.retries = static_cast<int>(*retries);
         if (const auto max_count = reader.number("max-count", 1, 100))
             list_.link.max_count = static_cast<int>(*max_count);
+        if (const auto cycle = reader.number("cycle-ms", 0, 3600000))
+            list_.link.cycle = std::chrono::milliseconds(*cycle);
         RestSettings &rest = list_.link.rest;
         rest.enabled = reader.truth("rest").value_or(rest.enabled);
         if (const auto after = reader.number("rest-after", 1, 100))
@@ -381,6 +383,11 @@ private:
         return std::chrono::duration_cast<std::chrono::microseconds>(*time);
     }
 
+    static std::optional<std::chrono::milliseconds> every_in(TableReader &reader) {
+        const auto time = reader.number("every-ms", 0, 86400000);
+        return time ? std::optional<std::chrono::milliseconds>(*time) : std::nullopt;
+    }
+
     static void refuse_single_writes(TableReader &reader) {
         if (reader.truth("write-single").value_or(false))
             reader.refuse(*reader.find("write-single"),
@@ -406,7 +413,7 @@ private:
     void read_station(const toml::table &found) {
         TableReader reader(found, "[[station]]", file_, builder_);
         reader.allow({"number", "name", "enabled", "max-count", "max-gap", "reply-ms", "retries", "turnaround-ms",
-                      "write-single"});
+                      "every-ms", "write-single"});
         const std::string name = reader.text("name", "boiler house").value_or("");
         if (has_control_characters(name))
             reader.refuse(*reader.find("name"),
@@ -418,14 +425,15 @@ private:
         const StationSettings settings = settings_of_station(reader);
         const auto turnaround = turnaround_in(reader);
         if (const auto number = reader.number("number", 1, 247)) {
-            builder_.add_station(file_, {line_of(found), {static_cast<int>(*number), name, enabled, turnaround}});
+            builder_.add_station(
+                file_, {line_of(found), {static_cast<int>(*number), name, enabled, every_in(reader), turnaround}});
             list_.link.stations[static_cast<int>(*number)] = settings;
         }
     }
 
     void read_variable(const toml::table &found) {
         TableReader reader(found, "[[variable]]", file_, builder_);
-        reader.allow({"name", "station", "type", "address", "count", "view"});
+        reader.allow({"name", "station", "type", "address", "count", "view", "every-ms"});
         VariableRow row{line_of(found), {}, {}, {}, {}, {}, {}};
         const auto text = [&reader](const char *key, const char *example) -> std::optional<Field> {
             const toml::node *const node = reader.find(key);
@@ -440,6 +448,7 @@ private:
         row.type = reader.field("type", "a register type, 0 to 17");
         row.address = reader.field("address", "write it in quotes as the controller has it, such as \"6.4\"");
         row.count = reader.field("count", "a whole number");
+        row.every = reader.field("every-ms", "milliseconds, 0 to 86400000");
         builder_.add_variable(file_, row);
     }
 

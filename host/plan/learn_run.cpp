@@ -47,7 +47,7 @@ public:
         complete_ = open_.empty() && holes_->open() == 0;
     }
     void exchanged(const Exchange &exchange) override {
-        if (!exchange.name.is_polled() || exchange.outcome == Outcome::sent_again)
+        if (!exchange.name.is_of_list() || exchange.outcome == Outcome::sent_again)
             return;
         remove([&exchange](const PolledBlock &block) {
             return holds(block, exchange.station, exchange.type, exchange.address);
@@ -141,7 +141,7 @@ ExitCode run_learn(Driver &driver, const PollList &list, const std::string &titl
     settings.rest.enabled = true;
     Session session(driver, settings, stop, {&verdicts}, OnLoss::end);
     driver.poll(places_to_read(driver, list.variables));
-    std::vector<PolledBlock> blocks = driver.blocks();
+    std::vector<PolledBlock> blocks = driver.all_blocks();
     for (const Station &station : list.stations)
         if (!station.enabled) {
             driver.switch_station(station.number, false);

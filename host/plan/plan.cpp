@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
+#include <tuple>
 #include <utility>
 
 namespace kelpo {
@@ -66,6 +67,10 @@ private:
     std::size_t next_ = 0;      // the first that is not looked at yet
 };
 
+double share_of(std::chrono::nanoseconds time, std::chrono::nanoseconds whole) {
+    return static_cast<double>(time.count()) / static_cast<double>(whole.count());
+}
+
 // A pseudo-terminal has no wire that needs silence: unless the list asks for a gap, none is kept there.
 PollList with_kept_gap(PollList list) {
     LineSettings &line = list.link.line;
@@ -75,6 +80,14 @@ PollList with_kept_gap(PollList list) {
 }
 
 }  // namespace
+
+std::optional<double> Plan::load() const {
+    if (cycle.requests == 0)
+        return slow_share;
+    if (list.link.cycle == std::chrono::milliseconds(0))
+        return std::nullopt;
+    return slow_share + share_of(cycle.time, list.link.cycle);
+}
 
 Traffic &Traffic::operator+=(const Traffic &more) {
     requests += more.requests;
@@ -110,22 +123,27 @@ Plan make_plan(const PollList &list_as_given, DryRun &driver) {
     Plan plan;
     plan.list = list;
     const WantedByGroup groups = wanted_by_group(list, driver);
-    std::map<std::pair<int, int>, Filler> fillers;
-    for (const auto &[group, wanted] : groups)
-        fillers.emplace(group, wanted);
+    std::map<std::tuple<int, int, std::chrono::milliseconds>, Filler> fillers;  // blocks of one rate come in order
     std::map<int, StationPlan> stations;
     for (DryBlock &block : driver.cycle(list.variables, list.link.of_driver().rules())) {
         const Station &station = list.station(block.station);
         PlannedBlock planned{std::move(block), station.enabled, {}, {}, {}};
-        fillers[{planned.block.station, planned.block.register_class}].fill(planned);
+        const int register_class = planned.block.register_class;
+        const auto every = planned.block.every;
+        const bool is_slow = every > std::chrono::milliseconds(0);
+        fillers.try_emplace({station.number, register_class, every}, groups.at({station.number, register_class}))
+            .first->second.fill(planned);
         planned.traffic = traffic_of(list, planned.block);
-        if (planned.enabled)
+        if (planned.enabled && is_slow)
+            plan.slow_share += share_of(planned.traffic.time, every);
+        else if (planned.enabled)
             plan.cycle += planned.traffic;
         StationPlan &of_station = stations[station.number];
         of_station.station = station;
         ++of_station.blocks;
         of_station.unused_units += planned.unused_units();
-        of_station.traffic += planned.traffic;
+        if (!is_slow)
+            of_station.traffic += planned.traffic;
         plan.blocks.push_back(std::move(planned));
     }
     for (auto &[number, station] : stations)

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,7 @@ struct PlannedBlock {
     int unused_units() const;  ///< all of them
 };
 
-/// What one station takes of a cycle, or would take if it were on.
+/// What one station takes of a cycle, or would take if it were on. The blocks are those with a rate of their own too.
 struct StationPlan {
     Station station;
     int blocks = 0;
@@ -58,7 +59,12 @@ struct Plan {
     std::vector<PlannedBlock> blocks;
     std::vector<StationPlan> stations;  ///< those that have variables
     Traffic cycle;                      ///< of all stations that are on
+    double slow_share = 0;              ///< of the line's time, for what has a rate of its own; 1: all of it
     std::vector<Advice> advice;         ///< what can be changed comes first
+
+    /// How much of the line's time is needed, 1 for all of it. Nothing where cycles follow each other at once: they
+    /// take what is left.
+    std::optional<double> load() const;
 };
 
 /// Time of one exchange with the station: the silence before the request, the request, the controller's turnaround, and

@@ -6,6 +6,7 @@
 #include "host/text/words.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -19,11 +20,15 @@ using std::chrono::nanoseconds;
 
 constexpr int greatest_max_count = 100;
 
+bool is_slow(const DryBlock &block) {
+    return block.every > std::chrono::milliseconds(0);
+}
+
 Traffic traffic_of_cycle(const PollList &list, const std::vector<Variable> &variables, const PollRules &rules,
                          DryRun &driver) {
     Traffic traffic;
     for (const DryBlock &block : driver.cycle(variables, rules))
-        if (list.station(block.station).enabled)
+        if (list.station(block.station).enabled && !is_slow(block))
             traffic += traffic_of(list, block);
     return traffic;
 }
@@ -65,7 +70,7 @@ struct Sharing {
 Sharing sharing_of(const Plan &plan) {
     Sharing sharing;
     for (const PlannedBlock &block : plan.blocks) {
-        if (!block.enabled)
+        if (!block.enabled || is_slow(block.block))
             continue;
         const Group group{block.block.station, block.block.register_class};
         sharing.groups[group].insert(block.variables.begin(), block.variables.end());
@@ -168,7 +173,7 @@ std::vector<Advice> advice_on_unused_units(const Plan &plan) {
         for (const UnusedUnits &run : block.unused) {
             const nanoseconds time =
                 plan.list.link.line.character_time() * (data_bits * run.count / block.block.count) / 8;
-            if (block.enabled && time > cost) {
+            if (block.enabled && !is_slow(block.block) && time > cost) {
                 worst = &block;
                 longest = run;
                 cost = time;
@@ -236,6 +241,18 @@ std::vector<Advice> advice_on_silence(const Plan &plan) {
              nanoseconds::zero()}};
 }
 
+// A line without time left has none for writes and for what is sent again.
+std::vector<Advice> advice_on_load(const Plan &plan) {
+    constexpr double most = 0.8;
+    const double load = plan.load().value_or(plan.slow_share);
+    if (load <= most)
+        return {};
+    return {{"the line is loaded to " + std::to_string(std::llround(load * 100)) +
+                 " %, which leaves little time for writes and for what is sent again: above 80 %, make cycle-ms or "
+                 "every-ms longer",
+             nanoseconds::zero()}};
+}
+
 void append(std::vector<Advice> &advice, std::vector<Advice> more) {
     advice.insert(advice.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
@@ -243,7 +260,8 @@ void append(std::vector<Advice> &advice, std::vector<Advice> more) {
 }  // namespace
 
 Plan advised(Plan plan, DryRun &driver) {
-    std::vector<Advice> advice = advice_on_max_count(plan, driver);
+    std::vector<Advice> advice = advice_on_load(plan);
+    append(advice, advice_on_max_count(plan, driver));
     append(advice, advice_on_unused_units(plan));
     append(advice, advice_on_loners(plan, driver));
     append(advice, advice_on_stations_off(plan));

@@ -36,6 +36,7 @@ Json block_object(const Plan &plan, const PlannedBlock &block) {
     object.set("count", block.block.count);
     object.set("in_vain", block.unused_units());
     object.set("enabled", block.enabled);
+    object.set("every_ms", std::int64_t{block.block.every.count()});
     object.set("ms", in_milliseconds(block.traffic.time));
     Json variables = Json::array(), frames = Json::array();
     for (const std::size_t index : block.variables)
@@ -84,6 +85,10 @@ void print_plan_json(const Plan &plan, const std::string &title, std::ostream &o
     object.set("gap_ms", in_milliseconds(link.line.frame_gap()));
     object.set("turnaround_ms", in_milliseconds(plan.list.turnaround));
     object.set("max_count", link.max_count);
+    object.set("cycle_ms", std::int64_t{link.cycle.count()});
+    object.set("slow_percent", plan.slow_share * 100);
+    if (const auto load = plan.load())
+        object.set("load_percent", *load * 100);
     Json blocks = Json::array(), stations = Json::array(), cycle = Json::object(), advice = Json::array();
     for (const PlannedBlock &block : plan.blocks)
         blocks.add(block_object(plan, block));

@@ -7,6 +7,7 @@
 #include "host/text/words.h"
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 
 namespace kelpo {
@@ -74,6 +75,28 @@ std::string names_text(const Plan &plan, const PlannedBlock &block, std::size_t 
     return text;
 }
 
+// What is not read in each cycle says how often.
+std::string rate_text(const PlannedBlock &block) {
+    const auto every = block.block.every.count();
+    return every == 0 ? std::string() : "every " + std::to_string(every) + " ms: ";
+}
+
+std::string percent_text(double share) {
+    return std::to_string(std::llround(share * 100)) + " %";
+}
+
+void print_load(const Plan &plan, std::ostream &out) {
+    const auto load = plan.load();
+    const std::string slow = percent_text(plan.slow_share);
+    if (load && plan.cycle.requests > 0)
+        out << "\nload " << percent_text(*load) << " of the line's time: a cycle in each "
+            << plan.list.link.cycle.count() << " ms, and " << slow << " for what has a rate of its own\n";
+    else if (load)
+        out << "\nload " << slow << " of the line's time\n";
+    else if (plan.slow_share > 0)
+        out << "\nwhat has a rate of its own takes " << slow << " of the line's time, cycles take the rest\n";
+}
+
 std::string places_text(const PlannedRequest &request) {
     const int first = request.modbus_address();
     const char table = request.function() == 1 ? 'c' : 'r';
@@ -100,9 +123,9 @@ void print_blocks(const Plan &plan, std::ostream &out) {
                 row = {std::to_string(block.block.station), std::to_string(block.block.register_class),
                        std::to_string(block.block.first), std::to_string(block.block.count),
                        block.unused_units() > 0 ? std::to_string(block.unused_units()) : "-"};
-            row.insert(row.end(),
-                       {places_text(request), hex_text(request.bytes), std::to_string(request.reply_length),
-                        block.enabled ? time : "off", goes_on ? "" : names_text(plan, block, room_for_names)});
+            row.insert(row.end(), {places_text(request), hex_text(request.bytes), std::to_string(request.reply_length),
+                                   block.enabled ? time : "off",
+                                   goes_on ? "" : rate_text(block) + names_text(plan, block, room_for_names)});
             rows.push_back(std::move(row));
             goes_on = true;
         }
@@ -209,6 +232,7 @@ void print_plan(const Plan &plan, const std::string &title, std::ostream &out) {
     print_blocks(plan, out);
     out << "(c: coils, r: holding registers, as Modbus counts them from 0)\n\n";
     print_stations(plan, out);
+    print_load(plan, out);
     if (!plan.advice.empty())
         out << "\n";
     print_advice(plan, out);

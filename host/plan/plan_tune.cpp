@@ -49,7 +49,8 @@ private:
     Traffic traffic_with(const BlockLimits &limits) {
         Traffic traffic;
         for (const DryBlock &block : driver_.cycle(variables_, {limits, {}}))
-            traffic += traffic_of(list_, block);
+            if (block.every == std::chrono::milliseconds(0))
+                traffic += traffic_of(list_, block);
         return traffic;
     }
 

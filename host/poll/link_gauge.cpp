@@ -60,9 +60,10 @@ void LinkGauge::exchanged(const Exchange &exchange) {
     const Time now = clock_();
     note_rate(now);
     judge_station(exchange, failure, now);
-    if (!exchange.name.is_polled())
+    if (!exchange.name.is_of_list())
         return;
-    time_cycle(exchange, now - std::chrono::duration_cast<Time::duration>(exchange.ended_at - exchange.sent_at));
+    if (exchange.name.is_polled())
+        time_cycle(exchange, now - std::chrono::duration_cast<Time::duration>(exchange.ended_at - exchange.sent_at));
     judge_block(exchange, failure);
 }
 

@@ -122,7 +122,7 @@ PollEngine::PollEngine(Driver &driver, const PollList &list, StopSignal &stop, c
       tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list.link),
       session_(driver, list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
       waits_(waits), blocks_(driver.poll(places_to_read(driver, list.variables))), watch_(list.variables) {
-    const std::vector<PolledBlock> blocks = driver.blocks();
+    const std::vector<PolledBlock> blocks = driver.all_blocks();
     gauge_.blocks_replaced({}, blocks);
     values_.use(driver, list.variables, blocks);
     for (const Station &station : list.stations)

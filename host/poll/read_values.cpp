@@ -65,7 +65,7 @@ void ReadValues::for_each_in(const Place &place, int first, int count, const Act
 }
 
 void ReadValues::exchanged(const Exchange &exchange) {
-    if (!exchange.name.is_polled() || exchange.outcome == Outcome::sent_again)
+    if (!exchange.name.is_of_list() || exchange.outcome == Outcome::sent_again)
         return;
     const Place place{exchange.station, exchange.type};
     const std::lock_guard<std::mutex> locked(mutex_);

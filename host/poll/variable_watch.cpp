@@ -31,11 +31,11 @@ std::vector<std::size_t> VariableWatch::refresh(const std::vector<std::pair<std:
         if (take(index, value))
             changed.insert(index);
     const std::set<int> down = stations_down(link);
-    const auto oldest = now - good_for(link.cycles);
+    const auto in_cycle = good_for(link.cycles);
     for (std::size_t i = 0; i < states_.size(); ++i) {
         VariableState &state = states_[i];
         const int station = variables_[i].station;
-        Quality quality = state.read_at < oldest ? Quality::stale : Quality::good;
+        Quality quality = now - state.read_at > in_cycle + variables_[i].every ? Quality::stale : Quality::good;
         if (!state.known() || !link.line_open || state.failure || down.count(station) > 0 || off.count(station) > 0)
             quality = Quality::bad;
         if (std::exchange(state.quality, quality) != quality)

@@ -144,6 +144,50 @@ address = 0
     EXPECT_EQ(reading.list.turnaround_of(9), std::chrono::milliseconds(8));
 }
 
+TEST(ListFile, TakesTheRatesOfVariablesAndStations) {
+    const ListReading reading = ListMaterial().read(R"([link]
+cycle-ms = 250
+[[station]]
+number = 1
+every-ms = 10000
+[[station]]
+number = 2
+[[variable]]
+station = 1
+type = 7
+address = 0
+[[variable]]
+station = 1
+type = 7
+address = 1
+every-ms = 0
+[[variable]]
+station = 2
+type = 7
+address = 0
+every-ms = 60000
+[[variable]]
+station = 2
+type = 7
+address = 1
+)");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    EXPECT_EQ(reading.list.link.cycle, std::chrono::milliseconds(250));
+    std::vector<std::int64_t> rates;
+    for (const Variable &variable : reading.list.variables)
+        rates.push_back(variable.every.count());
+    EXPECT_THAT(rates, ElementsAre(10000, 0, 60000, 0));
+}
+
+TEST(ListFile, TakesTheRatesOfACsvList) {
+    const ListReading reading = ListMaterial().read("type,address,Every-ms\n7,0,500\n7,1,\n", "tags.csv");
+    EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
+    EXPECT_EQ(reading.list.variables[0].every, std::chrono::milliseconds(500));
+    EXPECT_EQ(reading.list.variables[1].every, std::chrono::milliseconds(0));
+    const ListReading wrong = ListMaterial().read("type,address,every-ms\n7,0,soon\n", "tags.csv");
+    EXPECT_THAT(texts_of(wrong.remarks), ElementsAre("tags.csv:2: every-ms \"soon\"; milliseconds, 0 to 86400000"));
+}
+
 TEST(ListFile, KnowsAllStationsByNumber) {
     const ListReading reading = ListMaterial().read(R"([[station]]
 number = 7
@@ -201,7 +245,7 @@ TEST(ListFile, PassesOverColumnsOfOtherPrograms) {
     EXPECT_TRUE(reading.usable());
     EXPECT_THAT(texts_of(reading.remarks),
                 ElementsAre("tags.csv:1: warning: column \"comment\" is ignored; known are name, station, type, "
-                            "address, count and view"));
+                            "address, count, view and every-ms"));
     EXPECT_THAT(names_of(reading.list), ElementsAre("level"));
 }
 
@@ -285,6 +329,8 @@ const Mistake settings[] = {
      "accept "
      "that, or write the register's bits as types 15 to 17, which go out with function 6"},
     {"[[station]]\nnumber = 1\nwrite-single = 1\n", "3: write-single is a whole number; true or false, without quotes"},
+    {"[[station]]\nnumber = 1\nevery-ms = -1\n", "3: every-ms -1; a whole number, 0 to 86400000"},
+    {"[link]\ncycle-ms = 3600001\n", "2: cycle-ms 3600001; a whole number, 0 to 3600000"},
     {"[station]\nnumber = 1\n", "1: station is a table; write each as a table of its own, [[station]]"},
     {"variables = \"none.csv\"\n",
      "1: variables \"none.csv\" cannot be read: No such file or directory; a CSV file beside this one"},
@@ -353,7 +399,8 @@ const Mistake variables[] = {
     {"[[variable]]\nname = \"a\"\ntype = 7\naddress = 0\n[[variable]]\ntype = 7\nname = \"a\"\naddress = 1\n",
      "7: name \"a\" is in line 2 already; give one of them another name"},
     {"[[variable]]\ntype = 7\naddress = 0\nunit = \"bar\"\n",
-     "4: unknown key \"unit\" in [[variable]]; known are name, station, type, address, count and view"},
+     "4: unknown key \"unit\" in [[variable]]; known are name, station, type, address, count, view and "
+     "every-ms"},
 };
 
 INSTANTIATE_TEST_SUITE_P(InVariables, ListMistakes, testing::ValuesIn(variables));
@@ -370,8 +417,8 @@ const Mistake csv[] = {
     {"", "1: nothing in it; a first line such as name,station,type,address,count,view, and a variable in each line "
          "below"},
     {"type,address\n", "1: no variables; add a [[variable]] with type and address, or variables = \"FILE.csv\""},
-    {"name,type\na,7\n",
-     "1: no column \"address\"; the first line names the columns: name, station, type, address, count and view"},
+    {"name,type\na,7\n", "1: no column \"address\"; the first line names the columns: name, station, type, address, "
+                         "count, view and every-ms"},
     {"type,address,adress\n7,1,\n", "1: unknown column \"adress\"; \"address\" was meant"},
     {"type,address,type\n7,1,\n", "1: column \"type\" is there twice; leave one of them out"},
     {"type,address\n7,1,2\n",

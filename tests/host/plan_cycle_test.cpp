@@ -163,6 +163,35 @@ TEST(PlanAdvice, KnowsTheTimeOutAndTheRetriesOfASilentStation) {
                                   "request, waiting 200 ms each time"));
 }
 
+// Each request takes 23.5 ms.
+TEST(Plan, CountsWhatHasARateOfItsOwnApart) {
+    PollList list = list_of({word("a", 1, "0"), word("b", 1, "500"), word("c", 1, "1000")}, {{1, "", true}});
+    list.variables[1].every = std::chrono::milliseconds(235);
+    const Plan plan = plan_of(list);
+    EXPECT_EQ(plan.cycle.time, microseconds(2 * 23500));
+    EXPECT_DOUBLE_EQ(plan.slow_share, 0.1);
+    EXPECT_FALSE(plan.load());
+    EXPECT_THAT(text_of(plan),
+                HasSubstr("what has a rate of its own takes 10 % of the line's time, cycles take the rest\n"));
+    EXPECT_THAT(text_of(plan), HasSubstr("  23.5  every 235 ms: b\n"));
+
+    list.link.cycle = std::chrono::milliseconds(470);
+    EXPECT_DOUBLE_EQ(*plan_of(list).load(), 0.2);
+    EXPECT_THAT(
+        text_of(plan_of(list)),
+        HasSubstr("load 20 % of the line's time: a cycle in each 470 ms, and 10 % for what has a rate of its own\n"));
+}
+
+TEST(PlanAdvice, WarnsOfALineThatIsLoadedToMoreThanEightyPercent) {
+    PollList list = list_of({word("a", 1, "0")}, {{1, "", true}});
+    list.link.cycle = std::chrono::milliseconds(30);
+    EXPECT_THAT(advice_of(plan_of(list)), Not(testing::Contains(HasSubstr("is loaded to"))));
+    list.link.cycle = std::chrono::milliseconds(25);
+    EXPECT_EQ(advice_of(plan_of(list)).front(),
+              "the line is loaded to 94 %, which leaves little time for writes and for what is sent again: above 80 %, "
+              "make cycle-ms or every-ms longer");
+}
+
 TEST(PlanAdvice, NamesTheVariableThatOpensABlockOfItsOwn) {
     const Plan plan = plan_of(list_of({word("a", 1, "0"), word("b", 1, "1"), word("far", 1, "500")}, {{1, "", true}}));
     // 3.5 ms, 8 + 7 bytes, 5 ms.

@@ -57,6 +57,18 @@ TEST_F(VariableWatchTest, KnowsNoValueBeforeItWasRead) {
     EXPECT_FALSE(watch.states()[1].known());
 }
 
+TEST_F(VariableWatchTest, KeepsAValueGoodUntilItIsDueAgain) {
+    VariableWatch slow{{{"a", 1, 7, "100", 1, View::unsigned_words, 10s}}};
+    ReadValue brought;
+    brought.bytes = std::string(2, '\1');
+    brought.read_at = brought.newest_at = now;
+    slow.refresh({{0, brought}}, link, off, now);
+    slow.refresh({}, link, off, now + 13s);
+    EXPECT_EQ(slow.states()[0].quality, Quality::good);
+    slow.refresh({}, link, off, now + 13s + 1ms);
+    EXPECT_EQ(slow.states()[0].quality, Quality::stale);
+}
+
 TEST_F(VariableWatchTest, CountsChangesAndKnowsWhenTheLastWas) {
     const std::pair<char, std::uint64_t> steps[] = {{5, 0}, {5, 0}, {6, 1}, {6, 1}, {5, 2}};
     auto changed = now + 1s;

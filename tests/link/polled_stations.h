@@ -1,8 +1,10 @@
 #pragma once
 
+#include "host/link/cycle_pace.h"
 #include "host/link/hole_finder.h"
 #include "host/link/link_loop.h"
 #include "host/link/refused_blocks.h"
+#include "host/link/slow_reads.h"
 #include "host/link/station_rests.h"
 #include "simulated_line.h"
 
@@ -79,9 +81,11 @@ protected:
         if (!loop) {
             rests.emplace(driver, settings, timeouts.reply, *this);
             refused.emplace(driver, settings, [this] { return line.now(); });
-            holes.emplace(driver, *this);
+            slow.emplace(driver, [this] { return line.now(); });
+            holes.emplace(driver, *slow, *this);
+            pace.emplace(driver, shortest_cycle);
             loop.emplace(driver.library().entry(), info, kelpo::LoopSettings{timeouts}, *this,
-                         kelpo::LoopBooks{&*rests, &*refused});
+                         kelpo::LoopBooks{&*rests, &*refused, shortest_cycle > milliseconds(0) ? &*pace : nullptr});
             for (const int station : stations)
                 for (const char *const address : {"0", "200", "400"})
                     variables.push_back({address, station, 7, address, registers, View::unsigned_words});
@@ -118,6 +122,7 @@ protected:
 
     void about_to_ask() override {
         holes->about_to_ask();
+        slow->about_to_ask();
         while (!happening.empty() && happening.begin()->first <= line.now()) {
             happening.begin()->second();
             happening.erase(happening.begin());
@@ -128,6 +133,7 @@ protected:
     void exchanged(const Exchange &exchange) override {
         refused->exchanged(exchange);
         holes->exchanged(exchange);
+        pace->exchanged(exchange);
         reported.push_back({exchange.station, exchange.outcome, std::string(exchange.reply)});
         discarded += exchange.discarded;
         if (exchange.outcome != Outcome::good || byte_at(exchange.request, 1) != read_registers)
@@ -182,7 +188,10 @@ protected:
     int good = 0, wrong = 0;
     std::optional<kelpo::StationRests> rests;
     std::optional<kelpo::RefusedBlocks> refused;
+    std::optional<kelpo::SlowReads> slow;
     std::optional<kelpo::HoleFinder> holes;
+    std::optional<kelpo::CyclePace> pace;
+    milliseconds shortest_cycle{0};
     std::vector<Variable> variables;  // polled in addition
     std::optional<kelpo::LinkLoop> loop;
 
