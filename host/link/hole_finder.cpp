@@ -30,9 +30,10 @@ bool holds(const PolledBlock &block, const Exchange &exchange) {
            exchange.address >= block.first && exchange.address < std::int64_t{block.first} + block.count;
 }
 
+constexpr unsigned illegal_address = 2, illegal_value = 3;
+
 // Another part of the same block may be answered.
 bool is_of_its_place(const Exchange &exchange) {
-    constexpr unsigned illegal_address = 2, illegal_value = 3;
     const auto code = rtu::exception_code(exchange.reply, exchange.request);
     return code == illegal_address || code == illegal_value;
 }
@@ -65,7 +66,9 @@ void HoleFinder::exchanged(const Exchange &exchange) {
 }
 
 void HoleFinder::refused(const Exchange &exchange) {
+    const bool is_too_long = rtu::exception_code(exchange.reply, exchange.request) == illegal_value;
     if (const auto found = part_at(exchange)) {
+        found->first->was_too_long = found->first->was_too_long || is_too_long;
         refused(*found->first, found->second);
         return;
     }
@@ -79,7 +82,7 @@ void HoleFinder::refused(const Exchange &exchange) {
     const auto found = std::find_if(blocks.begin(), blocks.end(),
                                     [&exchange](const PolledBlock &block) { return holds(block, exchange); });
     if (found != blocks.end())
-        begin(*found, is_slow);
+        begin(*found, is_slow, is_too_long);
 }
 
 std::optional<std::pair<HoleFinder::Hunt *, std::size_t>> HoleFinder::part_at(const Exchange &exchange) {
@@ -93,10 +96,11 @@ std::optional<std::pair<HoleFinder::Hunt *, std::size_t>> HoleFinder::part_at(co
     return std::nullopt;
 }
 
-void HoleFinder::begin(const PolledBlock &block, bool is_slow) {
+void HoleFinder::begin(const PolledBlock &block, bool is_slow, bool is_too_long) {
     Hunt hunt;
     hunt.block = block;
     hunt.is_slow = is_slow;
+    hunt.was_too_long = is_too_long;
     hunt.atoms = atoms_of(block);
     if (hunt.atoms.size() < 2)
         return;
@@ -129,10 +133,7 @@ void HoleFinder::refused(Hunt &hunt, std::size_t index) {
         hunt.missing[was.begin] = true;
         --hunt.vain_left;
     } else {
-        const std::size_t middle = was.begin + (was.end - was.begin) / 2;
-        part = {was.begin, middle, State::unknown};
-        hunt.parts.insert(hunt.parts.begin() + static_cast<std::ptrdiff_t>(index) + 1,
-                          {middle, was.end, State::unknown});
+        halve(hunt, index);
         --hunt.vain_left;
     }
     go_on(hunt);
@@ -152,10 +153,31 @@ void HoleFinder::answered(Hunt &hunt, std::size_t index) {
               hunt.missing.begin() + static_cast<std::ptrdiff_t>(end), false);
     part.state = State::there;
     hunt.any_there = true;
+    part_what_must_be_refused(hunt, index + 1);
     for (Part &parked : hunt.parts)
         if (parked.state == State::parked)
             parked.state = State::unknown;
     go_on(hunt);
+}
+
+// What was refused together with a half that was read now, without a gap between them, would be refused by itself too.
+void HoleFinder::part_what_must_be_refused(Hunt &hunt, std::size_t index) {
+    if (index >= hunt.parts.size() || hunt.was_too_long)
+        return;
+    const Part before = hunt.parts[index - 1], part = hunt.parts[index];
+    const bool is_second_half = std::find(hunt.refused.begin(), hunt.refused.end(),
+                                          std::make_pair(before.begin, part.end)) != hunt.refused.end();
+    const bool has_gap = hunt.atoms[part.begin].first > hunt.atoms[part.begin - 1].end;
+    if (part.state == State::unknown && is_second_half && !has_gap && part.end - part.begin > 1)
+        halve(hunt, index);
+}
+
+void HoleFinder::halve(Hunt &hunt, std::size_t index) {
+    const Part whole = hunt.parts[index];
+    const std::size_t middle = whole.begin + (whole.end - whole.begin) / 2;
+    hunt.refused.emplace_back(whole.begin, whole.end);
+    hunt.parts[index] = {whole.begin, middle, State::unknown};
+    hunt.parts.insert(hunt.parts.begin() + static_cast<std::ptrdiff_t>(index) + 1, {middle, whole.end, State::unknown});
 }
 
 void HoleFinder::go_on(Hunt &hunt) {

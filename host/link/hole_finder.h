@@ -80,6 +80,7 @@ private:
         std::vector<PolledBlock> in_place;
         int vain_left = 0;  // refusals until the search pauses, as long as nothing of the block exists
         bool any_there = false;
+        bool was_too_long = false;  // it may be refused because of its length
         bool changed = false;
     };
 
@@ -93,7 +94,9 @@ private:
     void refused(const Exchange &exchange);
     void refused(Hunt &hunt, std::size_t index);
     void answered(Hunt &hunt, std::size_t index);
-    void begin(const PolledBlock &block, bool is_slow);
+    void begin(const PolledBlock &block, bool is_slow, bool is_too_long);
+    static void part_what_must_be_refused(Hunt &hunt, std::size_t index);
+    static void halve(Hunt &hunt, std::size_t index);
     void go_on(Hunt &hunt);
     static bool search_again(Hunt &hunt);
     static void give_back(Hunt &hunt);
