@@ -1,6 +1,7 @@
 #include "common/command_line.h"
 
 #include "common/nearest.h"
+#include "common/utf8_text.h"
 
 #include <algorithm>
 #include <ostream>
@@ -197,7 +198,7 @@ CommandLine::CommandLine(const std::string &meaning, const std::string &name, co
     app_->set_version_flag("--version", name + " " + version);
     app_->failure_message([name](const CLI::App *program, const CLI::Error &refused) {
         const std::string unknown = about_unknown_word(*program);
-        return name + ": " + (unknown.empty() ? refused.what() : unknown) + "\n";
+        return name + ": " + printable(unknown.empty() ? refused.what() : unknown) + "\n";
     });
 }
 
@@ -214,7 +215,7 @@ std::optional<int> CommandLine::parse(const std::vector<std::string> &arguments,
     } catch (const CLI::ParseError &refused) {
         return app_->exit(refused, out, error) == 0 ? 0 : exit_wrong_usage;
     } catch (const UsageError &refused) {
-        error << app_->get_name() << ": " << refused.what() << "\n";
+        error << app_->get_name() << ": " << printable(refused.what()) << "\n";
         return exit_wrong_usage;
     }
     return std::nullopt;

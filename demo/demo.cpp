@@ -11,6 +11,7 @@
 #include "host/line/stop_signal.h"
 #include "host/link/mailbox.h"
 #include "host/link/session.h"
+#include "host/text/words.h"
 #include "host/poll/link_gauge.h"
 #include "host/poll/read_values.h"
 
@@ -182,7 +183,7 @@ std::vector<std::string> Demo::faults() const {
             faults.push_back(std::to_string(count) + " " + what);
     };
     if (const std::string error = session_.line_error(); !error.empty())
-        faults.push_back("the line failed (" + error + ")");
+        faults.push_back("the line failed (" + printable(error) + ")");
     if (link_.passes == 0)
         faults.push_back("no pass over the list was completed");
     blame(scores.other_give_ups, "requests were given up");

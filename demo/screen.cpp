@@ -1,5 +1,7 @@
 #include "demo/screen.h"
 
+#include "host/text/words.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -39,12 +41,12 @@ Screen::Screen(std::string title, std::ostream &out)
     : title_(std::move(title)), out_(out), terminal_(Terminal::take_over()), started_(Clock::now()),
       next_line_(started_) {
     if (!terminal_)
-        out_ << title_ << std::endl;
+        out_ << printable(title_) << std::endl;
 }
 
 void Screen::show_event(const ExerciseEvent &event) {
     if (!terminal_)
-        out_ << event.text << std::endl;
+        out_ << printable(event.text) << std::endl;
     events_.push_back(event);
     if (events_.size() > most_events)
         events_.pop_front();

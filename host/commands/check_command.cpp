@@ -6,6 +6,7 @@
 #include "host/list/remark_text.h"
 #include "host/plan/surprises.h"
 #include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <iostream>
 #include <memory>
@@ -32,7 +33,7 @@ ExitCode run(const Chosen &chosen) {
     sort_by_place(remarks, chosen.list);
     print_remarks(remarks, "", std::cerr);
     const auto blocks = driver.cycle(reading.list.variables, reading.list.link.of_driver().rules()).size();
-    std::cout << chosen.list
+    std::cout << printable(chosen.list)
               << ": good: " << counted(static_cast<std::int64_t>(reading.list.variables.size()), "variable") << " of "
               << counted(static_cast<std::int64_t>(reading.list.stations.size()), "station") << " in "
               << counted(static_cast<std::int64_t>(blocks), "block") << "\n";

@@ -4,6 +4,7 @@
 #include "host/driver/driver_error.h"
 #include "host/exit_code.h"
 #include "host/line/line_error.h"
+#include "host/text/words.h"
 
 #include <exception>
 #include <iostream>
@@ -12,7 +13,7 @@ namespace kelpo {
 namespace {
 
 int complain(const char *program, const std::exception &cause, ExitCode code) {
-    std::cerr << program << ": " << cause.what() << "\n";
+    std::cerr << program << ": " << printable(cause.what()) << "\n";
     return static_cast<int>(code);
 }
 

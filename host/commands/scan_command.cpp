@@ -3,6 +3,7 @@
 #include "host/commands/stop_on_signals.h"
 #include "host/once/find_line.h"
 #include "host/once/scan.h"
+#include "host/text/words.h"
 
 #include <iostream>
 #include <memory>
@@ -38,7 +39,7 @@ ExitCode run(Chosen &chosen, const ListOrLine &line) {
         const GivenSettings given{line.line().has_speed(), line.line().has_parity(), line.line().has_stop_bits()};
         return run_find(driver.get(), options, given, stop, std::cout, std::cerr);
     } catch (const StationsError &mistake) {
-        std::cerr << "kelpo: " << mistake.what() << "\n";
+        std::cerr << "kelpo: " << printable(mistake.what()) << "\n";
         return ExitCode::wrong_usage;
     }
 }

@@ -53,17 +53,12 @@ std::string_view take_word(std::string_view &rest) {
     return word;
 }
 
-std::string quoted_word(std::string_view word) {
-    constexpr std::size_t shown = 40;
-    return '"' + printable(std::string(word.substr(0, shown))) + (word.size() > shown ? "...\"" : "\"");
-}
-
 std::uint8_t byte_of(std::string_view word) {
     unsigned value = 0;
     const char *const end = word.data() + word.size();
     const auto [stopped, error] = std::from_chars(word.data(), end, value, 16);
     if (word.size() != 2 || error != std::errc() || stopped != end)
-        throw Mistake{quoted_word(word) + " is not a byte; two hexadecimal digits, such as 0A"};
+        throw Mistake{in_quotes(word) + " is not a byte; two hexadecimal digits, such as 0A"};
     return static_cast<std::uint8_t>(value);
 }
 
@@ -80,7 +75,7 @@ FrameBytes bytes_in_hex(std::string_view text) {
 int number_of(std::string_view text, std::string_view word) {
     const auto value = whole_number(text);
     if (!value || *value < std::numeric_limits<int>::min() || *value > std::numeric_limits<int>::max())
-        throw Mistake{quoted_word(word) + " has no whole number after its ="};
+        throw Mistake{in_quotes(word) + " has no whole number after its ="};
     return static_cast<int>(*value);
 }
 
@@ -90,12 +85,12 @@ TraceContext context_of(std::string_view text) {
         const std::string_view word = take_word(text);
         const std::string start = std::string(field.name) + '=';
         if (word.substr(0, start.size()) != start)
-            throw Mistake{(word.empty() ? "nothing" : quoted_word(word)) + " is where " + start +
+            throw Mistake{(word.empty() ? "nothing" : in_quotes(word)) + " is where " + start +
                           "NUMBER is expected; after | come type, address, count, group, id"};
         context.*field.member = number_of(word.substr(start.size()), word);
     }
     if (const std::string_view more = take_word(text); !more.empty())
-        throw Mistake{quoted_word(more) + " comes after id=NUMBER, which ends the line"};
+        throw Mistake{in_quotes(more) + " comes after id=NUMBER, which ends the line"};
     return context;
 }
 
@@ -103,14 +98,14 @@ Direction direction_of(std::string_view word) {
     for (const Mark &row : marks)
         if (word.size() == 1 && word.front() == row.mark)
             return row.direction;
-    throw Mistake{quoted_word(word) + " is not a direction; > sent, < received, ~ thrown away, * a note"};
+    throw Mistake{in_quotes(word) + " is not a direction; > sent, < received, ~ thrown away, * a note"};
 }
 
 TraceRecord record_of(std::string_view line) {
     const std::string_view date = take_word(line), clock = take_word(line);
     const std::optional<TraceTime> time = time_from(date, clock);
     if (!time)
-        throw Mistake{quoted_word(date) + ' ' + quoted_word(clock) +
+        throw Mistake{in_quotes(date) + ' ' + in_quotes(clock) +
                       " is not a time; date and time, such as 2026-11-21 05:31:26.123456"};
     TraceRecord record{*time, direction_of(take_word(line)), {}, {}, {}};
     if (record.direction == Direction::note) {
@@ -153,7 +148,7 @@ bool starts_with(std::string_view text, std::string_view start) {
 std::string head_mistake(std::string_view line) {
     if (!starts_with(line, magic))
         return "this is not a saved trace; its first line would be # kelpo trace 1";
-    return "a saved trace of another version, " + quoted_word(line.substr(magic.size())) +
+    return "a saved trace of another version, " + in_quotes(line.substr(magic.size())) +
            "; this program reads version " + std::string(version);
 }
 

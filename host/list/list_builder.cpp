@@ -179,7 +179,7 @@ std::optional<std::chrono::milliseconds> ListBuilder::every_of(const std::string
 
 bool ListBuilder::take_name(const std::string &file, const VariableRow &row, const std::string &name) {
     const FilePlace place{file, row.name ? row.name->line : row.line};
-    if (has_control_characters(name)) {
+    if (!is_printable(name)) {
         mistake(place, "name " + in_quotes(name) + " has control characters; letters, digits, signs and blanks");
         return false;
     }

@@ -1,5 +1,7 @@
 #include "host/list/poll_list.h"
 
+#include "host/text/words.h"
+
 #include <algorithm>
 
 namespace kelpo {
@@ -10,7 +12,7 @@ const Station &PollList::station(int number) const {
 }
 
 std::string text_of(const Remark &remark) {
-    std::string text = remark.place.file + ":";
+    std::string text = printable(remark.place.file) + ":";
     if (remark.place.line > 0)
         text += std::to_string(remark.place.line) + ":";
     return text + (remark.kind == Remark::Kind::warning ? " warning: " : " ") + remark.text;

@@ -291,7 +291,7 @@ private:
         reader.allow({"path", "speed", "parity", "stop-bits", "rs485", "gap-ms"});
         LineSettings &line = list_.link.line;
         if (const auto path = reader.text("path", "/dev/ttyUSB0")) {
-            if (trimmed(*path).empty() || has_control_characters(*path))
+            if (trimmed(*path).empty() || !is_printable(*path))
                 reader.refuse(*reader.find("path"),
                               "path " + in_quotes(*path) + " names no line; \"/dev/ttyUSB0\" or \"tcp:HOST:PORT\"");
             line.path = *path;
@@ -415,7 +415,7 @@ private:
         reader.allow({"number", "name", "enabled", "max-count", "max-gap", "reply-ms", "retries", "turnaround-ms",
                       "every-ms", "write-single"});
         const std::string name = reader.text("name", "boiler house").value_or("");
-        if (has_control_characters(name))
+        if (!is_printable(name))
             reader.refuse(*reader.find("name"),
                           "name " + in_quotes(name) + " has control characters; letters, digits, signs and blanks");
         const bool enabled = reader.truth("enabled").value_or(true);
@@ -456,7 +456,7 @@ private:
         const auto name = top_.text("variables", "variables.csv");
         if (!name)
             return std::nullopt;
-        if (!trimmed(*name).empty() && !has_control_characters(*name))
+        if (!trimmed(*name).empty() && is_printable(*name))
             return Field{*name, line_of(*top_.find("variables"))};
         top_.refuse(*top_.find("variables"), "variables " + in_quotes(*name) + " names no file; \"variables.csv\"");
         return std::nullopt;
@@ -494,7 +494,7 @@ std::string what_is_wrong(const toml::parse_error &error, std::string_view text)
         if (const std::size_t seen = shown.rfind(mark); seen != std::string::npos)
             shown.replace(seen, 1, rest.substr(0, length));
     }
-    return "this is not TOML: " + without_controls(shown);
+    return "this is not TOML: " + printable(shown);
 }
 
 }  // namespace

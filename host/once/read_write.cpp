@@ -3,6 +3,7 @@
 #include "host/once/once_report.h"
 #include "host/once/once_run.h"
 #include "host/once/place_check.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <ostream>
@@ -19,7 +20,7 @@ public:
         : json_(options.json), out_(out), error_(error) {}
 
     ExitCode problem(const std::string &what, ExitCode code) {
-        error_ << "kelpo: " << what << "\n";
+        error_ << "kelpo: " << printable(what) << "\n";
         return code;
     }
 
@@ -28,7 +29,7 @@ public:
         if (json_)
             out_ << result_json(result) << "\n";
         else if (well)
-            out_ << result_line(result) << "\n";
+            out_ << printable(result_line(result)) << "\n";
         return well ? ExitCode::all_well
                     : problem(result.reference.place.name + ": " + result.status.problem, result.status.code);
     }

@@ -20,7 +20,7 @@ void report(const ScanOptions &options, const OnceRun &run, const StationWatch &
         const Variable place = scanned_place(options, station);
         const std::string words = answer_words(answer, place, run.values(place));
         out << (options.json ? answer_object(station, answer, words).in_one_line()
-                             : answer_line(station, answer, words))
+                             : printable(answer_line(station, answer, words)))
             << "\n";
     }
     out.flush();
@@ -42,7 +42,7 @@ ExitCode run_scan(Driver &driver, const ScanOptions &options, StopSignal &stop, 
                   std::ostream &error) {
     const Status address = PlaceCheck(driver, options.link.of_driver().rules()).of_read(scanned_place(options, 1));
     if (!address.done) {
-        error << "kelpo: " << address.problem << "\n";
+        error << "kelpo: " << printable(address.problem) << "\n";
         return address.code;
     }
     StationWatch watch;
@@ -61,7 +61,7 @@ ExitCode run_scan(Driver &driver, const ScanOptions &options, StopSignal &stop, 
         error << "kelpo: " << remark << "\n";
     report(options, run, watch, out, error);
     if (!run.line_error().empty()) {
-        error << "kelpo: " << run.line_error() << "\n";
+        error << "kelpo: " << printable(run.line_error()) << "\n";
         return ExitCode::no_line;
     }
     return watch.answers().empty() ? ExitCode::not_right : ExitCode::all_well;

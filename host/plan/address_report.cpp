@@ -3,6 +3,7 @@
 #include "host/driver/register_types.h"
 #include "host/text/hex.h"
 #include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <fmt/format.h>
 
@@ -12,7 +13,7 @@ namespace {
 constexpr std::int64_t places = 65536;  // that a frame can name
 
 void print_row(std::ostream &out, const char *what, const std::string &text) {
-    out << fmt::format("{:<10} {}\n", what, text);
+    out << fmt::format("{:<10} {}\n", what, printable(text));
 }
 
 std::string table_name(bool coils, bool several) {

@@ -212,8 +212,8 @@ std::string own_settings_text(const PollList &list, const Station &station) {
 
 void print_head(const Plan &plan, const std::string &title, std::ostream &out) {
     const LineSettings &line = plan.list.link.line;
-    out << title << ": " << counted(static_cast<std::int64_t>(plan.list.variables.size()), "variable") << " of "
-        << counted(static_cast<std::int64_t>(plan.stations.size()), "station") << " in "
+    out << printable(title) << ": " << counted(static_cast<std::int64_t>(plan.list.variables.size()), "variable")
+        << " of " << counted(static_cast<std::int64_t>(plan.stations.size()), "station") << " in "
         << counted(static_cast<std::int64_t>(plan.blocks.size()), "block") << ", at most " << plan.list.link.max_count
         << " registers in each\n"
         << character_text(line) << ": " << line.character_time().count() / 1000 << " us a character, "

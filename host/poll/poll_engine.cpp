@@ -3,6 +3,7 @@
 #include "host/driver/request_parts.h"
 #include "host/poll/value_input.h"
 #include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -304,7 +305,7 @@ std::string PollEngine::summary() const {
     for (const std::string &remark : remarks_.sentences())
         text << "note       " << remark << "\n";
     if (!link_.line_error.empty())
-        text << "line       lost: " << link_.line_error << "\n";
+        text << "line       lost: " << printable(link_.line_error) << "\n";
     return text.str();
 }
 

@@ -40,14 +40,14 @@ size_t width_of_line(const ScreenLine &line) {
     return width;
 }
 
-// Text beyond the width is left out.
+// What reaches the terminal: printable, and without what is beyond the width.
 ScreenLine fitted(const ScreenLine &line, size_t width) {
     ScreenLine fitting;
     size_t left = width;
     for (const TextSpan &span : line) {
         if (left == 0)
             break;
-        fitting.push_back({cut_to(span.text, left), span.style});
+        fitting.push_back({cut_to(printable(span.text), left), span.style});
         left -= std::min(left, width_of(fitting.back().text));
     }
     return fitting;
@@ -350,7 +350,7 @@ std::string end_of(std::string text, size_t width) {
 std::pair<ScreenLine, int> prompt_line(const PollModel::Prompt &prompt, size_t columns) {
     const std::string label = cut_to(prompt.label, columns * 3 / 4);
     const size_t room = columns - width_of(label);
-    const std::string typed = end_of(prompt.text, room - std::min<size_t>(room, 1));
+    const std::string typed = end_of(printable(prompt.text), room - std::min<size_t>(room, 1));
     return {{{label, bold}, {typed, plain}},
             static_cast<int>(std::min(columns - 1, width_of(label) + width_of(typed)))};
 }

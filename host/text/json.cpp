@@ -1,7 +1,11 @@
 #include "host/text/json.h"
 
+#include "common/utf8_text.h"
+#include "host/text/words.h"
+
 #include <nlohmann/json.hpp>
 
+#include <string_view>
 #include <utility>
 
 namespace kelpo {
@@ -12,8 +16,27 @@ struct Json::Value {
 
 namespace {
 
+std::string dumped(const nlohmann::ordered_json &json, int indent, bool ascii_only) {
+    return json.dump(indent, ' ', ascii_only, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+// The library escapes the controls of ASCII. What else a terminal might obey is in strings only, and JSON has an escape
+// for it as well.
 std::string text_of(const nlohmann::ordered_json &json, int indent) {
-    return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    const std::string text = dumped(json, indent, false);
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0, length = 0; i < text.size(); i += length) {
+        length = common::character_length(static_cast<unsigned char>(text[i]));
+        const std::string_view character = std::string_view(text).substr(i, length);
+        if (character == "\n" || is_printable(character)) {
+            result += character;
+        } else {
+            const std::string in_quotation_marks = dumped(character, -1, true);
+            result.append(in_quotation_marks, 1, in_quotation_marks.size() - 2);
+        }
+    }
+    return result;
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 namespace kelpo {
 
 /// A JSON object or array that is built for other programs. The only place that includes the JSON library, which takes
-/// long to compile. Text that is not UTF-8 is written with replacement characters.
+/// long to compile. Text that is not UTF-8 is written with replacement characters, and what a terminal might obey as
+/// \uHHHH.
 class Json {
 public:
     static Json object();

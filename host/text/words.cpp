@@ -36,31 +36,12 @@ std::size_t columns_of(std::string_view character) {
 
 }  // namespace
 
+std::string printable(std::string_view text) {
+    return common::printable(text);
+}
+
 std::string in_quotes(std::string_view text) {
     return '"' + common::shown(text) + '"';
-}
-
-std::string without_controls(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t control = common::control_length(text, i), length = std::max<std::size_t>(control, 1);
-        if (control > 0)
-            common::append_escaped(result, text.substr(i, length));
-        else
-            result += text[i];
-        i += length;
-    }
-    return result;
-}
-
-std::string printable(std::string_view text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t control = common::control_length(text, i);
-        result += control > 0 ? '.' : text[i];
-        i += std::max<std::size_t>(control, 1);
-    }
-    return result;
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -104,11 +85,8 @@ bool is_utf8(std::string_view text) {
     return common::is_utf8(text);
 }
 
-bool has_control_characters(std::string_view text) {
-    for (std::size_t i = 0; i < text.size(); ++i)
-        if (common::control_length(text, i) > 0)
-            return true;
-    return false;
+bool is_printable(std::string_view text) {
+    return common::is_printable(text);
 }
 
 std::size_t width_of(std::string_view text) {

@@ -7,14 +7,12 @@
 
 namespace kelpo {
 
-/// `text` in double quotes as a message shows it: bytes that a terminal might act on as \xHH, a long text cut short.
-std::string in_quotes(std::string_view text);
-
-/// `text` with every control character as \xHH.
-std::string without_controls(std::string_view text);
-
-/// `text` in one line without effects on a terminal: each control character becomes a full stop.
+/// `text` from any source as whatever is printed shows it, in one line: what a terminal might obey as \xHH, and bytes
+/// that are not UTF-8 too.
 std::string printable(std::string_view text);
+
+/// The same in double quotes, a long text cut short.
+std::string in_quotes(std::string_view text);
 
 /// Without blanks at both ends.
 std::string_view trimmed(std::string_view text);
@@ -34,8 +32,8 @@ std::string listed(const std::vector<std::string> &words);
 /// True when `text` is valid UTF-8.
 bool is_utf8(std::string_view text);
 
-/// True when a terminal might act on a character of `text`.
-bool has_control_characters(std::string_view text);
+/// True when printable() leaves `text` as it is.
+bool is_printable(std::string_view text);
 
 /// Columns that UTF-8 text takes on a terminal: by the locale's table two for wide characters and none for those that
 /// combine with the one before. A character that the locale does not know takes one: it is shown as a question mark.

@@ -3,6 +3,7 @@
 #include "host/frames/trace_file.h"
 #include "host/frames/tracer.h"
 #include "host/link/session.h"
+#include "host/text/words.h"
 #include "host/trace/trace_outputs.h"
 
 #include <cerrno>
@@ -16,7 +17,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 ExitCode failed(const std::string &what, std::ostream &error) {
-    error << "kelpo: " << what << '\n';
+    error << "kelpo: " << printable(what) << '\n';
     return ExitCode::system;
 }
 
@@ -40,7 +41,7 @@ ExitCode show_trace(const std::string &file, const TraceOptions &options, const 
                                                      return (outputs.shown() || outputs.saved()) && !stop.raised();
                                                  },
                                                  [&error](const std::string &mistake) {
-                                                     error << "kelpo: " << mistake << '\n';
+                                                     error << "kelpo: " << printable(mistake) << '\n';
                                                  }});
         outputs.flush();
         if (stop.raised() && outputs.saved())

@@ -1,6 +1,7 @@
 #include "plc/program/options.h"
 
 #include "common/command_line.h"
+#include "common/utf8_text.h"
 #include "plc/text/list_file.h"
 
 #include <algorithm>
@@ -220,7 +221,7 @@ std::variant<Options, int> read_options(const std::vector<std::string> &argument
     take_over(read, options);
     const Mistakes mistakes = read_files(read, options.settings);
     for (const std::string &mistake : mistakes)
-        error << mistake << "\n";
+        error << common::printable(mistake) << "\n";
     if (!mistakes.empty())
         return exit_wrong_argument;
     return options;

@@ -58,7 +58,7 @@ void judge_remarks(const Remarks &remarks, const std::string &file, const Texts 
     for (const Remark &remark : remarks) {
         judge_place(remark.place, file, texts);
         require(!remark.text.empty(), "a remark says something");
-        if (has_control_characters(remark.text) || !is_utf8(remark.text))
+        if (!is_printable(remark.text))
             fuzz::fail("a remark that could control a terminal: " + in_quotes(remark.text));
         if (remark.text.size() > 1000)
             fuzz::fail("a remark that is too long: " + remark.text);
@@ -77,7 +77,7 @@ void judge_variables(const PollList &list, const std::string &file, const Texts 
     std::set<std::string> variables;
     for (const Variable &variable : list.variables) {
         require(!variable.name.empty() && variables.insert(variable.name).second, "names are given and unique");
-        require(!has_control_characters(variable.name), "names can be shown");
+        require(is_printable(variable.name), "names can be shown");
         require(variable.type >= 0 && variable.type <= 17, "the type is in range");
         require(address_of(variable.type, variable.address).has_value(), "the driver accepts the address");
         require(variable.count >= 1 && variable.count <= 65535, "the count is in range");

@@ -58,7 +58,7 @@ TEST(TraceFileTest, LinesAsTheyAreWritten) {
     EXPECT_EQ(trace_file_line({at(0), Direction::received, {}, {}, {}}), "1970-01-01 00:00:00.000000 <\n");
     EXPECT_EQ(trace_file_line({at(0), Direction::discarded, {0xFF}, {}, {}}), "1970-01-01 00:00:00.000000 ~ FF\n");
     EXPECT_EQ(trace_file_line({at(0), Direction::note, {}, {}, "line\nlost"}),
-              "1970-01-01 00:00:00.000000 * line.lost\n");
+              "1970-01-01 00:00:00.000000 * line\\x0Alost\n");
 }
 
 TEST(TraceFileTest, WhatIsWrittenIsReadBack) {
@@ -117,7 +117,7 @@ TEST(TraceFileTest, LongLinesAndFramesAreBounded) {
     for (int i = 0; i < 1025; ++i)
         line += " 00";
     EXPECT_EQ(mistake(line), "my.trace:3: more than 1024 bytes");
-    EXPECT_EQ(mistake(std::string(50, 'x')), "my.trace:3: \"" + std::string(40, 'x') +
+    EXPECT_EQ(mistake(std::string(70, 'x')), "my.trace:3: \"" + std::string(59, 'x') +
                                                  "...\" \"\" is not a time; date and time, such as 2026-11-21 "
                                                  "05:31:26.123456");
 }

@@ -49,11 +49,11 @@ TEST(TracePcapFileTest, AReplyComesBackFromThere) {
 
 TEST(TracePcapFileTest, NotesAreText) {
     EXPECT_EQ(packet(Direction::note, {}, "hm\n"),
-              bytes("01 00 00 00 02 00 00 00 24 00 00 00 24 00 00 00 "
+              bytes("01 00 00 00 02 00 00 00 27 00 00 00 27 00 00 00 "
                     "00 0C 00 10 64 61 74 61 2D 74 65 78 74 2D 6C 69 6E 65 73 00 "  // data-text-lines
                     "00 21 00 04 6E 6F 74 65 "                                      // note
                     "00 00 00 00") +
-                  "hm.\n");
+                  "hm\\x0A\n");
 }
 
 TEST(TracePcapFileTest, WhatIsNoFrameIsTextOrData) {

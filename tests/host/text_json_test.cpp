@@ -27,6 +27,15 @@ TEST(JsonText, IsValidAlsoForBytesThatAreNoText) {
     EXPECT_EQ(object.in_one_line(), "{\"text\":\"a\xEF\xBF\xBD\"}");
 }
 
+TEST(JsonText, EscapesWhatATerminalMightObey) {
+    Json object = Json::object();
+    object.set("a\x7F", "b\xC2\x9B"
+                        "c\xE2\x80\xAE"
+                        "d\033");
+    EXPECT_EQ(object.in_one_line(), R"({"a\u007f":"b\u009bc\u202ed\u001b"})");
+    EXPECT_EQ(object.in_lines(), "{\n  \"a\\u007f\": \"b\\u009bc\\u202ed\\u001b\"\n}");
+}
+
 TEST(JsonText, CopiesAreTheirOwn) {
     Json one = Json::array();
     Json other = one;

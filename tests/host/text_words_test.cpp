@@ -19,18 +19,42 @@ TEST(ListWords, QuoteWhatCouldControlATerminal) {
               "\"a\\xC2\\x9B2Jb\"");
 }
 
-TEST(ListWords, ShowControlCharactersAndKeepAllElse) {
-    EXPECT_EQ(without_controls("K\xC3\xBChler\x7F 1\n\xC2\x9B"
-                               "2J"),
+TEST(ListWords, PrintWhatATerminalMightObeyByteByByteAndKeepAllElse) {
+    EXPECT_EQ(printable("K\xC3\xBChler\x7F 1\n\xC2\x9B"
+                        "2J"),
               "K\xC3\xBChler\\x7F 1\\x0A\\xC2\\x9B2J");
-    EXPECT_EQ(without_controls("\xC2\xA0 \xC2"), "\xC2\xA0 \xC2");
+    EXPECT_EQ(printable("\xC2\xA0 \xE2\x82\xAC \xF0\x9F\x98\x80"), "\xC2\xA0 \xE2\x82\xAC \xF0\x9F\x98\x80");
+    EXPECT_EQ(printable("\\x1B"), "\\x1B");
+    EXPECT_EQ(printable(std::string("a\0b", 3)), "a\\x00b");
 }
 
-TEST(ListWords, KnowControlCharactersBeyondAscii) {
-    EXPECT_TRUE(has_control_characters("a\tb"));
-    EXPECT_TRUE(has_control_characters("\xC2\x80"));
-    EXPECT_TRUE(has_control_characters("\xC2\x9F"));
-    EXPECT_FALSE(has_control_characters("\xC2\xA0 K\xC3\xBChler \xE2\x82\xAC"));
+TEST(ListWords, PrintTheDirectionOfWritingAndTheEndsOfLinesAsBytes) {
+    EXPECT_EQ(printable("\xE2\x80\xAE"
+                        "321\xE2\x80\xAC"),
+              "\\xE2\\x80\\xAE321\\xE2\\x80\\xAC");
+    EXPECT_EQ(printable("\xE2\x81\xA6 \xE2\x81\xA9 \xE2\x80\x8E \xE2\x80\x8F \xD8\x9C"),
+              "\\xE2\\x81\\xA6 \\xE2\\x81\\xA9 \\xE2\\x80\\x8E \\xE2\\x80\\x8F \\xD8\\x9C");
+    EXPECT_EQ(printable("a\xE2\x80\xA8"
+                        "b\xE2\x80\xA9"),
+              "a\\xE2\\x80\\xA8b\\xE2\\x80\\xA9");
+    EXPECT_EQ(printable("\xE2\x80\xA7 \xE2\x80\xAF \xD7\xA9\xD7\x9C \xD8\xB9"),
+              "\xE2\x80\xA7 \xE2\x80\xAF \xD7\xA9\xD7\x9C \xD8\xB9");
+}
+
+TEST(ListWords, PrintBytesThatAreNotUtf8AsSuch) {
+    EXPECT_EQ(printable("K\xFC, \xC3\xBC, \xC3"), "K\\xFC, \xC3\xBC, \\xC3");
+    EXPECT_EQ(printable("\x9B[2J"), "\\x9B[2J");
+    EXPECT_EQ(printable("\xED\xA0\x80 \xF4\x90\x80\x80 \xC0\x80"), "\\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80 \\xC0\\x80");
+}
+
+TEST(ListWords, KnowWhatIsPrintable) {
+    EXPECT_FALSE(is_printable("a\tb"));
+    EXPECT_FALSE(is_printable("\xC2\x80"));
+    EXPECT_FALSE(is_printable("\xC2\x9F"));
+    EXPECT_FALSE(is_printable("\xE2\x80\xAE"));
+    EXPECT_FALSE(is_printable("\xFF"));
+    EXPECT_TRUE(is_printable("\xC2\xA0 K\xC3\xBChler \xE2\x82\xAC"));
+    EXPECT_TRUE(is_printable(""));
 }
 
 TEST(ListWords, CutLongQuotesShort) {
