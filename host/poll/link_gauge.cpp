@@ -38,7 +38,8 @@ LinkReading LinkGauge::reading() const {
 
 std::vector<LinkEvent> LinkGauge::take_events() {
     const std::lock_guard<std::mutex> locked(mutex_);
-    return std::exchange(events_, {});
+    const std::deque<LinkEvent> events = std::exchange(events_, {});
+    return {events.begin(), events.end()};
 }
 
 void LinkGauge::forget_station(int station) {
@@ -179,8 +180,11 @@ void LinkGauge::forget_cycle() {
 }
 
 void LinkGauge::add_event(LinkEvent event) {
+    constexpr std::size_t most_kept = 10000;
     event.time = WallClock::now();
     events_.push_back(std::move(event));
+    if (events_.size() > most_kept)
+        events_.pop_front();
 }
 
 }  // namespace kelpo

@@ -97,7 +97,7 @@ public:
 
     LinkReading reading() const;
 
-    /// What has happened since the last call, oldest first. Must be called regularly: all is kept until then.
+    /// What has happened since the last call, oldest first: the last 10000 events.
     std::vector<LinkEvent> take_events();
 
     /// To be called when a station was switched off or on: what was known about it is not true any more, and the
@@ -125,7 +125,7 @@ private:
     const Clock clock_;
     mutable std::mutex mutex_;  // guards all below
     LinkReading reading_;
-    std::vector<LinkEvent> events_;
+    std::deque<LinkEvent> events_;
     LinkReading::Time started_;
     std::deque<LinkReading::Time> lately_;  // when exchanges ended, as far as the rate looks back
     bool lost_ = false;                     // the line was, and is not back

@@ -6,8 +6,11 @@
 #include "host/poll/record_run.h"
 #include "host/poll/terminal.h"
 #include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <csignal>
+#include <cstddef>
+#include <optional>
 #include <ostream>
 
 #include <unistd.h>
@@ -29,20 +32,20 @@ std::string line_text(const LineSettings &line) {
 
 std::string title(const PollOptions &options, int blocks) {
     const auto variables = static_cast<std::int64_t>(options.list.variables.size());
-    return "kelpo poll " + file_name(options.list_file) + "  " + counted(variables, "variable") + " in " +
-           counted(blocks, "block") + "  " + line_text(options.list.link.line) +
-           (options.list.link.takes_off_echo ? ", echoes taken off" : "");
+    return printable("kelpo poll " + file_name(options.list_file) + "  " + counted(variables, "variable") + " in " +
+                     counted(blocks, "block") + "  " + line_text(options.list.link.line) +
+                     (options.list.link.takes_off_echo ? ", echoes taken off" : ""));
 }
 
-// False when the output has no reader any more.
-bool poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop) {
+// How many bytes of the records had no reader when it ended; nothing when the output has no reader any more.
+std::optional<std::size_t> poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop) {
     std::optional<steady_clock::time_point> end;
     if (options.duration)
         end = steady_clock::now() + *options.duration;
     if (!options.format) {
         if (const auto terminal = Terminal::take_over()) {
             LiveScreen(engine, *terminal, title(options, engine.blocks())).run(stop, end);
-            return true;
+            return 0;
         }
     }
     std::signal(SIGPIPE, SIG_IGN);
@@ -55,13 +58,15 @@ bool poll(PollEngine &engine, const PollOptions &options, const StopSignal &stop
 ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, std::ostream &error) {
     PollEngine engine(driver, options.list, stop, options.trace_file, options.waits);
     engine.start();
-    const bool heard = poll(engine, options, stop);
+    const std::optional<std::size_t> unread = poll(engine, options, stop);
     engine.finish();
-    if (!heard)
+    if (!unread)
         return ExitCode::all_well;
+    if (*unread > 0)
+        error << "kelpo: ended before the last " << *unread << " bytes of the records were taken\n";
     for (const PollEvent &event : engine.refresh().events)
         if (event.is_write())
-            error << "kelpo: " << words_of(event, options.list.variables) << "\n";
+            error << "kelpo: " << printable(words_of(event, options.list.variables)) << "\n";
     error << engine.summary();
     return engine.exit_code();
 }

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <climits>
-#include <cstddef>
 #include <system_error>
 
 #include <poll.h>
@@ -15,29 +13,38 @@ namespace kelpo {
 RecordOutput::RecordOutput(int descriptor, const StopSignal &stop) : descriptor_(descriptor), stop_(stop) {}
 
 // A pipe that is ready takes this many bytes without blocking the writer, so a stop never waits for the reader.
-std::size_t RecordOutput::put(const char *bytes, std::size_t size) {
-    const ssize_t put = ::write(descriptor_, bytes, std::min<std::size_t>(size, PIPE_BUF));
-    if (put >= 0)
-        return static_cast<std::size_t>(put);
-    if (errno == EPIPE)
+void RecordOutput::put_some() {
+    const ssize_t put = ::write(descriptor_, waiting_.data() + taken_, std::min<std::size_t>(waiting(), PIPE_BUF));
+    if (put > 0)
+        taken_ += static_cast<std::size_t>(put);
+    else if (put < 0 && errno == EPIPE)
         gone_ = true;
-    else if (errno != EINTR && errno != EAGAIN)
+    else if (put < 0 && errno != EINTR && errno != EAGAIN)
         throw std::system_error(errno, std::generic_category(), "cannot write the records");
-    return 0;
-}
-
-void RecordOutput::write(const std::string &text) {
-    for (std::size_t done = 0; done < text.size() && !gone_ && !stop_.raised();) {
-        const auto deadline = StopSignal::Clock::now() + std::chrono::hours(1);
-        if (stop_.wait_for_descriptor(descriptor_, POLLOUT, deadline) == StopSignal::Wait::ready)
-            done += put(text.data() + done, text.size() - done);
+    if (gone_ || waiting() == 0) {
+        waiting_.clear();
+        taken_ = 0;
     }
 }
 
-void RecordOutput::write_at_once(const std::string &text) {
+void RecordOutput::put_at_once() {
     pollfd reader{descriptor_, POLLOUT, 0};
-    for (std::size_t done = 0; done < text.size() && !gone_ && poll(&reader, 1, 0) > 0;)
-        done += put(text.data() + done, text.size() - done);
+    while (waiting() > 0 && poll(&reader, 1, 0) > 0)
+        put_some();
+}
+
+void RecordOutput::write(const std::string &text) {
+    if (gone_)
+        return;
+    waiting_.erase(0, taken_);
+    taken_ = 0;
+    waiting_ += text;
+    put_at_once();
+}
+
+void RecordOutput::write_until(Time deadline) {
+    while (waiting() > 0 && stop_.wait_for_descriptor(descriptor_, POLLOUT, deadline) == StopSignal::Wait::ready)
+        put_some();
 }
 
 bool RecordOutput::reader_gone() {

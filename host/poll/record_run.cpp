@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -20,6 +22,7 @@ using std::chrono::system_clock;
 
 constexpr auto look_interval = std::chrono::milliseconds(100);
 constexpr std::size_t longest_line = 4096;
+constexpr std::size_t most_waiting = std::size_t{1} << 20U;
 
 /// Lines from standard input, as they come.
 class InputLines {
@@ -67,7 +70,7 @@ public:
     RecordRun(PollEngine &engine, const RecordOptions &options, int output, const StopSignal &stop)
         : engine_(engine), options_(options), output_(output, stop), stop_(stop) {}
 
-    bool run(std::optional<steady_clock::time_point> end) {
+    std::optional<std::size_t> run(std::optional<steady_clock::time_point> end) {
         output_.write(record_head(options_.format));
         steady_clock::time_point next_all = steady_clock::now();
         while (!stop_.raised() && !output_.reader_gone()) {
@@ -86,29 +89,64 @@ public:
             wait_until(wake);
         }
         if (output_.reader_gone())
-            return false;
-        // Writes that have not ended are reported last.
+            return std::nullopt;
+        // Writes that have not ended are reported last, and what was left out before when there is room for it.
         engine_.finish();
-        output_.write_at_once(news(false));
-        return true;
+        do {
+            output_.write(news(false));
+            while (waits_for_reader())
+                output_.write_until(steady_clock::now() + look_interval);
+        } while (left_out_ > 0 && !stop_.raised() && !output_.reader_gone());
+        if (output_.reader_gone())
+            return std::nullopt;
+        return output_.waiting();
     }
 
 private:
+    bool waits_for_reader() {
+        return output_.waiting() > 0 && !stop_.raised() && !output_.reader_gone();
+    }
+
+    // What the reader has not taken is limited: records are left out then, and counted, until half of it is taken.
+    bool has_room() {
+        leaves_out_ = output_.waiting() > (leaves_out_ ? most_waiting / 2 : most_waiting);
+        return !leaves_out_;
+    }
+
     std::string news(bool all_values) {
         const PollEngine::News news = engine_.refresh();
         const auto time = system_clock::now();
+        const bool room = has_room();
         std::string text;
-        for (const PollEvent &event : news.events)
-            text += event_record(options_.format, event, variables());
-        if (all_values) {
-            for (std::size_t i = 0; i < variables().size(); ++i)
-                if (engine_.watch().states()[i].known())
-                    text += value_of(i, time);
-        } else if (!options_.every) {
-            for (const std::size_t i : news.changed)
-                text += value_of(i, time);
+        if (room && left_out_ > 0)
+            text += left_out_record(options_.format, time, std::exchange(left_out_, 0));
+        for (const PollEvent &event : news.events) {
+            if (room || event.is_write())
+                text += event_record(options_.format, event, variables());
+            else
+                ++left_out_;
         }
+        if (options_.every) {
+            for (std::size_t i = 0; all_values && i < variables().size(); ++i)
+                if (engine_.watch().states()[i].known())
+                    add_value(i, time, room, text);
+            return text;
+        }
+        // What the reader does not know yet: the last value of each, when it could have got several.
+        unknown_.insert(news.changed.begin(), news.changed.end());
+        if (!room)
+            left_out_ += static_cast<std::int64_t>(news.changed.size());
+        else
+            for (const std::size_t i : std::exchange(unknown_, {}))
+                add_value(i, time, room, text);
         return text;
+    }
+
+    void add_value(std::size_t index, RecordTime time, bool room, std::string &text) {
+        if (room)
+            text += value_of(index, time);
+        else
+            ++left_out_;
     }
 
     std::string value_of(std::size_t index, RecordTime time) const {
@@ -116,7 +154,8 @@ private:
     }
 
     void wait_until(steady_clock::time_point time) {
-        if (!options_.writes) {
+        output_.write_until(time);
+        if (!options_.writes || leaves_out_) {
             stop_.wait_for(time - steady_clock::now());
             return;
         }
@@ -156,12 +195,15 @@ private:
     RecordOutput output_;
     const StopSignal &stop_;
     InputLines input_;
+    bool leaves_out_ = false;
+    std::int64_t left_out_ = 0;      // records since the last one that says so
+    std::set<std::size_t> unknown_;  // variables that have changed, and of which no record says so
 };
 
 }  // namespace
 
-bool run_records(PollEngine &engine, const RecordOptions &options, int output, const StopSignal &stop,
-                 std::optional<steady_clock::time_point> end) {
+std::optional<std::size_t> run_records(PollEngine &engine, const RecordOptions &options, int output,
+                                       const StopSignal &stop, std::optional<steady_clock::time_point> end) {
     return RecordRun(engine, options, output, stop).run(end);
 }
 

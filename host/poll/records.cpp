@@ -2,9 +2,13 @@
 
 #include "host/driver/value_json.h"
 #include "host/frames/trace_time.h"
+#include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <optional>
+#include <string_view>
 
 namespace kelpo {
 namespace {
@@ -16,7 +20,7 @@ struct Record {
     std::string name;
     std::optional<int> station, type;
     std::string address;
-    std::optional<int> count;
+    std::optional<std::int64_t> count;
     std::string text;
     std::optional<Json> values;
     std::optional<std::int64_t> pause;  // milliseconds
@@ -66,16 +70,29 @@ std::string json_line(const Record &record) {
     return line.in_one_line() + "\n";
 }
 
+bool is_number(const std::string &text) {
+    char *end = nullptr;
+    std::strtod(text.c_str(), &end);
+    return *end == '\0' && text.find_first_not_of("+-.0123456789e") == std::string::npos;
+}
+
+// Spreadsheets calculate what begins so, unless it is a number. After an apostrophe they take it for text.
+bool would_be_calculated(const std::string &text) {
+    const std::string_view words = trimmed(text);
+    return !words.empty() && std::string_view("=+-@").find(words[0]) != std::string_view::npos && !is_number(text);
+}
+
 std::string csv_field(const std::string &text) {
-    if (text.find_first_of("\",\r\n") == std::string::npos)
-        return text;
+    const std::string shown = (would_be_calculated(text) ? "'" : "") + printable(text);
+    if (shown.find_first_of("\",;") == std::string::npos)
+        return shown;
     std::string field = "\"";
-    for (const char letter : text)
+    for (const char letter : shown)
         field += letter == '"' ? std::string("\"\"") : std::string(1, letter);
     return field + "\"";
 }
 
-std::string csv_number(const std::optional<int> &number) {
+template <typename Number> std::string csv_number(const std::optional<Number> &number) {
     return number ? std::to_string(*number) : "";
 }
 
@@ -95,7 +112,7 @@ std::string line_of(RecordFormat format, const Record &record) {
     case RecordFormat::plain:
         break;
     }
-    return clock_in_milliseconds(record.time, TimeZone::local) + " " + record.words + "\n";
+    return clock_in_milliseconds(record.time, TimeZone::local) + " " + printable(record.words) + "\n";
 }
 
 void name_variable(Record &record, const Variable &variable) {
@@ -145,6 +162,16 @@ const char *word_of(Quality quality) {
 }
 
 }  // namespace
+
+std::string left_out_record(RecordFormat format, RecordTime time, std::int64_t count) {
+    Record record{};
+    record.time = time;
+    record.kind = "left-out";
+    record.count = count;
+    record.text = counted(count, "record") + (count == 1 ? " is" : " are") + " left out here: the reader was too slow";
+    record.words = "* " + record.text;
+    return line_of(format, record);
+}
 
 std::string record_head(RecordFormat format) {
     return format == RecordFormat::csv ? csv_head : "";

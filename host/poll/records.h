@@ -5,6 +5,7 @@
 #include "host/poll/variable_watch.h"
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ std::string value_record(RecordFormat format, RecordTime time, const Variable &v
 
 /// Likewise, something that happened.
 std::string event_record(RecordFormat format, const PollEvent &event, const std::vector<Variable> &variables);
+
+/// Likewise, that so many records are left out at this place.
+std::string left_out_record(RecordFormat format, RecordTime time, std::int64_t count);
 
 /// Likewise, a write that was not queued. `variable` may be null when none has that name.
 std::string refusal_record(RecordFormat format, RecordTime time, const Variable *variable, const std::string &why);

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -43,6 +45,8 @@ TEST_F(RecordOutputTest, WritesAllToASlowReader) {
     });
     RecordOutput output(ends[1], stop);
     output.write(text);
+    output.write_until(StopSignal::Clock::now() + std::chrono::hours(1));
+    EXPECT_EQ(output.waiting(), 0U);
     close_end(1);
     reader.join();
     EXPECT_EQ(received.size(), text.size());
@@ -64,11 +68,32 @@ TEST_F(RecordOutputTest, NoticesThatTheReaderHasGoneWhileItWrites) {
     EXPECT_TRUE(output.reader_gone());
 }
 
-TEST_F(RecordOutputTest, StopsWhenItIsNeverRead) {
+TEST_F(RecordOutputTest, KeepsWhatNobodyReadsYetAndWaitsForNobody) {
     RecordOutput output(ends[1], stop);
-    std::thread writer([&output] { output.write(std::string(1000000, 'x')); });
+    output.write(std::string(1000000, 'x'));
+    const std::size_t waiting = output.waiting();
+    EXPECT_GT(waiting, 0U);
+    EXPECT_LT(waiting, 1000000U);
+    output.write("yz");
+    EXPECT_EQ(output.waiting(), waiting + 2);
+}
+
+TEST_F(RecordOutputTest, StopsWhereNobodyEverReads) {
+    RecordOutput output(ends[1], stop);
+    output.write(std::string(1000000, 'x'));
+    std::thread writer([&output] { output.write_until(StopSignal::Clock::now() + std::chrono::hours(1)); });
     stop.raise();
     writer.join();
+    EXPECT_GT(output.waiting(), 0U);
+}
+
+TEST_F(RecordOutputTest, KeepsNothingForAReaderThatHasGone) {
+    RecordOutput output(ends[1], stop);
+    output.write(std::string(1000000, 'x'));
+    close_end(0);
+    output.write_until(StopSignal::Clock::now() + std::chrono::hours(1));
+    EXPECT_EQ(output.waiting(), 0U);
+    EXPECT_TRUE(output.reader_gone());
 }
 
 TEST_F(RecordOutputTest, ReportsWhatTheSystemRefuses) {

@@ -53,6 +53,59 @@ TEST_F(RecordsTest, PrintValuesInCsv) {
               "2026-11-21T05:31:26.023Z\n");
 }
 
+std::string csv_name(const std::string &name) {
+    Variable variable = level;
+    variable.name = name;
+    const std::string record = value_record(RecordFormat::csv, time_of_record, variable, state(variable, {7}));
+    const std::string before = "2026-11-21T05:31:26.123Z,value,",
+                      after = ",3,7,100,1,7,good,2026-11-21T05:31:26.023Z\n";
+    EXPECT_EQ(record.substr(0, before.size()), before);
+    EXPECT_EQ(record.substr(record.size() - after.size()), after);
+    return record.substr(before.size(), record.size() - before.size() - after.size());
+}
+
+TEST_F(RecordsTest, AreNoFormulasForASpreadsheet) {
+    EXPECT_EQ(csv_name("=1+1"), "'=1+1");
+    EXPECT_EQ(csv_name("+cmd|' /C calc'!A0"), "'+cmd|' /C calc'!A0");
+    EXPECT_EQ(csv_name("-2+3"), "'-2+3");
+    EXPECT_EQ(csv_name("@SUM(A1)"), "'@SUM(A1)");
+    EXPECT_EQ(csv_name(" =1+1"), "' =1+1");
+    EXPECT_EQ(csv_name("=HYPERLINK(\"a\",\"b\")"), "\"'=HYPERLINK(\"\"a\"\",\"\"b\"\")\"");
+    EXPECT_EQ(csv_name("a;=1+1"), "\"a;=1+1\"");
+    EXPECT_EQ(csv_name("\t=1"), "'\\x09=1");
+    for (const char *const number : {"-40", "+40", "-1.5e-05", "1-2", "a=b"})
+        EXPECT_EQ(csv_name(number), number);
+}
+
+TEST_F(RecordsTest, KeepNumbersInCsvAndMarkSeveralThatWouldBeAddedUp) {
+    const auto text_of_values = [](const Values &values) {
+        const Variable pair{"pair", 1, 7, "1", static_cast<int>(values.size()), View::signed_words};
+        return value_record(RecordFormat::csv, time_of_record, pair, state(pair, values)).substr(42);
+    };
+    EXPECT_EQ(text_of_values({-1}).substr(0, 7), "1,-1,go");
+    EXPECT_EQ(text_of_values({-1, -2}).substr(0, 11), "2,'-1 -2,go");
+    EXPECT_EQ(text_of_values({1, -2}).substr(0, 9), "2,1 -2,go");
+}
+
+TEST_F(RecordsTest, SayHowManyAreLeftOut) {
+    EXPECT_EQ(left_out_record(RecordFormat::plain, time_of_record, 2),
+              "05:31:26.123 * 2 records are left out here: the reader was too slow\n");
+    EXPECT_EQ(left_out_record(RecordFormat::csv, time_of_record, 1),
+              "2026-11-21T05:31:26.123Z,left-out,,,,,1,1 record is left out here: the reader was too slow,,\n");
+    EXPECT_EQ(left_out_record(RecordFormat::json, time_of_record, 4000000000),
+              R"({"time":"2026-11-21T05:31:26.123Z","kind":"left-out","count":4000000000,)"
+              R"("text":"4000000000 records are left out here: the reader was too slow"})"
+              "\n");
+}
+
+TEST_F(RecordsTest, CannotSteerATerminal) {
+    Variable hostile = level;
+    hostile.name = "a\033[2J\n\xE2\x80\xAE";
+    EXPECT_EQ(value_record(RecordFormat::plain, time_of_record, hostile, state(hostile, {7})),
+              "05:31:26.123 a\\x1B[2J\\x0A\\xE2\\x80\\xAE = 7\n");
+    EXPECT_EQ(csv_name(hostile.name), "a\\x1B[2J\\x0A\\xE2\\x80\\xAE");
+}
+
 TEST_F(RecordsTest, PrintValuesInJson) {
     EXPECT_EQ(
         value_record(RecordFormat::json, time_of_record, level, state(level, {-42})),
