@@ -1,9 +1,11 @@
 #include "common/standard_streams.h"
 
+#include <csignal>
 #include <iostream>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace common {
@@ -25,6 +27,23 @@ void open_standard_descriptors() {
         if (opened != descriptor)
             _exit(1);
     }
+}
+
+void release_stuck_terminals() noexcept {
+    // Without this signal a program in the background may do it too, and is not stopped.
+    sigset_t background, before;
+    sigemptyset(&background);
+    sigaddset(&background, SIGTTOU);
+    pthread_sigmask(SIG_BLOCK, &background, &before);
+    for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+        pollfd terminal{descriptor, POLLOUT, 0};
+        if (poll(&terminal, 1, 0) != 0 || tcflush(descriptor, TCOFLUSH) != 0)
+            continue;
+        // Going on wakes who waits for room, and ends a Ctrl-S, if output was stopped before.
+        tcflow(descriptor, TCOOFF);
+        tcflow(descriptor, TCOON);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 bool output_was_written(const std::string &name) {

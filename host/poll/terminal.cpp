@@ -155,7 +155,15 @@ PollScreenSize Terminal::size() const {
     return {getmaxx(stdscr), getmaxy(stdscr)};
 }
 
+// True at least while the terminal shows what it gets, and not after Ctrl-S.
+bool Terminal::takes_output() {
+    pollfd terminal{STDOUT_FILENO, POLLOUT, 0};
+    return poll(&terminal, 1, 0) != 0;
+}
+
 void Terminal::show(const PollScreen &screen) {
+    if (!takes_output())
+        return;
     werase(stdscr);
     int row = 0;
     for (const ScreenLine &line : screen.lines) {

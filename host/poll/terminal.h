@@ -48,6 +48,7 @@ public:
 
     PollScreenSize size() const;
 
+    /// Does nothing while the terminal takes nothing.
     void show(const PollScreen &screen);
 
     /// The next key, waiting until `deadline` at most; nothing when none came or `stop` was raised.
@@ -55,6 +56,8 @@ public:
 
 private:
     struct Settings;
+
+    static bool takes_output();
 
     explicit Terminal(std::unique_ptr<Settings> settings);
 

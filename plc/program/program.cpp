@@ -1,5 +1,7 @@
 #include "plc/program/program.h"
 
+#include "common/standard_streams.h"
+#include "common/utf8_text.h"
 #include "plc/line/line_link.h"
 #include "plc/line/pty_line.h"
 #include "plc/line/tcp_line.h"
@@ -20,6 +22,7 @@
 #include <variant>
 #include <vector>
 
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <sys/syscall.h>
@@ -73,6 +76,15 @@ void outlive_readers_of_output() {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 
+// Waits until what is printed would not be held up, by a terminal after Ctrl-S for example. False when `end` becomes
+// readable before that.
+bool output_is_ready(int end) {
+    pollfd watched[] = {{STDOUT_FILENO, POLLOUT, 0}, {end, POLLIN, 0}};
+    while (::poll(watched, 2, -1) < 0 && errno == EINTR) {
+    }
+    return watched[1].revents == 0;
+}
+
 std::unique_ptr<Line> open_line(const Options &options) {
     if (options.listen)
         return std::make_unique<TcpLine>(*options.listen);
@@ -81,8 +93,8 @@ std::unique_ptr<Line> open_line(const Options &options) {
 
 void print_fault_counts(const std::vector<Fault> &faults, const std::vector<FaultCount> &counts) {
     for (std::size_t i = 0; i < faults.size(); ++i)
-        std::cout << "fault " << i + 1 << " (" << faults[i].text << "): " << counts[i].happened << " of "
-                  << counts[i].fitted << "\n";
+        std::cout << "fault " << i + 1 << " (" << common::printable(faults[i].text) << "): " << counts[i].happened
+                  << " of " << counts[i].fitted << "\n";
     std::cout.flush();
 }
 
@@ -98,9 +110,12 @@ void run(const Options &options) {
     if (options.link)
         link.emplace(*options.link, line->name());
 
+    if (!output_is_ready(end.number()))
+        return;
     // A program that waits for this line finds the link and the memory file in place.
     std::cout << "line " << line->name() << std::endl;
     serve(*line, controller, options.settings.echoes, end.number());
+    common::release_stuck_terminals();
     print_fault_counts(options.settings.faults, controller.fault_counts());
 }
 
@@ -114,7 +129,7 @@ int run_program(int argc, const char *const *argv, const char *name) {
         run(std::get<Options>(read));
         return 0;
     } catch (const std::exception &error) {
-        std::cerr << name << ": " << error.what() << std::endl;
+        std::cerr << name << ": " << common::printable(error.what()) << std::endl;
         return 1;
     }
 }

@@ -250,6 +250,9 @@ class Controller:
     def refuse(request, reason=4):
         return with_check(bytes([request.station, request.function | 0x80, reason]))
 
+    def note_heard(self, data):
+        """Gets all bytes that come in, in the controller's own thread."""
+
     def _run(self):
         received = bytearray()
         last = drained = time.monotonic()
@@ -266,6 +269,7 @@ class Controller:
                 continue
             before = time.monotonic()
             data = os.read(self._master, 4096)
+            self.note_heard(data)
             if self.loop_back:
                 self._send(data)
                 data = b""
