@@ -39,6 +39,11 @@ std::string_view view_of(const QByteArray &bytes, int length) {
     return {bytes.constData(), static_cast<std::size_t>(length)};
 }
 
+// The wall clock may be set meanwhile, so what has passed is measured with another one.
+Exchange::Time wall_time(Exchange::Time begin, Channel::Clock::duration passed) {
+    return begin + std::chrono::duration_cast<Exchange::Time::duration>(passed);
+}
+
 // From noise that does not end the beginning is enough.
 void keep(std::string &kept, std::string_view more) {
     if (kept.size() < most_bytes)
@@ -200,12 +205,14 @@ void LinkLoop::exchange(const Protocol &request) {
     if (!ask(exchange.request, station, reply_size))
         return;
     exchange.sent_at = WallClock::now();
+    const auto sent_at = line_->now();
 
     const Reply reply = await_reply(exchange.request, station, reply_size);
     if (line_->broken_off())
         return;
     const auto took = line_->now() - line_->request_end();
     handed_back_.clear();
+    exchange.ended_at = wall_time(exchange.sent_at, reply.ended_at - sent_at);
     end_exchange(exchange, reply);
     if (exchange.outcome == Outcome::good && !reply.is_known)
         ledger_.answered(station, exchange.request);
@@ -231,7 +238,6 @@ bool LinkLoop::comes_after_settling(const Exchange &exchange, unsigned refusal) 
 }
 
 void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
-    exchange.ended_at = reply.ended_at;
     exchange.received = reply.received;
     const std::uint64_t of_reply = static_cast<std::uint64_t>(reply.size);
     exchange.discarded = reply.received - std::min(reply.received, counted_ + of_reply);
@@ -298,7 +304,7 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
             continue;
         }
         const std::size_t first = ledger_.whole_reply_size(bytes);
-        Reply reply{static_cast<int>(size), false, false, WallClock::now(), line_->received()};
+        Reply reply{static_cast<int>(size), false, false, line_->now(), line_->received()};
         if (!has_echo && is_echo(bytes, first, request, due)) {
             reply.is_held = true;
             return reply;
@@ -384,6 +390,7 @@ std::optional<LinkLoop::Probe> LinkLoop::probe(const rtu::ShortRead &read, const
     if (!ask(read.request, station, read.reply_size))
         return std::nullopt;
     probed.exchange.sent_at = WallClock::now();
+    const auto sent_at = line_->now();
     std::array<char, most_bytes> buffer{};
     const auto whole_size = [&](std::string_view so_far) {
         const std::size_t size = ledger_.reply_size(so_far);
@@ -399,7 +406,7 @@ std::optional<LinkLoop::Probe> LinkLoop::probe(const rtu::ShortRead &read, const
     probed.is_whole = first > 0 && bytes != read.request;
     if (probed.is_whole)
         ledger_.heard(bytes.substr(0, first), read.request, arrival_of_what_was_read());
-    probed.exchange.ended_at = WallClock::now();
+    probed.exchange.ended_at = wall_time(probed.exchange.sent_at, line_->now() - sent_at);
     probed.exchange.station = station;
     probed.exchange.received = line_->received();
     probed.request = read.request;

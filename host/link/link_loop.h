@@ -92,7 +92,7 @@ private:
         int size;       // bytes that came and are not of a late reply
         bool is_known;  // they are the reply to the request, by the ledger
         bool is_held;   // none of them is passed to the driver
-        std::chrono::system_clock::time_point ended_at;
+        Channel::Time ended_at;
         std::uint64_t received;  // bytes, by the line until then
     };
 

@@ -27,7 +27,7 @@ struct Exchange {
     using Time = std::chrono::system_clock::time_point;
 
     Time sent_at;              ///< when the request had been passed to the line
-    Time ended_at;             ///< when the reply was complete or the wait for it ended
+    Time ended_at;             ///< the same, and the time until the reply was complete or the wait for it ended
     std::string_view request;  ///< the bytes that went out
     std::string_view reply;    ///< the bytes that came back; empty: none
     std::string_view stale;    ///< what came in before the request was sent, and was thrown away
