@@ -69,6 +69,15 @@ std::string why_not_loaded(const std::string &file, const std::string &cause) {
     return text + "; name its file with --driver";
 }
 
+// The loader would wait for the writer of a pipe.
+const std::string &without_wait(const std::string &file) {
+    std::error_code none;
+    if (has_folder(file) && std::filesystem::exists(file, none) && !std::filesystem::is_regular_file(file, none))
+        throw DriverLibraryError("cannot load the driver: " + file +
+                                 " is not a regular file; name its file with --driver");
+    return file;
+}
+
 template <typename Pointer> void look_up(void *handle, const std::string &file, const char *name, Pointer &entry) {
     void *symbol = dlsym(handle, name);
     if (symbol == nullptr)
@@ -95,7 +104,7 @@ DriverEntryPoints look_up_all(void *handle, const std::string &file) {
 
 }  // namespace
 
-DriverLibrary::DriverLibrary(const std::string &file) : handle_(load_by_name(file)) {
+DriverLibrary::DriverLibrary(const std::string &file) : handle_(load_by_name(without_wait(file))) {
     if (handle_ == nullptr)
         throw DriverLibraryError(why_not_loaded(file, dlerror()));
     try {

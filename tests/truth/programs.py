@@ -6,7 +6,7 @@ import tempfile
 
 EMERGENCY_S = 120  # ends a program that hangs; a busy machine may need much of it
 
-OK, FAILED, LINE_LOST, NO_REPLY, REFUSED, BAD_REPLY = 0, 1, 4, 8, 9, 10
+OK, FAILED, WRONG_USAGE, LINE_LOST, NO_REPLY, REFUSED, BAD_REPLY = 0, 1, 2, 4, 8, 9, 10
 
 
 def command(words):
