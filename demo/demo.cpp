@@ -11,9 +11,9 @@
 #include "host/line/stop_signal.h"
 #include "host/link/mailbox.h"
 #include "host/link/session.h"
-#include "host/text/words.h"
 #include "host/poll/link_gauge.h"
 #include "host/poll/read_values.h"
+#include "host/text/words.h"
 
 #include <algorithm>
 #include <iomanip>

@@ -8,6 +8,7 @@
 #include "host/once/progress_bar.h"
 #include "host/once/scan_text.h"
 #include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <fmt/format.h>
 
@@ -111,7 +112,7 @@ private:
             run.start();
         } catch (const LineSettingError &refusal) {
             bar.clear();
-            error_ << "kelpo: " << refusal.what() << "\n";
+            error_ << "kelpo: " << printable(refusal.what()) << "\n";
             return false;
         }
         for (const int station : options.stations)
@@ -148,7 +149,7 @@ private:
         for (const std::string &remark : run.remarks())
             error_ << "kelpo: " << remark << "\n";
         if (!answers.empty()) {
-            error_ << "kelpo: all stations: kelpo scan --line " << line.path << " --speed " << line.speed
+            error_ << "kelpo: all stations: kelpo scan --line " << printable(line.path) << " --speed " << line.speed
                    << " --parity " << name_of(line.parity) << " --stop-bits " << line.stop_bits << "\n";
             return;
         }
@@ -192,13 +193,13 @@ std::vector<LineSettings> likely_settings(const LineSettings &line, const GivenS
 ExitCode run_find(Driver &driver, const ScanOptions &options, const GivenSettings &given, StopSignal &stop,
                   std::ostream &out, std::ostream &error) {
     if (is_tcp_path(options.link.line.path)) {
-        error << "kelpo: " << options.link.line.path
+        error << "kelpo: " << printable(options.link.line.path)
               << ": the device server sets the speed of its line; --find is for a serial port\n";
         return ExitCode::wrong_usage;
     }
     const Status address = PlaceCheck(driver, options.link.of_driver().rules()).of_read(scanned_place(options, 1));
     if (!address.done) {
-        error << "kelpo: " << address.problem << "\n";
+        error << "kelpo: " << printable(address.problem) << "\n";
         return address.code;
     }
     return Search(driver, options, stop, out, error).run(tries_of(options, likely_settings(options.link.line, given)));

@@ -5,6 +5,7 @@
 #include "host/once/progress_bar.h"
 #include "host/once/scan_text.h"
 #include "host/once/station_watch.h"
+#include "host/text/words.h"
 
 #include <fmt/format.h>
 

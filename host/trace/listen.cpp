@@ -97,12 +97,17 @@ ExitCode listen_to_line(const LineSettings &settings, const ReplyTimeouts &timeo
         }
         outputs.flush();
     };
+    // Silences are differences of these times, and the wall clock may be set meanwhile.
+    const auto wall_start = std::chrono::system_clock::now();
+    const auto wall_time_at = [wall_start, start = line.now()](Line::Time time) {
+        return std::chrono::time_point_cast<microseconds>(wall_start + (time - start));
+    };
     const auto end = line.now() + duration.value_or(std::chrono::seconds(0));
     auto silent_since = line.now();
     while (outputs.shown() && !stop.raised() && (!duration || line.now() < end)) {
         const std::string bytes = line.listen(line.now() + timeouts.inter_character);
         if (!bytes.empty()) {
-            frames.take(bytes, std::chrono::time_point_cast<microseconds>(std::chrono::system_clock::now()));
+            frames.take(bytes, wall_time_at(line.now()));
             silent_since = line.now();
         } else if (line.now() - silent_since >= timeouts.inter_character) {
             frames.end();

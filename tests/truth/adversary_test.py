@@ -193,9 +193,9 @@ class Bad(Sentences):
             self.controller.set_register(BAD, 100, 0)
             poll.write("bit=1")
             self.controller.wait_for(halves.is_set, "the second half")
-            self.controller.die()
+            self.controller.hang_up()
             self.controller.set_register(BAD, 100, 0xFFF7)  # all other bits, by the controller's own program
-            self.controller.live()
+            self.controller.open_line()
             self.controller.wait_for(lambda turn=turn: len([r for r in poll.records() if r["kind"].startswith("write-")]) > turn,
                                      "the result of the write")
             reads = len(self.controller.asked(function=READ_REGISTERS))

@@ -91,9 +91,11 @@ class Printed(Sentences):
 
     def test_a_line_that_cannot_be_opened(self):
         for path in (HOSTILE, b"tcp:" + HOSTILE + b":502", b"tcp:localhost:" + HOSTILE, b"tcp:[" + HOSTILE + b"]:1"):
-            for words in (["read", "1:7:100"], ["write", "1:7:100=1"], ["scan"], ["trace", self.list, "--seconds", "1"],
+            for words in (["read", "1:7:100"], ["write", "1:7:100=1"], ["scan"], ["scan", "--find"],
+                          ["trace", self.list, "--seconds", "1"],
                           ["poll", self.list, "--format", "json", "--seconds", "1"]):
                 self.shows([*command(words), *QUICK, "--line", path])
+            self.shows([os.environ["KELPO"], "listen", "--seconds", "1", "--line", path])
 
     def test_the_name_of_a_list(self):
         with open(self.list, "rb") as file:

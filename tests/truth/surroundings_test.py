@@ -27,9 +27,9 @@ class Line(Controller):
         requests = b"".join(event.request.frame for event in self.events("asked"))
         return self.heard if self.heard != requests else b""
 
-    def live(self):
+    def open_line(self):
         self.heard = b""
-        super().live()
+        super().open_line()
 
     def note_heard(self, data):
         self.heard += data
