@@ -3,6 +3,8 @@
 #include "host/driver/polled_block.h"
 #include "host/driver/variable.h"
 
+#include <ozna_kelpo_constants.h>
+
 #include <map>
 #include <optional>
 #include <utility>
@@ -14,10 +16,13 @@ namespace kelpo {
 
 class DriverLibrary;
 
+/// The driver makes no request for more units.
+constexpr int most_max_count = ozna_kelpo::most_units_per_request;
+
 /// How large the blocks of a station may be.
 struct BlockLimits {
-    int max_count = 100;           ///< most units in one request, 1 to 100
-    std::optional<int> max_gap{};  ///< most unused units in a row inside a block; none: as many as the driver joins
+    int max_count = most_max_count;  ///< most units in one request, 1 to 100
+    std::optional<int> max_gap{};    ///< most unused units in a row inside a block; none: as many as the driver joins
 };
 
 /// The limits of every station.

@@ -9,7 +9,6 @@ namespace kelpo {
 namespace {
 
 constexpr int station = 1;  // of what is asked for by the way; any will do
-constexpr int longest_max_count = ozna_kelpo::most_units_per_request;
 
 void ignore_write_result(int, int, int, int) {}
 
@@ -88,7 +87,7 @@ DryRun::Work::Work(const DriverLibrary &driver) : driver_(driver) {
     info_.default_station = station;
     info_.write_mode = ozna_kelpo::write_to_controller;
     driver.entry().RegistCallBackFuncIntf(ignore_write_result, ignore_comm_error);
-    configure(longest_max_count);
+    configure(most_max_count);
 }
 
 void DryRun::Work::configure(int max_count) {
@@ -97,7 +96,7 @@ void DryRun::Work::configure(int max_count) {
 }
 
 void DryRun::Work::hand_over(const std::vector<Variable> &variables) {
-    configure(longest_max_count);
+    configure(most_max_count);
     QList<HOST_VAR> list = polled(variables);
     driver_.entry().ReCreatReadVarList(&list);
 }

@@ -35,7 +35,7 @@ constexpr unsigned illegal_address = 2, illegal_value = 3;
 // Another part of the same block may be answered.
 bool is_of_its_place(const Exchange &exchange) {
     const auto code = rtu::exception_code(exchange.reply, exchange.request);
-    return code == illegal_address || code == illegal_value;
+    return code && (*code == illegal_address || *code == illegal_value);
 }
 
 }  // namespace

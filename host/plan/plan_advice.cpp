@@ -1,5 +1,6 @@
 #include "host/plan/plan_advice.h"
 
+#include "host/driver/block_plan.h"
 #include "host/driver/register_types.h"
 #include "host/plan/plan_words.h"
 #include "host/text/quantities.h"
@@ -17,8 +18,6 @@ namespace kelpo {
 namespace {
 
 using std::chrono::nanoseconds;
-
-constexpr int greatest_max_count = 100;
 
 bool is_slow(const DryBlock &block) {
     return block.every > std::chrono::milliseconds(0);
@@ -192,17 +191,17 @@ std::vector<Advice> advice_on_unused_units(const Plan &plan) {
 }
 
 std::vector<Advice> advice_on_max_count(const Plan &plan, DryRun &driver) {
-    if (plan.list.link.max_count >= greatest_max_count)
+    if (plan.list.link.max_count >= most_max_count)
         return {};
     LinkSettings link = plan.list.link;
-    link.max_count = greatest_max_count;
+    link.max_count = most_max_count;
     const Traffic with_most = traffic_of_cycle(plan.list, plan.list.variables, link.of_driver().rules(), driver);
     const int fewer = plan.cycle.requests - with_most.requests;
     const nanoseconds saved = plan.cycle.time - with_most.time;
     if (fewer < 1 || saved <= nanoseconds::zero())
         return {};
     return {{"max-count " + std::to_string(plan.list.link.max_count) + " is small: with " +
-                 std::to_string(greatest_max_count) + " the cycle saves " + requests_text(fewer) + " and " +
+                 std::to_string(most_max_count) + " the cycle saves " + requests_text(fewer) + " and " +
                  milliseconds_text(saved) + " ms",
              saved}};
 }

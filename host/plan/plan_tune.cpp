@@ -1,5 +1,6 @@
 #include "host/plan/plan_tune.h"
 
+#include "host/driver/block_plan.h"
 #include "host/text/quantities.h"
 
 #include <algorithm>
@@ -8,8 +9,6 @@
 
 namespace kelpo {
 namespace {
-
-constexpr int greatest_max_count = 100;
 
 // Unused registers that take as long as one request more.
 int gap_worth_a_request(const PollList &list, int station) {
@@ -37,11 +36,11 @@ public:
 
     TunedStation best() {
         const std::optional<int> max_gap = best_.limits.max_gap;
-        for (int max_count = greatest_max_count; max_count > 0; --max_count)
+        for (int max_count = most_max_count; max_count > 0; --max_count)
             try_limits({max_count, max_gap});
         const int gap = gap_worth_a_request(list_, best_.station);
-        if (!max_gap && gap < greatest_max_count)
-            try_limits({greatest_max_count, gap});
+        if (!max_gap && gap < most_max_count)
+            try_limits({most_max_count, gap});
         return best_;
     }
 
