@@ -218,7 +218,9 @@ TEST_F(RefusedBlocks, AreAskedForEachTimeThatTheUserReadsThem) {
             driver.queue_read({"", dying, 7, "200", 10, View::unsigned_words});
     });
     run(seconds(301));
-    EXPECT_EQ(asked_of_refused().size(), before + 3);
+    // The poll may be due in that second, too.
+    EXPECT_GE(asked_of_refused().size(), before + 3);
+    EXPECT_LE(asked_of_refused().size(), before + 4);
 }
 
 TEST_F(RefusedBlocks, AWriteThatIsRefusedIsSentOnce) {
