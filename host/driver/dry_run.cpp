@@ -109,6 +109,7 @@ std::vector<DryBlock> DryRun::Work::cycle(const std::vector<Variable> &variables
         all.push_back({block, std::chrono::milliseconds(0)});
     all.insert(all.end(), plan.slow.begin(), plan.slow.end());
     std::vector<PolledBlock> in_place;
+    in_place.reserve(all.size());
     for (const SlowBlock &one : all)
         in_place.push_back(one.block);
     put_in_place(driver_, in_place);

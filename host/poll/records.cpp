@@ -83,7 +83,7 @@ bool would_be_calculated(const std::string &text) {
 }
 
 std::string csv_field(const std::string &text) {
-    const std::string shown = (would_be_calculated(text) ? "'" : "") + printable(text);
+    std::string shown = (would_be_calculated(text) ? "'" : "") + printable(text);
     if (shown.find_first_of("\",;") == std::string::npos)
         return shown;
     std::string field = "\"";
