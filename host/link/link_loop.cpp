@@ -237,6 +237,14 @@ bool LinkLoop::comes_after_settling(const Exchange &exchange, unsigned refusal) 
     return rtu::needs_time(refusal) && !is_final(exchange, refusal);
 }
 
+// A reply that came may have been the one to this request, and the driver would give it up. So it is sent once more,
+// after everything else has come, and counts as the same try.
+bool LinkLoop::is_to_be_repeated(std::string_view request, const Reply &reply) const {
+    const bool is_last_try = info_.retry_count >= info_.retry_times;
+    return is_last_try && !was_repeated_ && reply.size == 0 && reply.is_unclear && is_rtu(request) &&
+           rtu::is_read(rtu::byte_at(request, 1));
+}
+
 void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     exchange.received = reply.received;
     const std::uint64_t of_reply = static_cast<std::uint64_t>(reply.size);
@@ -249,6 +257,8 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     const auto refusal = rtu::exception_code(exchange.reply, exchange.request);
     if (reply.is_known && !reply.is_held && refusal && is_final(exchange, *refusal))
         exchange.code = take_for_good(reply_);
+    else if (was_repeated_ = is_to_be_repeated(exchange.request, reply); was_repeated_)
+        exchange.code = ozna_kelpo::code_sent_again;
     else
         exchange.code = driver_.DataCom(reply.is_held ? &none : &reply_, reply.is_held ? 0 : reply.size)->ret_value;
     exchange.outcome = outcome_of(exchange.code);
@@ -293,7 +303,7 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
         return size == 0 ? due : std::min(size, most_bytes);
     };
     const ReplyTimeouts timeouts = settings_.timeouts_of(station);
-    bool too_soon = false;
+    bool too_soon = false, is_unclear = false;
     for (std::size_t size = 0;;) {
         size = line_->receive(buffer, size, whole_size, timeouts);
         const ReplyLedger::Arrival arrival = arrival_of_what_was_read();
@@ -304,7 +314,7 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
             continue;
         }
         const std::size_t first = ledger_.whole_reply_size(bytes);
-        Reply reply{static_cast<int>(size), false, false, line_->now(), line_->received()};
+        Reply reply{static_cast<int>(size), false, false, line_->now(), line_->received(), is_unclear};
         if (!has_echo && is_echo(bytes, first, request, due)) {
             reply.is_held = true;
             return reply;
@@ -318,6 +328,7 @@ LinkLoop::Reply LinkLoop::await_reply(std::string_view request, int station, int
         } else if (first > 0) {
             const Whose whose = ledger_.heard(bytes.substr(0, first), request, arrival);
             late = whose == Whose::late ? first : 0;
+            is_unclear = is_unclear || (late > 0 && rtu::can_answer(bytes.substr(0, first), request, reply_size));
             reply.is_known = whose == Whose::awaited;
         }
         if (late > 0) {

@@ -94,6 +94,7 @@ private:
         bool is_held;   // none of them is passed to the driver
         Channel::Time ended_at;
         std::uint64_t received;  // bytes, by the line until then
+        bool is_unclear;         // one that was thrown away may have been for this request
     };
 
     // A request of the loop's own, to be reported.
@@ -112,6 +113,7 @@ private:
     void exchange(const Protocol &request);
     bool is_final(const Exchange &exchange, unsigned refusal) const;
     bool comes_after_settling(const Exchange &exchange, unsigned refusal) const;
+    bool is_to_be_repeated(std::string_view request, const Reply &reply) const;
     void end_exchange(Exchange &exchange, const Reply &reply);
     bool ask(std::string_view request, int station, int reply_size);
     Reply await_reply(std::string_view request, int station, int reply_size);
@@ -146,6 +148,7 @@ private:
     RefusedBlocks *const refused_;
     CyclePace *const pace_;
     std::set<std::string> handed_back_;  // requests that were refused without being sent, since one was
+    bool was_repeated_ = false;          // the request in flight was sent once more without the driver's knowledge
     std::optional<Probe> echo_probe_;
     std::map<int, int> waits_;  // how often in a row a station has asked the host to wait
     QByteArray reply_;

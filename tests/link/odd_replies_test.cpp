@@ -159,6 +159,34 @@ TEST_F(OddReplies, TheLateOneIsPassedOverForTheRightOneAfterIt) {
     EXPECT_EQ(recorder.seen[1].reply, written_200);
 }
 
+TEST_F(OddReplies, AReadWhoseReplyMayBeAnothersIsMadeAgainBeforeItIsGivenUp) {
+    answer = [this](const std::string &request) {
+        if (request == read_200)
+            line.comes(milliseconds(10), reply_222);
+    };
+    read_once("100");
+    read_once("200");
+    run(3);
+    EXPECT_EQ(sent, (std::vector<std::string>{read_100, read_200, read_200}));
+    EXPECT_EQ(recorder.seen[0].outcome, Outcome::given_up);
+    EXPECT_EQ(recorder.seen[1].outcome, Outcome::sent_again);
+    EXPECT_EQ(recorder.seen[1].late, reply_222);
+    EXPECT_EQ(recorder.seen[2].outcome, Outcome::good);
+    EXPECT_EQ(recorder.seen[2].reply, reply_222);
+}
+
+TEST_F(OddReplies, AReadIsMadeAgainOnlyOnceForThat) {
+    answer = [this](const std::string &request) {
+        if (request == read_200 && sent.size() == 2)
+            line.comes(milliseconds(10), reply_222);
+    };
+    read_once("100");
+    read_once("200");
+    run(3);
+    EXPECT_EQ(sent, (std::vector<std::string>{read_100, read_200, read_200}));
+    EXPECT_EQ(recorder.seen[2].outcome, Outcome::given_up);
+}
+
 TEST_F(OddReplies, AByteCountThatIsNotTheReplysIsNone) {
     read_once("100", 1, 20);
     answer = [&](const std::string &) {
