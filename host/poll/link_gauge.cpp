@@ -45,6 +45,7 @@ std::vector<LinkEvent> LinkGauge::take_events() {
 void LinkGauge::forget_station(int station) {
     const std::lock_guard<std::mutex> locked(mutex_);
     reading_.stations[station].down_since.reset();
+    reading_.stations[station].silent = 0;
     reading_.stations[station].next_try.reset();
     for (auto &[place, block] : reading_.blocks)
         if (place.station == station)
@@ -103,10 +104,20 @@ void LinkGauge::judge_station(const Exchange &exchange, const std::optional<Fail
     }
     if (!failure || !is_silence(*failure)) {
         note_answer(exchange.station);
-    } else if (exchange.outcome == Outcome::given_up && !station.down_since) {
-        station.down_since = now;
-        add_event({LinkEvent::Kind::station_down, {}, place_of(exchange), 0, {}, failure->text, failure->kind});
+    } else if (exchange.outcome == Outcome::given_up) {
+        // One block may be silent where others are answered.
+        constexpr int enough = 2;
+        if (++station.silent >= enough || !station.was_heard)
+            note_silence(place_of(exchange), *failure, now);
     }
+}
+
+void LinkGauge::note_silence(const BlockPlace &place, const Failure &failure, Time now) {
+    LinkReading::Station &station = reading_.stations[place.station];
+    if (station.down_since)
+        return;
+    station.down_since = now;
+    add_event({LinkEvent::Kind::station_down, {}, place, 0, {}, failure.text, failure.kind});
 }
 
 void LinkGauge::note_answer(int number) {
@@ -114,11 +125,15 @@ void LinkGauge::note_answer(int number) {
     if (station.down_since)
         add_event({LinkEvent::Kind::station_back, {}, {number, 0, 0}, 0, {}, {}, {}});
     station.down_since.reset();
+    station.was_heard = true;
+    station.silent = 0;
 }
 
 void LinkGauge::station_rests(int number, std::chrono::milliseconds pause) {
     const std::lock_guard<std::mutex> locked(mutex_);
     LinkReading::Station &station = reading_.stations[number];
+    if (station.failure)
+        note_silence({number, 0, 0}, *station.failure, clock_());
     if (!station.next_try)
         add_event({LinkEvent::Kind::station_rests, {}, {number, 0, 0}, 0, pause, "no reply", {}});
     station.next_try = clock_() + pause;

@@ -41,8 +41,10 @@ struct LinkReading {
     struct Station {
         std::uint64_t answered = 0;  ///< good replies
         std::uint64_t failed = 0;    ///< replies refused or missing
-        std::optional<Time>
-            down_since;  ///< a request was given up and none was answered since, not even with a refusal
+        bool was_heard = false;      ///< it has answered once, or refused
+        int silent = 0;              ///< requests given up without a reply since it answered, or refused, one
+        /// It does not answer: two requests in a row were given up, or the first one ever, or it rests.
+        std::optional<Time> down_since;
         std::optional<Failure> failure;  ///< the last one, even if requests were answered since
         std::optional<Time> next_try;    ///< while it rests
     };
@@ -117,6 +119,7 @@ private:
     void note_rate(LinkReading::Time now);
     void time_cycle(const Exchange &exchange, LinkReading::Time sent_at);
     void judge_station(const Exchange &exchange, const std::optional<Failure> &failure, LinkReading::Time now);
+    void note_silence(const BlockPlace &place, const Failure &failure, LinkReading::Time now);
     void note_answer(int number);
     void judge_block(const Exchange &exchange, const std::optional<Failure> &failure);
     void forget_cycle();

@@ -141,6 +141,23 @@ TEST_F(LinkGaugeTest, KnowsSinceWhenAStationIsDownAndReportsItOnce) {
                 testing::ElementsAre(Kind::station_down, Kind::given_up, Kind::given_up, Kind::station_back));
 }
 
+TEST_F(LinkGaugeTest, TakesAStationThatLeavesOneBlockWithoutReplyForOneThatAnswers) {
+    for (int i = 0; i < 3; ++i) {
+        answer(1, 17);
+        give_up(1);
+    }
+    EXPECT_FALSE(gauge.reading().stations.at(1).down_since);
+    EXPECT_TRUE(gauge.reading().blocks.at({1, 7, 16}).failure);
+    give_up(1);
+    EXPECT_EQ(gauge.reading().stations.at(1).down_since, now);
+    answer(1, 17);
+    EXPECT_FALSE(gauge.reading().stations.at(1).down_since);
+    give_up(1);
+    EXPECT_FALSE(gauge.reading().stations.at(1).down_since);
+    gauge.station_rests(1, 1s);
+    EXPECT_EQ(gauge.reading().stations.at(1).down_since, now);
+}
+
 TEST_F(LinkGaugeTest, KnowsWhenAStationThatRestsIsTriedAndReportsTheBeginning) {
     give_up(2);
     gauge.station_rests(2, 1s);
