@@ -40,13 +40,13 @@ void PrintTo(const Heard &heard, std::ostream *out) {
         *out << ' ' << static_cast<int>(static_cast<unsigned char>(byte));
 }
 
-Heard request(const std::string &bytes) {
+Heard heard_request(const std::string &bytes) {
     return {Direction::sent, bytes};
 }
-Heard reply(const std::string &bytes) {
+Heard heard_reply(const std::string &bytes) {
     return {Direction::received, bytes};
 }
-Heard noise(const std::string &bytes) {
+Heard heard_noise(const std::string &bytes) {
     return {Direction::discarded, bytes};
 }
 const Heard no_reply{Direction::received, ""};
@@ -70,14 +70,16 @@ protected:
 
 TEST_F(HeardFramesTest, KnowRequestsAndRepliesByWhatCameBefore) {
     come(read_100 + value_111 + write_registers + written + write_coil + write_coil + read_100 + refusal);
-    EXPECT_THAT(heard(), ElementsAre(request(read_100), reply(value_111), request(write_registers), reply(written),
-                                     request(write_coil), reply(write_coil), request(read_100), reply(refusal)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(read_100), heard_reply(value_111), heard_request(write_registers),
+                                     heard_reply(written), heard_request(write_coil), heard_reply(write_coil),
+                                     heard_request(read_100), heard_reply(refusal)));
 }
 
 TEST_F(HeardFramesTest, ComeByteByByte) {
     for (const char byte : write_registers + written + read_100 + value_111)
         come(std::string(1, byte));
-    EXPECT_THAT(heard(), ElementsAre(request(write_registers), reply(written), request(read_100), reply(value_111)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(write_registers), heard_reply(written), heard_request(read_100),
+                                     heard_reply(value_111)));
 }
 
 TEST_F(HeardFramesTest, SayWhereAReplyIsMissing) {
@@ -85,30 +87,32 @@ TEST_F(HeardFramesTest, SayWhereAReplyIsMissing) {
     come(read_100);
     come(write_registers);
     come(write_registers + written);
-    EXPECT_THAT(heard(), ElementsAre(request(read_100), no_reply, request(read_100), no_reply, request(write_registers),
-                                     no_reply, request(write_registers), reply(written)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(read_100), no_reply, heard_request(read_100), no_reply,
+                                     heard_request(write_registers), no_reply, heard_request(write_registers),
+                                     heard_reply(written)));
 }
 
 TEST_F(HeardFramesTest, DoNotTakeARepeatedReadForAReply) {
     come(read_20_coils);
     come(read_20_coils);
-    EXPECT_THAT(heard(), ElementsAre(request(read_20_coils), no_reply, request(read_20_coils)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(read_20_coils), no_reply, heard_request(read_20_coils)));
 }
 
 TEST_F(HeardFramesTest, ExpectNoReplyToWhatIsForAllStations) {
     come(to_all);
     come(read_100);
-    EXPECT_THAT(heard(), ElementsAre(request(to_all), request(read_100)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(to_all), heard_request(read_100)));
 }
 
 TEST_F(HeardFramesTest, FindFramesAmongNoise) {
     const std::string three("\xFF\x00\x55", 3), one("\x99");
     come(three + read_100 + one + value_111);
     // Nobody was silent.
-    EXPECT_THAT(heard(), ElementsAre(noise(three), request(read_100), noise(one), reply(value_111)));
+    EXPECT_THAT(heard(),
+                ElementsAre(heard_noise(three), heard_request(read_100), heard_noise(one), heard_reply(value_111)));
     come(three);
     frames.end();
-    EXPECT_THAT(heard(), ElementsAre(noise(three)));
+    EXPECT_THAT(heard(), ElementsAre(heard_noise(three)));
 }
 
 TEST_F(HeardFramesTest, CallADamagedFrameNoise) {
@@ -118,12 +122,13 @@ TEST_F(HeardFramesTest, CallADamagedFrameNoise) {
     come(damaged);
     frames.end();
     come(read_100 + value_111);
-    EXPECT_THAT(heard(), ElementsAre(request(read_100), noise(damaged), no_reply, request(read_100), reply(value_111)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(read_100), heard_noise(damaged), no_reply, heard_request(read_100),
+                                     heard_reply(value_111)));
 }
 
 TEST_F(HeardFramesTest, CallAReplyWithoutARequestNoise) {
     come(value_111);
-    EXPECT_THAT(heard(), ElementsAre(noise(value_111)));
+    EXPECT_THAT(heard(), ElementsAre(heard_noise(value_111)));
 }
 
 // Its reply is the same, and nothing but silence says how long it is.
@@ -133,12 +138,12 @@ TEST_F(HeardFramesTest, TakeTurnsWhereAFunctionHasNoKnownLength) {
     frames.end();
     come(loop_back);
     frames.end();
-    EXPECT_THAT(heard(), ElementsAre(request(loop_back), reply(loop_back)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(loop_back), heard_reply(loop_back)));
 }
 
 TEST_F(HeardFramesTest, FindAFrameWithoutKnownLengthAlsoBeforeAnother) {
     come(loop_back + read_100);
-    EXPECT_THAT(heard(), ElementsAre(request(loop_back), no_reply, request(read_100)));
+    EXPECT_THAT(heard(), ElementsAre(heard_request(loop_back), no_reply, heard_request(read_100)));
 }
 
 TEST_F(HeardFramesTest, SayHowLongTheLineWasSilent) {
