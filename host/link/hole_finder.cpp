@@ -11,7 +11,7 @@ namespace kelpo {
 namespace {
 
 // As long as nothing of a block was read, so many refusals in a row make the search pause: the station may refuse all.
-constexpr int most_in_vain = 8;
+constexpr int most_refusals = 8;
 // How much of it is tried each time that the whole block was refused again.
 constexpr std::size_t tried_again = 3;
 
@@ -108,7 +108,7 @@ void HoleFinder::begin(const PolledBlock &block, bool is_slow, bool is_too_long)
     hunt.separate.resize(hunt.atoms.size());
     hunt.parts = {{0, hunt.atoms.size(), State::unknown}};
     hunt.in_place = {block};
-    hunt.vain_left = most_in_vain;
+    hunt.refusals_left = most_refusals;
     std::vector<Hunt> &hunts = hunts_[{block.station, block.register_class}];
     hunts.push_back(std::move(hunt));
     refused(hunts.back(), 0);
@@ -131,10 +131,10 @@ void HoleFinder::refused(Hunt &hunt, std::size_t index) {
     } else if (was.end - was.begin == 1) {
         part.state = State::missing;
         hunt.missing[was.begin] = true;
-        --hunt.vain_left;
+        --hunt.refusals_left;
     } else {
         halve(hunt, index);
-        --hunt.vain_left;
+        --hunt.refusals_left;
     }
     go_on(hunt);
 }
@@ -184,7 +184,7 @@ void HoleFinder::go_on(Hunt &hunt) {
     hunt.changed = changed_ = true;
     const bool any_unknown = std::any_of(hunt.parts.begin(), hunt.parts.end(),
                                          [](const Part &part) { return part.state == State::unknown; });
-    if (!hunt.any_there && (hunt.vain_left <= 0 || !any_unknown))
+    if (!hunt.any_there && (hunt.refusals_left <= 0 || !any_unknown))
         give_back(hunt);
     else if (!any_unknown)
         finish(hunt);
@@ -221,7 +221,7 @@ bool HoleFinder::search_again(Hunt &hunt) {
         done = atom + 1;
     }
     park_until(hunt.atoms.size());
-    hunt.vain_left = static_cast<int>(tries);
+    hunt.refusals_left = static_cast<int>(tries);
     return true;
 }
 

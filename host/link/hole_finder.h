@@ -78,7 +78,7 @@ private:
         std::vector<bool> separate;  // by atom: it cannot be read together with the one before it
         std::vector<std::pair<std::size_t, std::size_t>> refused;  // runs of atoms that were
         std::vector<PolledBlock> in_place;
-        int vain_left = 0;  // refusals until the search pauses, as long as nothing of the block exists
+        int refusals_left = 0;  // refusals until the search pauses, as long as nothing of the block exists
         bool any_there = false;
         bool was_too_long = false;  // it may be refused because of its length
         bool changed = false;
