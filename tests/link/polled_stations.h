@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
@@ -60,6 +62,18 @@ struct Asked {
         return bytes.substr(4, 2) == std::string("\0\1", 2);
     }
 };
+
+/// From `first` on, the pauses between them begin with `pause` and double, up to `longest`, with a little chance in
+/// each.
+inline void expect_growing_pauses(const std::vector<Asked> &all, std::size_t first, milliseconds pause,
+                                  milliseconds longest) {
+    for (std::size_t i = first + 1; i < all.size(); ++i) {
+        const auto really = all[i].time - all[i - 1].time;
+        EXPECT_GT(really, pause * 9 / 10) << i;
+        EXPECT_LT(really, pause * 11 / 10 + milliseconds(300)) << i;
+        pause = std::min(2 * pause, longest);
+    }
+}
 
 /// Polls three blocks of each of several stations over a line with its own time.
 class PolledStations : public testing::Test, public kelpo::LinkWatcher {

@@ -46,13 +46,7 @@ TEST_P(LastingRefusals, CostOneExchangeNowAndThen) {
     run(minutes(10));
     const std::vector<Asked> all = asked_of_refused();
     ASSERT_GT(all.size(), 20U);
-    milliseconds pause(500);
-    for (std::size_t i = 1; i < all.size(); ++i) {
-        pause = std::min<milliseconds>(2 * pause, seconds(30));
-        const auto really = all[i].time - all[i - 1].time;
-        EXPECT_GT(really, pause * 9 / 10) << i;
-        EXPECT_LT(really, pause * 11 / 10 + milliseconds(300)) << i;
-    }
+    expect_growing_pauses(all, 0, milliseconds(1000), seconds(30));
     EXPECT_EQ(outcomes(), std::vector<Outcome>(all.size(), Outcome::given_up));
     EXPECT_EQ(reported.size(), asked.size());
     // Each exchange takes 15 ms, and nothing else takes any time.
@@ -86,13 +80,7 @@ TEST_P(RefusalsForATime, CostOneExchangeASecond) {
     run(minutes(2));
     const std::vector<Asked> all = asked_of_refused();
     ASSERT_GT(all.size(), 100U);
-    milliseconds pause(50);
-    for (std::size_t i = 1; i < all.size(); ++i) {
-        pause = std::min<milliseconds>(2 * pause, seconds(1));
-        const auto really = all[i].time - all[i - 1].time;
-        EXPECT_GT(really, pause * 9 / 10) << i;
-        EXPECT_LT(really, pause * 11 / 10 + milliseconds(300)) << i;
-    }
+    expect_growing_pauses(all, 0, milliseconds(100), seconds(1));
     EXPECT_EQ(outcomes(), std::vector<Outcome>(all.size(), Outcome::given_up));
     // Each exchange takes 15 ms, and nothing else takes any time.
     EXPECT_GT(asked.size(), static_cast<std::size_t>(minutes(2) / milliseconds(15)) - 10);

@@ -19,13 +19,7 @@ TEST_F(StationRests, OfADeadOneLeaveItsTimeToTheOthers) {
     for (std::size_t i = 0; i < dead.size(); ++i)
         EXPECT_EQ(dead[i].is_short(), i >= 6) << i;
     EXPECT_EQ(waits.size(), dead.size() - 6);
-    milliseconds pause(1000);
-    for (std::size_t i = 7; i < dead.size(); ++i) {
-        pause = std::min<milliseconds>(2 * pause, seconds(30));
-        const auto really = dead[i].time - dead[i - 1].time;
-        EXPECT_GT(really, pause * 9 / 10) << i;
-        EXPECT_LT(really, pause * 11 / 10 + milliseconds(300)) << i;
-    }
+    expect_growing_pauses(dead, 6, milliseconds(2000), seconds(30));
     // 15 ms each, and the others had nearly all the time.
     EXPECT_GT(asked.size() - dead.size(), (line.now() - began) / milliseconds(15) * 95 / 100);
     EXPECT_TRUE(ends.empty());
