@@ -39,7 +39,7 @@ public:
                          [](const Wanted &one, const Wanted &other) { return one.first < other.first; });
     }
 
-    // Those with no more than so many unused units between them, group by group.
+    // Group by group those with at most `max_gap` unused units between them.
     std::vector<std::vector<Variable>> near_each_other(std::optional<int> max_gap) const {
         std::vector<std::vector<Variable>> groups;
         std::int64_t end = 0;

@@ -10,7 +10,8 @@
 namespace kelpo {
 namespace {
 
-// As long as nothing of a block was read, so many refusals in a row make the search pause: the station may refuse all.
+// As long as nothing of a block was read, the search pauses after this number of refusals in a row: the station may
+// refuse all.
 constexpr int most_refusals = 8;
 // How much of it is tried each time that the whole block was refused again.
 constexpr std::size_t tried_again = 3;

@@ -18,8 +18,8 @@ milliseconds quick(milliseconds reply_timeout) {
 // Then it is there, and what was lost was not chance.
 constexpr int answers_to_wake = 2;
 
-// A station that has shown that it loses replies may miss so many reads more before it rests, and after so many
-// requests without a loss one less again.
+// A station that loses replies may miss up to this many reads more before it rests, and one less again after each
+// `clean_requests` requests without a loss.
 constexpr int most_shaky = 4;
 constexpr int clean_requests = 20;
 

@@ -29,7 +29,7 @@ std::string value_record(RecordFormat format, RecordTime time, const Variable &v
 /// Likewise, something that happened.
 std::string event_record(RecordFormat format, const PollEvent &event, const std::vector<Variable> &variables);
 
-/// Likewise, that so many records are left out at this place.
+/// Likewise, that this number of records is left out at this place.
 std::string left_out_record(RecordFormat format, RecordTime time, std::int64_t count);
 
 /// Likewise, a write that was not queued. `variable` may be null when none has that name.

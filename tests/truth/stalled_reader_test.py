@@ -1,4 +1,4 @@
-"""A reader of records that stands still: the line is polled on, memory does not grow, and what is left out is counted."""
+"""A reader of records that reads nothing: the line is polled on, memory does not grow, and what is left out is counted."""
 import csv
 import io
 import json

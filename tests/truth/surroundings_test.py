@@ -209,7 +209,7 @@ class Surroundings(Sentences):
             self.line.wait_for(self.at_work(asked + 3), "the first requests")
             os.read(master, 65536)
             termios.tcflow(slave, termios.TCOOFF)
-            self.signal_when(process, self.at_work(asked + 20), "more requests, although the screen stands still", number)
+            self.signal_when(process, self.at_work(asked + 20), "more requests, although the screen shows nothing new", number)
             self.ends(process, OK, f"{number.name} after Ctrl-S")
             self.restored(master, slave, settings, f"{number.name} after Ctrl-S")
 
