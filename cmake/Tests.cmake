@@ -1,6 +1,6 @@
 # How test programs are built, and under which names ctest runs them.
 
-option(KELPO_TEST_CASES "Run each case of a test program as a test of its own; OFF runs each program once" ON)
+option(KELPO_TEST_CASES "Run each case of a test program as a test of its own; OFF runs many cases at each start" ON)
 
 # GoogleTest's headers take longer to compile than most tests do. They are compiled once, with what most tests include
 # anyway, and once more with Qt for the tests of the driver. Only programs that are built with the same options can
@@ -23,16 +23,26 @@ function(kelpo_use_test_header target header)
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 endfunction()
 
-# Adds the cases of the test program `target`, each as "<PREFIX><suite>.<case>". With WHOLE, and KELPO_TEST_CASES off,
-# the program is one test, "<PREFIX><target>": for cases that wait for nothing, where it takes longer to start the
-# program than to run them. With NAMED, cases with a parameter have the names that the program gives them, otherwise
-# their value. FILTER chooses among the cases; PROPERTIES are those of each test.
+# Adds the cases of the test program `target`, each as "<PREFIX><suite>.<case>". It can take longer to start a program
+# than to run a case, so with KELPO_TEST_CASES off a program with WHOLE is one test, "<PREFIX><target>": for cases that
+# wait for nothing. One with PARTS is that number of tests, which wait beside each other. With NAMED, cases with a
+# parameter have the names that the program gives them, otherwise their value. FILTER chooses among the cases; PROPERTIES
+# are those of each test.
 function(kelpo_add_tests target)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "WHOLE;NAMED" "PREFIX;FILTER" "PROPERTIES")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "WHOLE;NAMED" "PREFIX;FILTER;PARTS" "PROPERTIES")
     set(properties TIMEOUT 300 ${arg_PROPERTIES})
     if(arg_WHOLE AND NOT KELPO_TEST_CASES)
         add_test(NAME ${arg_PREFIX}${target} COMMAND ${target})
         set_tests_properties(${arg_PREFIX}${target} PROPERTIES ${properties})
+    elseif(arg_PARTS AND NOT KELPO_TEST_CASES)
+        foreach(part RANGE 1 ${arg_PARTS})
+            math(EXPR index "${part} - 1")
+            set(name ${arg_PREFIX}part.${part})
+            add_test(NAME ${name} COMMAND ${target})
+            set_tests_properties(${name} PROPERTIES ${properties})
+            set_property(TEST ${name} APPEND PROPERTY
+                ENVIRONMENT GTEST_TOTAL_SHARDS=${arg_PARTS} GTEST_SHARD_INDEX=${index})
+        endforeach()
     else()
         set(values)
         if(arg_NAMED)

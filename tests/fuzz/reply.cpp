@@ -14,13 +14,13 @@
 #include "require.h"
 #include "session.h"
 #include "support/crc.h"
+#include "support/int_limits.h"
 #include "support/reset_driver.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -56,8 +56,8 @@ Bytes bytes_of(const QByteArray &array) {
 // What a request asks for
 // ---------------------------------------------------------------------------------------------------------------------
 
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
+using support::int_max;
+using support::int_min;
 
 const unsigned read_coils = 1;
 const unsigned read_registers = 3;

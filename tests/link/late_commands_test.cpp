@@ -1,5 +1,6 @@
 #include "process.h"
 #include "pseudo_terminal.h"
+#include "station_1_frames.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +17,12 @@
 // The program as users start it, on a line whose controller is late.
 namespace {
 
+using station_1::read_100;
+using station_1::read_200;
+using station_1::reply_111;
+using station_1::reply_222;
 using std::chrono::milliseconds;
 
-const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
-const std::string reply_111("\x01\x03\x02\x00\x6F\xF8\x68", 7);
-const std::string read_200("\x01\x03\x00\xC8\x00\x01\x05\xF4", 8);
-const std::string reply_222("\x01\x03\x02\x00\xDE\x38\x1C", 7);
 constexpr int no_reply = 8;
 
 class LateCommands : public testing::Test {

@@ -1,6 +1,7 @@
 #include "host/line/line_note.h"
 
 #include "host/line/line.h"
+#include "line_material.h"
 #include "process.h"
 #include "pseudo_terminal.h"
 
@@ -18,16 +19,10 @@ namespace {
 
 using kelpo::Line;
 using kelpo::LineNote;
-using kelpo::LineSettings;
 using kelpo::StopSignal;
+using lines::settings;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-
-LineSettings settings(const std::string &path) {
-    LineSettings result;
-    result.path = path;
-    return result;
-}
 
 class Note : public testing::Test {
 protected:

@@ -2,6 +2,7 @@
 #include "host/line/tcp_connection.h"
 
 #include "device_server.h"
+#include "line_material.h"
 
 #include <gtest/gtest.h>
 
@@ -17,19 +18,12 @@
 namespace {
 
 using kelpo::Line;
-using kelpo::LineError;
 using kelpo::LineSettings;
-using kelpo::ReplyTimeouts;
 using kelpo::StopSignal;
+using lines::message_of;
+using lines::never;
+using lines::settings;
 using std::chrono::milliseconds;
-
-constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000), milliseconds(0)};
-
-LineSettings settings(const std::string &path) {
-    LineSettings result;
-    result.path = path;
-    return result;
-}
 
 std::string received(Line &line, int expected_length) {
     std::string buffer(512, '\0');
@@ -37,15 +31,6 @@ std::string received(Line &line, int expected_length) {
     buffer.resize(line.receive(
         buffer.data(), 0, [whole](std::string_view) { return whole; }, never));
     return buffer;
-}
-
-std::string message_of(const std::function<void()> &action) {
-    try {
-        action();
-    } catch (const LineError &error) {
-        return error.what();
-    }
-    return "no LineError";
 }
 
 std::string message_on_opening(const LineSettings &wrong) {

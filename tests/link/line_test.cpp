@@ -1,5 +1,6 @@
 #include "host/line/line.h"
 
+#include "line_material.h"
 #include "pseudo_terminal.h"
 
 #include <gtest/gtest.h>
@@ -14,23 +15,17 @@
 namespace {
 
 using kelpo::Line;
-using kelpo::LineError;
 using kelpo::LineSettings;
 using kelpo::Parity;
 using kelpo::ReplyTimeouts;
 using kelpo::StopSignal;
+using lines::message_of;
+using lines::never;
+using lines::settings;
 using std::chrono::milliseconds;
 
-// A wait that ends only by a time-out of an hour ends the test run first.
-constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000), milliseconds(0)};
 constexpr ReplyTimeouts short_silence{milliseconds(3600000), milliseconds(20), milliseconds(0)};
 constexpr ReplyTimeouts short_reply{milliseconds(20), milliseconds(3600000), milliseconds(0)};
-
-LineSettings settings(const std::string &path) {
-    LineSettings result;
-    result.path = path;
-    return result;
-}
 
 std::string received(Line &line, int expected_length, const ReplyTimeouts &timeouts, std::size_t capacity = 512) {
     std::string buffer(capacity, '\0');
@@ -39,15 +34,6 @@ std::string received(Line &line, int expected_length, const ReplyTimeouts &timeo
     buffer.resize(line.receive(
         buffer.data(), 0, [whole](std::string_view) { return whole; }, timeouts));
     return buffer;
-}
-
-std::string message_of(const std::function<void()> &action) {
-    try {
-        action();
-    } catch (const LineError &error) {
-        return error.what();
-    }
-    return "no LineError";
 }
 
 class LineTest : public testing::Test {

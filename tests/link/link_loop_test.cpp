@@ -4,6 +4,7 @@
 
 #include "demo/link_notes.h"
 #include "host/link/link_statistics.h"
+#include "line_material.h"
 #include "pseudo_terminal.h"
 
 #include <gtest/gtest.h>
@@ -16,16 +17,17 @@ namespace {
 
 using kelpo::DriverEntryPoints;
 using kelpo::Line;
-using kelpo::LineSettings;
 using kelpo::LinkNote;
 using kelpo::LinkNotes;
 using kelpo::LinkStatistics;
 using kelpo::ReplyTimeouts;
 using kelpo::StopSignal;
+using lines::never;
+using lines::settings;
 using std::chrono::milliseconds;
 
-// A driver that hands out one request and answers as the test has it. Its functions carry no pointer, like the real
-// one's, so its state is global.
+// A driver that hands out one request and answers as the test has it. Its functions carry no pointer, like the
+// real one's, so its state is global.
 struct ScriptedDriver {
     Protocol request;
     RW_VAR result;
@@ -37,24 +39,24 @@ struct ScriptedDriver {
     };
     std::function<int(const QByteArray &, int)> judge;
 };
-ScriptedDriver driver;
+ScriptedDriver scripted_driver;
 
 // What the loop calls; the rest stays null.
 DriverEntryPoints scripted_entry() {
     DriverEntryPoints entry{};
     entry.SetComInfo = [](ComInfo *info) {
-        driver.info = info;
+        scripted_driver.info = info;
     };
     entry.RegistCallBackFuncIntf = [](write_result_fn write_result, comm_error_fn comm_error) {
-        driver.write_result = write_result;
-        driver.comm_error = comm_error;
+        scripted_driver.write_result = write_result;
+        scripted_driver.comm_error = comm_error;
     };
     entry.ComCommunication = []() -> Protocol * {
-        return driver.has_request() ? &driver.request : nullptr;
+        return scripted_driver.has_request() ? &scripted_driver.request : nullptr;
     };
     entry.DataCom = [](QByteArray *reply, int length) {
-        driver.result.ret_value = driver.judge(*reply, length);
-        return &driver.result;
+        scripted_driver.result.ret_value = scripted_driver.judge(*reply, length);
+        return &scripted_driver.result;
     };
     return entry;
 }
@@ -63,20 +65,14 @@ const DriverEntryPoints entry = scripted_entry();
 class LinkLoop : public testing::Test {
 protected:
     LinkLoop() {
-        driver = ScriptedDriver();
+        scripted_driver = ScriptedDriver();
         // One byte more than is to be sent: send_len counts, not the array's size.
-        driver.request.frame = "request!";
-        driver.request.send_len = 7;
-        driver.request.reply_len = 5;
+        scripted_driver.request.frame = "request!";
+        scripted_driver.request.send_len = 7;
+        scripted_driver.request.reply_len = 5;
         watchers.add(statistics);
         watchers.add(notes);
         kelpo::attach(entry, info, watchers);
-    }
-
-    static LineSettings settings(const std::string &path) {
-        LineSettings result;
-        result.path = path;
-        return result;
     }
 
     void run(const ReplyTimeouts &timeouts) {
@@ -95,13 +91,12 @@ protected:
     kelpo::WatcherList watchers;
 };
 
-constexpr ReplyTimeouts never{milliseconds(3600000), milliseconds(3600000), milliseconds(0)};
 constexpr ReplyTimeouts soon{milliseconds(20), milliseconds(20), milliseconds(0)};
 
 TEST_F(LinkLoop, SendsTheRequestAndHandsOverTheReply) {
     QByteArray handed;
     int length = 0;
-    driver.judge = [&](const QByteArray &reply, int size) {
+    scripted_driver.judge = [&](const QByteArray &reply, int size) {
         handed = reply;
         length = size;
         stop.raise();
@@ -132,7 +127,7 @@ TEST_F(LinkLoop, CallsTheWatcherEachTimeBeforeItAsksTheDriver) {
     } asking;
     watchers.add(asking);
     std::vector<int> called_before;
-    driver.has_request = [&] {
+    scripted_driver.has_request = [&] {
         called_before.push_back(asking.times);
         if (called_before.size() == 3)
             stop.raise();
@@ -144,7 +139,7 @@ TEST_F(LinkLoop, CallsTheWatcherEachTimeBeforeItAsksTheDriver) {
 
 TEST_F(LinkLoop, HandsOverAMissingReplyAsOneOfLengthZero) {
     int size = -1, length = -1;
-    driver.judge = [&](const QByteArray &reply, int handed) {
+    scripted_driver.judge = [&](const QByteArray &reply, int handed) {
         size = static_cast<int>(reply.size());
         length = handed;
         stop.raise();
@@ -158,7 +153,7 @@ TEST_F(LinkLoop, HandsOverAMissingReplyAsOneOfLengthZero) {
 
 TEST_F(LinkLoop, ThrowsAwayALateReplyBeforeTheNextRequest) {
     QByteArray handed;
-    driver.judge = [&](const QByteArray &reply, int) {
+    scripted_driver.judge = [&](const QByteArray &reply, int) {
         handed = reply;
         stop.raise();
         return 1;
@@ -177,8 +172,8 @@ TEST_F(LinkLoop, ThrowsAwayALateReplyBeforeTheNextRequest) {
 
 TEST_F(LinkLoop, CountsWhatTheDriverSaysOfEachReply) {
     std::vector<int> codes = {1, 0, 0, 44, 1, 100, 1000};
-    driver.request.reply_len = 0;
-    driver.judge = [&](const QByteArray &, int) {
+    scripted_driver.request.reply_len = 0;
+    scripted_driver.judge = [&](const QByteArray &, int) {
         const int code = codes.front();
         codes.erase(codes.begin());
         if (codes.empty())
@@ -194,15 +189,15 @@ TEST_F(LinkLoop, CountsWhatTheDriverSaysOfEachReply) {
 
 TEST_F(LinkLoop, NotesTheRepliesThatAreNotGoodAndWhoseTheyAre) {
     std::vector<int> codes = {1, 0, 44};
-    driver.request.reply_len = 0;
-    driver.request.var.var_group = 3;
-    driver.request.var.var_id = 77;
-    driver.judge = [&](const QByteArray &, int) {
+    scripted_driver.request.reply_len = 0;
+    scripted_driver.request.var.var_group = 3;
+    scripted_driver.request.var.var_id = 77;
+    scripted_driver.judge = [&](const QByteArray &, int) {
         const int code = codes.front();
         codes.erase(codes.begin());
         if (codes.empty()) {
             // The driver has dropped the request when it says so.
-            driver.request = Protocol();
+            scripted_driver.request = Protocol();
             stop.raise();
         }
         return code;
@@ -222,8 +217,8 @@ TEST_F(LinkLoop, NotesTheRepliesThatAreNotGoodAndWhoseTheyAre) {
 
 TEST_F(LinkLoop, CountsAPassEachTimeTheDriverRaisesTheFinishFlag) {
     int exchanges = 0;
-    driver.request.reply_len = 0;
-    driver.judge = [&](const QByteArray &, int) {
+    scripted_driver.request.reply_len = 0;
+    scripted_driver.judge = [&](const QByteArray &, int) {
         ++exchanges;
         info.finish_flag = exchanges % 3 == 0 ? 1 : 0;
         if (exchanges == 7)
@@ -237,7 +232,7 @@ TEST_F(LinkLoop, CountsAPassEachTimeTheDriverRaisesTheFinishFlag) {
 
 TEST_F(LinkLoop, DoesNotCountAPassWhenThereIsNothingToSend) {
     int asked = 0;
-    driver.has_request = [&] {
+    scripted_driver.has_request = [&] {
         info.finish_flag = 1;
         if (++asked == 3)
             stop.raise();
@@ -250,7 +245,7 @@ TEST_F(LinkLoop, DoesNotCountAPassWhenThereIsNothingToSend) {
 }
 
 TEST_F(LinkLoop, WaitsForTheReplyInFlightWhenItIsStopped) {
-    driver.judge = [](const QByteArray &reply, int) {
+    scripted_driver.judge = [](const QByteArray &reply, int) {
         EXPECT_EQ(reply, QByteArray("reply"));
         return 1;
     };
@@ -265,7 +260,7 @@ TEST_F(LinkLoop, WaitsForTheReplyInFlightWhenItIsStopped) {
 }
 
 TEST_F(LinkLoop, LeavesTheRequestInFlightWhenItIsBrokenOff) {
-    driver.judge = [](const QByteArray &, int) {
+    scripted_driver.judge = [](const QByteArray &, int) {
         ADD_FAILURE() << "an exchange that was broken off was judged";
         return 1;
     };
@@ -289,11 +284,11 @@ TEST_F(LinkLoop, ReportsTheLineThatIsGone) {
 
 TEST_F(LinkLoop, CountsAndNotesTheDriversCallbacks) {
     QList<RW_VAR> none;
-    driver.write_result(0, 1, 2, 1);
-    driver.write_result(0, 1, 2, 1);
-    driver.write_result(0, 1, 2, 2);
-    driver.comm_error(&none, 1, 1);
-    EXPECT_EQ(driver.info, &info);
+    scripted_driver.write_result(0, 1, 2, 1);
+    scripted_driver.write_result(0, 1, 2, 1);
+    scripted_driver.write_result(0, 1, 2, 2);
+    scripted_driver.comm_error(&none, 1, 1);
+    EXPECT_EQ(scripted_driver.info, &info);
     EXPECT_EQ(statistics.writes_done, 2U);
     EXPECT_EQ(statistics.writes_failed, 1U);
     EXPECT_EQ(statistics.error_calls, 1U);

@@ -4,6 +4,7 @@
 #include "host/link/link_remarks.h"
 #include "host/link/rtu_shape.h"
 #include "simulated_line.h"
+#include "station_1_frames.h"
 
 #include <gtest/gtest.h>
 
@@ -16,19 +17,19 @@ namespace {
 using kelpo::Exchange;
 using kelpo::Outcome;
 using kelpo::rtu::with_crc;
+using station_1::read_100;
+using station_1::read_200;
+using station_1::refusal;
+using station_1::reply_111;
+using station_1::reply_222;
+using station_1::wait_please;
 using std::chrono::milliseconds;
 
-// Requests to station 1 and its replies, as they are on the line.
-const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
-const std::string read_200 = with_crc(std::string("\x01\x03\x00\xC8\x00\x01", 6));
-const std::string reply_111("\x01\x03\x02\x00\x6F\xF8\x68", 7);
-const std::string reply_222("\x01\x03\x02\x00\xDE\x38\x1C", 7);
+// Writes to station 1 and their replies.
 const std::string write_100 = with_crc(std::string("\x01\x10\x00\x64\x00\x01\x02\x00\x07", 9));
 const std::string write_200 = with_crc(std::string("\x01\x10\x00\xC8\x00\x01\x02\x00\x07", 9));
 const std::string written_100 = with_crc(std::string("\x01\x10\x00\x64\x00\x01", 6));
 const std::string written_200 = with_crc(std::string("\x01\x10\x00\xC8\x00\x01", 6));
-const std::string refusal("\x01\x83\x02\xC0\xF1", 5);
-const std::string wait_please("\x01\x6A\x8B\x4E\xC7", 5);
 
 struct SeenExchange {
     std::string request, reply, late;
@@ -37,9 +38,9 @@ struct SeenExchange {
 };
 
 /// Ends the loop after `most` exchanges, and keeps what it saw.
-class Recorder : public kelpo::LinkRemarks {
+class ExchangeRecorder : public kelpo::LinkRemarks {
 public:
-    explicit Recorder(SimulatedLine &line) : LinkRemarks(kelpo::LinkSettings()), line_(line) {}
+    explicit ExchangeRecorder(SimulatedLine &line) : LinkRemarks(kelpo::LinkSettings()), line_(line) {}
 
     void exchanged(const Exchange &exchange) override {
         seen.push_back({std::string(exchange.request), std::string(exchange.reply), std::string(exchange.late),
@@ -107,7 +108,7 @@ protected:
     const kelpo::DriverLibrary driver{DRIVER_FILE};
     ComInfo info{};
     SimulatedLine line;
-    Recorder recorder{line};
+    ExchangeRecorder recorder{line};
     kelpo::LoopSettings settings;
     std::function<void(const std::string &)> answer = [](const std::string &) {
     };

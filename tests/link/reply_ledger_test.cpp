@@ -1,22 +1,22 @@
 #include "host/link/reply_ledger.h"
 
 #include "host/link/rtu_shape.h"
+#include "station_1_frames.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using kelpo::ReplyLedger;
+using station_1::read_100;
+using station_1::read_1000;
+using station_1::refusal;
+using station_1::reply_111;
+using station_1::reply_222;
+using station_1::wait_please;
 using std::chrono::milliseconds;
 using Whose = ReplyLedger::Whose;
 
-// Requests to station 1 and its replies, as they are on the line.
-const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
-const std::string read_1000("\x01\x03\x03\xE8\x00\x01\x04\x7A", 8);
-const std::string one_word("\x01\x03\x02\x00\x6F\xF8\x68", 7);
-const std::string another_word("\x01\x03\x02\x00\xDE\x38\x1C", 7);
-const std::string refusal("\x01\x83\x02\xC0\xF1", 5);
-const std::string wait("\x01\x6A\x8B\x4E\xC7", 5);
 constexpr int word_reply = 7;
 
 std::string frame(const std::string &bytes) {
@@ -55,19 +55,19 @@ protected:
 
 TEST_F(Ledger, GivesAReplyToTheOnlyRequestThatItCanBelongTo) {
     sent(read_100, 0);
-    EXPECT_EQ(heard(one_word, read_100, 20), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, read_100, 20), Whose::awaited);
     EXPECT_EQ(listens_until(20), 0);
     EXPECT_EQ(lateness(), 0);
-    EXPECT_EQ(heard(one_word, read_100, 30), Whose::nobody);
+    EXPECT_EQ(heard(reply_111, read_100, 30), Whose::nobody);
 }
 
 TEST_F(Ledger, GivesAReplyToARepeatedRequestAndThenListensForTheOther) {
     sent(read_100, 0);
     EXPECT_EQ(listens_until(110), 0);
     sent(read_100, 110);
-    EXPECT_EQ(heard(one_word, read_100, 140), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, read_100, 140), Whose::awaited);
     EXPECT_EQ(listens_until(140), 140 + 450);
-    EXPECT_EQ(heard(one_word, "", 280), Whose::late);
+    EXPECT_EQ(heard(reply_111, "", 280), Whose::late);
     EXPECT_EQ(listens_until(280), 0);
     EXPECT_EQ(lateness(), 170);
 }
@@ -75,14 +75,14 @@ TEST_F(Ledger, GivesAReplyToARepeatedRequestAndThenListensForTheOther) {
 TEST_F(Ledger, ForgetsNoRequestWhoseReplyMayHaveComeInTimeAndWasReadLate) {
     sent(read_100, 0);
     sent(read_1000, 110);
-    EXPECT_EQ(heard_between(one_word, read_1000, 449, 900), Whose::late);
+    EXPECT_EQ(heard_between(reply_111, read_1000, 449, 900), Whose::late);
     EXPECT_EQ(listens_until(901), 900 + 450);
 }
 
 TEST_F(Ledger, ForgetsARequestWhoseReplyWouldHaveComeTooLate) {
     sent(read_100, 0);
     sent(read_1000, 110);
-    EXPECT_EQ(heard_between(one_word, read_1000, 450, 451), Whose::awaited);
+    EXPECT_EQ(heard_between(reply_111, read_1000, 450, 451), Whose::awaited);
 }
 
 TEST_F(Ledger, KnowsWhenAStationThatAnswersOneByOneHasAnsweredTheLast) {
@@ -92,20 +92,20 @@ TEST_F(Ledger, KnowsWhenAStationThatAnswersOneByOneHasAnsweredTheLast) {
     sent(read_1000, 110);
     EXPECT_EQ(ledger.last_reply_until(at(120)), at(110 + 2 * 450));
     EXPECT_EQ(ledger.last_reply_until(1, at(220)), at(220 + 3 * 450));
-    EXPECT_EQ(heard(one_word, "", 300), Whose::late);
+    EXPECT_EQ(heard(reply_111, "", 300), Whose::late);
     EXPECT_EQ(ledger.last_reply_until(at(301)), at(300 + 2 * 450));
 }
 
 TEST_F(Ledger, CallsAReplyLateByTheTimeThatItCertainlyTook) {
     sent(read_100, 0);
-    EXPECT_EQ(heard_between(one_word, "", 190, 400), Whose::late);
+    EXPECT_EQ(heard_between(reply_111, "", 190, 400), Whose::late);
     EXPECT_EQ(lateness(), 190);
 }
 
 TEST_F(Ledger, ListensNoLongerThanAReplyCanBeLate) {
     sent(read_100, 0);
     sent(read_100, 110);
-    EXPECT_EQ(heard(one_word, read_100, 140), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, read_100, 140), Whose::awaited);
     EXPECT_EQ(listens_until(589), 140 + 450);
     EXPECT_EQ(listens_until(590), 0);
     EXPECT_EQ(lateness(), 0);  // one may have been lost
@@ -114,36 +114,36 @@ TEST_F(Ledger, ListensNoLongerThanAReplyCanBeLate) {
 TEST_F(Ledger, GivesNoReplyToARequestWhereItCanBelongToAnother) {
     sent(read_100, 0);
     sent(read_1000, 110);
-    EXPECT_EQ(heard(one_word, read_1000, 120), Whose::late);
+    EXPECT_EQ(heard(reply_111, read_1000, 120), Whose::late);
     EXPECT_EQ(listens_until(130), 120 + 450);
-    EXPECT_EQ(heard(another_word, "", 150), Whose::late);
+    EXPECT_EQ(heard(reply_222, "", 150), Whose::late);
     EXPECT_EQ(listens_until(150), 0);
     sent(read_1000, 160);
-    EXPECT_EQ(heard(one_word, read_1000, 180), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, read_1000, 180), Whose::awaited);
 }
 
 // The second reply may be the first request's.
 TEST_F(Ledger, AssumesNoOrder) {
     sent(read_100, 0);
     sent(read_1000, 110);
-    EXPECT_EQ(heard(one_word, read_1000, 120), Whose::late);
-    EXPECT_EQ(heard(another_word, read_1000, 130), Whose::late);
+    EXPECT_EQ(heard(reply_111, read_1000, 120), Whose::late);
+    EXPECT_EQ(heard(reply_222, read_1000, 130), Whose::late);
 }
 
 // What is sent twice at once answers one request, though two are left: the reply to the other may still come.
 TEST_F(Ledger, DoesNotTakeACopyForAnotherReply) {
     sent(read_100, 0);
     sent(read_100, 110);
-    EXPECT_EQ(heard(one_word, read_100, 120), Whose::awaited);
-    EXPECT_EQ(heard(one_word, "", 121), Whose::late);
+    EXPECT_EQ(heard(reply_111, read_100, 120), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, "", 121), Whose::late);
     EXPECT_EQ(listens_until(121), 121 + 450);
-    EXPECT_EQ(heard(one_word, "", 230), Whose::late);
+    EXPECT_EQ(heard(reply_111, "", 230), Whose::late);
     EXPECT_EQ(listens_until(230), 0);
 }
 
 TEST_F(Ledger, DoesNotWaitForAStationThatIsSilent) {
     sent(read_100, 0);
-    EXPECT_EQ(heard(one_word, read_100, 20), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, read_100, 20), Whose::awaited);
     for (int time = 30; time < 2000; time += 110) {
         EXPECT_EQ(listens_until(time), 0) << time;
         sent(read_100, time);
@@ -162,7 +162,7 @@ TEST_F(Ledger, WaitsWhereItCannotRememberMore) {
 TEST_F(Ledger, DistinguishesRepliesByFunctionAndSize) {
     sent(read_two, 0, two_word_reply);
     sent(read_100, 110);
-    EXPECT_EQ(heard(one_word, read_100, 120), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, read_100, 120), Whose::awaited);
     EXPECT_EQ(heard(two_words, "", 130), Whose::late);
     EXPECT_EQ(listens_until(130), 0);
     EXPECT_EQ(lateness(), 130);
@@ -172,19 +172,19 @@ TEST_F(Ledger, DoesNotKnowWhoIsRefused) {
     sent(read_two, 0, two_word_reply);
     sent(read_100, 110);
     EXPECT_EQ(heard(refusal, read_100, 120), Whose::late);
-    EXPECT_EQ(heard(wait, read_100, 130), Whose::late);
+    EXPECT_EQ(heard(wait_please, read_100, 130), Whose::late);
     ReplyLedger other(milliseconds(100));
     other.sent(1, read_100, word_reply, at(0));
     EXPECT_EQ(other.heard(refusal, read_100, {at(10), at(10)}), Whose::awaited);
     other.sent(1, read_100, word_reply, at(20));
-    EXPECT_EQ(other.heard(wait, read_100, {at(30), at(30)}), Whose::awaited);
+    EXPECT_EQ(other.heard(wait_please, read_100, {at(30), at(30)}), Whose::awaited);
 }
 
 TEST_F(Ledger, KeepsStationsApart) {
     sent(read_100, 0);
     const std::string read_of_2 = frame(std::string("\x02\x03\x00\x64\x00\x01", 6));
     ledger.sent(2, read_of_2, word_reply, at(110));
-    EXPECT_EQ(heard(one_word, read_of_2, 120), Whose::late);
+    EXPECT_EQ(heard(reply_111, read_of_2, 120), Whose::late);
     EXPECT_EQ(heard(frame(std::string("\x02\x03\x02\x00\x07", 5)), read_of_2, 130), Whose::awaited);
     EXPECT_EQ(heard(frame(std::string("\x03\x03\x02\x00\x07", 5)), read_of_2, 130), Whose::nobody);
 }
@@ -222,9 +222,9 @@ TEST(LedgerOfWrites, AcceptsAnAcknowledgementThatNamesWhatWasWritten) {
 
 TEST_F(Ledger, TakesADamagedReplyForTheReplyWhenItLooksLikeOne) {
     sent(read_100, 0);
-    ledger.heard_damaged(1, one_word.substr(0, 4), read_100, {at(20), at(20)});
+    ledger.heard_damaged(1, reply_111.substr(0, 4), read_100, {at(20), at(20)});
     sent(read_100, 30);
-    EXPECT_EQ(heard(one_word, read_100, 40), Whose::awaited);
+    EXPECT_EQ(heard(reply_111, read_100, 40), Whose::awaited);
     EXPECT_EQ(listens_until(40), 0);
     sent(read_100, 50);
     ledger.heard_damaged(1, "!", read_100, {at(60), at(60)});
@@ -232,14 +232,14 @@ TEST_F(Ledger, TakesADamagedReplyForTheReplyWhenItLooksLikeOne) {
 }
 
 TEST_F(Ledger, KnowsTheSizeOfAReplyByItsHeader) {
-    EXPECT_EQ(ledger.reply_size(one_word), 0U);
+    EXPECT_EQ(ledger.reply_size(reply_111), 0U);
     sent(read_100, 0);
     sent(read_two, 110, two_word_reply);
-    EXPECT_EQ(ledger.reply_size(one_word.substr(0, 2)), 0U);
-    EXPECT_EQ(ledger.reply_size(one_word.substr(0, 3)), 7U);
+    EXPECT_EQ(ledger.reply_size(reply_111.substr(0, 2)), 0U);
+    EXPECT_EQ(ledger.reply_size(reply_111.substr(0, 3)), 7U);
     EXPECT_EQ(ledger.reply_size(two_words), 9U);
     EXPECT_EQ(ledger.reply_size(refusal), 5U);
-    EXPECT_EQ(ledger.reply_size(wait), 5U);
+    EXPECT_EQ(ledger.reply_size(wait_please), 5U);
     // A byte count that nobody waits for.
     EXPECT_EQ(ledger.reply_size(std::string("\x01\x03\x06", 3)), 0U);
 }
@@ -248,7 +248,7 @@ TEST_F(Ledger, SaysUntilWhenRepliesCanCome) {
     EXPECT_FALSE(ledger.last_reply_until(at(0)));
     sent(read_100, 0);
     EXPECT_EQ(ledger.last_reply_until(at(10)), at(450));
-    EXPECT_EQ(heard(one_word, "", 120), Whose::late);
+    EXPECT_EQ(heard(reply_111, "", 120), Whose::late);
     EXPECT_FALSE(ledger.last_reply_until(at(120)));
 }
 

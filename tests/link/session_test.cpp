@@ -4,6 +4,7 @@
 #include "device_server.h"
 #include "process.h"
 #include "pseudo_terminal.h"
+#include "station_1_frames.h"
 
 #include <gtest/gtest.h>
 
@@ -25,22 +26,20 @@ using kelpo::Session;
 using kelpo::StopSignal;
 using kelpo::Variable;
 using kelpo::View;
+using station_1::read_100;
+using station_1::read_1000;
+using station_1::reply_111;
+using station_1::reply_222;
+using station_1::reply_333;
 using std::chrono::hours;
 using std::chrono::milliseconds;
-
-// Requests and replies of station 1, as they are on the line.
-const std::string read_100("\x01\x03\x00\x64\x00\x01\xC5\xD5", 8);
-const std::string read_1000("\x01\x03\x03\xE8\x00\x01\x04\x7A", 8);
-const std::string reply_111("\x01\x03\x02\x00\x6F\xF8\x68", 7);
-const std::string reply_222("\x01\x03\x02\x00\xDE\x38\x1C", 7);
-const std::string reply_333("\x01\x03\x02\x01\x4D\x79\xE1", 7);
 
 Variable word(const std::string &address) {
     return {"word " + address, 1, 7, address, 1, View::unsigned_words};
 }
 
 /// Keeps what the session reports, for the test's own threads.
-class Recorder : public kelpo::LinkWatcher {
+class SessionRecorder : public kelpo::LinkWatcher {
 public:
     struct Loss {
         std::string why;
@@ -243,7 +242,7 @@ protected:
     void loses_nothing(Plug &plug);
 
     StopSignal stop;
-    Recorder recorder;
+    SessionRecorder recorder;
     kelpo::Driver driver{DRIVER_FILE};
     std::unique_ptr<Session> session;
 };
@@ -287,7 +286,7 @@ void SessionTest::loses_nothing(Plug &plug) {
     session->finish();
 
     std::vector<std::string> all_in_order;
-    std::vector<Recorder::End> each_once;
+    std::vector<SessionRecorder::End> each_once;
     for (const int id : {1, 2, 3, 4, 5, 6}) {
         all_in_order.push_back(std::string("\x01\x10\x00\x64\x00\x01\x02\x00", 8) + static_cast<char>(id));
         each_once.push_back({5, id, 1});
@@ -340,7 +339,7 @@ TEST_F(SessionTest, ReportsEachFailedTryAndMakesThePausesGrow) {
     ASSERT_EQ(adapter.request(), read_100);
     adapter.pull();
     ASSERT_TRUE(is_lost(6));
-    const std::vector<Recorder::Loss> losses = recorder.losses();
+    const std::vector<SessionRecorder::Loss> losses = recorder.losses();
     const int pauses[] = {1, 2, 4, 8, 8, 8};
     for (std::size_t i = 0; i < std::size(pauses); ++i) {
         EXPECT_EQ(losses[i].pause, milliseconds(pauses[i])) << i;

@@ -5,18 +5,19 @@
 #include "store/register_cache.h"
 #include "store/reply_storage.h"
 #include "support/crc.h"
+#include "support/int_limits.h"
 #include "support/reset_driver.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace model {
 
 namespace {
 
+using support::int_max;
+using support::int_min;
+
 const std::size_t remembered_operations = 15;
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
 
 const Word named_words[] = {max_count,     default_station, retry_times,   retry_count, multi_station,
                             state_a,       success_limit,   success_count, state_b,     remote_mode,

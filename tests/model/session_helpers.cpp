@@ -5,18 +5,14 @@
 #include "checksums.h"
 #include "link/replies.h"
 #include "planning/read_list.h"
+#include "support/int_limits.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace model {
 
-namespace {
-
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
-
-}  // namespace
+using support::int_max;
+using support::int_min;
 
 void Session::helper() {
     void (Session::*const helpers[])() = {&Session::help_checks, &Session::help_types, &Session::help_addresses,

@@ -2,15 +2,16 @@
 /// What the operations of a session use: addresses, counts, records, words of the host's block.
 #include "session.h"
 
+#include "support/int_limits.h"
+
 #include <algorithm>
-#include <limits>
 
 namespace model {
 
 namespace {
 
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
+using support::int_max;
+using support::int_min;
 
 std::size_t host_bytes(int type, int count) {
     const std::size_t n = static_cast<std::size_t>(std::max(count, 0));

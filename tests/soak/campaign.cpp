@@ -30,7 +30,7 @@ constexpr std::uint64_t most_tries = (2 + 4) * (retries + 1);
 constexpr std::chrono::minutes standstill(3);
 
 // The first requests of each controller, which have no faults.
-constexpr unsigned requests_before_faults = 120;
+constexpr unsigned requests_without_faults = 120;
 
 constexpr const char *always[] = {"dead station=4", "dead station=5 after=30 every=60 for=25"};
 
@@ -135,7 +135,7 @@ void Campaign::run_controller(unsigned number) {
     const std::uint64_t length =
         std::min<std::uint64_t>(400 + random_() % 3000, std::max<std::uint64_t>(300, options_.exchanges / 10));
     const bool abrupt = random_() % 3 == 0;
-    const FaultChoice choice = choose_faults(random_, requests_before_faults, static_cast<unsigned>(length / 2),
+    const FaultChoice choice = choose_faults(random_, requests_without_faults, static_cast<unsigned>(length / 2),
                                              echoes_ ? without_echo(options_.faults) : options_.faults);
     std::vector<std::string> faults(std::begin(always), std::end(always));
     faults.insert(faults.end(), choice.lines.begin(), choice.lines.end());

@@ -39,7 +39,7 @@ constexpr Frequency frequencies[] = {{" rate=1/1000", 1000}, {" rate=1/300", 300
 
 // With a fault in every request, each one costs a time-out: this many are enough.
 constexpr unsigned most_times = 60;
-constexpr std::chrono::milliseconds latest(150);
+constexpr std::chrono::milliseconds latest_reply(150);
 
 std::size_t below(std::mt19937 &random, std::size_t end) {
     return random() % end;
@@ -54,7 +54,7 @@ FaultChoice choose_faults(std::mt19937 &random, unsigned requests_before_faults,
         if (wanted.empty() || std::find(wanted.begin(), wanted.end(), kind.word) != wanted.end())
             open.push_back(kind);
     FaultChoice choice;
-    choice.latest = latest;
+    choice.latest = latest_reply;
     static constexpr std::size_t amounts[] = {1, 1, 2, 3, 6};
     for (std::size_t count = amounts[below(random, std::size(amounts))]; count > 0; --count) {
         const Kind &kind = open[below(random, open.size())];

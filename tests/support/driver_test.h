@@ -3,6 +3,7 @@
 #ifndef SUPPORT_DRIVER_TEST_H
 #define SUPPORT_DRIVER_TEST_H
 
+#include "int_limits.h"
 #include "ozna_kelpo_port.h"
 #include "reset_driver.h"
 
@@ -10,15 +11,10 @@
 
 #include <functional>
 #include <initializer_list>
-#include <limits>
 #include <string>
 #include <vector>
 
 namespace support {
-
-/// The ends of the range of a record's fields.
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
 
 /// The host's block as the driver gets it: the named words are 0; the words without a name, and those around the block,
 /// hold a pattern that must not change.

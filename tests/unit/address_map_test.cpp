@@ -1,15 +1,16 @@
 #include "Communication_Protocol.h"
 
+#include "int_limits.h"
+
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <vector>
 
 namespace {
 
-const int int_max = std::numeric_limits<int>::max();
-const int int_min = std::numeric_limits<int>::min();
+using support::int_max;
+using support::int_min;
 
 int mapped(int type, int address) {
     PLC_driver.get_offset_address(type, address);
