@@ -5,13 +5,13 @@
 set(KELPO_TOGETHER "$ENV{KELPO_TOGETHER}" CACHE STRING
     "Compile together the files of each folder of these targets, or of all that can be")
 
-# Has the folders of `target` compiled this way, except those in EXCEPT, whose files are alike on purpose. With
-# BY_FIRST_WORD the files are in one folder, and the first word of a file's name says which folder it is about.
+# Has the folders of `target` compiled this way. With BY_FIRST_WORD the files are in one folder, and the first word of a
+# file's name says which folder it is about.
 function(kelpo_compile_folders_together target)
     if(NOT KELPO_TOGETHER STREQUAL all AND NOT target IN_LIST KELPO_TOGETHER)
         return()
     endif()
-    cmake_parse_arguments(PARSE_ARGV 1 arg "BY_FIRST_WORD" "" "EXCEPT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "BY_FIRST_WORD" "" "")
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
     get_target_property(sources ${target} SOURCES)
     foreach(source IN LISTS sources)
@@ -19,8 +19,6 @@ function(kelpo_compile_folders_together target)
         if(arg_BY_FIRST_WORD)
             string(REGEX MATCH "^[a-z]+" folder ${source})
         endif()
-        if(NOT folder IN_LIST arg_EXCEPT)
-            set_source_files_properties(${source} PROPERTIES UNITY_GROUP "all_of_${folder}")
-        endif()
+        set_source_files_properties(${source} PROPERTIES UNITY_GROUP "all_of_${folder}")
     endforeach()
 endfunction()

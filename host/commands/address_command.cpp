@@ -14,13 +14,13 @@
 namespace kelpo {
 namespace {
 
-struct Chosen {
+struct ChosenForAddress {
     int type = 0;
     std::string text;
     std::string driver = LinkSettings().driver;
 };
 
-ExitCode run(const Chosen &chosen) {
+ExitCode address_as_chosen(const ChosenForAddress &chosen) {
     const Driver driver(chosen.driver);
     if (!driver.number_of(chosen.type, chosen.text)) {
         std::cerr << "kelpo: " << in_quotes(chosen.text) << " " << why_no_address(chosen.type, chosen.text) << "\n";
@@ -33,7 +33,7 @@ ExitCode run(const Chosen &chosen) {
 }  // namespace
 
 void add_address_command(common::Command app, int &exit_code) {
-    const auto chosen = std::make_shared<Chosen>();
+    const auto chosen = std::make_shared<ChosenForAddress>();
     common::Command address =
         app.add_subcommand("address", "Show where an address of a register type is in the controller, as the driver "
                                       "sees it, or why it is not an address.");
@@ -46,7 +46,7 @@ void add_address_command(common::Command app, int &exit_code) {
                    "  kelpo address 13 204    a 32-bit register; they begin at 200\n"
                    "  kelpo address 15 6.4    bit 4 of register 6\n"
                    "Ends with 7 when the driver does not accept the address.");
-    address.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
+    address.callback([chosen, &exit_code] { exit_code = static_cast<int>(address_as_chosen(*chosen)); });
 }
 
 }  // namespace kelpo

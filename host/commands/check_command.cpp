@@ -15,12 +15,12 @@
 namespace kelpo {
 namespace {
 
-struct Chosen {
+struct ChosenForCheck {
     std::string list;
     LinkSettings link;
 };
 
-ExitCode run(const Chosen &chosen) {
+ExitCode check_as_chosen(const ChosenForCheck &chosen) {
     const Driver library(chosen.link.driver);
     const ListReading reading = load_list(chosen.list, chosen.link, library);
     if (!reading.usable()) {
@@ -43,7 +43,7 @@ ExitCode run(const Chosen &chosen) {
 }  // namespace
 
 void add_check_command(common::Command app, int &exit_code) {
-    const auto chosen = std::make_shared<Chosen>();
+    const auto chosen = std::make_shared<ChosenForCheck>();
     common::Command check =
         app.add_subcommand("check", "Say what is wrong with a list of variables, each mistake with file and line.");
     check.add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables").required();
@@ -55,7 +55,7 @@ void add_check_command(common::Command app, int &exit_code) {
                  "    pumps.toml:22: unknown key \"adress\" in [[variable]]; \"address\" was meant\n"
                  "  kelpo check tags.csv && kelpo poll tags.csv --line /dev/ttyUSB0\n"
                  "Ends with 0 when the list can be used, warnings or not, and with 2 when it has a mistake.");
-    check.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
+    check.callback([chosen, &exit_code] { exit_code = static_cast<int>(check_as_chosen(*chosen)); });
 }
 
 }  // namespace kelpo

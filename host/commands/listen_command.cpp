@@ -12,7 +12,7 @@
 namespace kelpo {
 namespace {
 
-ExitCode run(const TraceCommandOptions &chosen, const ListOrLine &line) {
+ExitCode listen_as_chosen(const TraceCommandOptions &chosen, const ListOrLine &line) {
     const TraceOptions options = chosen.options();
     refuse_same_output(options.to, options.pcap);
     DriverOnDemand driver(line.driver_file());
@@ -48,7 +48,7 @@ void add_listen_command(common::Command app, int &exit_code) {
         "  kelpo listen --line /dev/ttyUSB1 --speed 19200 --parity even\n"
         "  kelpo listen --line /dev/ttyUSB1 --station 3 --failures --pcap night.pcap\n"
         "\nEnds with 0 when a frame was heard, 1 when none was, 4 when the line failed.");
-    listen.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(run(chosen, line)); });
+    listen.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(listen_as_chosen(chosen, line)); });
 }
 
 }  // namespace kelpo

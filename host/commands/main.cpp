@@ -27,7 +27,7 @@ const char *const help_footer =
     "names coils or holding registers, and where these lie in the controller. A register class is\n"
     "the type whose registers it shares. docs/address-map.md lists both.";
 
-int run(int argc, char **argv) {
+int run_kelpo(int argc, char **argv) {
     common::CommandLine line("Talks to PLCs through the driver that panels use, loaded by file name as a panel does.",
                              "kelpo", KELPO_VERSION);
     common::Command app = line.command();
@@ -52,5 +52,5 @@ int run(int argc, char **argv) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    return kelpo::run_program("kelpo", [=] { return run(argc, argv); });
+    return kelpo::run_program("kelpo", [=] { return run_kelpo(argc, argv); });
 }

@@ -22,8 +22,8 @@ namespace kelpo {
 namespace {
 
 /// What the command line gave.
-struct Chosen {
-    explicit Chosen(common::Command command) : line(command, LinkSettings()) {}
+struct ChosenForPlan {
+    explicit ChosenForPlan(common::Command command) : line(command, LinkSettings()) {}
 
     LineOptions line;
     std::string list;
@@ -33,7 +33,7 @@ struct Chosen {
     bool learn = false;
 };
 
-ExitCode run(const Chosen &chosen) {
+ExitCode plan_as_chosen(const ChosenForPlan &chosen) {
     const LinkSettings defaults = chosen.line.over(LinkSettings());
     Driver library(defaults.driver);
     ListReading reading = load_list(chosen.list, defaults, library);
@@ -71,7 +71,7 @@ ExitCode run(const Chosen &chosen) {
 void add_plan_command(common::Command app, int &exit_code) {
     common::Command plan = app.add_subcommand(
         "plan", "Show what the driver asks for to poll a list, and how long a cycle takes. Needs no line.");
-    const auto chosen = std::make_shared<Chosen>(plan);
+    const auto chosen = std::make_shared<ChosenForPlan>(plan);
     plan.add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables").required();
     plan.add_option("--turnaround", chosen->turnaround,
                     "Milliseconds that the controllers take to answer, an estimate; 5 unless the list says otherwise")
@@ -94,7 +94,7 @@ void add_plan_command(common::Command app, int &exit_code) {
         "  kelpo plan pumps.toml --tune                          with which max-count is a cycle the shortest?\n"
         "  kelpo plan pumps.toml --learn                         what does not exist? Needs the line\n"
         "Ends with 0, or with 2 when the list has a mistake (see kelpo check); with --learn also as kelpo read.");
-    plan.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
+    plan.callback([chosen, &exit_code] { exit_code = static_cast<int>(plan_as_chosen(*chosen)); });
 }
 
 }  // namespace kelpo

@@ -18,8 +18,8 @@ namespace kelpo {
 namespace {
 
 /// What the command line gave.
-struct Chosen {
-    explicit Chosen(common::Command command) : line(command, LinkSettings()), waits(command) {}
+struct ChosenForPoll {
+    explicit ChosenForPoll(common::Command command) : line(command, LinkSettings()), waits(command) {}
 
     LineOptions line;
     WriteWaitsOption waits;
@@ -31,7 +31,7 @@ struct Chosen {
     std::string trace_file;
 };
 
-ExitCode run(const Chosen &chosen) {
+ExitCode poll_as_chosen(const ChosenForPoll &chosen) {
     refuse_to_overwrite(chosen.list, chosen.trace_file);
     const LinkSettings defaults = chosen.line.over(LinkSettings());
     Driver driver(defaults.driver);
@@ -67,7 +67,7 @@ void add_poll_command(common::Command app, int &exit_code) {
         {"plain", RecordFormat::plain}, {"csv", RecordFormat::csv}, {"json", RecordFormat::json}};
     common::Command poll =
         app.add_subcommand("poll", "Poll the variables of a list: on a live screen, or as lines for other programs.");
-    const auto chosen = std::make_shared<Chosen>(poll);
+    const auto chosen = std::make_shared<ChosenForPoll>(poll);
     poll.add_option("LIST", chosen->list, "The list: a TOML file, or a CSV file of variables").required();
     const common::Option format =
         poll.add_option("--format", chosen->format, formats,
@@ -96,7 +96,7 @@ void add_poll_command(common::Command app, int &exit_code) {
         "  echo 'set point=350' | kelpo poll boiler.toml --format plain --writes --seconds 5\n"
         "Ends with 0 when all was well at the end; 1 when a write failed or expired, or a variable was never read;\n"
         "4 while the line was lost; 8, 9 or 10 while something was not read: no reply, refused, a bad reply.");
-    poll.callback([chosen, &exit_code] { exit_code = static_cast<int>(run(*chosen)); });
+    poll.callback([chosen, &exit_code] { exit_code = static_cast<int>(poll_as_chosen(*chosen)); });
 }
 
 }  // namespace kelpo

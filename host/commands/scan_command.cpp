@@ -14,14 +14,14 @@ namespace kelpo {
 namespace {
 
 // What the options are read into, until the command runs.
-struct Chosen {
+struct ChosenForScan {
     ScanOptions options;
     std::string stations;
     int from = 1, to = last_station;
     bool find = false;
 };
 
-ExitCode run(Chosen &chosen, const ListOrLine &line) {
+ExitCode scan_as_chosen(ChosenForScan &chosen, const ListOrLine &line) {
     ScanOptions &options = chosen.options;
     try {
         const std::string range = std::to_string(chosen.from) + "-" + std::to_string(chosen.to);
@@ -47,7 +47,7 @@ ExitCode run(Chosen &chosen, const ListOrLine &line) {
 }  // namespace
 
 void add_scan_command(common::Command app, int &exit_code) {
-    const auto chosen = std::make_shared<Chosen>();
+    const auto chosen = std::make_shared<ChosenForScan>();
     common::Command scan = app.add_subcommand("scan", "Ask one station after the other, and show which answer.");
     const common::Option stations =
         scan.add_option("--stations", chosen->stations, "The stations to ask, such as 1-20,33").type_name("LIST");
@@ -83,7 +83,7 @@ void add_scan_command(common::Command app, int &exit_code) {
         "  kelpo scan --line /dev/ttyUSB0 --find --to 10\n"
         "  kelpo scan --line /dev/ttyUSB0 --stations 1-10,200 --type 4 --address 0 --json\n"
         "\nEnds with 0 when a station answers, 1 when none does. 'kelpo --help' has all exit codes.");
-    scan.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(run(*chosen, line)); });
+    scan.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(scan_as_chosen(*chosen, line)); });
 }
 
 }  // namespace kelpo

@@ -32,7 +32,7 @@ ExitCode trace_list(const std::string &file, const TraceOptions &options, std::o
     return trace_line(driver, reading.list, options, duration, stop, std::cout, std::cerr);
 }
 
-ExitCode run(const std::string &what, const TraceCommandOptions &chosen, const LineOptions &line) {
+ExitCode trace_as_chosen(const std::string &what, const TraceCommandOptions &chosen, const LineOptions &line) {
     const TraceOptions options = chosen.options();
     for (const std::string &output : {options.to, options.pcap})
         refuse_to_overwrite(what, output);
@@ -69,7 +69,8 @@ void add_trace_command(common::Command app, int &exit_code) {
                  "  kelpo trace night.trace --station 3                 show it again\n"
                  "  kelpo trace night.trace --pcap night.pcap           for a protocol analyser:\n"
                  "  tshark -r night.pcap -o mbrtu.tcp.port:502");
-    trace.callback([what, chosen, line, &exit_code] { exit_code = static_cast<int>(run(*what, chosen, line)); });
+    trace.callback(
+        [what, chosen, line, &exit_code] { exit_code = static_cast<int>(trace_as_chosen(*what, chosen, line)); });
 }
 
 }  // namespace kelpo
