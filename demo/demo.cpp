@@ -90,9 +90,8 @@ public:
         : driver_(driver), options_(options), session_(session), link_(session.statistics()), gauge_(watchers.gauge),
           stop_(stop), exerciser_(driver.library(), memory, link_, watchers.notes, exercised_, stop),
           panel_(driver.library().entry(), memory, watchers.reads, exerciser_.at_rest()) {
-        const std::vector<Variable> variables = demo_variables();
-        blocks_ = driver.poll(variables);
-        watchers.reads.use(driver, variables, driver.blocks());
+        blocks_ = driver.poll(variables_);
+        watchers.reads.use(driver, variables_, driver.blocks());
     }
 
     /// Throws LineError when the line cannot be opened.
@@ -107,6 +106,7 @@ private:
     std::string title() const;
     std::vector<std::string> faults() const;
 
+    const std::vector<Variable> variables_ = demo_variables();
     Driver &driver_;
     const DemoOptions &options_;
     Session &session_;

@@ -17,6 +17,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -54,11 +55,11 @@ ExitCode plan_as_chosen(const ChosenForPlan &chosen) {
     }
     DryRun driver(library);
     if (chosen.tune) {
-        print_tuned(tuned(make_plan(list, driver).list, driver), chosen.list, std::cout);
+        print_tuned(tuned(make_plan(std::move(list), driver).list, driver), chosen.list, std::cout);
         return ExitCode::all_well;
     }
     print_remarks(torn_values(list, driver), "", std::cerr);
-    const Plan plan = advised(make_plan(list, driver), driver);
+    const Plan plan = advised(make_plan(std::move(list), driver), driver);
     if (chosen.json)
         print_plan_json(plan, chosen.list, std::cout);
     else

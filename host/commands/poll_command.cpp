@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -35,12 +36,12 @@ ExitCode poll_as_chosen(const ChosenForPoll &chosen) {
     refuse_to_overwrite(chosen.list, chosen.trace_file);
     const LinkSettings defaults = chosen.line.over(LinkSettings());
     Driver driver(defaults.driver);
-    const ListReading reading = load_list(chosen.list, defaults, driver);
+    ListReading reading = load_list(chosen.list, defaults, driver);
     print_remarks(reading.remarks, "kelpo: ", std::cerr);
     if (!reading.usable())
         return ExitCode::wrong_usage;
     PollOptions options;
-    options.list = reading.list;
+    options.list = std::move(reading.list);
     options.list.link = chosen.line.over(options.list.link);
     if (options.list.link.line.path.empty())
         throw common::UsageError("--line, or a list with a line in it, is required");
@@ -57,7 +58,7 @@ ExitCode poll_as_chosen(const ChosenForPoll &chosen) {
 
     StopSignal stop;
     const StopOnSignals on_signals(stop);
-    return run_poll(driver, options, stop, std::cerr);
+    return run_poll(driver, std::move(options), stop, std::cerr);
 }
 
 }  // namespace

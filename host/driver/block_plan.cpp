@@ -40,13 +40,13 @@ public:
     }
 
     // Group by group those with at most `max_gap` unused units between them.
-    std::vector<std::vector<Variable>> near_each_other(std::optional<int> max_gap) const {
-        std::vector<std::vector<Variable>> groups;
+    std::vector<VariablePointers> near_each_other(std::optional<int> max_gap) const {
+        std::vector<VariablePointers> groups;
         std::int64_t end = 0;
         for (const Wanted &wanted : all_) {
             if (groups.empty() || (max_gap && wanted.first - end > *max_gap))
                 groups.emplace_back();
-            groups.back().push_back(*wanted.variable);
+            groups.back().push_back(wanted.variable);
             end = std::max(end, wanted.end);
         }
         return groups;
@@ -88,9 +88,10 @@ private:
     bool any_pairs_ = false;
 };
 
-std::map<Group, Wants> wants_by_group(const DriverLibrary &driver, const std::vector<Variable> &variables) {
+std::map<Group, Wants> wants_by_group(const DriverLibrary &driver, const VariablePointers &variables) {
     std::map<Group, Wants> groups;
-    for (const Variable &variable : variables) {
+    for (const Variable *const pointer : variables) {
+        const Variable &variable = *pointer;
         const RegisterType &type = register_type(variable.type);
         const int number = driver.entry().PLCAddressChangeIntef(variable.type, driver_text(variable.address));
         if (number < 0)
@@ -108,7 +109,7 @@ std::map<Group, Wants> wants_by_group(const DriverLibrary &driver, const std::ve
 }
 
 // The driver's own blocks, when nothing else is to be polled.
-std::vector<PolledBlock> blocks_of(const DriverLibrary &driver, const std::vector<Variable> &variables) {
+std::vector<PolledBlock> blocks_of(const DriverLibrary &driver, const VariablePointers &variables) {
     QList<HOST_VAR> list = polled(variables);
     driver.entry().ReCreatReadVarList(&list);
     return driver.polled_blocks();
@@ -186,11 +187,10 @@ std::vector<PolledBlock> with_whole_values(const std::vector<PolledBlock> &block
 using Covered = std::map<Group, std::map<std::int64_t, std::int64_t>>;
 
 // Those of the variables that are in no block yet.
-std::vector<Variable> plan_needs(const DriverLibrary &driver, const std::vector<Variable> &variables,
-                                 const Covered &covered) {
+VariablePointers plan_needs(const DriverLibrary &driver, const VariablePointers &variables, const Covered &covered) {
     if (covered.empty())
         return variables;
-    std::vector<Variable> needed;
+    VariablePointers needed;
     for (const auto &[group, wants] : wants_by_group(driver, variables)) {
         const auto blocks = covered.find(group);
         for (const Wanted &wanted : wants.all()) {
@@ -199,10 +199,28 @@ std::vector<Variable> plan_needs(const DriverLibrary &driver, const std::vector<
                 if (after != blocks->second.begin() && std::prev(after)->second >= wanted.end)
                     continue;
             }
-            needed.push_back(*wanted.variable);
+            needed.push_back(wanted.variable);
         }
     }
     return needed;
+}
+
+// Like planned, of variables with one rate.
+std::vector<PolledBlock> planned_blocks(const DriverLibrary &driver, const VariablePointers &variables,
+                                        const PollRules &rules) {
+    int &max_count = driver.entry().PLC_driver->com_info->max_count;
+    const int before = max_count;
+    std::vector<PolledBlock> blocks;
+    for (const auto &[group, wants] : wants_by_group(driver, variables)) {
+        const BlockLimits &limits = rules.of(group.first);
+        max_count = limits.max_count;
+        for (const VariablePointers &near : wants.near_each_other(limits.max_gap)) {
+            const std::vector<PolledBlock> whole = with_whole_values(blocks_of(driver, near), limits.max_count, wants);
+            blocks.insert(blocks.end(), whole.begin(), whole.end());
+        }
+    }
+    max_count = before;
+    return blocks;
 }
 
 }  // namespace
@@ -219,27 +237,10 @@ int PollRules::greatest_max_count() const {
     return greatest;
 }
 
-std::vector<PolledBlock> planned_blocks(const DriverLibrary &driver, const std::vector<Variable> &variables,
-                                        const PollRules &rules) {
-    int &max_count = driver.entry().PLC_driver->com_info->max_count;
-    const int before = max_count;
-    std::vector<PolledBlock> blocks;
-    for (const auto &[group, wants] : wants_by_group(driver, variables)) {
-        const BlockLimits &limits = rules.of(group.first);
-        max_count = limits.max_count;
-        for (const std::vector<Variable> &near : wants.near_each_other(limits.max_gap)) {
-            const std::vector<PolledBlock> whole = with_whole_values(blocks_of(driver, near), limits.max_count, wants);
-            blocks.insert(blocks.end(), whole.begin(), whole.end());
-        }
-    }
-    max_count = before;
-    return blocks;
-}
-
 BlockPlan planned(const DriverLibrary &driver, const std::vector<Variable> &variables, const PollRules &rules) {
-    std::map<std::chrono::milliseconds, std::vector<Variable>> rates;
+    std::map<std::chrono::milliseconds, VariablePointers> rates;
     for (const Variable &variable : variables)
-        rates[variable.every].push_back(variable);
+        rates[variable.every].push_back(&variable);
     BlockPlan plan;
     Covered covered;
     for (const auto &[every, of_rate] : rates) {
@@ -259,7 +260,7 @@ BlockPlan planned(const DriverLibrary &driver, const std::vector<Variable> &vari
 
 PlacesByGroup places_of(const DriverLibrary &driver, const std::vector<Variable> &variables) {
     PlacesByGroup places;
-    for (const auto &[group, wants] : wants_by_group(driver, variables))
+    for (const auto &[group, wants] : wants_by_group(driver, pointers_to(variables)))
         for (const Wanted &wanted : wants.all())
             places[group].push_back({group.first, group.second, static_cast<int>(wanted.first),
                                      static_cast<int>(wanted.end - wanted.first)});

@@ -34,12 +34,6 @@ struct PollRules {
     int greatest_max_count() const;
 };
 
-/// The blocks that the driver makes of these variables when each station has its own limits, by station, class and
-/// number. No value of two registers is in two blocks, except where values overlap so that every end of a block would
-/// part one; where `max_count` is 1, such a value is a block. Replaces the driver's read list. Only while no link runs.
-std::vector<PolledBlock> planned_blocks(const DriverLibrary &driver, const std::vector<Variable> &variables,
-                                        const PollRules &rules);
-
 /// How variables are polled.
 struct BlockPlan {
     std::vector<PolledBlock> cycle;
@@ -47,7 +41,10 @@ struct BlockPlan {
 };
 
 /// The blocks of all variables: those without a rate of their own in the cycle, the others in blocks with those of the
-/// same rate, unless a block that is read as often or more often has them already. Like planned_blocks.
+/// same rate, unless a block that is read as often or more often has them already. Those of one rate are the blocks
+/// that the driver makes of them when each station has its own limits, by station, class and number. No value of two
+/// registers is in two blocks, except where values overlap so that every end of a block would part one; where
+/// `max_count` is 1, such a value is a block. Replaces the driver's read list. Only while no link runs.
 BlockPlan planned(const DriverLibrary &driver, const std::vector<Variable> &variables, const PollRules &rules);
 
 /// By station and register class.

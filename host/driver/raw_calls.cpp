@@ -10,17 +10,22 @@ QByteArray driver_bytes(const std::string &bytes) {
     return {bytes.data(), static_cast<int>(bytes.size())};
 }
 
-QList<HOST_VAR> polled(const std::vector<Variable> &variables) {
+QList<HOST_VAR> polled(const VariablePointers &variables) {
     QList<HOST_VAR> list;
-    for (const Variable &variable : variables) {
+    list.reserve(static_cast<int>(variables.size()));
+    for (const Variable *const variable : variables) {
         HOST_VAR item{};
-        item.reg_type = static_cast<unsigned char>(variable.type);
-        item.station_no = static_cast<unsigned char>(variable.station);
-        item.addr_text = driver_text(variable.address);
-        item.reg_count = variable.count;
+        item.reg_type = static_cast<unsigned char>(variable->type);
+        item.station_no = static_cast<unsigned char>(variable->station);
+        item.addr_text = driver_text(variable->address);
+        item.reg_count = variable->count;
         list.append(item);
     }
     return list;
+}
+
+QList<HOST_VAR> polled(const std::vector<Variable> &variables) {
+    return polled(pointers_to(variables));
 }
 
 RW_VAR once_read_record(const Variable &place, int group, int id) {

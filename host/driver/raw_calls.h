@@ -19,6 +19,7 @@ QString driver_text(const std::string &text);
 QByteArray driver_bytes(const std::string &bytes);
 
 /// The variables as the driver's ReCreatReadVarList takes them.
+QList<HOST_VAR> polled(const VariablePointers &variables);
 QList<HOST_VAR> polled(const std::vector<Variable> &variables);
 
 /// The record with which the driver's AddListOnceReadVar reads `place` once.

@@ -6,6 +6,7 @@
 #include <ozna_kelpo_constants.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace kelpo {
 namespace {
@@ -120,6 +121,28 @@ std::vector<Variable> parts_to_read(const DriverQueries &driver, const Variable 
         parts.push_back(part);
     }
     return parts;
+}
+
+VariablePart part_around(const Variable &variable, int number, std::int64_t first, std::int64_t last) {
+    const RegisterType &type = register_type(variable.type);
+    std::int64_t before = first - number, units = last - first + 1;
+    if (type.is_bit_of_register) {
+        const std::int64_t first_bit = std::max<std::int64_t>(number, first * bits_in_register);
+        const std::int64_t end = std::int64_t{number} + variable.count;
+        before = first_bit - number;
+        units = std::min(end, (last + 1) * bits_in_register) - first_bit;
+    } else if (type.unit == TypeUnit::double_word && !is_double_register(type)) {
+        before = before / 2 * 2;
+        units = (last - number) / 2 * 2 + 2 - before;
+    }
+    const std::int64_t first_number = number + before;
+    if (first_number > std::numeric_limits<int>::max())
+        return {variable, 0};
+    const int counts_per_number = is_double_register(type) ? 2 : 1;
+    Variable part = variable;
+    part.address = address_text(variable.type, static_cast<int>(first_number));
+    part.count = static_cast<int>(units) * counts_per_number;
+    return {part, value_size(type, static_cast<int>(before) * counts_per_number)};
 }
 
 int requests_of_read(const Variable &place, int max_count) {

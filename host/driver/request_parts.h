@@ -3,6 +3,7 @@
 #include "host/driver/driver_queries.h"
 #include "host/driver/variable.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,16 @@ std::vector<Variable> places_to_read(const DriverQueries &driver, const std::vec
 /// cuts once-reads at `max_count` units itself, but without regard to values of two registers, and for 32-bit registers
 /// (type 13) that is more than one Modbus request may read.
 std::vector<Variable> parts_to_read(const DriverQueries &driver, const Variable &place, int max_count);
+
+/// A part of a variable, and which of the variable's bytes is its first.
+struct VariablePart {
+    Variable variable;
+    int first_byte;
+};
+
+/// The least part of `variable`, whose address has this `number`, that holds all its bytes of the numbers `first` to
+/// `last` of its class, both of which it covers.
+VariablePart part_around(const Variable &variable, int number, std::int64_t first, std::int64_t last);
 
 /// How many requests the driver makes to read the parts of `place` once.
 int requests_of_read(const Variable &place, int max_count);

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 namespace kelpo {
 
@@ -19,5 +20,16 @@ struct Variable {
     View view;
     std::chrono::milliseconds every{0};  ///< how often it is read when it is polled; 0: in each cycle
 };
+
+/// Variables that are somewhere else.
+using VariablePointers = std::vector<const Variable *>;
+
+inline VariablePointers pointers_to(const std::vector<Variable> &variables) {
+    VariablePointers pointers;
+    pointers.reserve(variables.size());
+    for (const Variable &variable : variables)
+        pointers.push_back(&variable);
+    return pointers;
+}
 
 }  // namespace kelpo

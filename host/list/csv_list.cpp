@@ -70,42 +70,45 @@ bool has_needed_columns(const std::vector<const Column *> &found, const FilePlac
 }  // namespace
 
 bool looks_like_csv(std::string_view text) {
-    const CsvTable table = csv_table(text.substr(0, std::min<std::size_t>(text.size(), 4096)));
-    if (table.rows.empty())
+    CsvReader reader(text.substr(0, std::min<std::size_t>(text.size(), 4096)), [](const CsvMistake &) {});
+    const CsvRow *const header = reader.next();
+    if (header == nullptr)
         return false;
-    const std::vector<std::string> &header = table.rows.front().fields;
-    const auto names = [&header](const char *name) {
-        return std::any_of(header.begin(), header.end(),
+    const auto names = [header](const char *name) {
+        return std::any_of(header->fields.begin(), header->fields.end(),
                            [name](const std::string &title) { return lowered(title) == name; });
     };
     return names("type") || names("address");
 }
 
 void add_csv_variables(std::string_view text, const std::string &file, ListBuilder &builder) {
-    const CsvTable table = csv_table(text);
-    for (const CsvMistake &mistake : table.mistakes)
-        builder.mistake({file, mistake.line}, mistake.text);
-    if (table.rows.empty()) {
+    CsvReader reader(text, [&](const CsvMistake &mistake) { builder.mistake({file, mistake.line}, mistake.text); });
+    const CsvRow *const header = reader.next();
+    if (header == nullptr) {
         builder.mistake({file, 1}, "nothing in it; a first line such as name,station,type,address,count,view, and a "
                                    "variable in each line below");
         return;
     }
-    const std::vector<const Column *> found = columns_of(table.rows.front(), file, builder);
-    if (!has_needed_columns(found, {file, table.rows.front().line}, builder))
+    if (header->count > most_csv_fields) {
+        builder.mistake({file, header->line}, std::to_string(header->count) + " columns; a list has at most " +
+                                                  std::to_string(most_csv_fields));
         return;
-    for (std::size_t i = 1; i < table.rows.size(); ++i) {
-        const CsvRow &record = table.rows[i];
-        if (record.fields.size() > found.size()) {
-            builder.mistake({file, record.line}, std::to_string(record.fields.size()) +
-                                                     " fields where the first line names " +
-                                                     std::to_string(found.size()) +
-                                                     "; put a field with a separator in it between double quotes");
+    }
+    const std::vector<const Column *> found = columns_of(*header, file, builder);
+    if (!has_needed_columns(found, {file, header->line}, builder))
+        return;
+    while (const CsvRow *const record = reader.next()) {
+        if (record->count > found.size()) {
+            builder.mistake({file, record->line}, std::to_string(record->count) +
+                                                      " fields where the first line names " +
+                                                      std::to_string(found.size()) +
+                                                      "; put a field with a separator in it between double quotes");
             continue;
         }
-        VariableRow row{record.line, {}, {}, {}, {}, {}, {}};
-        for (std::size_t field = 0; field < record.fields.size(); ++field)
-            if (found[field] != nullptr && !record.fields[field].empty())
-                row.*(found[field]->field) = Field{record.fields[field], record.line};
+        VariableRow row{record->line, {}, {}, {}, {}, {}, {}};
+        for (std::size_t field = 0; field < record->fields.size(); ++field)
+            if (found[field] != nullptr && !record->fields[field].empty())
+                row.*(found[field]->field) = Field{record->fields[field], record->line};
         builder.add_variable(file, row);
     }
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -43,102 +44,100 @@ char separator_of(std::string_view text) {
     return separators[0];
 }
 
-class CsvReader {
-public:
-    CsvReader(std::string_view text, char separator, int line) : text_(text), separator_(separator), line_(line) {}
-
-    CsvTable read() {
-        while (at_ < text_.size())
-            read_row();
-        return std::move(table_);
-    }
-
-private:
-    bool at_line_end() const {
-        return at_ >= text_.size() || text_[at_] == '\n' || text_[at_] == '\r';
-    }
-
-    // CRLF is one line end.
-    void pass_line_end() {
-        if (at_ >= text_.size())
-            return;
-        at_ += text_.substr(at_, 2) == "\r\n" ? 2 : 1;
-        ++line_;
-    }
-
-    void read_row() {
-        if (!is_content(line_at(text_, at_))) {
-            at_ += line_at(text_, at_).size();
-            pass_line_end();
-            return;
-        }
-        CsvRow row{line_, {}};
-        row.fields.push_back(read_field());
-        while (!at_line_end()) {
-            ++at_;
-            row.fields.push_back(read_field());
-        }
-        pass_line_end();
-        if (std::any_of(row.fields.begin(), row.fields.end(), [](const std::string &field) { return !field.empty(); }))
-            table_.rows.push_back(std::move(row));
-    }
-
-    bool at_blank() const {
-        return at_ < text_.size() && (text_[at_] == ' ' || (text_[at_] == '\t' && separator_ != '\t'));
-    }
-
-    // Ends at a separator or a line end.
-    std::string read_field() {
-        while (at_blank())
-            ++at_;
-        if (at_ < text_.size() && text_[at_] == '"')
-            return read_quoted();
-        return std::string(trimmed(read_plain()));
-    }
-
-    std::string_view read_plain() {
-        const std::size_t begin = at_;
-        while (!at_line_end() && text_[at_] != separator_)
-            ++at_;
-        return text_.substr(begin, at_ - begin);
-    }
-
-    std::string read_quoted() {
-        const int opened = line_;
-        std::string field;
-        for (++at_; at_ < text_.size();) {
-            if (text_[at_] == '"' && text_.substr(at_, 2) != "\"\"") {
-                ++at_;
-                if (!trimmed(read_plain()).empty())
-                    table_.mistakes.push_back({line_, "text after a closing quote; a quote inside a field is doubled"});
-                return field;
-            }
-            if (text_[at_] == '"')
-                ++at_;
-            if (text_[at_] == '\n')
-                ++line_;
-            field += text_[at_++];
-        }
-        table_.mistakes.push_back({opened, "a quote is never closed; put \" after the field"});
-        return field;
-    }
-
-    std::string_view text_;
-    char separator_;
-    int line_;
-    std::size_t at_ = 0;
-    CsvTable table_;
-};
-
 }  // namespace
 
-CsvTable csv_table(std::string_view text) {
+CsvReader::CsvReader(std::string_view text, OnMistake on_mistake)
+    : text_(text), on_mistake_(std::move(on_mistake)), separator_(separator_of(text)) {
     const std::string first = lowered(line_at(text, 0));
     if (first.size() == 5 && first.compare(0, 4, "sep=") == 0) {
-        const std::size_t after = first.size() + (text.substr(first.size(), 2) == "\r\n" ? 2 : 1);
-        return CsvReader(text.substr(std::min(after, text.size())), first[4], 2).read();
+        separator_ = first[4];
+        at_ = first.size();
+        pass_line_end();
     }
-    return CsvReader(text, separator_of(text), 1).read();
+}
+
+const CsvRow *CsvReader::next() {
+    while (at_ < text_.size())
+        if (read_row())
+            return &row_;
+    return nullptr;
+}
+
+bool CsvReader::at_line_end() const {
+    return at_ >= text_.size() || text_[at_] == '\n' || text_[at_] == '\r';
+}
+
+bool CsvReader::at_blank() const {
+    return at_ < text_.size() && (text_[at_] == ' ' || (text_[at_] == '\t' && separator_ != '\t'));
+}
+
+// CRLF is one line end.
+void CsvReader::pass_line_end() {
+    if (at_ >= text_.size())
+        return;
+    at_ += text_.substr(at_, 2) == "\r\n" ? 2 : 1;
+    ++line_;
+}
+
+// False when there is nothing in it.
+bool CsvReader::read_row() {
+    if (!is_content(line_at(text_, at_))) {
+        at_ += line_at(text_, at_).size();
+        pass_line_end();
+        return false;
+    }
+    row_.line = line_;
+    row_.fields.clear();
+    row_.count = 0;
+    read_next_field();
+    while (!at_line_end()) {
+        ++at_;
+        read_next_field();
+    }
+    pass_line_end();
+    return std::any_of(row_.fields.begin(), row_.fields.end(), [](const std::string &field) { return !field.empty(); });
+}
+
+void CsvReader::read_next_field() {
+    std::string field = read_field();
+    if (++row_.count <= most_csv_fields)
+        row_.fields.push_back(std::move(field));
+}
+
+// Ends at a separator or a line end.
+std::string CsvReader::read_field() {
+    while (at_blank())
+        ++at_;
+    if (at_ < text_.size() && text_[at_] == '"')
+        return read_quoted();
+    return std::string(trimmed(read_plain()));
+}
+
+std::string_view CsvReader::read_plain() {
+    const std::size_t begin = at_;
+    while (!at_line_end() && text_[at_] != separator_)
+        ++at_;
+    return text_.substr(begin, at_ - begin);
+}
+
+std::string CsvReader::read_quoted() {
+    const int opened = line_;
+    std::string field;
+    for (++at_; at_ < text_.size();) {
+        if (text_[at_] == '"' && text_.substr(at_, 2) != "\"\"") {
+            ++at_;
+            if (!trimmed(read_plain()).empty())
+                on_mistake_({line_, "text after a closing quote; a quote inside a field is doubled"});
+            return field;
+        }
+        if (text_[at_] == '"')
+            ++at_;
+        if (text_[at_] == '\n')
+            ++line_;
+        field += text_[at_++];
+    }
+    on_mistake_({opened, "a quote is never closed; put \" after the field"});
+    return field;
 }
 
 }  // namespace kelpo

@@ -66,11 +66,26 @@ void ListBuilder::add_variable(const std::string &file, const VariableRow &row) 
     std::string name = row.name ? std::string(trimmed(row.name->text)) : "";
     if (name.empty() && station && type && address)
         name = std::to_string(*station) + ":" + std::to_string(*type) + ":" + *address;
-    const bool named = name.empty() || take_name(file, row, name);
-    if (!named || !station || !type || !address || !view || !count || !every)
-        return;
-    list_.variables.push_back({name, *station, *type, *address, *count, *view, *every});
-    list_.places.push_back({file, row.line});
+    const int named_at = row.name ? row.name->line : row.line;
+    const bool named = name.empty() || may_take(name, {file, named_at});
+    if (named && station && type && address && view && count && every) {
+        list_.variables.push_back({std::move(name), *station, *type, *address, *count, *view, *every});
+        list_.defined.push_back({number_of(file), row.line});
+        names_.insert({list_.variables.size() - 1, {number_of(file), named_at}, false});
+    } else if (named && !name.empty()) {
+        left_out_.push_back(std::move(name));
+        names_.insert({left_out_.size() - 1, {number_of(file), named_at}, true});
+    }
+}
+
+std::uint8_t ListBuilder::number_of(const std::string &file) {
+    if (list_.files.empty() || list_.files.back() != file)
+        list_.files.push_back(file);
+    return static_cast<std::uint8_t>(list_.files.size() - 1);
+}
+
+const std::string &ListBuilder::name_of(const Taken &taken) const {
+    return taken.left_out ? left_out_[taken.index] : list_.variables[taken.index].name;
 }
 
 void ListBuilder::finish() {
@@ -177,17 +192,17 @@ std::optional<std::chrono::milliseconds> ListBuilder::every_of(const std::string
     return number ? std::optional<std::chrono::milliseconds>(*number) : std::nullopt;
 }
 
-bool ListBuilder::take_name(const std::string &file, const VariableRow &row, const std::string &name) {
-    const FilePlace place{file, row.name ? row.name->line : row.line};
+bool ListBuilder::may_take(const std::string &name, const FilePlace &place) {
     if (!is_printable(name)) {
         mistake(place, "name " + in_quotes(name) + " has control characters; letters, digits, signs and blanks");
         return false;
     }
-    const auto [known, is_new] = names_.insert({name, place});
-    if (!is_new)
-        mistake(place, "name " + in_quotes(name) + " is in " + seen_at(known->second, file) +
-                           " already; give one of them another name");
-    return is_new;
+    const auto known = names_.find(name);
+    if (known == names_.end())
+        return true;
+    mistake(place, "name " + in_quotes(name) + " is in " + seen_at(list_.place_of(known->at), place.file) +
+                       " already; give one of them another name");
+    return false;
 }
 
 }  // namespace kelpo

@@ -2,10 +2,15 @@
 
 #include "host/list/poll_list.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <memory_resource>
 #include <optional>
+#include <set>
 #include <string>
+#include <vector>
 
 namespace kelpo {
 
@@ -37,6 +42,9 @@ class ListBuilder {
 public:
     /// All three must outlive the builder.
     ListBuilder(PollList &list, Remarks &remarks, const AddressOf &address_of);
+    ~ListBuilder() = default;
+    ListBuilder(const ListBuilder &) = delete;
+    ListBuilder &operator=(const ListBuilder &) = delete;
 
     void mistake(const FilePlace &place, const std::string &text);
     void warning(const FilePlace &place, const std::string &text);
@@ -61,7 +69,7 @@ private:
     std::optional<int> count_of(const std::string &file, const VariableRow &row, std::optional<View> view);
     std::optional<std::chrono::milliseconds> every_of(const std::string &file, const VariableRow &row,
                                                       std::optional<int> station);
-    bool take_name(const std::string &file, const VariableRow &row, const std::string &name);
+    bool may_take(const std::string &name, const FilePlace &place);
 
     // What was noted of one kind of remark.
     struct Noted {
@@ -75,7 +83,35 @@ private:
     Remarks &remarks_;
     std::map<Remark::Kind, Noted> noted_;
     const AddressOf &address_of_;
-    std::map<std::string, FilePlace> names_;
+    std::uint8_t number_of(const std::string &file);
+
+    // A name that is taken: that of a variable of the list, or of one that was left out.
+    struct Taken {
+        std::size_t index;  // in list_.variables or left_out_
+        DefinedAt at;
+        bool left_out;
+    };
+    // By the names, which are where they are kept.
+    struct NameOrder {
+        using is_transparent = void;
+        const ListBuilder *builder;
+
+        bool operator()(const Taken &one, const Taken &other) const {
+            return builder->name_of(one) < builder->name_of(other);
+        }
+        bool operator()(const Taken &one, const std::string &name) const {
+            return builder->name_of(one) < name;
+        }
+        bool operator()(const std::string &name, const Taken &one) const {
+            return name < builder->name_of(one);
+        }
+    };
+
+    const std::string &name_of(const Taken &taken) const;
+
+    std::vector<std::string> left_out_;                 // names
+    std::pmr::monotonic_buffer_resource names_memory_;  // given back as a whole
+    std::pmr::set<Taken, NameOrder> names_{NameOrder{this}, &names_memory_};
     std::map<int, FilePlace> stations_;
     std::map<int, std::chrono::milliseconds> rates_;  // of stations that have one
 };

@@ -24,14 +24,15 @@ int first_line_not_utf8(std::string_view text) {
 }
 
 // Nothing, and a mistake noted, when the encoding is not known.
-std::optional<std::string> as_utf8(std::string_view bytes, const std::string &file, ListBuilder &builder) {
-    DecodedText found = decoded(bytes);
+std::optional<std::string> as_utf8(std::string bytes, const std::string &file, ListBuilder &builder) {
+    const int first_other_line = first_line_not_utf8(bytes);
+    DecodedText found = decoded(std::move(bytes));
     switch (found.encoding) {
     case TextEncoding::unknown:
-        builder.mistake({file, first_line_not_utf8(bytes)}, "characters that are not UTF-8; save the file as UTF-8");
+        builder.mistake({file, first_other_line}, "characters that are not UTF-8; save the file as UTF-8");
         return std::nullopt;
     case TextEncoding::windows_1252:
-        builder.warning({file, first_line_not_utf8(bytes)},
+        builder.warning({file, first_other_line},
                         "characters that are not UTF-8 are taken as Windows-1252; save the file as UTF-8 to be sure");
         break;
     case TextEncoding::utf8:
@@ -54,13 +55,13 @@ std::string beside(const std::string &file, const std::string &name) {
 void add_named_csv(const Field &name, const std::string &file, const ListSurroundings &surroundings,
                    ListBuilder &builder) {
     const std::string path = beside(file, name.text);
-    const FileContent content = surroundings.content_of(path);
+    FileContent content = surroundings.content_of(path);
     if (!content.text) {
         builder.mistake({file, name.line}, "variables " + in_quotes(name.text) + " cannot be read: " + content.error +
                                                "; a CSV file beside this one");
         return;
     }
-    if (const auto text = as_utf8(*content.text, path, builder))
+    if (const auto text = as_utf8(std::move(*content.text), path, builder))
         add_csv_variables(*text, path, builder);
 }
 
@@ -71,12 +72,12 @@ bool ListReading::usable() const {
                         [](const Remark &remark) { return remark.kind == Remark::Kind::mistake; });
 }
 
-ListReading parse_list(const std::string &text, const std::string &file, const LinkSettings &defaults,
+ListReading parse_list(std::string text, const std::string &file, const LinkSettings &defaults,
                        const ListSurroundings &surroundings) {
     ListReading reading;
     reading.list.link = defaults;
     ListBuilder builder(reading.list, reading.remarks, surroundings.address_of);
-    if (const auto words = as_utf8(text, file, builder)) {
+    if (const auto words = as_utf8(std::move(text), file, builder)) {
         if (ends_in_csv(file) || looks_like_csv(*words))
             add_csv_variables(*words, file, builder);
         else if (const auto csv = add_toml_list(*words, file, reading.list, builder))
@@ -91,7 +92,7 @@ ListReading parse_list(const std::string &text, const std::string &file, const L
 }
 
 ListReading load_list(const std::string &file, const LinkSettings &defaults, const DriverQueries &driver) {
-    const FileContent content = common::content_of_file(file);
+    FileContent content = common::content_of_file(file);
     if (!content.text) {
         ListReading unread;
         unread.remarks.push_back(
@@ -101,7 +102,7 @@ ListReading load_list(const std::string &file, const LinkSettings &defaults, con
     const auto address_of = [&driver](int type, const std::string &text) {
         return driver.number_of(type, text);
     };
-    return parse_list(*content.text, file, defaults, {address_of, common::content_of_file});
+    return parse_list(std::move(*content.text), file, defaults, {address_of, common::content_of_file});
 }
 
 }  // namespace kelpo

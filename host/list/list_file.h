@@ -30,7 +30,7 @@ struct ListSurroundings {
 
 /// Understands `text`, the content of the list file `file`: CSV when the name ends in .csv or the first line names
 /// columns, TOML otherwise. What it does not say stays as in `defaults`. Never throws because of the text.
-ListReading parse_list(const std::string &text, const std::string &file, const LinkSettings &defaults,
+ListReading parse_list(std::string text, const std::string &file, const LinkSettings &defaults,
                        const ListSurroundings &surroundings);
 
 /// Reads the list file `file` and the CSV file that it may name, relative to its own folder; addresses are judged by

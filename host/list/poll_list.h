@@ -4,6 +4,8 @@
 #include "host/link/link_settings.h"
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,13 +27,27 @@ struct Station {
     std::optional<std::chrono::microseconds> turnaround{};  ///< PollList::turnaround of this station
 };
 
+/// A line of one of a list's files.
+struct DefinedAt {
+    std::uint8_t file;  ///< its place in PollList::files
+    int line;
+};
+
 /// What a list file says.
 struct PollList {
     LinkSettings link;
     std::chrono::microseconds turnaround{5000};  ///< estimate: from the end of a request to the first byte of its reply
     std::vector<Station> stations;               ///< all that are described or that variables name, by number
     std::vector<Variable> variables;             ///< in the order of the list; names are unique
-    std::vector<FilePlace> places;               ///< where each variable was defined, in the same order
+    std::vector<std::string> files;              ///< that define variables
+    std::vector<DefinedAt> defined;              ///< where each variable was defined, in the same order
+
+    FilePlace place_of(const DefinedAt &at) const {
+        return {files[at.file], at.line};
+    }
+    FilePlace place_of(std::size_t variable) const {
+        return place_of(defined[variable]);
+    }
 
     /// The station of that number; it must be one of `stations`.
     const Station &station(int number) const;

@@ -72,11 +72,9 @@ double share_of(std::chrono::nanoseconds time, std::chrono::nanoseconds whole) {
 }
 
 // A pseudo-terminal has no wire that needs silence: unless the list asks for a gap, none is kept there.
-PollList with_kept_gap(PollList list) {
-    LineSettings &line = list.link.line;
+void keep_no_gap_without_wire(LineSettings &line) {
     if (!line.gap && is_pseudo_terminal(line.path))
         line.gap = std::chrono::nanoseconds::zero();
-    return list;
 }
 
 }  // namespace
@@ -118,10 +116,11 @@ Traffic traffic_of(const PollList &list, const DryBlock &block) {
     return traffic;
 }
 
-Plan make_plan(const PollList &list_as_given, DryRun &driver) {
-    const PollList list = with_kept_gap(list_as_given);
+Plan make_plan(PollList list_as_given, DryRun &driver) {
     Plan plan;
-    plan.list = list;
+    plan.list = std::move(list_as_given);
+    keep_no_gap_without_wire(plan.list.link.line);
+    const PollList &list = plan.list;
     const WantedByGroup groups = wanted_by_group(list, driver);
     std::map<std::tuple<int, int, std::chrono::milliseconds>, Filler> fillers;  // blocks of one rate come in order
     std::map<int, StationPlan> stations;

@@ -75,6 +75,6 @@ std::chrono::nanoseconds exchange_time(const PollList &list, int station, const 
 Traffic traffic_of(const PollList &list, const DryBlock &block);
 
 /// Finds out by a dry run how the driver polls the list. Gives no advice.
-Plan make_plan(const PollList &list, DryRun &driver);
+Plan make_plan(PollList list_as_given, DryRun &driver);
 
 }  // namespace kelpo

@@ -76,7 +76,7 @@ public:
         look_for_types_not_writable();
         if (std::none_of(list_.stations.begin(), list_.stations.end(),
                          [](const Station &station) { return station.enabled; }))
-            warn(list_.places.front(), "every station is off: nothing will be asked until one is switched on");
+            warn(list_.place_of(0), "every station is off: nothing will be asked until one is switched on");
         return std::move(remarks_);
     }
 
@@ -100,11 +100,11 @@ private:
         for (int word = first_word; word <= last_word; ++word) {
             if (is_polled(variable.station, span.register_class, word))
                 continue;
-            warn(list_.places[index], in_quotes(variable.name) + " asks for register " +
-                                          range_text(span.first, span.count) + ", but shows bits of register " +
-                                          range_text(first_word, last_word - first_word + 1) +
-                                          "; to see them move, list type " + std::to_string(span.register_class) +
-                                          ", address \"" + std::to_string(word) + "\" as well");
+            warn(list_.place_of(index), in_quotes(variable.name) + " asks for register " +
+                                            range_text(span.first, span.count) + ", but shows bits of register " +
+                                            range_text(first_word, last_word - first_word + 1) +
+                                            "; to see them move, list type " + std::to_string(span.register_class) +
+                                            ", address \"" + std::to_string(word) + "\" as well");
             return;
         }
     }
@@ -123,12 +123,12 @@ private:
         const std::int64_t place = map.modbus_address(last) + map.width - 1;
         const std::string name = in_quotes(list_.variables[index].name);
         if (last > most)
-            warn(list_.places[index], name + " reaches number " + std::to_string(last) +
-                                          ": above 65535 values are mixed up with those of the next register class");
+            warn(list_.place_of(index), name + " reaches number " + std::to_string(last) +
+                                            ": above 65535 values are mixed up with those of the next register class");
         else if (place > most)
-            warn(list_.places[index], name + " reaches Modbus address " + std::to_string(place) +
-                                          ": above 65535 a frame asks for another place, here " +
-                                          std::to_string(place & most));
+            warn(list_.place_of(index), name + " reaches Modbus address " + std::to_string(place) +
+                                            ": above 65535 a frame asks for another place, here " +
+                                            std::to_string(place & most));
     }
 
     // Only for variables with the same type: one register may be seen through several types.
@@ -166,9 +166,9 @@ private:
         const bool same = spans_[earlier].first == spans_[later].first && spans_[earlier].count == spans_[later].count;
         if (same && list_.variables[earlier].view != variable.view)
             return;
-        warn(list_.places[later], in_quotes(variable.name) + (same ? " is the same place as " : " overlaps ") +
-                                      in_quotes(list_.variables[earlier].name) + " in line " +
-                                      std::to_string(list_.places[earlier].line));
+        warn(list_.place_of(later), in_quotes(variable.name) + (same ? " is the same place as " : " overlaps ") +
+                                        in_quotes(list_.variables[earlier].name) + " in line " +
+                                        std::to_string(list_.defined[earlier].line));
     }
 
     // Each type is reported once, where it appears first.
@@ -179,8 +179,8 @@ private:
         for (const auto &[type, met] : first_and_number) {
             if (driver_.use_of(type, list_.variables[met.first].address).write)
                 continue;
-            warn(list_.places[met.first], "type " + std::to_string(type) + " can be read but not written (" +
-                                              counted(met.second, "variable") + ")");
+            warn(list_.place_of(met.first), "type " + std::to_string(type) + " can be read but not written (" +
+                                                counted(met.second, "variable") + ")");
         }
     }
 
@@ -211,7 +211,7 @@ Remarks torn_values(const PollList &list, DryRun &driver) {
         if (!takes_two_registers(variable))
             continue;
         if (const auto high = torn_value(variable, driver.span_of(variable), at_once))
-            remarks.push_back({Remark::Kind::warning, list.places[i],
+            remarks.push_back({Remark::Kind::warning, list.place_of(i),
                                in_quotes(variable.name) + " has a 32-bit value in registers " + std::to_string(*high) +
                                    " and " + std::to_string(*high + 1) +
                                    ", which two requests read: while it changes, it can be half old and half new; "

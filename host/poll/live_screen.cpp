@@ -34,7 +34,7 @@ PollRow row_of(const PollEngine &engine, std::size_t index, steady_clock::time_p
     const Variable &variable = engine.watch().variables()[index];
     const VariableState &state = engine.watch().states()[index];
     PollRow row = row_of(variable);
-    row.value = state.text;
+    row.value = shown_text(variable, state);
     if (state.known()) {
         row.age = now - state.read_at;
         row.steady = now - state.changed_at;
@@ -116,10 +116,6 @@ void LiveScreen::refresh() {
         show_message(happened);
     if (paused_)
         return;
-    const Time now = steady_clock::now();
-    rows_.clear();
-    for (std::size_t i = 0; i < engine_.watch().variables().size(); ++i)
-        rows_.push_back(row_of(engine_, i, now));
     if (matching_.empty() && search_.empty())
         search_for(search_);
     if (trace_)
@@ -130,8 +126,9 @@ PollModel LiveScreen::model() {
     const Time now = steady_clock::now();
     PollModel model;
     model.title = title_;
-    for (const std::size_t index : matching_)
-        model.rows.push_back(rows_[index]);
+    model.rows = {matching_.size(), widths_, [this, now](std::size_t row) {
+                      return paused_ ? frozen_[matching_[row]] : row_of(engine_, matching_[row], now);
+                  }};
     model.search = search_;
     model.selected = selected_;
     model.top = shown_.top;
@@ -189,7 +186,7 @@ bool LiveScreen::command(char key) {
         return false;
     case ' ':
     case 'p':
-        paused_ = !paused_;
+        pause();
         break;
     case 'w':
         ask_for_value();
@@ -212,6 +209,15 @@ bool LiveScreen::command(char key) {
         break;
     }
     return true;
+}
+
+// Or goes on.
+void LiveScreen::pause() {
+    paused_ = !paused_;
+    frozen_ = {};
+    const Time now = steady_clock::now();
+    for (std::size_t i = 0; paused_ && i < engine_.watch().variables().size(); ++i)
+        frozen_.push_back(row_of(engine_, i, now));
 }
 
 void LiveScreen::move(const KeyPress &press) {
@@ -298,7 +304,7 @@ void LiveScreen::ask_for_value() {
     // With several values, usually one is to be changed.
     const Variable &chosen = engine_.watch().variables()[*variable];
     const bool several = chosen.count > units_per_value(chosen.view);
-    typed_ = several ? engine_.watch().states()[*variable].text : "";
+    typed_ = several ? shown_text(chosen, engine_.watch().states()[*variable]) : "";
 }
 
 void LiveScreen::switch_station() {
@@ -317,9 +323,15 @@ void LiveScreen::search_for(const std::string &text) {
     search_ = text;
     matching_.clear();
     const std::string small_text = lowered(text);
-    for (std::size_t i = 0; i < rows_.size(); ++i)
-        if (matches(rows_[i], small_text))
-            matching_.push_back(i);
+    widths_ = {};
+    const std::vector<Variable> &variables = engine_.watch().variables();
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        const PollRow row = row_of(variables[i]);
+        if (!matches(row, small_text))
+            continue;
+        matching_.push_back(i);
+        widths_.widen_for(row);
+    }
     const auto place = std::find(matching_.begin(), matching_.end(), kept);
     selected_ = place == matching_.end() ? 0 : static_cast<std::size_t>(place - matching_.begin());
 }

@@ -27,6 +27,7 @@ private:
     enum class Asked { nothing, value, search };
 
     void refresh();
+    void pause();
     PollModel model();
     void show();
     bool press(const KeyPress &press);
@@ -43,8 +44,9 @@ private:
     PollEngine &engine_;
     Terminal &terminal_;
     const std::string title_;
-    std::vector<PollRow> rows_;          // of all variables, as they are shown
+    std::vector<PollRow> frozen_;        // while it is paused: all variables as they were
     std::vector<std::size_t> matching_;  // variables that the search leaves
+    RowWidths widths_{};                 // of these
     std::string search_;
     std::size_t selected_ = 0;  // among these
     PollScreen shown_;

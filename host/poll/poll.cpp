@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <optional>
 #include <ostream>
+#include <utility>
 
 #include <unistd.h>
 
@@ -30,11 +31,12 @@ std::string line_text(const LineSettings &line) {
     return line.path + " " + character_text(line);
 }
 
-std::string title(const PollOptions &options, int blocks) {
-    const auto variables = static_cast<std::int64_t>(options.list.variables.size());
+std::string title(const PollOptions &options, const PollEngine &engine) {
+    const PollList &list = engine.list();
+    const auto variables = static_cast<std::int64_t>(list.variables.size());
     return printable("kelpo poll " + file_name(options.list_file) + "  " + counted(variables, "variable") + " in " +
-                     counted(blocks, "block") + "  " + line_text(options.list.link.line) +
-                     (options.list.link.takes_off_echo ? ", echoes taken off" : ""));
+                     counted(engine.blocks(), "block") + "  " + line_text(list.link.line) +
+                     (list.link.takes_off_echo ? ", echoes taken off" : ""));
 }
 
 // How many bytes of the records had no reader when it ended; nothing when the output has no reader any more.
@@ -44,7 +46,7 @@ std::optional<std::size_t> poll(PollEngine &engine, const PollOptions &options, 
         end = steady_clock::now() + *options.duration;
     if (!options.format) {
         if (const auto terminal = Terminal::take_over()) {
-            LiveScreen(engine, *terminal, title(options, engine.blocks())).run(stop, end);
+            LiveScreen(engine, *terminal, title(options, engine)).run(stop, end);
             return 0;
         }
     }
@@ -55,8 +57,8 @@ std::optional<std::size_t> poll(PollEngine &engine, const PollOptions &options, 
 
 }  // namespace
 
-ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, std::ostream &error) {
-    PollEngine engine(driver, options.list, stop, options.trace_file, options.waits);
+ExitCode run_poll(Driver &driver, PollOptions options, StopSignal &stop, std::ostream &error) {
+    PollEngine engine(driver, std::move(options.list), stop, options.trace_file, options.waits);
     engine.start();
     const std::optional<std::size_t> unread = poll(engine, options, stop);
     engine.finish();
@@ -66,7 +68,7 @@ ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, 
         error << "kelpo: ended before the last " << *unread << " bytes of the records were taken\n";
     for (const PollEvent &event : engine.refresh().events)
         if (event.is_write())
-            error << "kelpo: " << printable(words_of(event, options.list.variables)) << "\n";
+            error << "kelpo: " << printable(words_of(event, engine.list().variables)) << "\n";
     error << engine.summary();
     return engine.exit_code();
 }

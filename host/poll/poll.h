@@ -28,6 +28,6 @@ struct PollOptions {
 /// Polls a list until the user ends it, `stop` is raised or the time is over: on a live screen, or, if standard input
 /// and output are not a terminal or a format is asked for, as records. A summary goes to `error`. Throws LineError,
 /// TraceOutputError and std::system_error.
-ExitCode run_poll(Driver &driver, const PollOptions &options, StopSignal &stop, std::ostream &error);
+ExitCode run_poll(Driver &driver, PollOptions options, StopSignal &stop, std::ostream &error);
 
 }  // namespace kelpo

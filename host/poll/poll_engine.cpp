@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <sstream>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -117,16 +118,16 @@ std::string RefusingStation::words() const {
            (blocks == 1 ? " block " : " blocks ") + reason;
 }
 
-PollEngine::PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
+PollEngine::PollEngine(Driver &driver, PollList list, StopSignal &stop, const std::string &trace_file,
                        const WriteWaits &waits)
-    : driver_(driver), list_(list), ring_(frames_kept), output_(opened(trace_file)), writer_(driver, waits.if_away),
-      tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list.link),
-      session_(driver, list.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
-      waits_(waits), blocks_(driver.poll(places_to_read(driver, list.variables))), watch_(list.variables) {
+    : driver_(driver), list_(std::move(list)), ring_(frames_kept), output_(opened(trace_file)),
+      writer_(driver, waits.if_away), tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list_.link),
+      session_(driver, list_.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
+      waits_(waits), blocks_(driver.poll(places_to_read(driver, list_.variables))), watch_(list_.variables) {
     const std::vector<PolledBlock> blocks = driver.all_blocks();
     gauge_.blocks_replaced({}, blocks);
-    values_.use(driver, list.variables, blocks);
-    for (const Station &station : list.stations)
+    values_.use(driver, list_.variables, blocks);
+    for (const Station &station : list_.stations)
         if (!station.enabled)
             switch_station(station.number);
 }

@@ -83,8 +83,7 @@ public:
     /// Gives the driver the list. All that goes over the line goes to `trace_file` too, unless that is
     /// empty: as a capture when the name ends in .pcap. Writes wait as `waits` says. Driver and stop signal must
     /// outlive the engine. Throws TraceOutputError.
-    PollEngine(Driver &driver, const PollList &list, StopSignal &stop, const std::string &trace_file,
-               const WriteWaits &waits);
+    PollEngine(Driver &driver, PollList list, StopSignal &stop, const std::string &trace_file, const WriteWaits &waits);
 
     /// Opens the line and begins to poll; only then the trace file takes the place of an earlier one. Throws LineError
     /// and TraceOutputError.

@@ -4,6 +4,7 @@
 #include "host/text/words.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 namespace kelpo {
@@ -99,13 +100,8 @@ constexpr size_t age_width = 5, steady_width = 6, changes_width = 6;
 constexpr size_t narrow_name = 24, narrow_value = 20, least_name = 8, shortest_name = 4;
 const std::string column_gap = " | ";
 
-Layout layout_for(const std::vector<PollRow> &rows, size_t columns, size_t lines) {
-    size_t name = 4, place = 5, value = 5;
-    for (const PollRow &row : rows) {
-        name = std::max(name, width_of(row.name));
-        place = std::max(place, width_of(row.place));
-        value = std::max(value, row.widest_value);
-    }
+Layout layout_for(const PollRows &rows, size_t columns, size_t lines) {
+    const auto [name, place, value] = rows.widths();
     constexpr size_t widest_place = 14;
     Layout layout{name,   std::min(place, widest_place), value, age_width, steady_width, changes_width, 1, lines,
                   columns};
@@ -409,6 +405,20 @@ size_t top_for(const PollModel &model, size_t shown) {
 }
 
 }  // namespace
+
+void RowWidths::widen_for(const PollRow &row) {
+    name = std::max(name, width_of(row.name));
+    place = std::max(place, width_of(row.place));
+    value = std::max(value, row.widest_value);
+}
+
+PollRows::PollRows(std::vector<PollRow> rows) : count_(rows.size()) {
+    for (const PollRow &row : rows)
+        widths_.widen_for(row);
+    row_at_ = [held = std::make_shared<const std::vector<PollRow>>(std::move(rows))](size_t index) {
+        return (*held)[index];
+    };
+}
 
 PollScreen poll_screen(const PollModel &model, PollScreenSize size) {
     const size_t columns = static_cast<size_t>(std::max(1, size.columns));

@@ -6,8 +6,10 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelpo {
@@ -63,6 +65,46 @@ struct PollStation {
     std::string failure;  ///< why it is down; for refusing, what it refuses, in words
 };
 
+/// How wide the widest texts of a table are.
+struct RowWidths {
+    std::size_t name = 4, place = 5, value = 5;
+
+    void widen_for(const PollRow &row);
+};
+
+/// The rows of a table, each of which is made when it is asked for: most of a long list is never shown.
+class PollRows {
+public:
+    using RowAt = std::function<PollRow(std::size_t)>;
+
+    PollRows() = default;
+
+    /// Rows that are there already. Implicit, for a table is this in most places.
+    PollRows(std::vector<PollRow> rows);
+
+    /// `count` rows, none of which is wider than `widths`.
+    PollRows(std::size_t count, const RowWidths &widths, RowAt row_at)
+        : count_(count), widths_(widths), row_at_(std::move(row_at)) {}
+
+    std::size_t size() const {
+        return count_;
+    }
+    bool empty() const {
+        return count_ == 0;
+    }
+    const RowWidths &widths() const {
+        return widths_;
+    }
+    PollRow operator[](std::size_t index) const {
+        return row_at_(index);
+    }
+
+private:
+    std::size_t count_ = 0;
+    RowWidths widths_{};
+    RowAt row_at_{};
+};
+
 /// Everything that the screen shows.
 struct PollModel {
     struct TraceLine {
@@ -75,10 +117,10 @@ struct PollModel {
     };
 
     std::string title;
-    std::vector<PollRow> rows;  ///< those that match the search
-    std::string search;         ///< empty: all
-    std::size_t selected = 0;   ///< among the rows; none is where there is no such row
-    std::size_t top = 0;        ///< as the last screen gave it
+    PollRows rows;             ///< those that match the search
+    std::string search;        ///< empty: all
+    std::size_t selected = 0;  ///< among the rows; none is where there is no such row
+    std::size_t top = 0;       ///< as the last screen gave it
     LinkReading link;
     std::chrono::nanoseconds until_next_try{0};  ///< while the line is lost
     std::vector<PollStation> stations;

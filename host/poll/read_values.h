@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -25,11 +26,11 @@ struct ReadValue {
     using Time = std::chrono::steady_clock::time_point;
     using WallTime = std::chrono::system_clock::time_point;
 
-    std::string bytes;               ///< as the driver returns them; empty until all of the value was read
-    Time read_at{};                  ///< when the oldest part of the value was read
-    Time newest_at{};                ///< when the newest part was
-    WallTime wall_time{};            ///< read_at as wall-clock time
-    std::optional<Failure> failure;  ///< why it, or a part, was not read when it was last asked for
+    std::string bytes;                       ///< as the driver returns them; empty until all of the value was read
+    Time read_at{};                          ///< when the oldest part of the value was read
+    Time newest_at{};                        ///< when the newest part was
+    WallTime wall_time{};                    ///< read_at as wall-clock time
+    std::shared_ptr<const Failure> failure;  ///< why it, or a part, was not read when it was last asked for
 };
 
 /// Keeps the values of variables as replies to polls have brought them, and nothing else: the driver's own cache holds
@@ -43,8 +44,8 @@ public:
 
     explicit ReadValues(Clock clock = std::chrono::steady_clock::now) : clock_(std::move(clock)) {}
 
-    /// To be called before the link starts: the variables, and the driver's block reads for them. `driver` must outlive
-    /// the link.
+    /// To be called before the link starts: the variables, and the driver's block reads for them. `driver`
+    /// and `variables` must outlive the link.
     void use(const DriverQueries &driver, const std::vector<Variable> &variables,
              const std::vector<PolledBlock> &blocks);
 
@@ -72,18 +73,27 @@ private:
         int count;
         ReadValue::Time read_at{};
         ReadValue::WallTime wall_time{};
+        std::shared_ptr<const Failure> failure{};
         bool read = false;
         bool outdated = false;  // no request asks for it as it is any more
-        std::optional<Failure> failure{};
+
+        std::int64_t end() const {
+            return std::int64_t{first} + count;
+        }
     };
     struct Source {
-        Variable variable;
-        int number;           // of the address
-        NumberRange range;    // in the register class
-        std::string bytes{};  // as far as they were read
-        std::vector<Part> parts{};
-        std::optional<Failure> not_sent{};  // why the request for it was not sent after another
-        bool complete = false, touched = false;
+        const Variable *variable;
+        int number;                                 // of the address
+        std::int64_t read_until;                    // all numbers of the variable below this were read
+        std::string bytes{};                        // as far as they were read
+        std::vector<Part> parts{};                  // by their first numbers
+        std::shared_ptr<const Failure> not_sent{};  // why the request for it was not sent after another
+        int longest_part = 0;
+        bool has_outdated = false, touched = false;
+
+        NumberRange range() const;  // in the register class
+        bool is_complete() const;
+        void reach(const Part &part);
     };
     struct Area {
         std::vector<std::size_t> sources{};  // in the order of their first numbers
@@ -92,10 +102,12 @@ private:
 
     void note_blocks(const std::vector<PolledBlock> &gone, const std::vector<PolledBlock> &come);
     template <typename Action> void for_each_in(const Place &place, int first, int count, const Action &action);
-    void take_bytes(Source &source, const Exchange &exchange);
+    void take_bytes(Source &source, const Exchange &exchange) const;
+    void note_read(Source &source, const Exchange &exchange) const;
     void touch(std::size_t index);
+    static std::vector<Part>::iterator begins_at(std::vector<Part> &parts, std::int64_t first);
     static Part &part_of(Source &source, int first, int count);
-    static bool is_complete(const Source &source, bool outdated_too);
+    static void drop_outdated(Source &source);
     static ReadValue value_of(const Source &source);
 
     const Clock clock_;

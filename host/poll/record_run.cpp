@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <poll.h>
 #include <unistd.h>
@@ -65,10 +65,41 @@ private:
     Line line_{};
 };
 
+/// Which variables are to be written, in turn.
+class DueValues {
+public:
+    explicit DueValues(std::size_t variables) : is_due_(variables) {}
+
+    void add(std::size_t index) {
+        count_ += is_due_[index] ? 0 : 1;
+        is_due_[index] = true;
+    }
+
+    bool any() const {
+        return count_ > 0;
+    }
+
+    /// Only while there are any.
+    std::size_t take() {
+        while (!is_due_[next_])
+            next_ = (next_ + 1) % is_due_.size();
+        is_due_[next_] = false;
+        const std::size_t taken = next_;
+        next_ = --count_ == 0 ? 0 : next_ + 1;
+        next_ %= is_due_.size();
+        return taken;
+    }
+
+private:
+    std::vector<bool> is_due_;
+    std::size_t count_ = 0, next_ = 0;
+};
+
 class RecordRun {
 public:
     RecordRun(PollEngine &engine, const RecordOptions &options, int output, const StopSignal &stop)
-        : engine_(engine), options_(options), output_(output, stop), stop_(stop) {}
+        : engine_(engine), options_(options), output_(output, stop), stop_(stop), due_(engine.list().variables.size()) {
+    }
 
     std::optional<std::size_t> run(std::optional<steady_clock::time_point> end) {
         output_.write(record_head(options_.format));
@@ -78,7 +109,7 @@ public:
             const bool all_are_due = options_.every && now >= next_all;
             if (all_are_due)
                 next_all = std::max(next_all + *options_.every, now);
-            output_.write(news(all_are_due));
+            report(all_are_due);
             if (end && now >= *end)
                 break;
             steady_clock::time_point wake = now + look_interval;
@@ -93,9 +124,11 @@ public:
         // Writes that have not ended are reported last, and what was left out before when there is room for it.
         engine_.finish();
         do {
-            output_.write(news(false));
-            while (waits_for_reader())
+            report(false);
+            while (waits_for_reader()) {
                 output_.write_until(steady_clock::now() + look_interval);
+                write_due();
+            }
         } while (left_out_ > 0 && !stop_.raised() && !output_.reader_gone());
         if (output_.reader_gone())
             return std::nullopt;
@@ -113,7 +146,8 @@ private:
         return !leaves_out_;
     }
 
-    std::string news(bool all_values) {
+    // Takes in what has happened and writes it. ALL_VALUES: all that are known are due.
+    void report(bool all_values) {
         const PollEngine::News news = engine_.refresh();
         const auto time = system_clock::now();
         const bool room = has_room();
@@ -126,27 +160,35 @@ private:
             else
                 ++left_out_;
         }
-        if (options_.every) {
-            for (std::size_t i = 0; all_values && i < variables().size(); ++i)
-                if (engine_.watch().states()[i].known())
-                    add_value(i, time, room, text);
-            return text;
-        }
-        // What the reader does not know yet: the last value of each, when it could have got several.
-        unknown_.insert(news.changed.begin(), news.changed.end());
-        if (!room)
-            left_out_ += static_cast<std::int64_t>(news.changed.size());
-        else
-            for (const std::size_t i : std::exchange(unknown_, {}))
-                add_value(i, time, room, text);
-        return text;
+        output_.write(text);
+        if (!options_.every)
+            // Of each only the last value, when the reader could have got several.
+            for (const std::size_t i : news.changed)
+                add_due(i, true, room);
+        for (std::size_t i = 0; all_values && i < variables().size(); ++i)
+            if (engine_.watch().states()[i].known())
+                add_due(i, room, room);
+        write_due();
     }
 
-    void add_value(std::size_t index, RecordTime time, bool room, std::string &text) {
-        if (room)
-            text += value_of(index, time);
-        else
+    // A value is due, unless there is no room and it comes again anyway; what has no room at once counts as left out.
+    void add_due(std::size_t index, bool is_kept, bool room) {
+        if (is_kept)
+            due_.add(index);
+        if (!room)
             ++left_out_;
+    }
+
+    // As much of what is due as there is room for, piece by piece: all of a long list is much at once.
+    void write_due() {
+        constexpr std::size_t piece = std::size_t{1} << 16U;
+        const auto time = system_clock::now();
+        while (due_.any() && has_room()) {
+            std::string text;
+            while (due_.any() && text.size() < piece)
+                text += value_of(due_.take(), time);
+            output_.write(text);
+        }
     }
 
     std::string value_of(std::size_t index, RecordTime time) const {
@@ -155,6 +197,10 @@ private:
 
     void wait_until(steady_clock::time_point time) {
         output_.write_until(time);
+        while (due_.any() && output_.waiting() == 0 && !stop_.raised() && !output_.reader_gone()) {
+            write_due();
+            output_.write_until(time);
+        }
         if (!options_.writes || leaves_out_) {
             stop_.wait_for(time - steady_clock::now());
             return;
@@ -196,8 +242,8 @@ private:
     const StopSignal &stop_;
     InputLines input_;
     bool leaves_out_ = false;
-    std::int64_t left_out_ = 0;      // records since the last one that says so
-    std::set<std::size_t> unknown_;  // variables that have changed, and of which no record says so
+    std::int64_t left_out_ = 0;  // records since the last one that says so
+    DueValues due_;
 };
 
 }  // namespace

@@ -182,11 +182,11 @@ std::string value_record(RecordFormat format, RecordTime time, const Variable &v
     record.time = time;
     record.kind = "value";
     name_variable(record, variable);
-    record.text = state.text;
-    record.values = json_values(variable.view, state.values);
+    record.text = shown_text(variable, state);
+    record.values = json_values(variable.view, values_in(variable.view, state.bytes));
     record.quality = word_of(state.quality);
     record.read_at = state.wall_time;
-    record.words = variable.name + " = " + state.text;
+    record.words = variable.name + " = " + record.text;
     if (state.quality != Quality::good)
         record.words +=
             " (" + record.quality + ", read at " + clock_in_milliseconds(state.wall_time, TimeZone::local) + ")";

@@ -20,16 +20,20 @@ std::chrono::nanoseconds good_for(const LinkReading::Cycles &cycles) {
     return cycles.count == 0 ? at_first : std::max(least, 3 * cycles.last);
 }
 
-VariableWatch::VariableWatch(std::vector<Variable> variables)
-    : variables_(std::move(variables)), states_(variables_.size()), bytes_(variables_.size()) {}
+std::string shown_text(const Variable &variable, const VariableState &state) {
+    return text_of(variable.view, values_in(variable.view, state.bytes));
+}
+
+VariableWatch::VariableWatch(const std::vector<Variable> &variables)
+    : variables_(variables), states_(variables_.size()) {}
 
 std::vector<std::size_t> VariableWatch::refresh(const std::vector<std::pair<std::size_t, ReadValue>> &news,
                                                 const LinkReading &link, const std::set<int> &off,
                                                 VariableState::Time now) {
-    std::set<std::size_t> changed;
+    std::vector<std::size_t> changed;
     for (const auto &[index, value] : news)
         if (take(index, value))
-            changed.insert(index);
+            changed.push_back(index);
     const std::set<int> down = stations_down(link);
     const auto in_cycle = good_for(link.cycles);
     for (std::size_t i = 0; i < states_.size(); ++i) {
@@ -39,9 +43,11 @@ std::vector<std::size_t> VariableWatch::refresh(const std::vector<std::pair<std:
         if (!state.known() || !link.line_open || state.failure || down.count(station) > 0 || off.count(station) > 0)
             quality = Quality::bad;
         if (std::exchange(state.quality, quality) != quality)
-            changed.insert(i);
+            changed.push_back(i);
     }
-    return {changed.begin(), changed.end()};
+    std::sort(changed.begin(), changed.end());
+    changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
+    return changed;
 }
 
 // True when the value has changed or was read for the first time.
@@ -52,14 +58,11 @@ bool VariableWatch::take(std::size_t index, const ReadValue &value) {
         return false;
     state.read_at = value.read_at;
     state.wall_time = value.wall_time;
-    if (state.known() && value.bytes == bytes_[index])
+    if (value.bytes == state.bytes)
         return false;
-    const View &view = variables_[index].view;
     state.changes += state.known() ? 1 : 0;
     state.changed_at = value.newest_at;
-    state.values = values_in(view, value.bytes);
-    state.text = text_of(view, state.values);
-    bytes_[index] = value.bytes;
+    state.bytes = value.bytes;
     return true;
 }
 

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -26,19 +26,21 @@ enum class Quality {
 struct VariableState {
     using Time = LinkReading::Time;
 
-    std::string text;  ///< the value as it is shown; empty until it was read
-    Values values;     ///< the same as numbers
-    Time read_at{};    ///< when the oldest part of the value was read
+    std::string bytes;  ///< the value, as the driver returns it; empty until it was read
+    Time read_at{};     ///< when the oldest part of the value was read
     Time changed_at{};
     ReadValue::WallTime wall_time{};  ///< read_at as wall-clock time
     std::uint64_t changes = 0;        ///< how often it was seen to change
     Quality quality = Quality::bad;
-    std::optional<Failure> failure;  ///< why it was not read when it was last asked for
+    std::shared_ptr<const Failure> failure;  ///< why it was not read when it was last asked for
 
     bool known() const {
-        return !text.empty();
+        return !bytes.empty();
     }
 };
+
+/// The value as a screen shows it; empty until it was read.
+std::string shown_text(const Variable &variable, const VariableState &state);
 
 /// How long a value is good after it was read: three cycles as long as the last one, and at least two seconds. Half a
 /// minute until the first cycle is complete.
@@ -47,7 +49,8 @@ std::chrono::nanoseconds good_for(const LinkReading::Cycles &cycles);
 /// Turns what was read of a list of variables into what is shown. For one thread.
 class VariableWatch {
 public:
-    explicit VariableWatch(std::vector<Variable> variables);
+    /// `variables` must outlive it.
+    explicit VariableWatch(const std::vector<Variable> &variables);
 
     /// Takes what has come since the last call. Stations that are switched `off` are not asked. Returns which variables
     /// have changed, in value or quality, or were read for the first time, by their place in the list.
@@ -64,9 +67,8 @@ public:
 private:
     bool take(std::size_t index, const ReadValue &value);
 
-    const std::vector<Variable> variables_;
+    const std::vector<Variable> &variables_;
     std::vector<VariableState> states_;
-    std::vector<std::string> bytes_;
 };
 
 }  // namespace kelpo

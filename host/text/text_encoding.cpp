@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 namespace kelpo {
 namespace {
@@ -65,13 +66,17 @@ DecodedText decoded_as(TextEncoding encoding, const char *name, std::string_view
 
 }  // namespace
 
-DecodedText decoded(std::string_view bytes) {
-    if (begins_with(bytes, little_endian_mark))
-        return decoded_as(TextEncoding::utf16, "UTF-16LE", bytes.substr(little_endian_mark.size()));
-    if (begins_with(bytes, big_endian_mark))
-        return decoded_as(TextEncoding::utf16, "UTF-16BE", bytes.substr(big_endian_mark.size()));
-    if (is_utf8(bytes))
-        return {std::string(bytes.substr(begins_with(bytes, utf8_mark) ? utf8_mark.size() : 0)), TextEncoding::utf8};
+DecodedText decoded(std::string bytes) {
+    const std::string_view all = bytes;
+    if (begins_with(all, little_endian_mark))
+        return decoded_as(TextEncoding::utf16, "UTF-16LE", all.substr(little_endian_mark.size()));
+    if (begins_with(all, big_endian_mark))
+        return decoded_as(TextEncoding::utf16, "UTF-16BE", all.substr(big_endian_mark.size()));
+    if (is_utf8(all)) {
+        if (begins_with(all, utf8_mark))
+            bytes.erase(0, utf8_mark.size());
+        return {std::move(bytes), TextEncoding::utf8};
+    }
     return decoded_as(TextEncoding::windows_1252, "WINDOWS-1252", bytes);
 }
 

@@ -18,6 +18,6 @@ struct DecodedText {
 /// Decodes what spreadsheets and editors save: UTF-8; UTF-16 with its mark in front, in either byte order; or, if it is
 /// neither, Windows-1252, in which nearly every byte means something: the user should be informed that it was taken for
 /// that. Unknown when it is UTF-16 that is cut off or wrong, or has bytes that Windows-1252 has no character for.
-DecodedText decoded(std::string_view bytes);
+DecodedText decoded(std::string bytes);
 
 }  // namespace kelpo

@@ -71,9 +71,9 @@ bool is_station_of(const PollList &list, int number) {
 }
 
 void judge_variables(const PollList &list, const std::string &file, const Texts &texts) {
-    require(list.places.size() == list.variables.size(), "every variable has a place");
-    for (const FilePlace &place : list.places)
-        judge_place(place, file, texts);
+    require(list.defined.size() == list.variables.size(), "every variable has a place");
+    for (const DefinedAt &at : list.defined)
+        judge_place(list.place_of(at), file, texts);
     std::set<std::string> variables;
     for (const Variable &variable : list.variables) {
         require(!variable.name.empty() && variables.insert(variable.name).second, "names are given and unique");

@@ -99,10 +99,9 @@ void judge_json(const std::string &text) {
 }
 
 void judge_records(const std::string &text) {
-    const Variable variable{text, 1, 7, text, 1, View::unsigned_words};
+    const Variable variable{text, 1, 7, text, 1, View::signed_words};
     VariableState state;
-    state.text = "-5";
-    state.values = {-5};
+    state.bytes = "\xFB\xFF";
     for (const RecordFormat format : {RecordFormat::plain, RecordFormat::csv, RecordFormat::json}) {
         std::string record = value_record(format, RecordTime(), variable, state);
         require(record.back() == '\n', "a record ends its line");
@@ -110,9 +109,13 @@ void judge_records(const std::string &text) {
         require_harmless(record, "a record");
         if (format != RecordFormat::csv)
             continue;
-        const CsvTable table = csv_table("a,b,c,d,e,f,g,h,i,j\n" + record);
-        require(table.mistakes.empty() && table.rows.size() == 2, "a CSV record is one row");
-        const std::vector<std::string> &fields = table.rows[1].fields;
+        const std::string table = "a,b,c,d,e,f,g,h,i,j\n" + record;
+        CsvReader reader(table, [](const CsvMistake &) { require(false, "a CSV record is well formed"); });
+        require(reader.next() != nullptr, "a CSV record comes after the head");
+        const CsvRow *const row = reader.next();
+        require(row != nullptr, "a CSV record is a row");
+        const std::vector<std::string> fields = row->fields;
+        require(reader.next() == nullptr, "a CSV record is one row");
         require(fields.size() == 10 && fields[7] == "-5", "a CSV record has ten fields, and a number stays one");
         require(fields[2].empty() || std::string("=@").find(fields[2][0]) == std::string::npos,
                 "no field is a formula");

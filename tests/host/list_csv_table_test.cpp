@@ -4,10 +4,21 @@
 
 namespace {
 
-using kelpo::csv_table;
-using kelpo::CsvTable;
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+struct CsvTable {
+    std::vector<kelpo::CsvRow> rows{};
+    std::vector<kelpo::CsvMistake> mistakes{};
+};
+
+CsvTable csv_table(std::string_view text) {
+    CsvTable table;
+    kelpo::CsvReader reader(text, [&table](const kelpo::CsvMistake &mistake) { table.mistakes.push_back(mistake); });
+    while (const kelpo::CsvRow *const row = reader.next())
+        table.rows.push_back(*row);
+    return table;
+}
 
 std::vector<std::vector<std::string>> fields_of(const CsvTable &table) {
     std::vector<std::vector<std::string>> rows;
@@ -55,6 +66,18 @@ TEST(CsvTable, LeavesOutCommentsAndLinesWithoutContent) {
     const CsvTable table = csv_table("# tags\n\n a , b \n  \n,,\n# more, of them\n1,2\n");
     EXPECT_THAT(fields_of(table), ElementsAre(ElementsAre("a", "b"), ElementsAre("1", "2")));
     EXPECT_THAT(lines_of(table), ElementsAre(3, 7));
+}
+
+TEST(CsvTable, KeepsTheFirstThousandFieldsOfARecordAndCountsThem) {
+    const CsvTable table = csv_table("a\n" + std::string(5000, ',') + "b\n" + std::string(998, ',') + "b\n");
+    ASSERT_EQ(table.rows.size(), 2U);
+    EXPECT_EQ(table.rows[0].count, 1U);
+    EXPECT_EQ(table.rows[1].count, 999U);
+    EXPECT_EQ(table.rows[1].fields.size(), 999U);
+    const CsvTable long_record = csv_table("a\nb" + std::string(5000, ','));
+    ASSERT_EQ(long_record.rows.size(), 2U);
+    EXPECT_EQ(long_record.rows[1].count, 5001U);
+    EXPECT_EQ(long_record.rows[1].fields.size(), 1000U);
 }
 
 TEST(CsvTable, ReportsAQuoteThatIsNeverClosed) {

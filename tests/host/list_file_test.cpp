@@ -76,7 +76,7 @@ TEST(ListFile, LeavesWhatIsNotSaidAsItIsByDefault) {
     EXPECT_EQ(variable.address, "100");
     EXPECT_EQ(variable.count, 1);
     EXPECT_EQ(variable.view, View::unsigned_words);
-    EXPECT_EQ(reading.list.places[0].line, 1);
+    EXPECT_EQ(reading.list.place_of(0).line, 1);
 }
 
 TEST(ListFile, TakesOneValueWhereNoCountIsGiven) {
@@ -219,8 +219,8 @@ TEST(ListFile, TakesVariablesFromACsvFileNextToIt) {
     const ListReading reading = material.read("variables = \"tags.csv\"\n[line]\nspeed = 9600\n", "plant/list.toml");
     EXPECT_THAT(texts_of(reading.remarks), IsEmpty());
     EXPECT_THAT(names_of(reading.list), ElementsAre("level"));
-    EXPECT_EQ(reading.list.places[0].file, "plant/tags.csv");
-    EXPECT_EQ(reading.list.places[0].line, 2);
+    EXPECT_EQ(reading.list.place_of(0).file, "plant/tags.csv");
+    EXPECT_EQ(reading.list.place_of(0).line, 2);
     EXPECT_EQ(reading.list.link.line.speed, 9600U);
 }
 

@@ -24,7 +24,8 @@ PollList list_of(const std::vector<Variable> &variables, const std::vector<Stati
     list.turnaround = microseconds(5000);
     list.variables = variables;
     list.stations = stations;
-    list.places.assign(variables.size(), {"list.toml", 1});
+    list.files = {"list.toml"};
+    list.defined.assign(variables.size(), {0, 1});
     return list;
 }
 

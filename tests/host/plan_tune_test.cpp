@@ -27,7 +27,8 @@ protected:
     }
 
     std::vector<TunedStation> tuned_stations() {
-        list.places.assign(list.variables.size(), {"list.toml", 1});
+        list.files = {"list.toml"};
+        list.defined.assign(list.variables.size(), {0, 1});
         const Driver library(DRIVER_FILE);
         DryRun driver(library);
         return tuned(list, driver);

@@ -18,17 +18,28 @@ class FakeDriver : public DriverQueries {
 public:
     // What the driver's cache holds, by type and address text.
     std::map<std::pair<int, std::string>, std::string> cached;
+    mutable int asked_for = 0;  // units
 
-    // As the driver takes them, except octal ones.
+    // As the driver takes them.
     std::optional<int> number_of(int type, const std::string &address) const override {
         const std::size_t point = address.find('.');
         if (type >= 15)
             return std::stoi(address.substr(0, point)) * 16 + std::stoi(address.substr(point + 1));
-        return std::stoi(address) - (type == 13 ? 200 : 0);
+        return std::stoi(address, nullptr, type <= 1 ? 8 : 10) - (type == 13 ? 200 : 0);
     }
+    // Also a part of what is cached.
     std::string held_bytes(const Variable &variable) const override {
-        const auto found = cached.find({variable.type, variable.address});
-        return found == cached.end() ? std::string() : found->second;
+        const RegisterType &type = register_type(variable.type);
+        const int number = *number_of(variable.type, variable.address);
+        asked_for += variable.count;
+        for (const auto &[place, bytes] : cached) {
+            const int before = (number - *number_of(type.type, place.second)) * type.modbus_per_number;
+            const int first = before < 0 ? -1 : value_size(type, before);
+            if (place.first == type.type && first >= 0 && first < static_cast<int>(bytes.size()))
+                return bytes.substr(static_cast<std::size_t>(first),
+                                    static_cast<std::size_t>(value_size(type, variable.count)));
+        }
+        return {};
     }
 };
 
@@ -43,10 +54,16 @@ Variable word(const char *address, int count = 1, int station = 1) {
 class ReadValuesTest : public testing::Test {
 protected:
     FakeDriver driver;
+    std::vector<Variable> variables;
     ReadValue::Time now{1h};
     ReadValues values{[this] {
         return now;
     }};
+
+    void use(std::vector<Variable> list, const std::vector<PolledBlock> &blocks) {
+        variables = std::move(list);
+        values.use(driver, variables, blocks);
+    }
 
     void exchange(int station, int register_class, int address, int count, int code, int id = -1) {
         Exchange seen{};
@@ -77,7 +94,7 @@ protected:
 };
 
 TEST_F(ReadValuesTest, AreWhatARepliedToPollBrought) {
-    values.use(driver, {word("100"), word("101")}, {block(1, 7, 100, 1)});
+    use({word("100"), word("101")}, {block(1, 7, 100, 1)});
     EXPECT_THAT(values.take(), IsEmpty());
     driver.cached[{7, "100"}] = std::string({5, 0});
     read(1, 7, 100, 1);
@@ -91,7 +108,7 @@ TEST_F(ReadValuesTest, AreWhatARepliedToPollBrought) {
 
 // The driver's cache has a written value as soon as its request is built.
 TEST_F(ReadValuesTest, AreNotWhatWasWritten) {
-    values.use(driver, {word("100")}, {block(1, 7, 100, 1)});
+    use({word("100")}, {block(1, 7, 100, 1)});
     driver.cached[{7, "100"}] = std::string({5, 0});
     read(1, 7, 100, 1);
     driver.cached[{7, "100"}] = std::string({42, 0});
@@ -103,7 +120,7 @@ TEST_F(ReadValuesTest, AreNotWhatWasWritten) {
 
 // The block was refused, and is read in parts from now on.
 TEST_F(ReadValuesTest, ForgetWhyABlockWasNotReadThatIsNotPolledAnyMore) {
-    values.use(driver, {word("100", 2), word("110")}, {block(1, 7, 100, 11)});
+    use({word("100", 2), word("110")}, {block(1, 7, 100, 11)});
     give_up(1, 7, 100, 11);
     EXPECT_EQ(values.take().size(), 2U);
     values.blocks_replaced({block(1, 7, 100, 11)}, {block(1, 7, 100, 2), block(1, 7, 110, 1)});
@@ -118,7 +135,7 @@ TEST_F(ReadValuesTest, ForgetWhyABlockWasNotReadThatIsNotPolledAnyMore) {
 }
 
 TEST_F(ReadValuesTest, StayWhatWasReadUntilOtherBlocksHaveReadAllOfThem) {
-    values.use(driver, {word("100", 4)}, {block(1, 7, 100, 4)});
+    use({word("100", 4)}, {block(1, 7, 100, 4)});
     driver.cached[{7, "100"}] = std::string({1, 0, 2, 0, 3, 0, 4, 0});
     read(1, 7, 100, 4);
     const auto first_read = now;
@@ -139,7 +156,7 @@ TEST_F(ReadValuesTest, StayWhatWasReadUntilOtherBlocksHaveReadAllOfThem) {
 }
 
 TEST_F(ReadValuesTest, TakeOfALongValueOnlyWhatTheReplyBrought) {
-    values.use(driver, {word("98", 4)}, {block(1, 7, 0, 100), block(1, 7, 100, 5)});
+    use({word("98", 4)}, {block(1, 7, 0, 100), block(1, 7, 100, 5)});
     driver.cached[{7, "98"}] = std::string({1, 0, 2, 0, 3, 0, 4, 0});
     read(1, 7, 0, 100);
     EXPECT_EQ(value().bytes, std::string());
@@ -156,7 +173,7 @@ TEST_F(ReadValuesTest, TakeOfALongValueOnlyWhatTheReplyBrought) {
 
 // The second request of a block has its own first number.
 TEST_F(ReadValuesTest, KnowTheTwoRequestsOfABlockApart) {
-    values.use(driver, {word("8005")}, {block(1, 7, 7990, 20)});
+    use({word("8005")}, {block(1, 7, 7990, 20)});
     driver.cached[{7, "8005"}] = std::string({5, 0});
     read(1, 7, 7990, 10);
     EXPECT_THAT(values.take(), IsEmpty());
@@ -177,17 +194,17 @@ TEST_F(ReadValuesTest, FindTheRegistersOfEveryType) {
         std::string first_brings;                // X: bytes that the first number holds
     };
     const Case cases[] = {
-        {1, "16", 8, 1, 16, 23, "X......."},  {9, "3", 2, 9, 3, 4, "XX.."},
+        {1, "20", 8, 1, 16, 23, "X......."},  {9, "3", 2, 9, 3, 4, "XX.."},
         {12, "10", 4, 7, 10, 13, "..XX...."}, {13, "203", 3, 13, 3, 4, "XXXX...."},
         {14, "20", 3, 8, 20, 23, "..XX...."}, {15, "5.14", 4, 7, 5, 6, "XX.."},
         {16, "1.20", 1, 8, 2, 2, "X"},        {17, "3.0", 17, 11, 3, 4, "XXXXXXXXXXXXXXXX."},
     };
     for (const Case &one : cases) {
-        const Variable variable{"a", 1, one.type, one.address, one.count, default_view(one.type)};
+        const std::vector<Variable> listed{{"a", 1, one.type, one.address, one.count, default_view(one.type)}};
         const auto size = one.first_brings.size();
         const int numbers = one.last - one.first + 1;
         const auto begin = [&](ReadValues &fresh) {
-            fresh.use(driver, {variable}, {block(1, one.register_class, one.first, numbers)});
+            fresh.use(driver, listed, {block(1, one.register_class, one.first, numbers)});
         };
         const auto reads = [&](ReadValues &fresh, int first, int count) {
             Exchange seen{};
@@ -221,8 +238,33 @@ TEST_F(ReadValuesTest, FindTheRegistersOfEveryType) {
     }
 }
 
+TEST_F(ReadValuesTest, AskTheDriverForNoMoreOfALongValueThanAReplyBrings) {
+    constexpr int words = 65535, most = 100;
+    driver.cached[{7, "0"}] = std::string(std::size_t{2} * words, 'X');
+    use({word("0", words)}, {});
+    for (int first = 0; first < words; first += most) {
+        read(1, 7, first, std::min(most, words - first));
+        EXPECT_EQ(value().bytes.empty(), first + most < words) << first;
+    }
+    read(1, 7, 0, 1);
+    EXPECT_EQ(value().bytes, driver.cached.begin()->second);
+    EXPECT_EQ(driver.asked_for, words + 1);
+}
+
+TEST_F(ReadValuesTest, KnowAValueWhosePartsComeInAnyOrderAndOverlap) {
+    driver.cached[{7, "0"}] = std::string(20, 'X');
+    use({word("0", 10)}, {});
+    const std::pair<int, int> parts[] = {{8, 2}, {3, 6}, {5, 1}, {1, 1}};
+    for (const auto &[first, count] : parts) {
+        read(1, 7, first, count);
+        EXPECT_EQ(value().bytes, "") << first;
+    }
+    read(1, 7, 0, 3);
+    EXPECT_EQ(value().bytes, std::string(20, 'X'));
+}
+
 TEST_F(ReadValuesTest, KnowFailuresAndForgetThemWhenAStationIsSwitched) {
-    values.use(driver, {word("100"), word("100", 1, 2)}, {block(1, 7, 100, 1), block(2, 7, 100, 1)});
+    use({word("100"), word("100", 1, 2)}, {block(1, 7, 100, 1), block(2, 7, 100, 1)});
     exchange(1, 7, 100, 1, 0);  // comes again
     EXPECT_THAT(values.take(), IsEmpty());
     give_up(1, 7, 100, 1);

@@ -31,8 +31,7 @@ protected:
 
 VariableState state(const Variable &variable, const Values &values) {
     VariableState state;
-    state.values = values;
-    state.text = text_of(variable.view, values);
+    state.bytes = bytes_of(variable.view, values);
     state.quality = Quality::good;
     state.wall_time = time_of_record - 100ms;
     return state;

@@ -16,7 +16,9 @@ using testing::IsEmpty;
 
 class VariableWatchTest : public testing::Test {
 protected:
-    VariableWatch watch{{{"a", 1, 7, "100", 1, View::unsigned_words}, {"b", 2, 7, "100", 1, View::unsigned_words}}};
+    const std::vector<Variable> variables{{"a", 1, 7, "100", 1, View::unsigned_words},
+                                          {"b", 2, 7, "100", 1, View::unsigned_words}};
+    VariableWatch watch{variables};
     LinkReading link;
     std::set<int> off;
     VariableState::Time now{1h};
@@ -48,8 +50,8 @@ TEST_F(VariableWatchTest, KnowsNoValueBeforeItWasRead) {
     EXPECT_FALSE(state().known());
     EXPECT_EQ(state().quality, Quality::bad);
     EXPECT_THAT(read(5), ElementsAre(0));
-    EXPECT_EQ(state().text, "5");
-    EXPECT_THAT(state().values, ElementsAre(5));
+    EXPECT_EQ(shown_text(variables[0], state()), "5");
+    EXPECT_EQ(state().bytes, std::string({5, 0}));
     EXPECT_EQ(state().changes, 0U);
     EXPECT_EQ(state().read_at, now);
     EXPECT_EQ(state().wall_time, ReadValue::WallTime(2h));
@@ -58,7 +60,8 @@ TEST_F(VariableWatchTest, KnowsNoValueBeforeItWasRead) {
 }
 
 TEST_F(VariableWatchTest, KeepsAValueGoodUntilItIsDueAgain) {
-    VariableWatch slow{{{"a", 1, 7, "100", 1, View::unsigned_words, 10s}}};
+    const std::vector<Variable> rare{{"a", 1, 7, "100", 1, View::unsigned_words, 10s}};
+    VariableWatch slow{rare};
     ReadValue brought;
     brought.bytes = std::string(2, '\1');
     brought.read_at = brought.newest_at = now;
@@ -90,9 +93,9 @@ TEST_F(VariableWatchTest, KeepsTheLastValueAndSaysWhyItIsNotReadAnyMore) {
     ReadValue failed;
     failed.bytes = std::string("\x05\x00", 2);
     failed.read_at = now;
-    failed.failure = Failure{Failure::Kind::refused, "refused"};
+    failed.failure = std::make_shared<const Failure>(Failure{Failure::Kind::refused, "refused"});
     EXPECT_THAT(refresh({{0, failed}}), ElementsAre(0));
-    EXPECT_EQ(state().text, "5");
+    EXPECT_EQ(shown_text(variables[0], state()), "5");
     EXPECT_EQ(state().quality, Quality::bad);
     ASSERT_TRUE(state().failure);
     EXPECT_EQ(state().failure->text, "refused");

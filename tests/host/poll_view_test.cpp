@@ -46,16 +46,17 @@ PollRow row(const std::string &name, int station, const std::string &place, cons
 PollModel plant() {
     PollModel model;
     model.title = "kelpo poll plant.toml  5 variables in 4 blocks  /dev/ttyUSB0 9600 8E1";
-    model.rows = {
+    std::vector<PollRow> rows = {
         row("boiler temperature", 1, "7:2", "-150", 6),  row("boiler counter", 1, "7:4", "70001", 10),
         row("inlet gates", 1, "1:10 x8", "11011110", 8), row("mixer runs", 3, "9:8", "1", 5, State::down),
         row("spare", 4, "9:9", "", 5, State::off),
     };
-    model.rows[1].steady = 300ms;
-    model.rows[1].changes = 1203;
-    model.rows[2].write_waits = true;
-    model.rows[3].age = 83s;
-    model.rows[3].steady = 2h;
+    rows[1].steady = 300ms;
+    rows[1].changes = 1203;
+    rows[2].write_waits = true;
+    rows[3].age = 83s;
+    rows[3].steady = 2h;
+    model.rows = std::move(rows);
     model.selected = 1;
     model.link.line_open = true;
     model.link.counts.exchanges = 12345;
@@ -76,8 +77,10 @@ PollModel plant() {
 PollModel many_rows(std::size_t count) {
     PollModel model;
     model.title = "kelpo poll many.csv";
+    std::vector<PollRow> rows;
     for (std::size_t i = 1; i <= count; ++i)
-        model.rows.push_back(row("tag " + std::to_string(i), 1, "7:" + std::to_string(i), std::to_string(i), 6));
+        rows.push_back(row("tag " + std::to_string(i), 1, "7:" + std::to_string(i), std::to_string(i), 6));
+    model.rows = std::move(rows);
     return model;
 }
 
@@ -116,7 +119,7 @@ TEST(PollViewTest, ColoursWhatIsNotWell) {
 
 TEST(PollViewTest, MarksARowWhoseStationAnswersButThatIsNotRead) {
     PollModel model = plant();
-    model.rows = {row("wrong", 1, "7:9", "", 5, State::failing)};
+    model.rows = std::vector<PollRow>{row("wrong", 1, "7:9", "", 5, State::failing)};
     model.selected = 0;
     const PollScreen screen = poll_screen(model, {80, 14});
     EXPECT_EQ(text_of(screen.lines[5]).substr(0, 6), ">E   1");
@@ -178,7 +181,8 @@ TEST(PollViewTest, CutsTheValueLast) {
     };
     for (const Case &one : cases) {
         PollModel model = many_rows(0);
-        model.rows = {row("a very long name of a variable that nobody can read", 1, "7:100 x8", one.value, one.widest)};
+        model.rows = std::vector<PollRow>{
+            row("a very long name of a variable that nobody can read", 1, "7:100 x8", one.value, one.widest)};
         const PollScreen screen = poll_screen(model, {one.columns, 9});
         EXPECT_EQ(text_of(screen.lines[4]), one.head) << one.columns;
         EXPECT_EQ(text_of(screen.lines[5]), one.row) << one.columns;
@@ -190,7 +194,7 @@ TEST(PollViewTest, AlignsWideNames) {
     const std::string before = std::setlocale(LC_CTYPE, nullptr);
     ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
     PollModel model = many_rows(0);
-    model.rows = {row("\xE6\xB0\xB4\xE7\xAE\xB1", 1, "7:1", "1", 6), row("pump", 1, "7:2", "2", 6)};
+    model.rows = std::vector<PollRow>{row("\xE6\xB0\xB4\xE7\xAE\xB1", 1, "7:1", "1", 6), row("pump", 1, "7:2", "2", 6)};
     const PollScreen screen = poll_screen(model, {80, 9});
     EXPECT_EQ(text_of(screen.lines[5]), ">    1 \xE6\xB0\xB4\xE7\xAE\xB1 7:1        1  0.1s    12s      0");
     EXPECT_EQ(text_of(screen.lines[6]), "     1 pump 7:2        2  0.1s    12s      0");
@@ -199,7 +203,8 @@ TEST(PollViewTest, AlignsWideNames) {
 
 TEST(PollViewTest, MarksWhatIsStaleAndWhatHasNoLine) {
     PollModel model = plant();
-    model.rows = {row("old", 1, "7:9", "1", 5, State::stale), row("lost", 1, "7:9", "1", 5, State::lost)};
+    model.rows =
+        std::vector<PollRow>{row("old", 1, "7:9", "1", 5, State::stale), row("lost", 1, "7:9", "1", 5, State::lost)};
     model.selected = 0;
     const PollScreen screen = poll_screen(model, {80, 14});
     EXPECT_EQ(text_of(screen.lines[5]).substr(0, 6), ">S   1");
@@ -219,7 +224,7 @@ TEST(PollViewTest, NamesTheStationsThatRefuse) {
 
 TEST(PollViewTest, GivesLongValuesTheRoomOfAWideScreen) {
     PollModel model = many_rows(0);
-    model.rows = {row("levels", 1, "7:100 x8", "1 22 333 4444 55555 6 77 888", 47)};
+    model.rows = std::vector<PollRow>{row("levels", 1, "7:100 x8", "1 22 333 4444 55555 6 77 888", 47)};
     EXPECT_EQ(text_of(poll_screen(model, {120, 9}).lines[5]),
               ">    1 levels 7:100 x8                    1 22 333 4444 55555 6 77 888  0.1s    12s      0");
 }
@@ -265,7 +270,7 @@ TEST(PollViewTest, SaysWhichPartOfTheListIsShown) {
     model.selected = model.top = 100;
     EXPECT_EQ(text_of(poll_screen(model, {80, 17}).lines[0]),
               "kelpo poll many.csv                            PAUSED  find \"tag\" 101-110 of 500");
-    model.rows.clear();
+    model.rows = {};
     EXPECT_THAT(text_of(poll_screen(model, {80, 17}).lines[0]), testing::EndsWith("PAUSED  find \"tag\" none"));
 }
 
@@ -312,7 +317,7 @@ TEST(PollViewTest, AsksInTheMessageLineWithTheCursorAfterTheText) {
 
 TEST(PollViewTest, CountsCharactersNotBytes) {
     PollModel model = many_rows(0);
-    model.rows = {row("Zulauf \xC3\x96l", 1, "7:1", "1", 5), row("ab", 1, "7:2", "2", 5)};
+    model.rows = std::vector<PollRow>{row("Zulauf \xC3\x96l", 1, "7:1", "1", 5), row("ab", 1, "7:2", "2", 5)};
     const PollScreen screen = poll_screen(model, {80, 10});
     EXPECT_EQ(text_of(screen.lines[5]), ">    1 Zulauf \xC3\x96l 7:1       1  0.1s    12s      0");
     EXPECT_EQ(text_of(screen.lines[6]), "     1 ab        7:2       2  0.1s    12s      0");
