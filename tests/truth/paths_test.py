@@ -12,6 +12,10 @@ QUICK = ["--reply-timeout", "200", "--settle", "20"]
 PRECIOUS = b"root:x:0:0::/root:/bin/sh\n" * 3
 
 
+def demo():
+    return [os.environ["KELPO_DEMO"], "--driver", os.environ["DRIVER"], *QUICK, "--seconds", "1"]
+
+
 class Paths(Sentences):
     def setUp(self):
         super().setUp()
@@ -64,15 +68,26 @@ class Paths(Sentences):
         self.assertEqual(left, [], f"{name} leaves something")
         self.assertEqual(self.line.asked(), [], f"{name} has asked the controller")
 
+    def memory_of_a_controller(self):
+        memory = os.path.join(self.folder, "memory")
+        plc = subprocess.Popen([os.environ["KELPO_PLC"], "--memory", memory], stdout=subprocess.PIPE)
+        self.addCleanup(plc.stdout.close)
+        self.addCleanup(plc.wait)
+        self.addCleanup(plc.terminate)
+        plc.stdout.readline()
+        return memory
+
     def test_a_path_that_is_read(self):
         line = ["--line", self.line.path, *QUICK]
         for name in ("check", "plan"):
             self.untouched_by(name, lambda path, name=name: command([name, path]), {WRONG_USAGE})
         for name in ("poll", "trace"):
             self.untouched_by(name, lambda path, name=name: command([name, path, *line, "--seconds", "1"]), {WRONG_USAGE})
-        for name, last in (("read", "1:7:100"), ("write", "1:7:100=1"), ("scan", "--json")):
-            self.untouched_by(name, lambda path, name=name, last=last: command([name, last, *line, "--list", path]),
+        for name, last in (("read", "1:7:100"), ("write", "1:7:100=1"), ("scan", "--json"), ("scan", "--find")):
+            self.untouched_by(name + last, lambda path, name=name, last=last: command([name, last, *line, "--list", path]),
                               {WRONG_USAGE})
+        self.untouched_by("learn", lambda path: command(["plan", path, *line, "--learn"]), {WRONG_USAGE})
+        self.untouched_by("--memory", lambda path: [*demo(), "--line", self.line.path, "--memory", path], {6})
 
         def naming(path):
             return command(["check", self.put("names.toml", f'variables = "{os.path.basename(path)}"\n'.encode())])
@@ -85,8 +100,13 @@ class Paths(Sentences):
         self.untouched_by("--driver", lambda path: [os.environ["KELPO"], "check", self.list, "--driver", path], {3})
 
     def test_a_line(self):
-        for name, last in (("read", "1:7:100"), ("write", "1:7:100=1"), ("scan", "--json")):
-            self.untouched_by(name, lambda path, name=name, last=last: command([name, last, *QUICK, "--line", path]), {4})
+        for name, last in (("read", "1:7:100"), ("write", "1:7:100=1"), ("scan", "--json"), ("scan", "--find"),
+                           ("listen", "--failures")):
+            self.untouched_by(name + last, lambda path, name=name, last=last: command([name, last, *QUICK, "--line", path]),
+                              {4})
+        self.untouched_by("learn", lambda path: command(["plan", self.list, *QUICK, "--learn", "--line", path]), {4})
+        memory = self.memory_of_a_controller()
+        self.untouched_by("demo", lambda path: [*demo(), "--memory", memory, "--line", path], {4})
         for name in ("poll", "trace"):
             words = [name, self.list, *QUICK, "--seconds", "1", "--line"]
             self.untouched_by(name, lambda path, words=words: command([*words, path]), {4})
@@ -95,8 +115,9 @@ class Paths(Sentences):
         for option in ("--to", "--pcap"):
             self.untouched_by(option, lambda path, option=option: [os.environ["KELPO"], "trace", self.trace, option, path],
                               {6, OK})  # a device takes it
-            words = ["trace", self.list, "--line", "/dev/null", *QUICK, "--seconds", "1", option]
-            self.untouched_by(option + " of a line", lambda path, words=words: command([*words, path]), {6, 4})
+            for name, words in (("a line", ["trace", self.list]), ("listen", ["listen"])):
+                words += ["--line", "/dev/null", *QUICK, "--seconds", "1", option]
+                self.untouched_by(f"{option} of {name}", lambda path, words=words: command([*words, path]), {6, 4})
         words = ["poll", self.list, "--line", "/dev/null", *QUICK, "--seconds", "1", "--format", "plain", "--trace"]
         self.untouched_by("--trace", lambda path: command([*words, path]), {6, 4})
         for option in ("--memory", "--link"):

@@ -9,13 +9,14 @@ import subprocess
 import termios
 import time
 
-from controller import Controller
-from programs import EMERGENCY_S, OK, command, list_file
+from controller import Controller, with_check
+from programs import EMERGENCY_S, FAILED, OK, command, list_file
 from sentences import Sentences, main
 
 NOT_WRITTEN = 6
 PLC_FAILED = 1
 PATIENT = ["--reply-timeout", "5000"]
+READ = with_check(bytes.fromhex("03 03 00 64 00 01"))  # what another host says
 STOPS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 
 
@@ -58,7 +59,9 @@ class Surroundings(Sentences):
                 ("trace FILE", command(["trace", self.trace])[:2] + [self.trace]),
                 ("read", command(["read", *line, *PATIENT, "1:7:100"])),
                 ("write", command(["write", *line, *PATIENT, "1:7:100=4"])),
-                ("scan", command(["scan", *line, *PATIENT, "--to", "1"]))]
+                ("scan", command(["scan", *line, *PATIENT, "--to", "1"])),
+                ("scan --find", command(["scan", *line, *PATIENT, "--find", "--stations", "1"])),
+                ("plan --learn", command(["plan", self.list, *line, *PATIENT, "--learn"]))]
 
     LASTING = {"trace LIST": ["trace"], "poll --format plain": ["poll", "--format", "plain"],
                "poll --format csv": ["poll", "--format", "csv"], "poll --format json": ["poll", "--format", "json"]}
@@ -67,6 +70,24 @@ class Surroundings(Sentences):
         """Commands that end with a signal, or after SECONDS. LINES: one for each, by its name."""
         return [(name, command([*words, self.list, "--line", (lines or {}).get(name, self.line).path, *PATIENT,
                                 "--seconds", seconds])) for name, words in self.LASTING.items()]
+
+    def listen(self, line, seconds):
+        """Sends nothing, and so needs a line of its own; fails when it has heard no frame."""
+        return command(["listen", "--line", line.path, "--seconds", seconds])
+
+    def demo(self, line, seconds=600):
+        """The controller's memory is another controller's, so its verdict is that it fails."""
+        memory = os.path.join(self.folder, "memory")
+        if not os.path.exists(memory):
+            self.start([os.environ["KELPO_PLC"], "--moment", "0", "--memory", memory])
+            line.wait_for(lambda: os.path.exists(memory), "the memory")
+        return [os.environ["KELPO_DEMO"], "--driver", os.environ["DRIVER"], "--memory", memory, "--line", line.path, *PATIENT,
+                "--seconds", str(seconds)]
+
+    def another_line(self, stations=(1,)):
+        line = Line(stations)
+        self.addCleanup(line.close)
+        return line
 
     def plc(self):
         return [os.environ["KELPO_PLC"], "--moment", "0", "--link", self.link]
@@ -100,22 +121,36 @@ class Surroundings(Sentences):
     COMBINATIONS = [closed for count in (1, 2, 3) for closed in itertools.combinations((0, 1, 2), count)]
 
     def test_every_command_ends_as_usual_with_any_descriptors_closed(self):
-        lines = {name: Line() for name in self.LASTING}
-        for line in lines.values():
-            self.addCleanup(line.close)
+        lines = {name: self.another_line() for name in self.LASTING}
+        heard = self.another_line()
         for closed in self.COMBINATIONS:
             started = [(name, self.start(words, closed)) for name, words in self.lasting(1, lines)]
+            listening = self.start(self.listen(heard, 1), closed)
             for name, words in self.brief():
                 self.ends(self.start(words, closed), OK, f"{name} without {closed}")
             for name, process in started:
                 self.ends(process, OK, f"{name} without {closed}")
                 self.assertEqual(lines[name].noise(), b"", f"{name} without {closed} has sent what is no request")
                 self.assertGreater(len(lines[name].asked()), 0, f"{name} without {closed} has asked nothing")
+            self.ends(listening, FAILED, f"listen without {closed}")
+            self.assertEqual(heard.heard, b"", f"listen without {closed} has sent something")
             self.quiet_line(f"a command without {closed}")
 
-    def test_what_is_opened_takes_the_place_of_no_descriptor_that_is_closed(self):
+    def test_the_demonstration_sends_nothing_but_requests_with_any_descriptors_closed(self):
+        self.line = self.another_line(stations=(1, 2, 3))
+        words = self.demo(self.line)
         for closed in self.COMBINATIONS:
-            for name, words in self.lasting(60) + [("plc", self.plc())]:
+            before = len(self.line.asked())
+            process = self.start(words, closed)
+            self.signal_when(process, self.at_work(before + 20), f"the demonstration without {closed}", signal.SIGTERM)
+            self.ends(process, FAILED, f"the demonstration without {closed}")
+            self.quiet_line(f"the demonstration without {closed}")
+
+    def test_what_is_opened_takes_the_place_of_no_descriptor_that_is_closed(self):
+        self.line = self.another_line(stations=(1, 2, 3))
+        demo = self.demo(self.line)
+        for closed in self.COMBINATIONS:
+            for name, words in self.lasting(60) + [("demo", demo), ("plc", self.plc())]:
                 process = self.start(words, closed)
                 before = len(self.line.asked())
                 at_work = (lambda: os.path.lexists(self.link)) if name == "plc" else \
@@ -124,15 +159,22 @@ class Surroundings(Sentences):
                 places = {number: os.readlink(f"/proc/{process.pid}/fd/{number}") for number in closed}
                 self.assertEqual(set(places.values()), {"/dev/null"}, f"{name} without {closed}")
                 process.terminate()
-                self.ends(process, OK, f"{name} without {closed}")
+                self.ends(process, FAILED if name == "demo" else OK, f"{name} without {closed}")
             self.quiet_line(f"a command without {closed}")
 
     # Outputs that take nothing
 
     def test_every_command_says_that_its_output_is_full(self):
+        demo_line = self.another_line(stations=(1, 2, 3))
         with open("/dev/full", "w", encoding="ascii") as full:
-            for name, words in self.brief() + self.lasting(60):
+            for name, words in [*self.brief(), *self.lasting(60), ("demo", self.demo(demo_line, 1))]:
                 self.ends(self.start(words, stdout=full), NOT_WRITTEN, f"{name} to a full disk")
+            line = self.another_line()
+            listening = self.start(self.listen(line, 60), stdout=full)
+            while listening.poll() is None:
+                os.write(line._master, READ)
+                time.sleep(0.05)
+            self.ends(listening, NOT_WRITTEN, "listen to a full disk")
             plc = self.start(self.plc(), stdout=full)
             self.signal_when(plc, lambda: os.path.lexists(self.link), "the controller", signal.SIGTERM)
             self.ends(plc, PLC_FAILED, "plc to a full disk")
@@ -162,8 +204,10 @@ class Surroundings(Sentences):
         return lambda: len(self.line.asked()) > before
 
     def test_a_terminal_that_nobody_reads_holds_up_no_command_that_is_to_end(self):
+        demo_line = self.another_line(stations=(1, 2, 3))
         for number in STOPS:
-            for name, words in self.brief() + self.lasting(600) + [("plc", self.plc())]:
+            more = [("listen", self.listen(self.line, 600)), ("demo", self.demo(demo_line)), ("plc", self.plc())]
+            for name, words in self.brief() + self.lasting(600) + more:
                 _, slave = self.terminal(filled=True)
                 process = self.start(words, stdout=slave, stderr=slave)
                 time.sleep(0.1)  # most are at their output by then; nothing depends on it
@@ -233,6 +277,22 @@ class Surroundings(Sentences):
             self.line.wait_for(self.at_work(before + 20), f"{name} to go on after SIGHUP")
             process.terminate()
             self.ends(process, OK, name)
+        line = self.another_line()
+        listening = self.start(self.listen(line, 600), ignored=[signal.SIGHUP], stdout=subprocess.PIPE)
+        self.addCleanup(listening.stdout.close)
+        os.set_blocking(listening.stdout.fileno(), False)
+        for _ in range(2):
+            while not listening.stdout.read():
+                os.write(line._master, READ)
+                time.sleep(0.05)
+            listening.send_signal(signal.SIGHUP)
+        while listening.stdout.read():
+            pass
+        while not listening.stdout.read():
+            os.write(line._master, READ)
+            time.sleep(0.05)
+        listening.terminate()
+        listening.wait(timeout=EMERGENCY_S)
 
 
 if __name__ == "__main__":
