@@ -32,6 +32,21 @@ class Poll:
         found = [record for line in list(self.lines) if line.endswith("\n") for record in records(line)]
         return [r for r in found if all(r.get(name) == value for name, value in wanted.items())]
 
+    def count(self, text):
+        """How many of the lines that are not taken have TEXT."""
+        return sum(text in line for line in list(self.lines))
+
+    def taken(self):
+        """All records since the last time, which are forgotten."""
+        number = len(self.lines)
+        lines = self.lines[:number]
+        del self.lines[:number]
+        return [record for line in lines for record in records(line)]
+
+    def resident_kib(self):
+        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as file:
+            return int(next(line for line in file if line.startswith("VmRSS:")).split()[1])
+
     def end(self):
         """Ends the program, and returns what it wrote to the standard error, the first time."""
         if self.process.stderr.closed:

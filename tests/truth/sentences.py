@@ -1,12 +1,17 @@
 """What the tests of this folder have in common: how a value is judged, and how they are run."""
 import argparse
+import json
+import subprocess
+import sys
 import tempfile
+import time
 import unittest
 
 from controller import content
 from programs import OK, records
 
-options = argparse.Namespace(exchanges=0, lines=0, runs=0)
+options = argparse.Namespace(exchanges=0, lines=0, runs=0, seconds=0, seed=1, processes=0)
+FIGURES = "figures "  # begins the line with those of one process
 
 
 class Sentences(unittest.TestCase):
@@ -65,12 +70,53 @@ class Sentences(unittest.TestCase):
                    if event.request and event.request.reads and carried in event.frame)
 
 
+class Campaign:
+    """How long a sentence goes on that can be long: until there were MOST of something, or for --seconds."""
+
+    def __init__(self, most, usual):
+        self.most = most or usual
+        self.is_long = most > 0
+        self.end = time.monotonic() + options.seconds if options.seconds else None
+
+    def goes_on(self, number):
+        return number < self.most and (self.end is None or time.monotonic() < self.end)
+
+    def report(self, **figures):
+        if self.is_long:
+            print(FIGURES + json.dumps(figures), flush=True)
+
+
+def beside_each_other(names):
+    """Runs the sentences NAMES in --processes at once, each with its part and a seed of its own; adds up what they found."""
+    part = {"--exchanges": -(-options.exchanges // options.processes), "--runs": -(-options.runs // options.processes),
+            "--seconds": options.seconds}
+    words = [str(word) for pair in part.items() for word in pair]
+    started = [subprocess.Popen([sys.executable, "-B", sys.argv[0], *names, *words, "--seed", str(options.seed + number)],
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+               for number in range(options.processes)]
+    sums, failed = {}, 0
+    for number, process in enumerate(started):
+        said, _ = process.communicate()
+        for line in said.splitlines():
+            if line.startswith(FIGURES):
+                for name, figure in json.loads(line[len(FIGURES):]).items():
+                    sums[name] = max(sums.get(name, 0), figure) if name.startswith("most") else sums.get(name, 0) + figure
+        if process.returncode:
+            failed += 1
+            print(f"with seed {options.seed + number}:\n{said}")
+    for name, figure in sums.items():
+        print(f"{name.replace('_', ' '):50}{figure:12}")
+    print(f"{'processes that failed':50}{failed:12}")
+    return 1 if failed else 0
+
+
 def main():
-    """Runs the sentences of a file. --exchanges, --lines and --runs make those longer that can be long."""
+    """Runs the sentences of a file. --exchanges, --lines and --runs make those longer that can be long; --seconds ends
+    them earlier; --processes runs them that many times at once, with seeds from --seed on."""
     parser = argparse.ArgumentParser()
-    parser.add_argument("--exchanges", type=int, default=0)
-    parser.add_argument("--lines", type=int, default=0)
-    parser.add_argument("--runs", type=int, default=0)
-    parser.parse_known_args(namespace=options)
-    _, rest = parser.parse_known_args()
+    for name, value in vars(options).items():
+        parser.add_argument("--" + name, type=int, default=value)
+    _, rest = parser.parse_known_args(namespace=options)
+    if options.processes:
+        sys.exit(beside_each_other(rest))
     unittest.main(argv=["truth", *rest])
