@@ -32,7 +32,8 @@ Failure failure_of(const Exchange &exchange) {
     if (exchange.code == ozna_kelpo::code_not_now || asks_to_wait(exchange))
         return {Kind::not_now, "the controller asks to wait (6A 8B)"};
     if (reply.empty())
-        return {Kind::no_reply, "no reply"};
+        return {Kind::no_reply,
+                exchange.is_silent_block ? "no reply, although the station answers other requests" : "no reply"};
     if (const auto exception = rtu::exception_code(exchange.reply, exchange.request))
         return {Kind::refused, "refused: " + exception_words(static_cast<int>(*exception)) + " (exception " +
                                    std::to_string(*exception) + ")"};

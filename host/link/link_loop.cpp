@@ -2,7 +2,7 @@
 
 #include "host/driver/register_types.h"
 #include "host/link/cycle_pace.h"
-#include "host/link/refused_blocks.h"
+#include "host/link/paused_blocks.h"
 #include "host/link/rtu_shape.h"
 #include "host/link/station_rests.h"
 
@@ -91,7 +91,7 @@ LinkLoop::LinkLoop(const DriverEntryPoints &driver, ComInfo &info, const LoopSet
                    const LoopBooks &books)
     : driver_(driver), info_(info), settings_(settings), watcher_(watcher),
       ledger_(settings.timeouts.reply, settings.timeouts.patience, settings.replies),
-      echo_(settings.takes_off_echo, watcher), stray_(ledger_), rests_(books.rests), refused_(books.refused),
+      echo_(settings.takes_off_echo, watcher), stray_(ledger_), rests_(books.rests), paused_(books.paused),
       pace_(books.pace) {
     reply_.reserve(static_cast<int>(most_bytes));
 }
@@ -111,7 +111,7 @@ void LinkLoop::run(Channel &line) {
         const Protocol *request = is_held ? nullptr : driver_.ComCommunication();
         if (request == nullptr)
             idle();
-        else if (!hand_back_refusal(*request) && listen_before(station_of(*request)))
+        else if (!hand_back_known_reply(*request) && listen_before(station_of(*request)))
             exchange(*request);
     }
     line.expect_no_reply_after(ledger_.last_reply_until(line.looked_until()));
@@ -148,16 +148,16 @@ int LinkLoop::take_for_good(QByteArray &reply) {
     return code;
 }
 
-// True when it is a polled request that would only be refused again.
-bool LinkLoop::hand_back_refusal(const Protocol &request) {
-    if (refused_ == nullptr || !exchange_of(request).name.is_polled())
+// True when it is a polled request that would only be refused, or have no reply, again.
+bool LinkLoop::hand_back_known_reply(const Protocol &request) {
+    if (paused_ == nullptr || !exchange_of(request).name.is_polled())
         return false;
     const std::string_view frame = view_of(request.frame, request.send_len);
-    const auto refusal = refused_->refusal_of(frame);
-    if (!refusal)
+    const auto known = paused_->reply_instead(frame);
+    if (!known)
         return false;
     const bool nothing_else_was_asked = !handed_back_.insert(std::string(frame)).second;
-    QByteArray reply(refusal->data(), static_cast<int>(refusal->size()));
+    QByteArray reply(known->data(), static_cast<int>(known->size()));
     take_for_good(reply);
     if (nothing_else_was_asked) {
         handed_back_.clear();
@@ -192,6 +192,8 @@ void LinkLoop::exchange(const Protocol &request) {
     exchange.request = view_of(frame, request.send_len);
     const int station = station_of(request), reply_size = request.reply_len;
 
+    exchange.is_silent_block = paused_ != nullptr && paused_->is_silent(exchange.request) && exchange.name.is_of_list();
+
     // A reply that came too late for its own request must not answer this one.
     keep(stale_, line_->await_silence(heard_));
     find_echo_before(exchange.request);
@@ -224,13 +226,16 @@ void LinkLoop::exchange(const Protocol &request) {
         exchange.outcome == Outcome::good || (reply.is_known && refusal && !comes_after_settling(exchange, *refusal));
     if (!is_answer)
         stale_ = line_->settle(settings_.timeouts.settle, heard_);
+    const bool was_heard = ledger_.heard_at(station) > asked_at;
+    if (paused_ != nullptr)
+        paused_->settled(exchange, was_heard);
     if (rests_ != nullptr)
-        rests_->exchanged(exchange, took, ledger_.heard_at(station) > asked_at, line_->now());
+        rests_->exchanged(exchange, took, was_heard, line_->now());
 }
 
 // Nothing would change if it were sent again at once.
 bool LinkLoop::is_final(const Exchange &exchange, unsigned refusal) const {
-    return rtu::is_lasting(refusal) || (refused_ != nullptr && RefusedBlocks::has_pause(exchange.name, refusal));
+    return rtu::is_lasting(refusal) || (paused_ != nullptr && PausedBlocks::has_pause(exchange.name, refusal));
 }
 
 bool LinkLoop::comes_after_settling(const Exchange &exchange, unsigned refusal) const {
@@ -239,8 +244,9 @@ bool LinkLoop::comes_after_settling(const Exchange &exchange, unsigned refusal) 
 
 // A reply that came may have been the one to this request, and the driver would give it up. So it is sent once more,
 // after everything else has come, and counts as the same try.
-bool LinkLoop::is_to_be_repeated(std::string_view request, const Reply &reply) const {
-    const bool is_last_try = info_.retry_count >= info_.retry_times;
+bool LinkLoop::is_to_be_repeated(const Exchange &exchange, const Reply &reply) const {
+    const std::string_view request = exchange.request;
+    const bool is_last_try = exchange.is_silent_block || info_.retry_count >= info_.retry_times;
     return is_last_try && !was_repeated_ && reply.size == 0 && reply.is_unclear && is_rtu(request) &&
            rtu::is_read(rtu::byte_at(request, 1));
 }
@@ -257,8 +263,10 @@ void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {
     const auto refusal = rtu::exception_code(exchange.reply, exchange.request);
     if (reply.is_known && !reply.is_held && refusal && is_final(exchange, *refusal))
         exchange.code = take_for_good(reply_);
-    else if (was_repeated_ = is_to_be_repeated(exchange.request, reply); was_repeated_)
+    else if (was_repeated_ = is_to_be_repeated(exchange, reply); was_repeated_)
         exchange.code = ozna_kelpo::code_sent_again;
+    else if (exchange.is_silent_block && reply.size == 0)
+        exchange.code = give_up();
     else
         exchange.code = driver_.DataCom(reply.is_held ? &none : &reply_, reply.is_held ? 0 : reply.size)->ret_value;
     exchange.outcome = outcome_of(exchange.code);

@@ -27,14 +27,14 @@ namespace kelpo {
 void attach(const DriverEntryPoints &driver, ComInfo &info, LinkWatcher &watcher);
 
 class CyclePace;
-class RefusedBlocks;
+class PausedBlocks;
 class StationRests;
 
 /// What decides which requests are not sent. Without them all are.
 struct LoopBooks {
-    StationRests *rests = nullptr;     ///< stations that are left alone
-    RefusedBlocks *refused = nullptr;  ///< polled requests that are
-    CyclePace *pace = nullptr;         ///< when the next cycle begins
+    StationRests *rests = nullptr;   ///< stations that are left alone
+    PausedBlocks *paused = nullptr;  ///< polled requests that are
+    CyclePace *pace = nullptr;       ///< when the next cycle begins
 };
 
 /// Settings of a LinkLoop.
@@ -106,14 +106,14 @@ private:
     };
 
     void idle();
-    bool hand_back_refusal(const Protocol &request);
+    bool hand_back_known_reply(const Protocol &request);
     int give_up();
     int take_for_good(QByteArray &reply);
     bool listen_before(int station);
     void exchange(const Protocol &request);
     bool is_final(const Exchange &exchange, unsigned refusal) const;
     bool comes_after_settling(const Exchange &exchange, unsigned refusal) const;
-    bool is_to_be_repeated(std::string_view request, const Reply &reply) const;
+    bool is_to_be_repeated(const Exchange &exchange, const Reply &reply) const;
     void end_exchange(Exchange &exchange, const Reply &reply);
     bool ask(std::string_view request, int station, int reply_size);
     Reply await_reply(std::string_view request, int station, int reply_size);
@@ -145,9 +145,9 @@ private:
     WireSpeed speed_;
     StrayBytes stray_;
     StationRests *const rests_;
-    RefusedBlocks *const refused_;
+    PausedBlocks *const paused_;
     CyclePace *const pace_;
-    std::set<std::string> handed_back_;  // requests that were refused without being sent, since one was
+    std::set<std::string> handed_back_;  // requests that were not sent, since one was
     bool was_repeated_ = false;          // the request in flight was sent once more without the driver's knowledge
     std::optional<Probe> echo_probe_;
     std::map<int, int> waits_;  // how often in a row a station has asked the host to wait

@@ -42,6 +42,8 @@ struct Exchange {
     Outcome outcome;           ///< what the code means
     std::uint64_t received;    ///< bytes that came in on this line so far, thrown away or not
     std::uint64_t discarded;   ///< bytes that came in since the previous exchange, and are not part of `reply`
+    /// It is of a list, and had no reply before, although its station answered others: PausedBlocks. It gets one try.
+    bool is_silent_block;
 };
 
 /// What the host wants to find out when it asks a station by itself.

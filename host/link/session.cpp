@@ -40,8 +40,9 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
                             replies};
     if (settings.rest.enabled) {
         rests_.emplace(driver, settings.rest, settings.timeouts.reply, watchers_, replies);
-        refused_.emplace(driver, settings.rest);
-        watchers_.add(*refused_);
+        paused_.emplace(driver, settings.rest);
+        watchers_.add(*paused_);
+        slow_.leave_alone_what_is_in(*paused_);
         holes_.emplace(driver, slow_, watchers_);
         watchers_.add(*holes_);
     }
@@ -52,7 +53,7 @@ Session::Session(Driver &driver, const LinkSettings &settings, StopSignal &stop,
     }
     loop_ = std::make_unique<LinkLoop>(
         driver.library().entry(), info, loop, watchers_,
-        LoopBooks{rests_ ? &*rests_ : nullptr, refused_ ? &*refused_ : nullptr, pace_ ? &*pace_ : nullptr});
+        LoopBooks{rests_ ? &*rests_ : nullptr, paused_ ? &*paused_ : nullptr, pace_ ? &*pace_ : nullptr});
     attach(driver.library().entry(), info, watchers_);
 }
 

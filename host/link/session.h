@@ -6,7 +6,7 @@
 #include "host/link/link_settings.h"
 #include "host/link/link_statistics.h"
 #include "host/link/link_watcher.h"
-#include "host/link/refused_blocks.h"
+#include "host/link/paused_blocks.h"
 #include "host/link/slow_reads.h"
 #include "host/link/station_rests.h"
 
@@ -107,7 +107,7 @@ private:
     WatcherList watchers_;
     std::optional<StationRetries> retries_;
     std::optional<StationRests> rests_;
-    std::optional<RefusedBlocks> refused_;
+    std::optional<PausedBlocks> paused_;
     SlowReads slow_;
     std::optional<HoleFinder> holes_;
     std::optional<CyclePace> pace_;

@@ -1,5 +1,7 @@
 #include "host/link/slow_reads.h"
 
+#include "host/link/paused_blocks.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -25,7 +27,8 @@ void SlowReads::about_to_ask() {
     Entry *first = nullptr;
     for (Entry &entry : entries_)
         if (entry.due <= now && (first == nullptr || entry.due < first->due) &&
-            driver_.is_asked(entry.slow.block.station))
+            driver_.is_asked(entry.slow.block.station) &&
+            (paused_ == nullptr || paused_->paused_until(entry.slow.block) <= now))
             first = &entry;
     if (first == nullptr)
         return;

@@ -56,10 +56,15 @@ void StationRests::exchanged(const Exchange &exchange, std::chrono::nanoseconds 
         else
             heard_.erase(station);
         pauses_.erase(station);
+        if (!failed && is_read(exchange.request))
+            health.answered = exchange.request;
         if (took > quick(reply_timeout_of(station)))
             slow_.insert(station);
         return;
     }
+    // It says nothing about the station.
+    if (exchange.is_silent_block)
+        return;
     ++health.missed;
     if (!comes_again && heard_.erase(station) == 0 && is_read(exchange.request) &&
         ++health.silent >= most_silent_ + health.shaky)
@@ -78,10 +83,10 @@ void StationRests::answered(Health &health) {
 }
 
 void StationRests::begin(const Exchange &exchange, Time now) {
-    const auto read = rtu::short_read(exchange.request);
+    Health &health = health_[exchange.station];
+    const auto read = rtu::short_read(health.answered.empty() ? exchange.request : health.answered);
     if (!read || !driver_.rest_station(exchange.station))
         return;
-    Health &health = health_[exchange.station];
     health.silent = health.missed = 0;
     Rest &rest = rests_[exchange.station] = {*read, now, now, now};
     set_pause(exchange.station, rest, now);

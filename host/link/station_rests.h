@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <string>
 
 namespace kelpo {
 
@@ -73,10 +74,11 @@ private:
     };
     // How a station does that does not rest.
     struct Health {
-        int silent = 0;  // reads in a row without a reply
-        int missed = 0;  // tries in a row without one
-        int shaky = 0;   // how many reads more it may miss
-        int clean = 0;   // requests in a row that had a reply at the first try
+        int silent = 0;          // reads in a row without a reply
+        int missed = 0;          // tries in a row without one
+        int shaky = 0;           // how many reads more it may miss
+        int clean = 0;           // requests in a row that had a reply at the first try
+        std::string answered{};  // the last read that had a good reply
     };
 
     static void answered(Health &health);

@@ -104,7 +104,7 @@ void LinkGauge::judge_station(const Exchange &exchange, const std::optional<Fail
     }
     if (!failure || !is_silence(*failure)) {
         note_answer(exchange.station);
-    } else if (exchange.outcome == Outcome::given_up) {
+    } else if (exchange.outcome == Outcome::given_up && !exchange.is_silent_block) {
         // One block may be silent where others are answered.
         constexpr int enough = 2;
         if (++station.silent >= enough || !station.was_heard)

@@ -45,12 +45,12 @@ PollRow row_of(const PollEngine &engine, std::size_t index, steady_clock::time_p
     return row;
 }
 
-PollStation station_of(const PollEngine &engine, const std::map<int, RefusingStation> &refusing, const Station &station,
+PollStation station_of(const PollEngine &engine, const std::map<int, FailingBlocks> &failing, const Station &station,
                        steady_clock::time_point now) {
     using State = PollStation::State;
     PollStation shown{station.number, State::unknown, {}, {}};
     const auto known = engine.link().stations.find(station.number);
-    const auto refuses = refusing.find(station.number);
+    const auto fails = failing.find(station.number);
     if (engine.is_off(station.number)) {
         shown.state = State::off;
     } else if (known != engine.link().stations.end() && known->second.down_since) {
@@ -59,9 +59,9 @@ PollStation station_of(const PollEngine &engine, const std::map<int, RefusingSta
         shown.failure = known->second.failure->text;
         if (known->second.next_try)
             shown.failure += "; " + rest_words(*known->second.next_try - now);
-    } else if (refuses != refusing.end()) {
-        shown.state = State::refusing;
-        shown.failure = refuses->second.words();
+    } else if (fails != failing.end()) {
+        shown.state = State::partly;
+        shown.failure = fails->second.words();
     } else if (known != engine.link().stations.end() && known->second.answered > 0) {
         shown.state = State::answers;
     }
@@ -134,9 +134,9 @@ PollModel LiveScreen::model() {
     model.top = shown_.top;
     model.link = engine_.link();
     model.until_next_try = engine_.link().next_try - now;
-    const std::map<int, RefusingStation> refusing = engine_.refusing();
+    const std::map<int, FailingBlocks> failing = engine_.failing_blocks();
     for (const Station &station : engine_.list().stations)
-        model.stations.push_back(station_of(engine_, refusing, station, now));
+        model.stations.push_back(station_of(engine_, failing, station, now));
     model.paused = paused_;
     model.help = help_;
     if (trace_)

@@ -113,9 +113,14 @@ std::string rest_words(std::chrono::nanoseconds until_next_try) {
     return "resting, next try in " + std::to_string(std::max<std::int64_t>(0, seconds)) + " s";
 }
 
-std::string RefusingStation::words() const {
-    return "refusing, " + std::to_string(refused) + " of " + std::to_string(blocks) +
-           (blocks == 1 ? " block " : " blocks ") + reason;
+std::string FailingBlocks::words() const {
+    const auto of_all = [this](int some) {
+        return std::to_string(some) + " of " + std::to_string(blocks) + (blocks == 1 ? " block" : " blocks");
+    };
+    const std::string no_reply = silent > 0 ? "no reply to " + of_all(silent) : "";
+    if (refused == 0)
+        return no_reply;
+    return "refusing, " + of_all(refused) + " " + reason + (silent > 0 ? "; " : "") + no_reply;
 }
 
 PollEngine::PollEngine(Driver &driver, PollList list, StopSignal &stop, const std::string &trace_file,
@@ -241,16 +246,21 @@ std::string PollEngine::switch_station(int station) {
     return "station " + std::to_string(station) + (switched_on ? " switched on" : " switched off: it is not asked");
 }
 
-std::map<int, RefusingStation> PollEngine::refusing() const {
-    std::map<int, RefusingStation> stations;
-    for (const auto &[place, block] : link_.blocks)
-        if (block.failure && block.failure->kind == Failure::Kind::refused && !is_off(place.station)) {
-            RefusingStation &station = stations[place.station];
-            station.blocks = link_.polled.at(place.station);
-            // Some blocks take two requests.
-            station.refused = std::min(station.refused + 1, station.blocks);
+std::map<int, FailingBlocks> PollEngine::failing_blocks() const {
+    std::map<int, FailingBlocks> stations;
+    for (const auto &[place, block] : link_.blocks) {
+        const bool is_refused = block.failure && block.failure->kind == Failure::Kind::refused;
+        const bool is_silent = block.failure && block.failure->kind == Failure::Kind::no_reply;
+        if ((!is_refused && !is_silent) || is_off(place.station))
+            continue;
+        FailingBlocks &station = stations[place.station];
+        station.blocks = link_.polled.at(place.station);
+        // Some blocks take two requests.
+        int &failed = is_refused ? station.refused : station.silent;
+        failed = std::min(failed + 1, station.blocks);
+        if (is_refused)
             station.reason = block.failure->text;
-        }
+    }
     return stations;
 }
 
@@ -287,8 +297,9 @@ std::string PollEngine::summary() const {
     for (const auto &[number, station] : link_.stations)
         if (station.down_since && !is_off(number))
             text << "station    " << number << " " << down_words(station) << "\n";
-    for (const auto &[number, station] : refusing())
-        text << "station    " << number << " " << station.words() << "\n";
+    for (const auto &[number, failing] : failing_blocks())
+        if (!link_.stations.at(number).down_since)
+            text << "station    " << number << " " << failing.words() << "\n";
     const std::vector<std::size_t> unread = never_read();
     for (std::size_t i = 0; i < std::min(unread.size(), names_shown); ++i) {
         const Variable &variable = list_.variables[unread[i]];

@@ -60,13 +60,15 @@ std::string down_words(Failure::Kind cause, const std::string &reason);
 /// That a station rests, in words that go on from why it is down: "resting, next try in 12 s".
 std::string rest_words(std::chrono::nanoseconds until_next_try);
 
-/// A station that answers, and refuses some of what is polled.
-struct RefusingStation {
-    int refused = 0;     ///< blocks
+/// The blocks of a station that answers, but refuses some of what is polled, or gives no reply to it.
+struct FailingBlocks {
+    int refused = 0;
+    int silent = 0;      ///< had no reply
     int blocks = 0;      ///< of the station, in all
     std::string reason;  ///< of one of those refused
 
-    /// In words that follow its number: "refusing, 1 of 3 blocks refused: illegal data address (exception 2)".
+    /// In words that follow its number: "refusing, 1 of 3 blocks refused: illegal data address (exception 2)", or
+    /// "no reply to 1 of 3 blocks".
     std::string words() const;
 };
 
@@ -127,7 +129,7 @@ public:
     }
 
     /// The stations that refuse something, by their numbers. As of the last refresh().
-    std::map<int, RefusingStation> refusing() const;
+    std::map<int, FailingBlocks> failing_blocks() const;
 
     /// Switches the station off or on again. Returns what was done, for the user.
     std::string switch_station(int station);

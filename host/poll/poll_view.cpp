@@ -300,7 +300,7 @@ ScreenLine station_line(const PollModel &model) {
                 {"  " + std::to_string(station.number) + " DOWN " + age_text(station.down_for) + ": " + station.failure,
                  alarm});
     for (const PollStation &station : stations)
-        if (station.state == State::refusing)
+        if (station.state == State::partly)
             line.push_back({"  " + std::to_string(station.number) + " " + station.failure, warning});
     for (const Group &group : groups) {
         const std::string numbers = numbers_of(stations, group.state);

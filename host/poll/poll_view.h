@@ -57,7 +57,7 @@ struct PollScreen {
 
 /// One station as the screen shows it.
 struct PollStation {
-    enum class State { unknown, answers, refusing, down, off };
+    enum class State { unknown, answers, partly, down, off };
 
     int number;
     State state;

@@ -215,7 +215,7 @@ TEST(PollViewTest, MarksWhatIsStaleAndWhatHasNoLine) {
 
 TEST(PollViewTest, NamesTheStationsThatRefuse) {
     PollModel model = plant();
-    model.stations[1] = {2, PollStation::State::refusing, {}, "refusing, 1 of 3 blocks refused: illegal data address"};
+    model.stations[1] = {2, PollStation::State::partly, {}, "refusing, 1 of 3 blocks refused: illegal data address"};
     const ScreenLine stations = poll_screen(model, {120, 14}).lines[3];
     EXPECT_EQ(text_of(stations), "stations  3 DOWN 1m23: no reply  2 refusing, 1 of 3 blocks refused: illegal data "
                                  "address  4 off  1 ok");

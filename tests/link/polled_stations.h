@@ -3,7 +3,7 @@
 #include "host/link/cycle_pace.h"
 #include "host/link/hole_finder.h"
 #include "host/link/link_loop.h"
-#include "host/link/refused_blocks.h"
+#include "host/link/paused_blocks.h"
 #include "host/link/slow_reads.h"
 #include "host/link/station_rests.h"
 #include "simulated_line.h"
@@ -94,12 +94,13 @@ protected:
     void run(seconds time, int registers = 10, const std::vector<int> &stations = {1, 2, 3}) {
         if (!loop) {
             rests.emplace(driver, settings, timeouts.reply, *this);
-            refused.emplace(driver, settings, [this] { return line.now(); });
+            paused.emplace(driver, settings, [this] { return line.now(); });
             slow.emplace(driver, [this] { return line.now(); });
+            slow->leave_alone_what_is_in(*paused);
             holes.emplace(driver, *slow, *this);
             pace.emplace(driver, shortest_cycle);
             loop.emplace(driver.library().entry(), info, kelpo::LoopSettings{timeouts}, *this,
-                         kelpo::LoopBooks{&*rests, &*refused, shortest_cycle > milliseconds(0) ? &*pace : nullptr});
+                         kelpo::LoopBooks{&*rests, &*paused, shortest_cycle > milliseconds(0) ? &*pace : nullptr});
             for (const int station : stations)
                 for (const char *const address : {"0", "200", "400"})
                     variables.push_back({address, station, 7, address, registers, View::unsigned_words});
@@ -145,10 +146,10 @@ protected:
             line.stop();
     }
     void exchanged(const Exchange &exchange) override {
-        refused->exchanged(exchange);
+        paused->exchanged(exchange);
         holes->exchanged(exchange);
         pace->exchanged(exchange);
-        reported.push_back({exchange.station, exchange.outcome, std::string(exchange.reply)});
+        reported.push_back({exchange.station, exchange.outcome, std::string(exchange.reply), exchange.is_silent_block});
         discarded += exchange.discarded;
         if (exchange.outcome != Outcome::good || byte_at(exchange.request, 1) != read_registers)
             return;
@@ -163,7 +164,7 @@ protected:
         resting.push_back(station);
     }
     void rest_ended(int station, bool has_answered) override {
-        refused->rest_ended(station, has_answered);
+        paused->rest_ended(station, has_answered);
         ends.push_back({line.now(), station, has_answered});
     }
     void line_probed(const Exchange &, kelpo::ProbePurpose purpose) override {
@@ -175,6 +176,7 @@ protected:
         int station;
         Outcome outcome;
         std::string reply;
+        bool is_silent_block;
     };
     struct End {
         Time time;
@@ -201,7 +203,7 @@ protected:
     std::uint64_t discarded = 0;
     int good = 0, wrong = 0;
     std::optional<kelpo::StationRests> rests;
-    std::optional<kelpo::RefusedBlocks> refused;
+    std::optional<kelpo::PausedBlocks> paused;
     std::optional<kelpo::SlowReads> slow;
     std::optional<kelpo::HoleFinder> holes;
     std::optional<kelpo::CyclePace> pace;

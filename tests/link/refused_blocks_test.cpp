@@ -177,13 +177,13 @@ TEST_F(RefusedBlocks, AreAskedForAtOnceWhenTheUserSwitchesAStation) {
 TEST_F(RefusedBlocks, AreAskedForAtOnceWhenTheStationHasRested) {
     refuse(2);
     const auto is_remembered = [&] {
-        return refused->refusal_of(asked_of_refused().back().bytes).has_value();
+        return paused->reply_instead(asked_of_refused().back().bytes).has_value();
     };
     run(seconds(20));
     EXPECT_TRUE(is_remembered());
-    refused->rest_ended(1, true);
+    paused->rest_ended(1, true);
     EXPECT_TRUE(is_remembered());
-    refused->rest_ended(dying, true);
+    paused->rest_ended(dying, true);
     EXPECT_FALSE(is_remembered());
 }
 
@@ -191,9 +191,9 @@ TEST_F(RefusedBlocks, AreAskedForAtOnceWhenTheLineWasLost) {
     refuse(2);
     run(seconds(20));
     const std::string request = asked_of_refused().back().bytes;
-    EXPECT_TRUE(refused->refusal_of(request));
-    refused->line_lost("unplugged", milliseconds(250));
-    EXPECT_FALSE(refused->refusal_of(request));
+    EXPECT_TRUE(paused->reply_instead(request));
+    paused->line_lost("unplugged", milliseconds(250));
+    EXPECT_FALSE(paused->reply_instead(request));
 }
 
 // The user asks for these, not the list.
@@ -220,6 +220,28 @@ TEST_F(RefusedBlocks, AWriteThatIsRefusedIsSentOnce) {
     EXPECT_EQ(std::count_if(asked.begin(), asked.end(),
                             [](const Asked &one) { return byte_at(one.bytes, 1) != read_registers; }),
               1);
+}
+
+// The rate is the most, not the least.
+TEST_F(RefusedBlocks, OfARateOfTheirOwnAreAskedForAtGrowingIntervalsToo) {
+    const auto poll = [this](int address, milliseconds every) {
+        variables.push_back({"", dying, 7, std::to_string(address), 1, View::unsigned_words, every});
+    };
+    poll(100, milliseconds(100));
+    poll(600, seconds(8));
+    answer = [](int station, const std::string &request) {
+        return station == dying && byte_at(request, 5) == 1 ? refusal(request, 2) : reply_to(request);
+    };
+    run(minutes(10));
+    std::vector<Asked> fast, slow_ones;
+    for (const Asked &one : asked_of(dying))
+        if (byte_at(one.bytes, 5) == 1)
+            (byte_at(one.bytes, 3) == 100 ? fast : slow_ones).push_back(one);
+    ASSERT_GT(fast.size(), 20U);
+    expect_growing_pauses(fast, 0, milliseconds(1000), seconds(30));
+    ASSERT_GT(slow_ones.size(), 15U);
+    for (std::size_t i = 1; i < slow_ones.size(); ++i)
+        EXPECT_GT(slow_ones[i].time - slow_ones[i - 1].time, i < 6 ? seconds(8) - milliseconds(1) : seconds(27)) << i;
 }
 
 }  // namespace
