@@ -26,8 +26,8 @@ ExitCode listen_as_chosen(const TraceCommandOptions &chosen, const ListOrLine &l
     StopSignal stop;
     const StopOnSignals on_signals(stop);
     try {
-        return listen_to_line(settings->line, settings->timeouts, options, chosen.duration(), stop, std::cout,
-                              std::cerr);
+        return listen_to_line(settings->line, settings->timeouts, settings->pauses, options, chosen.duration(), stop,
+                              std::cout, std::cerr);
     } catch (const TraceOutputError &cause) {
         std::cerr << "kelpo: " << cause.what() << "\n";
         return ExitCode::system;
@@ -47,7 +47,9 @@ void add_listen_command(common::Command app, int &exit_code) {
         "\nExamples:\n"
         "  kelpo listen --line /dev/ttyUSB1 --speed 19200 --parity even\n"
         "  kelpo listen --line /dev/ttyUSB1 --station 3 --failures --pcap night.pcap\n"
-        "\nEnds with 0 when a frame was heard, 1 when none was, 4 when the line failed.");
+        "A line that is lost is opened again.\n"
+        "\nEnds with 0 when a frame was heard, 1 when none was, 4 when the line cannot be opened, or is lost at the "
+        "end.");
     listen.callback([chosen, line, &exit_code] { exit_code = static_cast<int>(listen_as_chosen(chosen, line)); });
 }
 

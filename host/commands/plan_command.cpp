@@ -12,6 +12,7 @@
 #include "host/plan/plan_tune.h"
 #include "host/plan/surprises.h"
 
+#include <chrono>
 #include <cmath>
 #include <iostream>
 #include <memory>
@@ -32,6 +33,7 @@ struct ChosenForPlan {
     bool json = false;
     bool tune = false;
     bool learn = false;
+    int seconds = 300;  // of learning, at most
 };
 
 ExitCode plan_as_chosen(const ChosenForPlan &chosen) {
@@ -51,7 +53,7 @@ ExitCode plan_as_chosen(const ChosenForPlan &chosen) {
             throw common::UsageError("--line, or a list with a line in it, is required");
         StopSignal stop;
         const StopOnSignals on_signals(stop);
-        return run_learn(library, list, chosen.list, stop, std::cout);
+        return run_learn(library, list, chosen.list, std::chrono::seconds(chosen.seconds), stop, std::cout);
     }
     DryRun driver(library);
     if (chosen.tune) {
@@ -82,10 +84,14 @@ void add_plan_command(common::Command app, int &exit_code) {
     common::Option tune = plan.add_flag("--tune", chosen->tune,
                                         "Find out with which max-count of each station a cycle takes the least time");
     tune.excludes(json);
-    plan.add_flag("--learn", chosen->learn,
-                  "Poll the list over its line, and print what the controllers refuse, as lines for the list")
-        .excludes(json)
-        .excludes(tune);
+    common::Option learn =
+        plan.add_flag("--learn", chosen->learn,
+                      "Poll the list over its line, and print what the controllers refuse, as lines for the list");
+    learn.excludes(json).excludes(tune);
+    plan.add_option("--seconds", chosen->seconds, "With --learn: how long at most; 300 unless given")
+        .range(1, 31 * 86400)
+        .type_name("N")
+        .needs(learn);
     plan.footer(
         "Examples:\n"
         "  kelpo plan pumps.toml\n"

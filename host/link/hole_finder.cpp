@@ -350,6 +350,15 @@ void HoleFinder::forget_all() {
     open_ = 0;
 }
 
+std::vector<PolledBlock> HoleFinder::open_blocks() const {
+    std::vector<PolledBlock> blocks;
+    for (const auto &[group, hunts] : hunts_)
+        for (const Hunt &hunt : hunts)
+            if (is_open(hunt))
+                blocks.push_back(hunt.block);
+    return blocks;
+}
+
 Holes HoleFinder::holes() const {
     Holes holes;
     for (const auto &[group, hunts] : hunts_)

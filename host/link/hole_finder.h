@@ -42,6 +42,9 @@ public:
         return open_;
     }
 
+    /// The blocks that they are parts of. While no link runs.
+    std::vector<PolledBlock> open_blocks() const;
+
     /// What was found out so far. While no link runs.
     Holes holes() const;
 

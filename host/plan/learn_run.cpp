@@ -38,6 +38,11 @@ public:
         return complete_;
     }
 
+    /// The blocks that were neither read nor refused so far. While no link runs.
+    const std::vector<PolledBlock> &open() const {
+        return open_;
+    }
+
     /// The stations that gave no reply. While no link runs.
     const std::set<int> &silent() const {
         return silent_;
@@ -132,10 +137,31 @@ void print_learned(const Driver &driver, const PollList &list, const std::string
     }
 }
 
+// Parts of a block that is being taken apart are not named: the block is.
+void print_open(std::vector<PolledBlock> blocks, const std::vector<PolledBlock> &taken_apart, std::ostream &out) {
+    blocks.erase(std::remove_if(blocks.begin(), blocks.end(),
+                                [&taken_apart](const PolledBlock &part) {
+                                    return std::any_of(
+                                        taken_apart.begin(), taken_apart.end(), [&part](const PolledBlock &block) {
+                                            return holds(block, part.station, part.register_class, part.first);
+                                        });
+                                }),
+                 blocks.end());
+    out << "# ended before everything was found out\n";
+    const auto print = [&out](const PolledBlock &block, const char *what) {
+        out << "#   station " << block.station << ", class " << block.register_class << ", "
+            << range_text(block.first, block.count) << ": " << what << "\n";
+    };
+    for (const PolledBlock &block : blocks)
+        print(block, "not asked for");
+    for (const PolledBlock &block : taken_apart)
+        print(block, "refused, and not taken apart completely");
+}
+
 }  // namespace
 
-ExitCode run_learn(Driver &driver, const PollList &list, const std::string &title, StopSignal &stop,
-                   std::ostream &out) {
+ExitCode run_learn(Driver &driver, const PollList &list, const std::string &title, std::chrono::seconds most_time,
+                   StopSignal &stop, std::ostream &out) {
     Verdicts verdicts;
     LinkSettings settings = list.link;
     settings.rest.enabled = true;
@@ -151,7 +177,8 @@ ExitCode run_learn(Driver &driver, const PollList &list, const std::string &titl
         }
     verdicts.expect(blocks, *session.holes());
     session.start();
-    while (!verdicts.are_complete() && !stop.raised())
+    const auto end = std::chrono::steady_clock::now() + most_time;
+    while (!verdicts.are_complete() && !stop.raised() && std::chrono::steady_clock::now() < end)
         stop.wait_for(look_time);
     session.finish();
     if (!session.line_error().empty()) {
@@ -162,7 +189,7 @@ ExitCode run_learn(Driver &driver, const PollList &list, const std::string &titl
     for (const int station : verdicts.silent())
         out << "# station " << station << " gave no reply: nothing was learned about it\n";
     if (!verdicts.are_complete())
-        out << "# ended before everything was asked for\n";
+        print_open(verdicts.open(), session.holes()->open_blocks(), out);
     return !verdicts.silent().empty() ? ExitCode::no_reply
            : verdicts.are_complete()  ? ExitCode::all_well
                                       : ExitCode::not_right;

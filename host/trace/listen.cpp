@@ -3,9 +3,14 @@
 #include "host/frames/frame_words.h"
 #include "host/frames/heard_frames.h"
 #include "host/line/line.h"
+#include "host/line/line_error.h"
+#include "host/link/growing_pause.h"
+#include "host/text/quantities.h"
+#include "host/text/words.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <ostream>
 #include <set>
@@ -80,44 +85,119 @@ private:
     std::uint64_t noise_ = 0;
 };
 
+/// Listens to one line after the other, as long as there is time.
+class Listener {
+public:
+    /// All must outlive it.
+    Listener(TraceOutputs &outputs, Summary &summary, const ReplyTimeouts &timeouts, const StopSignal &stop,
+             std::optional<std::chrono::seconds> duration)
+        : outputs_(outputs), summary_(summary), timeouts_(timeouts), stop_(stop) {
+        if (duration)
+            end_ = start_ + *duration;
+    }
+
+    bool is_over() const {
+        return !outputs_.shown() || stop_.raised() || (end_ && Clock::now() >= *end_);
+    }
+
+    /// Until it is over, or throws LineError. What was heard before that is written.
+    void listen_to(Line &line) {
+        HeardFrames frames(std::chrono::duration_cast<microseconds>(line.shortest_time(1)));
+        try {
+            take_frames(line, frames);
+        } catch (const LineError &) {
+            write_last(frames);
+            throw;
+        }
+        write_last(frames);
+    }
+
+    /// Shorter when it is over before.
+    void pause(std::chrono::milliseconds length) const {
+        const auto now = Clock::now();
+        const std::chrono::nanoseconds most = end_ ? *end_ - now : length;
+        stop_.wait_for(std::min<std::chrono::nanoseconds>(most, length));
+    }
+
+private:
+    using Clock = Line::Clock;
+
+    void take_frames(Line &line, HeardFrames &frames) {
+        auto silent_since = Clock::now();
+        while (!is_over()) {
+            const std::string bytes = line.listen(line.now() + timeouts_.inter_character);
+            if (!bytes.empty()) {
+                frames.take(bytes, wall_time_at(line.now()));
+                silent_since = line.now();
+            } else if (line.now() - silent_since >= timeouts_.inter_character) {
+                frames.end();
+            }
+            write(frames);
+        }
+    }
+
+    void write_last(HeardFrames &frames) {
+        frames.end();
+        write(frames);
+    }
+
+    void write(HeardFrames &frames) {
+        for (const TraceRecord &record : frames.taken()) {
+            summary_.add(record);
+            outputs_.write(record);
+        }
+        outputs_.flush();
+    }
+
+    // Silences are differences of these times, and the wall clock may be set meanwhile.
+    TraceTime wall_time_at(Clock::time_point time) const {
+        return std::chrono::time_point_cast<microseconds>(wall_start_ + (time - start_));
+    }
+
+    TraceOutputs &outputs_;
+    Summary &summary_;
+    const ReplyTimeouts &timeouts_;
+    const StopSignal &stop_;
+    const std::chrono::system_clock::time_point wall_start_ = std::chrono::system_clock::now();
+    const Clock::time_point start_ = Clock::now();
+    std::optional<Clock::time_point> end_;
+};
+
 }  // namespace
 
-ExitCode listen_to_line(const LineSettings &settings, const ReplyTimeouts &timeouts, const TraceOptions &options,
-                        std::optional<std::chrono::seconds> duration, const StopSignal &stop, std::ostream &out,
-                        std::ostream &error) {
+ExitCode listen_to_line(LineSettings settings, const ReplyTimeouts &timeouts, const ReopenPauses &pauses,
+                        const TraceOptions &options, std::optional<std::chrono::seconds> duration,
+                        const StopSignal &stop, std::ostream &out, std::ostream &error) {
     TraceOutputs outputs(options, out);
-    Line line(settings, stop);
+    std::optional<Line> line;
+    line.emplace(settings, stop);
+    settings.known_terminal = line->terminal();
     outputs.put_in_place();
-    HeardFrames frames(std::chrono::duration_cast<microseconds>(line.shortest_time(1)));
     Summary summary;
-    const auto write_all = [&] {
-        for (const TraceRecord &record : frames.taken()) {
-            summary.add(record);
-            outputs.write(record);
+    Listener listener(outputs, summary, timeouts, stop, duration);
+    const GrowingPause pause(pauses.first, pauses.longest);
+    std::chrono::milliseconds last{0};
+    while (!listener.is_over()) {
+        try {
+            if (!line) {
+                line.emplace(settings, stop);
+                error << "kelpo: line is back\n" << std::flush;
+            }
+            listener.listen_to(*line);
+        } catch (const LineError &failure) {
+            // A line that breaks again before it carried anything is no better than one that does not open.
+            if (line && line->received() > 0)
+                last = std::chrono::milliseconds(0);
+            line.reset();
+            last = pause.after(last);
+            error << "kelpo: line lost: " << printable(failure.what()) << "; next try in " << duration_text(last)
+                  << "\n"
+                  << std::flush;
+            listener.pause(last);
         }
-        outputs.flush();
-    };
-    // Silences are differences of these times, and the wall clock may be set meanwhile.
-    const auto wall_start = std::chrono::system_clock::now();
-    const auto wall_time_at = [wall_start, start = line.now()](Line::Time time) {
-        return std::chrono::time_point_cast<microseconds>(wall_start + (time - start));
-    };
-    const auto end = line.now() + duration.value_or(std::chrono::seconds(0));
-    auto silent_since = line.now();
-    while (outputs.shown() && !stop.raised() && (!duration || line.now() < end)) {
-        const std::string bytes = line.listen(line.now() + timeouts.inter_character);
-        if (!bytes.empty()) {
-            frames.take(bytes, wall_time_at(line.now()));
-            silent_since = line.now();
-        } else if (line.now() - silent_since >= timeouts.inter_character) {
-            frames.end();
-        }
-        write_all();
     }
-    frames.end();
-    write_all();
     summary.print(error);
-    return summary.has_frames() ? ExitCode::all_well : ExitCode::not_right;
+    return !line ? ExitCode::no_line : summary.has_frames() ? ExitCode::all_well : ExitCode::not_right;
 }
 
 }  // namespace kelpo

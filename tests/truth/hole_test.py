@@ -1,6 +1,6 @@
 """What a controller does not have spares what it has: a list in which some registers do not exist shows all the others."""
 from controller import Controller
-from programs import OK, REFUSED, kelpo, list_file
+from programs import FAILED, OK, REFUSED, kelpo, list_file
 from record_test import Poll
 from sentences import Sentences, main
 
@@ -92,6 +92,21 @@ class Hole(Sentences):
         run = kelpo("plan", variables, "--line", self.controller.path, *PATIENT, "--learn")
         self.assertEqual(run.returncode, OK, run.stderr)
         self.assertIn("nothing that was asked for was refused", run.stdout)
+
+    def test_what_takes_too_long_to_learn_is_named(self):
+        def behave(request):
+            # Station 1 refuses the whole block, and never answers to its halves.
+            if request.station == 1:
+                return [(0, Controller.refuse(request, 2))] if request.quantity == 4 else []
+            return [(0, self.controller.serve(request))]
+
+        self.controller.behave = behave
+        variables = list_file([(f"{station}:{at}", station, 7, at, 1) for station in (1, 2) for at in (5, 6, 7, 8)],
+                              self.folder)
+        run = kelpo("plan", variables, "--line", self.controller.path, "--reply-timeout", 6000, "--learn", "--seconds", 5)
+        self.assertEqual(run.returncode, FAILED, run.stdout + run.stderr)
+        self.assertIn("# ended before everything was found out\n", run.stdout)
+        self.assertIn("#   station 1, class 7, 5 to 8: refused, and not taken apart completely\n", run.stdout)
 
     def test_without_rest_no_block_is_taken_apart(self):
         self.absent = {(1, 10)}

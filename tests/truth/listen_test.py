@@ -1,10 +1,11 @@
 """Who listens says what others said on the line, and sends nothing."""
 import os
 import signal
+import threading
 import time
 
 from controller import Controller, with_check
-from programs import FAILED, OK, EMERGENCY_S, start
+from programs import EMERGENCY_S, FAILED, LINE_LOST, OK, start
 from sentences import Sentences, main
 
 READ = with_check(bytes([3, 3, 0, 100, 0, 1]))
@@ -53,6 +54,51 @@ class Listen(Sentences):
         self.assertEqual(code, FAILED, errors)
         self.assertIn("is the speed or the parity different?", errors)
         self.assertEqual(self.controller.events("asked"), [])
+
+    def test_a_line_that_is_lost_is_opened_again_and_listened_to(self):
+        process = start("listen", "--line", self.controller.path, "--utc")
+        self.addCleanup(process.wait, EMERGENCY_S)
+        self.addCleanup(process.kill)
+
+        def say_until_it_is_shown(value):
+            """Says a reading with its reply again and again until it is shown."""
+            shown = threading.Event()
+
+            def read():
+                for line in process.stdout:
+                    if f"= 0x{value:04X}" in line:
+                        shown.set()
+                        return
+            reader = threading.Thread(target=read)
+            reader.start()
+            while not shown.wait(0.05):
+                os.write(self.controller._master, READ)
+                time.sleep(0.02)
+                os.write(self.controller._master, with_check(bytes([3, 3, 2]) + value.to_bytes(2, "big")))
+            reader.join()
+
+        say_until_it_is_shown(0x1111)
+        self.controller.hang_up()
+        self.assertIn("line lost: ", process.stderr.readline())
+        self.controller.open_line()
+        while "line is back" not in process.stderr.readline():
+            pass
+        say_until_it_is_shown(0x2222)
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=EMERGENCY_S)
+        self.assertEqual(process.returncode, OK, errors)
+        self.assertEqual(self.controller.events("asked"), [])
+
+    def test_a_line_that_is_lost_at_the_end_is_an_error(self):
+        process = start("listen", "--line", self.controller.path)
+        self.addCleanup(process.wait, EMERGENCY_S)
+        time.sleep(0.3)
+        self.controller.hang_up()
+        self.addCleanup(self.controller.open_line)
+        self.assertIn("line lost: ", process.stderr.readline())
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=EMERGENCY_S)
+        self.assertEqual(process.returncode, LINE_LOST)
 
     def test_a_capture_holds_what_was_heard(self):
         file = os.path.join(self.folder, "heard.pcap")
