@@ -31,10 +31,12 @@ bool is_whole(const FrameBytes &bytes, std::size_t size) {
 }  // namespace
 
 void HeardFrames::take(std::string_view bytes, TraceTime time) {
+    // An adapter may hand over in a moment what took longer on the line.
+    TraceTime earliest = !times_.empty() ? times_.back() : last_end_.value_or(TraceTime::min());
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const TraceTime came = time - character_time_ * static_cast<int>(bytes.size() - 1 - i);
+        earliest = std::max(earliest, time - character_time_ * static_cast<int>(bytes.size() - 1 - i));
         bytes_.push_back(static_cast<std::uint8_t>(bytes[i]));
-        times_.push_back(times_.empty() ? came : std::max(came, times_.back()));
+        times_.push_back(earliest);
     }
     split(false);
 }

@@ -158,6 +158,16 @@ TEST_F(HeardFramesTest, SayHowLongTheLineWasSilent) {
     EXPECT_EQ(records[1].silence, microseconds(7000));
 }
 
+TEST_F(HeardFramesTest, KnowNoSilenceThatIsShorterThanNone) {
+    HeardFrames quick{milliseconds(1)};
+    quick.take(read_100, now);
+    quick.take(value_111, now + milliseconds(2));
+    const std::vector<TraceRecord> records = quick.taken();
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[1].silence, microseconds(0));
+    EXPECT_EQ(records[1].time, now);
+}
+
 TEST_F(HeardFramesTest, KeepLittleOfWhatNeverEnds) {
     std::size_t size = 0;
     for (int i = 0; i < 100; ++i) {
