@@ -100,8 +100,7 @@ void judge_frames(const std::vector<TraceRecord> &records) {
             require(asked != nullptr, "a reply follows a request");
             if (!record.bytes.empty()) {
                 require(is_frame(record.bytes), "a reply is a frame");
-                require(record.bytes[0] == asked->bytes[0] &&
-                            (record.bytes[1] & 0x7FU) == (asked->bytes[1] & 0x7FU),
+                require(record.bytes[0] == asked->bytes[0] && (record.bytes[1] & 0x7FU) == (asked->bytes[1] & 0x7FU),
                         "a reply has the station and the function of its request");
             }
             asked = nullptr;

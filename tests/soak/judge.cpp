@@ -525,7 +525,9 @@ void Judge::follow_waits(const Traffic &traffic, const kelpo::Exchange &exchange
         tries_.erase(station);
     if (!exchange.reply.empty() || !exchange.name.is_polled())
         return;
-    scores_.worst_tries = std::max(scores_.worst_tries, ++tries_[station]);
+    // Silent blocks come at growing intervals, whatever their station does.
+    if (!exchange.is_silent_block)
+        scores_.worst_tries = std::max(scores_.worst_tries, ++tries_[station]);
     if (tries_[station] > traffic.host_limits.most_tries)
         complain_locked("station " + std::to_string(station) + " was asked " + std::to_string(tries_[station]) +
                         " times without a reply, and does not rest");
