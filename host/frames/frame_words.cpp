@@ -2,6 +2,7 @@
 
 #include "host/frames/mapped_places.h"
 #include "host/frames/rtu_frame.h"
+#include "host/line/modbus.h"
 #include "host/text/quantities.h"
 
 #include <fmt/format.h>
@@ -75,7 +76,7 @@ std::string range_words(int function, int address, int count, const std::optiona
         unit = "discrete input";
     else if (function == modbus::read_input_registers)
         unit = "input register";
-    else if (works_on_bits(function))
+    else if (modbus::works_on_bits(function))
         unit = "coil";
 
     std::string text;
@@ -86,7 +87,7 @@ std::string range_words(int function, int address, int count, const std::optiona
     else
         text = fmt::format("{}s {}..{}", unit, address, address + count - 1);
     if (function != modbus::read_discrete_inputs && function != modbus::read_input_registers) {
-        const auto table = works_on_bits(function) ? ModbusTable::coils : ModbusTable::holding_registers;
+        const auto table = modbus::works_on_bits(function) ? ModbusTable::coils : ModbusTable::holding_registers;
         const std::string places = mapped_places(table, address, count, context);
         if (!places.empty())
             text += " (" + places + ")";
@@ -136,7 +137,8 @@ std::string bit_values(const FrameBytes &data, std::size_t count) {
 std::string values_words(int function, const FrameBytes &data, int count, const std::optional<TraceContext> &context) {
     if (data.empty())
         return "nothing";
-    return works_on_bits(function) ? bit_values(data, static_cast<std::size_t>(count)) : register_values(data, context);
+    return modbus::works_on_bits(function) ? bit_values(data, static_cast<std::size_t>(count))
+                                           : register_values(data, context);
 }
 
 std::string coil_state(int state) {
@@ -157,7 +159,7 @@ std::string request_words(const RtuRequest &request, const FrameBytes &frame,
                            frame.size() - modbus::shortest_frame);
 
     const std::string where = range_words(request.function, request.address, request.count, context);
-    std::string text = who + (is_read(request.function) ? " read " : " write ") + where;
+    std::string text = who + (modbus::is_read(request.function) ? " read " : " write ") + where;
     switch (request.function) {
     case modbus::write_coil:
     case modbus::write_register:
@@ -201,13 +203,13 @@ FrameMeaning answer_meaning(const FrameBytes &reply, const FrameBytes &request_b
     const bool comparable = request.known && request.function == function;
     FrameMeaning meaning{{}, true, station, function};
 
-    if (is_read(function)) {
+    if (modbus::is_read(function)) {
         const std::size_t data_size = reply.size() - modbus::exception_size;
         if (reply[2] != data_size) {
             meaning.words = who + fmt::format("byte count {}, but {} of data", reply[2], bytes_counted(data_size));
             return meaning;
         }
-        if (!works_on_bits(function) && data_size % 2 != 0) {
+        if (!modbus::works_on_bits(function) && data_size % 2 != 0) {
             meaning.words = who + fmt::format("byte count {}, which is not a whole number of registers", reply[2]);
             return meaning;
         }
@@ -228,7 +230,7 @@ FrameMeaning answer_meaning(const FrameBytes &reply, const FrameBytes &request_b
     }
 
     const int address = u16_at(reply, 2), second = u16_at(reply, 4);
-    const bool single = function == modbus::write_coil || function == modbus::write_register;
+    const bool single = modbus::is_single_write(function);
     const std::string where = range_words(function, address, single ? 1 : second, context);
     const std::string value = single ? " = " + single_value(function, second) : std::string();
     if (comparable && (address != request.address || second != (single ? request.value : request.count))) {
@@ -261,7 +263,7 @@ FrameMeaning checked_meaning(const FrameBytes &reply, const FrameBytes &request,
         return meaning;
     }
     const std::size_t size = reply_size_at(reply, 0);
-    if (exception || (size != 0 && size != reply.size() && !is_read(function))) {
+    if (exception || (size != 0 && size != reply.size() && !modbus::is_read(function))) {
         meaning.words = fmt::format("{}: {} {}, {} are expected", station_name(station), bytes_counted(reply.size()),
                                     exception ? "of exception" : "came", size);
         return meaning;
@@ -270,7 +272,7 @@ FrameMeaning checked_meaning(const FrameBytes &reply, const FrameBytes &request,
         meaning.words =
             with_function(function, fmt::format("{} answers function {}, {} of data", station_name(station), function,
                                                 bytes_counted(reply.size() - modbus::shortest_frame)));
-        meaning.failed = reply.size() < modbus::exception_size && is_read(function);
+        meaning.failed = reply.size() < modbus::exception_size && modbus::is_read(function);
         return meaning;
     }
     return answer_meaning(reply, request, context);

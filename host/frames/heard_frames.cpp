@@ -1,5 +1,7 @@
 #include "host/frames/heard_frames.h"
 
+#include "host/line/modbus.h"
+
 #include <algorithm>
 
 namespace kelpo {
@@ -11,7 +13,7 @@ constexpr std::size_t longest_frame = 256;
 std::size_t request_size(const FrameBytes &bytes) {
     constexpr std::size_t fixed_size = 8, byte_count_at = 6, around_data = 9;
     const int function = bytes[1];
-    if (is_read(function) || function == modbus::write_coil || function == modbus::write_register)
+    if (modbus::is_read(function) || modbus::is_single_write(function))
         return fixed_size;
     if (function != modbus::write_coils && function != modbus::write_registers)
         return 0;
@@ -20,8 +22,7 @@ std::size_t request_size(const FrameBytes &bytes) {
 
 bool is_known(int function) {
     function &= ~modbus::exception_bit;
-    return is_read(function) || function == modbus::write_coil || function == modbus::write_register ||
-           function == modbus::write_coils || function == modbus::write_registers;
+    return modbus::is_read(function) || modbus::is_write(function);
 }
 
 bool is_whole(const FrameBytes &bytes, std::size_t size) {
@@ -98,8 +99,8 @@ HeardFrames::Found HeardFrames::due_reply_at(const FrameBytes &bytes) const {
         return {Kind::none, 0};
     const std::size_t size = reply_size_at(bytes, 0);
     // A read that is repeated may have the length of a reply.
-    const bool is_repeated =
-        is_read(request_[1]) && size == request_.size() && is_whole(bytes, size) && part_of(bytes, 0, size) == request_;
+    const bool is_repeated = modbus::is_read(request_[1]) && size == request_.size() && is_whole(bytes, size) &&
+                             part_of(bytes, 0, size) == request_;
     if (is_whole(bytes, size) && !is_repeated)
         return {Kind::reply, size};
     return {size > bytes.size() ? Kind::unfinished : Kind::none, 0};

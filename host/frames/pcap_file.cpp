@@ -4,6 +4,7 @@
 
 #include "common/regular_file.h"
 #include "host/frames/rtu_frame.h"
+#include "host/line/modbus.h"
 #include "host/text/words.h"
 
 #include <algorithm>

@@ -1,17 +1,9 @@
 #include "host/frames/rtu_frame.h"
 
+#include "host/line/modbus.h"
 #include "host/line/rtu_crc.h"
 
 namespace kelpo {
-
-bool is_read(int function) {
-    return function >= modbus::read_coils && function <= modbus::read_input_registers;
-}
-
-bool works_on_bits(int function) {
-    return function == modbus::read_coils || function == modbus::read_discrete_inputs ||
-           function == modbus::write_coil || function == modbus::write_coils;
-}
 
 std::uint16_t crc_of(const FrameBytes &frame) {
     return rtu_crc(frame.data(), frame.size() - modbus::crc_size);
@@ -39,16 +31,17 @@ RtuRequest parse_request(const FrameBytes &frame) {
         return request;
     request.station = frame[0];
     request.function = frame[1];
-    const bool single = request.function == modbus::write_coil || request.function == modbus::write_register;
-    const bool multiple = request.function == modbus::write_coils || request.function == modbus::write_registers;
-    constexpr std::size_t fixed_size = 8, header_of_multiple = 7;
-    if ((is_read(request.function) || single) && frame.size() == fixed_size) {
+    const bool single = modbus::is_single_write(request.function);
+    const bool multiple = modbus::is_write(request.function) && !single;
+    constexpr std::size_t header_of_multiple = 7;
+    if ((modbus::is_read(request.function) || single) && frame.size() == modbus::read_request_size) {
         request.known = true;
         request.address = u16_at(frame, 2);
         request.count = single ? 1 : u16_at(frame, 4);
         request.value = u16_at(frame, 4);
         const auto count = static_cast<std::size_t>(request.count);
-        request.reply_size = single ? fixed_size : 5 + (works_on_bits(request.function) ? (count + 7) / 8 : count * 2);
+        const std::size_t data_size = modbus::works_on_bits(request.function) ? (count + 7) / 8 : count * 2;
+        request.reply_size = single ? modbus::acknowledgement_size : modbus::exception_size + data_size;
     } else if (multiple && frame.size() >= header_of_multiple + modbus::crc_size) {
         request.known = true;
         request.address = u16_at(frame, 2);
@@ -57,7 +50,7 @@ RtuRequest parse_request(const FrameBytes &frame) {
         const auto count = static_cast<std::size_t>(request.count);
         const std::size_t due = request.function == modbus::write_coils ? (count + 7) / 8 : count * 2;
         request.counts_agree = frame[6] == due && request.data.size() == due;
-        request.reply_size = fixed_size;
+        request.reply_size = modbus::acknowledgement_size;
     }
     return request;
 }
@@ -93,12 +86,9 @@ std::size_t reply_size_at(const FrameBytes &bytes, std::size_t at) {
     const int function = bytes[at + 1];
     if ((function & modbus::exception_bit) != 0)
         return modbus::exception_size;
-    if (is_read(function))
-        return 5U + bytes[at + 2];
-    return function == modbus::write_coil || function == modbus::write_register || function == modbus::write_coils ||
-                   function == modbus::write_registers
-               ? 8
-               : 0;
+    if (modbus::is_read(function))
+        return modbus::exception_size + bytes[at + 2];
+    return modbus::is_write(function) ? modbus::acknowledgement_size : 0;
 }
 
 FoundReply find_reply(const FrameBytes &bytes, const DueReply &due) {

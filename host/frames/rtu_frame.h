@@ -7,28 +7,6 @@
 
 namespace kelpo {
 
-/// Function codes of Modbus, and what marks an exception.
-namespace modbus {
-constexpr int read_coils = 1;
-constexpr int read_discrete_inputs = 2;
-constexpr int read_holding_registers = 3;
-constexpr int read_input_registers = 4;
-constexpr int write_coil = 5;
-constexpr int write_register = 6;
-constexpr int write_coils = 15;
-constexpr int write_registers = 16;
-constexpr int exception_bit = 0x80;
-
-constexpr std::size_t crc_size = 2;
-constexpr std::size_t shortest_frame = 4;  // station, function, CRC
-constexpr std::size_t exception_size = 5;
-}  // namespace modbus
-
-bool is_read(int function);
-
-/// Coils or discrete inputs.
-bool works_on_bits(int function);
-
 /// The CRC that belongs after the frame's other bytes. The frame must have room for one.
 std::uint16_t crc_of(const FrameBytes &frame);
 

@@ -4,6 +4,7 @@
 
 #include "host/frames/frame_words.h"
 #include "host/frames/rtu_frame.h"
+#include "host/line/modbus.h"
 #include "host/link/rtu_shape.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "host/link/line_echo.h"
 
+#include "host/line/modbus.h"
 #include "host/link/rtu_shape.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ LineEcho::Finding LineEcho::judge(std::string_view bytes, std::size_t whole, std
             note(false);
         return Finding::no_echo;
     }
-    if (whole == 0 || rtu::is_read(rtu::byte_at(request, 1)))
+    if (whole == 0 || modbus::is_read(rtu::function_of(request)))
         note(true);
     if (state_ == State::unknown)
         return Finding::perhaps;

@@ -1,6 +1,7 @@
 #include "host/link/link_loop.h"
 
 #include "host/driver/register_types.h"
+#include "host/line/modbus.h"
 #include "host/link/cycle_pace.h"
 #include "host/link/paused_blocks.h"
 #include "host/link/rtu_shape.h"
@@ -51,8 +52,8 @@ void keep(std::string &kept, std::string_view more) {
 }
 
 bool is_rtu(std::string_view request) {
-    const unsigned function = request.size() < 2 ? 0 : rtu::byte_at(request, 1);
-    return rtu::is_read(function) || rtu::is_write(function);
+    const int function = rtu::function_of(request);
+    return modbus::is_read(function) || modbus::is_write(function);
 }
 
 // The station that the reply comes from.
@@ -247,8 +248,8 @@ bool LinkLoop::comes_after_settling(const Exchange &exchange, unsigned refusal) 
 bool LinkLoop::is_to_be_repeated(const Exchange &exchange, const Reply &reply) const {
     const std::string_view request = exchange.request;
     const bool is_last_try = exchange.is_silent_block || info_.retry_count >= info_.retry_times;
-    return is_last_try && !was_repeated_ && reply.size == 0 && reply.is_unclear && is_rtu(request) &&
-           rtu::is_read(rtu::byte_at(request, 1));
+    return is_last_try && !was_repeated_ && reply.size == 0 && reply.is_unclear &&
+           modbus::is_read(rtu::function_of(request));
 }
 
 void LinkLoop::end_exchange(Exchange &exchange, const Reply &reply) {

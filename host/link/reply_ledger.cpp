@@ -1,5 +1,6 @@
 #include "host/link/reply_ledger.h"
 
+#include "host/line/modbus.h"
 #include "host/link/rtu_shape.h"
 
 #include <algorithm>
@@ -10,13 +11,10 @@ namespace kelpo {
 namespace {
 
 using rtu::byte_at;
+using rtu::function_of;
 
 // With more of them the loop waits: none may be dropped.
 constexpr std::size_t most_entries = 64;
-
-unsigned function_of(std::string_view request) {
-    return request.size() < 2 ? 0 : byte_at(request, 1);
-}
 
 }  // namespace
 
@@ -61,22 +59,22 @@ std::size_t ReplyLedger::reply_size(std::string_view bytes) const {
     const auto station = stations_.find(static_cast<int>(byte_at(bytes, 0)));
     if (station == stations_.end())
         return 0;
-    const unsigned function = byte_at(bytes, 1);
+    const int function = function_of(bytes);
     for (const Entry &entry : station->second.entries) {
-        const unsigned asked = function_of(entry.request);
-        const bool known = rtu::is_read(asked) || rtu::is_write(asked);
-        if (known && function == (asked | rtu::exception_bit))
-            return rtu::exception_size;
-        if (rtu::is_write(asked) && function == asked)
-            return rtu::acknowledgement_size;
-        const bool due_count = !rtu::is_read(asked) ||
-                               byte_at(bytes, 2) + rtu::exception_size == static_cast<std::size_t>(entry.reply_size);
+        const int asked = function_of(entry.request);
+        const bool known = modbus::is_read(asked) || modbus::is_write(asked);
+        if (known && function == (asked | modbus::exception_bit))
+            return modbus::exception_size;
+        if (modbus::is_write(asked) && function == asked)
+            return modbus::acknowledgement_size;
+        const bool due_count = !modbus::is_read(asked) ||
+                               byte_at(bytes, 2) + modbus::exception_size == static_cast<std::size_t>(entry.reply_size);
         if (entry.reply_size > 0 && (!known || (function == asked && due_count)))
             return static_cast<std::size_t>(entry.reply_size);
     }
-    const std::string_view short_reply = bytes.substr(0, rtu::exception_size);
-    const bool asks_to_wait = short_reply.size() == rtu::exception_size && rtu::asks_to_wait(short_reply);
-    return asks_to_wait && !station->second.entries.empty() ? rtu::exception_size : 0;
+    const std::string_view short_reply = bytes.substr(0, modbus::exception_size);
+    const bool asks_to_wait = short_reply.size() == modbus::exception_size && rtu::asks_to_wait(short_reply);
+    return asks_to_wait && !station->second.entries.empty() ? modbus::exception_size : 0;
 }
 
 std::size_t ReplyLedger::whole_reply_size(std::string_view bytes) const {
@@ -112,7 +110,7 @@ ReplyLedger::Whose ReplyLedger::heard(std::string_view reply, std::string_view a
                                        [&](std::size_t i) { return entries[i].request == oldest.request; });
     if (!all_equal) {
         // As many of the candidates as there were such replies before may have had theirs.
-        std::size_t &unclear = station.unclear[function_of(oldest.request)];
+        std::size_t &unclear = station.unclear[static_cast<std::size_t>(function_of(oldest.request))];
         const Entry &unanswered = entries[candidates[std::min(unclear, candidates.size() - 1)]];
         station.perhaps_late = std::max(station.perhaps_late, arrival.after - unanswered.sent_at);
         ++unclear;
@@ -143,7 +141,7 @@ void ReplyLedger::heard_damaged(int number, std::string_view bytes, std::string_
         return;
     const bool due_size = entries.front().reply_size == static_cast<int>(bytes.size());
     const bool due_header = bytes.size() >= 2 && awaited.size() >= 2 && bytes[0] == awaited[0] &&
-                            (byte_at(bytes, 1) & ~rtu::exception_bit) == byte_at(awaited, 1);
+                            (function_of(bytes) & ~modbus::exception_bit) == function_of(awaited);
     if (due_size || due_header)
         entries.erase(entries.begin());
 }
@@ -227,7 +225,7 @@ void ReplyLedger::settle_unclear(int number, Station &station) {
         if (unclear == 0)
             continue;
         const auto of_function = [&](const Entry &entry) {
-            return function_of(entry.request) == function;
+            return static_cast<std::size_t>(function_of(entry.request)) == function;
         };
         const auto left = static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), of_function));
         if (unclear < left)

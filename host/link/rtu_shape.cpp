@@ -1,5 +1,6 @@
 #include "host/link/rtu_shape.h"
 
+#include "host/line/modbus.h"
 #include "host/line/rtu_crc.h"
 
 namespace kelpo::rtu {
@@ -7,10 +8,7 @@ namespace {
 
 constexpr unsigned wait_function = 0x6A;
 constexpr unsigned wait_code = 0x8B;
-constexpr std::size_t read_overhead = 5;  // station, function, byte count, CRC
-constexpr std::size_t named_size = 6;     // station, function, address, value or quantity
-constexpr std::size_t shortest_frame = 4;
-constexpr std::size_t crc_size = 2;
+constexpr std::size_t named_size = 6;  // station, function, address, value or quantity
 
 std::uint16_t crc_of(std::string_view bytes) {
     return rtu_crc(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
@@ -22,10 +20,14 @@ unsigned byte_at(std::string_view frame, std::size_t at) {
     return static_cast<unsigned char>(frame[at]);
 }
 
+int function_of(std::string_view frame) {
+    return frame.size() < 2 ? 0 : static_cast<unsigned char>(frame[1]);
+}
+
 bool crc_is_right(std::string_view frame) {
-    if (frame.size() < shortest_frame)
+    if (frame.size() < modbus::shortest_frame)
         return false;
-    const std::size_t end = frame.size() - crc_size;
+    const std::size_t end = frame.size() - modbus::crc_size;
     return (byte_at(frame, end) | byte_at(frame, end + 1) << 8U) == crc_of(frame.substr(0, end));
 }
 
@@ -36,21 +38,13 @@ std::string with_crc(std::string bytes) {
     return bytes;
 }
 
-bool is_read(unsigned function) {
-    return function >= 1 && function <= 4;
-}
-
-bool is_write(unsigned function) {
-    return function == 5 || function == 6 || function == 15 || function == 16;
-}
-
 bool is_acknowledged_by_itself(std::string_view request) {
-    return request.size() == acknowledgement_size && (byte_at(request, 1) == 5 || byte_at(request, 1) == 6);
+    return request.size() == modbus::acknowledgement_size && modbus::is_single_write(function_of(request));
 }
 
 std::optional<unsigned> exception_code(std::string_view reply, std::string_view request) {
-    if (reply.size() != exception_size || request.size() < 2 || reply[0] != request[0] ||
-        byte_at(reply, 1) != (byte_at(request, 1) | exception_bit) || !crc_is_right(reply))
+    if (reply.size() != modbus::exception_size || request.size() < 2 || reply[0] != request[0] ||
+        function_of(reply) != (function_of(request) | modbus::exception_bit) || !crc_is_right(reply))
         return std::nullopt;
     return byte_at(reply, 2);
 }
@@ -64,36 +58,37 @@ bool needs_time(unsigned exception_code) {
 }
 
 bool asks_to_wait(std::string_view reply) {
-    return reply.size() == exception_size && byte_at(reply, 1) == wait_function && byte_at(reply, 2) == wait_code;
+    return reply.size() == modbus::exception_size && byte_at(reply, 1) == wait_function &&
+           byte_at(reply, 2) == wait_code;
 }
 
 std::optional<ShortRead> short_read(std::string_view request) {
     constexpr std::size_t address_end = 4;
-    constexpr int coil_reply = 6, register_reply = 7;
-    const unsigned function = request.size() < named_size ? 0 : byte_at(request, 1);
-    if (!is_read(function) && !is_write(function))
+    constexpr int bit_reply = 6, register_reply = 7;
+    const int function = request.size() < named_size ? 0 : function_of(request);
+    if (!modbus::is_read(function) && !modbus::is_write(function))
         return std::nullopt;
-    const bool of_coils = function == 1 || function == 5 || function == 15;
+    const bool of_bits = modbus::works_on_bits(function);
     std::string read(request.substr(0, address_end));
-    if (!is_read(function))
-        read[1] = of_coils ? '\1' : '\3';
-    return ShortRead{with_crc(read + std::string("\0\1", 2)), of_coils || function == 2 ? coil_reply : register_reply};
+    if (modbus::is_write(function))
+        read[1] = static_cast<char>(of_bits ? modbus::read_coils : modbus::read_holding_registers);
+    return ShortRead{with_crc(read + std::string("\0\1", 2)), of_bits ? bit_reply : register_reply};
 }
 
 bool can_answer(std::string_view reply, std::string_view request, int reply_size) {
     if (asks_to_wait(reply))
         return true;
     const bool due_size = reply_size < 0 || reply.size() == static_cast<std::size_t>(reply_size);
-    const unsigned asked = request.size() < named_size ? 0 : byte_at(request, 1);
-    if (!is_read(asked) && !is_write(asked))
+    const int asked = request.size() < named_size ? 0 : function_of(request);
+    if (!modbus::is_read(asked) && !modbus::is_write(asked))
         return due_size;
-    const unsigned function = byte_at(reply, 1);
-    if (function == (asked | exception_bit))
-        return reply.size() == exception_size;
+    const int function = function_of(reply);
+    if (function == (asked | modbus::exception_bit))
+        return reply.size() == modbus::exception_size;
     if (function != asked || !due_size)
         return false;
-    if (is_read(asked))
-        return byte_at(reply, 2) + read_overhead == reply.size();
+    if (modbus::is_read(asked))
+        return byte_at(reply, 2) + modbus::exception_size == reply.size();
     return reply.substr(0, named_size) == request.substr(0, named_size);
 }
 

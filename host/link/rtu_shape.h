@@ -11,22 +11,18 @@ namespace kelpo {
 namespace rtu {
 
 constexpr std::size_t most_bytes = 512;  ///< twice the longest frame: an over-long reply is seen as one
-constexpr std::size_t exception_size = 5;
-constexpr std::size_t acknowledgement_size = 8;
-constexpr std::size_t read_request_size = 8;
-constexpr unsigned exception_bit = 0x80;
 
 /// The byte at `at`, which must be there.
 unsigned byte_at(std::string_view frame, std::size_t at);
+
+/// Its function code; 0 when it ends before.
+int function_of(std::string_view frame);
 
 /// Four bytes or more; the last two are the CRC of the others.
 bool crc_is_right(std::string_view frame);
 
 /// The bytes followed by their CRC.
 std::string with_crc(std::string bytes);
-
-bool is_read(unsigned function);   ///< 1 to 4
-bool is_write(unsigned function);  ///< 5, 6, 15 and 16
 
 /// A write of one coil or register (functions 5 and 6): its acknowledgement is the same, byte for byte.
 bool is_acknowledged_by_itself(std::string_view request);

@@ -1,5 +1,7 @@
 #include "host/link/station_rests.h"
 
+#include "host/line/modbus.h"
+
 #include <algorithm>
 #include <iterator>
 #include <string_view>
@@ -25,7 +27,7 @@ constexpr int clean_requests = 20;
 
 // A write without a reply says less: a controller may ignore what it does not allow.
 bool is_read(std::string_view request) {
-    return request.size() > 1 && rtu::is_read(rtu::byte_at(request, 1));
+    return modbus::is_read(rtu::function_of(request));
 }
 
 }  // namespace

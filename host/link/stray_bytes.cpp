@@ -1,5 +1,6 @@
 #include "host/link/stray_bytes.h"
 
+#include "host/line/modbus.h"
 #include "host/link/rtu_shape.h"
 
 #include <cstddef>
@@ -15,7 +16,7 @@ void StrayBytes::hear(std::string_view bytes, ReplyLedger::Arrival arrival) {
         const std::size_t size = ledger_.reply_size(left);
         if (size == 0 || size > left.size()) {
             // The rest of a reply may follow; what cannot be the beginning of one is skipped.
-            if (size == 0 && left.size() > rtu::exception_size)
+            if (size == 0 && left.size() > modbus::exception_size)
                 left.remove_prefix(1);
             else
                 break;

@@ -4,6 +4,7 @@
 #include "host/frames/heard_frames.h"
 #include "host/line/line.h"
 #include "host/line/line_error.h"
+#include "host/line/modbus.h"
 #include "host/link/growing_pause.h"
 #include "host/text/quantities.h"
 #include "host/text/words.h"

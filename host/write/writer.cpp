@@ -1,5 +1,6 @@
 #include "host/write/writer.h"
 
+#include "host/line/modbus.h"
 #include "host/link/rtu_shape.h"
 
 namespace kelpo {
@@ -67,7 +68,7 @@ void Writer::about_to_ask() {
 bool Writer::may_leave(const Exchange &exchange) {
     if (!handed_over_ || !(exchange.name == handed_over_->name))
         return true;
-    const bool writes = exchange.request.size() > 1 && rtu::is_write(rtu::byte_at(exchange.request, 1));
+    const bool writes = modbus::is_write(rtu::function_of(exchange.request));
     const std::lock_guard<std::mutex> locked(mutex_);
     return queue_.may_leave(handed_over_->number, writes, clock_());
 }

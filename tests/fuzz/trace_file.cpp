@@ -7,6 +7,7 @@
 #include "host/frames/frame_words.h"
 #include "host/frames/pcap_file.h"
 #include "host/frames/rtu_frame.h"
+#include "host/line/modbus.h"
 #include "host/text/words.h"
 #include "host/trace/trace_text.h"
 #include "input.h"
