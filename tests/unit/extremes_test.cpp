@@ -77,8 +77,6 @@ private:
     }
 };
 
-}  // namespace
-
 TEST_F(Extremes, OfTheLargestCountsAreRefusedByTheMemoryAndNotByTheHost) {
     EXPECT_EQ(outcome_of([] {
                   QList<HOST_VAR> list;
@@ -128,4 +126,6 @@ TEST_F(Extremes, OfTextsAndBytesAreRefused) {
               }),
               0);
 }
+
+}  // namespace
 #endif
