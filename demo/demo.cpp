@@ -8,11 +8,11 @@
 #include "demo/screen.h"
 #include "host/commands/stop_on_signals.h"
 #include "host/driver/driver.h"
+#include "host/engine/link_gauge.h"
+#include "host/engine/read_values.h"
 #include "host/line/stop_signal.h"
 #include "host/link/mailbox.h"
 #include "host/link/session.h"
-#include "host/poll/link_gauge.h"
-#include "host/poll/read_values.h"
 #include "host/text/words.h"
 
 #include <algorithm>

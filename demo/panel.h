@@ -4,8 +4,8 @@
 #include "demo/demo_list.h"
 #include "demo/judge.h"
 #include "host/driver/driver_library.h"
+#include "host/engine/read_values.h"
 #include "host/poll/poll_row.h"
-#include "host/poll/read_values.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,7 +1,7 @@
 #include "host/poll/live_screen.h"
 
+#include "host/engine/value_input.h"
 #include "host/poll/trace_pane.h"
-#include "host/poll/value_input.h"
 #include "host/text/words.h"
 
 #include <algorithm>

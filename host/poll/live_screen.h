@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/poll/poll_engine.h"
+#include "host/engine/poll_engine.h"
 #include "host/poll/poll_view.h"
 #include "host/poll/terminal.h"
 

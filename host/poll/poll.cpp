@@ -1,8 +1,8 @@
 #include "host/poll/poll.h"
 
+#include "host/engine/poll_engine.h"
 #include "host/line/line_text.h"
 #include "host/poll/live_screen.h"
-#include "host/poll/poll_engine.h"
 #include "host/poll/record_run.h"
 #include "host/poll/terminal.h"
 #include "host/text/quantities.h"

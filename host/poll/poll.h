@@ -1,9 +1,9 @@
 #pragma once
 
+#include "host/engine/records.h"
 #include "host/exit_code.h"
 #include "host/line/stop_signal.h"
 #include "host/list/poll_list.h"
-#include "host/poll/records.h"
 #include "host/write/write_queue.h"
 
 #include <chrono>

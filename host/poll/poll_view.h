@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/poll/link_gauge.h"
+#include "host/engine/link_gauge.h"
 #include "host/poll/poll_row.h"
 
 #include <chrono>

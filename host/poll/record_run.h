@@ -1,7 +1,7 @@
 #pragma once
 
-#include "host/poll/poll_engine.h"
-#include "host/poll/records.h"
+#include "host/engine/poll_engine.h"
+#include "host/engine/records.h"
 
 #include <chrono>
 #include <cstddef>

@@ -3,9 +3,9 @@
 ///
 /// Input: the text. What must not be obeyed is decided here once more, letter by letter.
 #include "common/utf8_text.h"
+#include "host/engine/records.h"
 #include "host/list/csv_table.h"
 #include "host/poll/poll_view.h"
-#include "host/poll/records.h"
 #include "host/text/json.h"
 #include "host/text/words.h"
 #include "input.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "host/driver/variable.h"
-#include "host/poll/poll_engine.h"
-#include "host/poll/variable_watch.h"
+#include "host/engine/poll_engine.h"
+#include "host/engine/variable_watch.h"
 
 #include <chrono>
 #include <cstdint>

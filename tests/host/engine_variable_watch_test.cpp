@@ -1,4 +1,4 @@
-#include "host/poll/variable_watch.h"
+#include "host/engine/variable_watch.h"
 
 #include <gmock/gmock.h>
 

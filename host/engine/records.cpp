@@ -1,4 +1,4 @@
-#include "host/poll/records.h"
+#include "host/engine/records.h"
 
 #include "host/driver/value_json.h"
 #include "host/frames/trace_time.h"

@@ -1,4 +1,4 @@
-#include "host/poll/value_input.h"
+#include "host/engine/value_input.h"
 
 #include "host/text/words.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "host/driver/variable.h"
-#include "host/poll/link_gauge.h"
-#include "host/poll/read_values.h"
+#include "host/engine/link_gauge.h"
+#include "host/engine/read_values.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,7 +1,7 @@
-#include "host/poll/poll_engine.h"
+#include "host/engine/poll_engine.h"
 
 #include "host/driver/request_parts.h"
-#include "host/poll/value_input.h"
+#include "host/engine/value_input.h"
 #include "host/text/quantities.h"
 #include "host/text/words.h"
 

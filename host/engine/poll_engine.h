@@ -1,14 +1,14 @@
 #pragma once
 
+#include "host/engine/link_gauge.h"
+#include "host/engine/read_values.h"
+#include "host/engine/variable_watch.h"
 #include "host/exit_code.h"
 #include "host/frames/trace_output.h"
 #include "host/frames/tracer.h"
 #include "host/link/link_remarks.h"
 #include "host/link/session.h"
 #include "host/list/poll_list.h"
-#include "host/poll/link_gauge.h"
-#include "host/poll/read_values.h"
-#include "host/poll/variable_watch.h"
 #include "host/write/writer.h"
 
 #include <chrono>

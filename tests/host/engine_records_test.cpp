@@ -1,4 +1,4 @@
-#include "host/poll/records.h"
+#include "host/engine/records.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "host/poll/link_gauge.h"
+#include "host/engine/link_gauge.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "host/poll/read_values.h"
+#include "host/engine/read_values.h"
 
 #include <gmock/gmock.h>
 
