@@ -6,8 +6,9 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 build_packages=(g++ cmake make ninja-build pkg-config qtbase5-dev libmodbus-dev libcli11-dev
     libtomlplusplus-dev nlohmann-json3-dev libfmt-dev libncurses-dev)
+service_packages=(libmosquitto-dev)
 test_packages=(libgtest-dev libgmock-dev abigail-tools tmux mbpoll python3-pymodbus python3-serial-asyncio
-    valgrind)
+    valgrind "${service_packages[@]}" mosquitto python3-paho-mqtt)
 armhf_packages=(g++-arm-linux-gnueabihf qemu-user-static)
 qt6_packages=(qt6-base-dev libgl-dev)
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck)

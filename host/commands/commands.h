@@ -17,6 +17,7 @@ void add_plc_command(common::Command app, int &exit_code);
 void add_poll_command(common::Command app, int &exit_code);
 void add_read_command(common::Command app, int &exit_code);
 void add_scan_command(common::Command app, int &exit_code);
+void add_serve_command(common::Command app, int &exit_code);  // where KELPO_SERVICE is defined
 void add_trace_command(common::Command app, int &exit_code);
 void add_write_command(common::Command app, int &exit_code);
 

@@ -37,6 +37,9 @@ int run_kelpo(int argc, char **argv) {
     kelpo::add_check_command(app, exit_code);
     kelpo::add_plan_command(app, exit_code);
     kelpo::add_poll_command(app, exit_code);
+#ifdef KELPO_SERVICE
+    kelpo::add_serve_command(app, exit_code);
+#endif
     kelpo::add_read_command(app, exit_code);
     kelpo::add_write_command(app, exit_code);
     kelpo::add_scan_command(app, exit_code);

@@ -217,6 +217,17 @@ std::string text_of(const View &view, const Values &values) {
     return text;
 }
 
+std::optional<ValueLimits> limits_of(const View &view) {
+    if (view.reading == Reading::real)
+        return std::nullopt;
+    if (view.unit == Unit::bit)
+        return ValueLimits{0, 1};
+    const std::int64_t beyond = std::int64_t{1} << (8 * bytes_per_value(view));
+    if (view.reading == Reading::signed_number)
+        return ValueLimits{-beyond / 2, beyond / 2 - 1};
+    return ValueLimits{0, beyond - 1};
+}
+
 std::optional<std::int64_t> value_from(const View &view, const std::string &typed) {
     const std::string text = lowered(typed);
     if (view.unit == Unit::bit)

@@ -71,6 +71,12 @@ std::string bytes_of(const View &view, const Values &values);
 /// 0x with all digits, 0b with all digits, or the shortest decimal text that gives the same float.
 std::string text_of(const View &view, const Values &values);
 
+/// The least and the greatest value that the view shows; nothing for real numbers.
+struct ValueLimits {
+    std::int64_t least, greatest;
+};
+std::optional<ValueLimits> limits_of(const View &view);
+
 /// One value from what a user `typed`, as values_in would give it back: decimal, 0x or 0b in every view; real numbers
 /// for floats, where 0x and 0b are the float's bits; 0, 1, on, off, true, false for bits. Nothing when the text is not
 /// a number or does not fit the width (a word takes -32768 to 65535).

@@ -68,6 +68,12 @@ PollEvent event_of(const LinkEvent &event) {
     return {kind_of(event.kind), event.time, event.place, event.count, {}, event.pause, event.text, event.cause};
 }
 
+std::vector<LinkWatcher *> with_another(std::vector<LinkWatcher *> watchers, LinkWatcher *another) {
+    if (another != nullptr)
+        watchers.push_back(another);
+    return watchers;
+}
+
 std::string station_words(const PollEvent &event) {
     return "station " + std::to_string(event.place.station);
 }
@@ -124,10 +130,11 @@ std::string FailingBlocks::words() const {
 }
 
 PollEngine::PollEngine(Driver &driver, PollList list, StopSignal &stop, const std::string &trace_file,
-                       const WriteWaits &waits)
+                       const WriteWaits &waits, LinkWatcher *watcher)
     : driver_(driver), list_(std::move(list)), ring_(frames_kept), output_(opened(trace_file)),
       writer_(driver, waits.if_away), tracer_(sinks(ring_, queue_, output_.has_value())), remarks_(list_.link),
-      session_(driver, list_.link, stop, {&gauge_, &values_, &writer_, &tracer_, &remarks_}, OnLoss::open_again),
+      session_(driver, list_.link, stop, with_another({&gauge_, &values_, &writer_, &tracer_, &remarks_}, watcher),
+               OnLoss::open_again),
       waits_(waits), blocks_(driver.poll(places_to_read(driver, list_.variables))), watch_(list_.variables) {
     const std::vector<PolledBlock> blocks = driver.all_blocks();
     gauge_.blocks_replaced({}, blocks);
@@ -175,6 +182,8 @@ PollEvent PollEngine::event_of(const WriteResult &result) {
     ++(done ? writes_done_ : result.kind == WriteResult::Kind::expired ? writes_expired_ : writes_failed_);
     PollEvent event{kind_of(result.kind), std::chrono::system_clock::now(), {}, 0, write.variable, {}, {}};
     event.text = done ? write.text : result.text;
+    event.write = result.id;
+    event.may_be_written = result.may_be_written;
     return event;
 }
 
@@ -187,6 +196,11 @@ void PollEngine::write_trace() {
 }
 
 WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
+    return write(index, typed, std::chrono::steady_clock::now(), waits_.within);
+}
+
+WriteAnswer PollEngine::write(std::size_t index, const std::string &typed, WriteQueue::Time asked,
+                              std::chrono::milliseconds within) {
     const Variable &variable = list_.variables[index];
     const int max_count = list_.link.of_driver().rules().of(variable.station).max_count;
     const int requests = requests_of_write(variable, max_count);
@@ -206,14 +220,14 @@ WriteAnswer PollEngine::write(std::size_t index, const std::string &typed) {
                            " of " + std::to_string(most_queued) + " requests"};
 
     const std::string text = text_of(variable.view, input.values);
-    const int id = writer_.write(parts_of_write(driver_, variable, input.values, max_count),
-                                 std::chrono::steady_clock::now(), waits_.within);
+    const int id = writer_.write(parts_of_write(driver_, variable, input.values, max_count), asked, within);
     writes_[id] = {index, text};
     const char *const awaited = !link_.line_open ? "line" : !station_away.empty() ? "station" : nullptr;
-    return {true, "write " + variable.name + " = " + text + ": queued" +
-                      (awaited == nullptr
-                           ? std::string()
-                           : std::string(", waits for the ") + awaited + " at most " + duration_text(waits_.within))};
+    return {true,
+            "write " + variable.name + " = " + text + ": queued" +
+                (awaited == nullptr ? std::string()
+                                    : std::string(", waits for the ") + awaited + " at most " + duration_text(within)),
+            id};
 }
 
 // What keeps the station from being asked, for the user; empty when nothing does.

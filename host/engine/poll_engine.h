@@ -44,6 +44,8 @@ struct PollEvent {
     std::chrono::milliseconds pause{0};             ///< until the next try; of line_lost and station_rests
     std::string text;                               ///< why; of write_done what was written
     Failure::Kind cause = Failure::Kind::no_reply;  ///< of given_up and station_down
+    std::optional<int> write{};                     ///< WriteAnswer::id of a write
+    bool may_be_written = false;                    ///< of write_failed: nobody knows whether it was carried out
 
     bool is_write() const {
         return kind == Kind::write_done || kind == Kind::write_failed || kind == Kind::write_expired;
@@ -76,6 +78,7 @@ struct FailingBlocks {
 struct WriteAnswer {
     bool taken;
     std::string text;  ///< for the user
+    int id = -1;       ///< of a write that was taken: its event names it
 };
 
 /// Polls the variables of a list, and writes to them: what the live screen and the records have in common. For one
@@ -83,9 +86,11 @@ struct WriteAnswer {
 class PollEngine {
 public:
     /// Gives the driver the list. All that goes over the line goes to `trace_file` too, unless that is
-    /// empty: as a capture when the name ends in .pcap. Writes wait as `waits` says. Driver and stop signal must
-    /// outlive the engine. Throws TraceOutputError.
-    PollEngine(Driver &driver, PollList list, StopSignal &stop, const std::string &trace_file, const WriteWaits &waits);
+    /// empty: as a capture when the name ends in .pcap. Writes wait as `waits` says. `watcher`, if there is one, is
+    /// told of everything after the engine itself. Driver, stop signal and watcher must outlive the engine. Throws
+    /// TraceOutputError.
+    PollEngine(Driver &driver, PollList list, StopSignal &stop, const std::string &trace_file, const WriteWaits &waits,
+               LinkWatcher *watcher = nullptr);
 
     /// Opens the line and begins to poll; only then the trace file takes the place of an earlier one. Throws LineError
     /// and TraceOutputError.
@@ -120,6 +125,10 @@ public:
     /// Queues what the user typed for the variable at `index` of the list, or refuses it. Each write that is accepted
     /// ends with one event.
     WriteAnswer write(std::size_t index, const std::string &typed);
+
+    /// The same for what was `asked` for then, and is not begun later than `within` after that.
+    WriteAnswer write(std::size_t index, const std::string &typed, WriteQueue::Time asked,
+                      std::chrono::milliseconds within);
 
     /// True while a write to the variable waits or is under way.
     bool write_waits(std::size_t variable) const;

@@ -35,18 +35,14 @@ TraceTime in_microseconds(RecordTime time) {
     return std::chrono::time_point_cast<std::chrono::microseconds>(time);
 }
 
-std::string clock_in_milliseconds(RecordTime time, TimeZone zone) {
+std::string local_clock(RecordTime time) {
     constexpr std::size_t hh_mm_ss_mmm = 12;
-    return clock_text(in_microseconds(time), zone).substr(0, hh_mm_ss_mmm);
-}
-
-std::string utc_text(RecordTime time) {
-    return date_text(in_microseconds(time), TimeZone::utc) + "T" + clock_in_milliseconds(time, TimeZone::utc) + "Z";
+    return clock_text(in_microseconds(time), TimeZone::local).substr(0, hh_mm_ss_mmm);
 }
 
 std::string json_line(const Record &record) {
     Json line = Json::object();
-    line.set("time", utc_text(record.time));
+    line.set("time", utc_text(in_microseconds(record.time)));
     line.set("kind", record.kind);
     if (!record.name.empty())
         line.set("name", record.name);
@@ -66,7 +62,7 @@ std::string json_line(const Record &record) {
     if (!record.quality.empty())
         line.set("quality", record.quality);
     if (record.read_at)
-        line.set("read_at", utc_text(*record.read_at));
+        line.set("read_at", utc_text(in_microseconds(*record.read_at)));
     return line.in_one_line() + "\n";
 }
 
@@ -97,10 +93,10 @@ template <typename Number> std::string csv_number(const std::optional<Number> &n
 }
 
 std::string csv_line(const Record &record) {
-    return utc_text(record.time) + "," + record.kind + "," + csv_field(record.name) + "," + csv_number(record.station) +
-           "," + csv_number(record.type) + "," + csv_field(record.address) + "," + csv_number(record.count) + "," +
-           csv_field(record.text) + "," + record.quality + "," + (record.read_at ? utc_text(*record.read_at) : "") +
-           "\n";
+    return utc_text(in_microseconds(record.time)) + "," + record.kind + "," + csv_field(record.name) + "," +
+           csv_number(record.station) + "," + csv_number(record.type) + "," + csv_field(record.address) + "," +
+           csv_number(record.count) + "," + csv_field(record.text) + "," + record.quality + "," +
+           (record.read_at ? utc_text(in_microseconds(*record.read_at)) : "") + "\n";
 }
 
 std::string line_of(RecordFormat format, const Record &record) {
@@ -112,7 +108,7 @@ std::string line_of(RecordFormat format, const Record &record) {
     case RecordFormat::plain:
         break;
     }
-    return clock_in_milliseconds(record.time, TimeZone::local) + " " + printable(record.words) + "\n";
+    return local_clock(record.time) + " " + printable(record.words) + "\n";
 }
 
 void name_variable(Record &record, const Variable &variable) {
@@ -149,18 +145,6 @@ const char *kind_of(PollEvent::Kind kind) {
     return "write-failed";
 }
 
-const char *word_of(Quality quality) {
-    switch (quality) {
-    case Quality::good:
-        return "good";
-    case Quality::stale:
-        return "stale";
-    case Quality::bad:
-        break;
-    }
-    return "bad";
-}
-
 }  // namespace
 
 std::string left_out_record(RecordFormat format, RecordTime time, std::int64_t count) {
@@ -188,8 +172,7 @@ std::string value_record(RecordFormat format, RecordTime time, const Variable &v
     record.read_at = state.wall_time;
     record.words = variable.name + " = " + record.text;
     if (state.quality != Quality::good)
-        record.words +=
-            " (" + record.quality + ", read at " + clock_in_milliseconds(state.wall_time, TimeZone::local) + ")";
+        record.words += " (" + record.quality + ", read at " + local_clock(state.wall_time) + ")";
     return line_of(format, record);
 }
 

@@ -15,6 +15,18 @@ std::set<int> stations_down(const LinkReading &link) {
 
 }  // namespace
 
+const char *word_of(Quality quality) {
+    switch (quality) {
+    case Quality::good:
+        return "good";
+    case Quality::stale:
+        return "stale";
+    case Quality::bad:
+        break;
+    }
+    return "bad";
+}
+
 std::chrono::nanoseconds good_for(const LinkReading::Cycles &cycles) {
     constexpr std::chrono::nanoseconds least = std::chrono::seconds(2), at_first = std::chrono::seconds(30);
     return cycles.count == 0 ? at_first : std::max(least, 3 * cycles.last);

@@ -22,6 +22,9 @@ enum class Quality {
     bad     ///< it cannot be read at present
 };
 
+/// "good", "stale" or "bad".
+const char *word_of(Quality quality);
+
 /// What is known about one variable.
 struct VariableState {
     using Time = LinkReading::Time;

@@ -101,6 +101,11 @@ std::string clock_text(TraceTime time, TimeZone zone) {
     return fmt::format("{:02}:{:02}:{:02}.{:06}", moment.hour, moment.minute, moment.second, moment.microsecond);
 }
 
+std::string utc_text(TraceTime time) {
+    constexpr std::size_t hh_mm_ss_mmm = 12;
+    return date_text(time, TimeZone::utc) + "T" + clock_text(time, TimeZone::utc).substr(0, hh_mm_ss_mmm) + "Z";
+}
+
 std::optional<TraceTime> time_from(std::string_view date, std::string_view clock) {
     int day[3] = {}, hour[4] = {};
     if (!take_numbers(date, "0000-00-00", day) || !take_numbers(clock, "00:00:00.000000", hour))

@@ -27,4 +27,8 @@ private:
     int number_;
 };
 
+/// An event that a thread waits for, or reads, as a number: 0 at first. Throws std::system_error when the system has no
+/// descriptor left.
+Descriptor new_event();
+
 }  // namespace kelpo

@@ -6,7 +6,6 @@
 #include <system_error>
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace kelpo {
@@ -22,13 +21,6 @@ timespec time_left(StopSignal::Clock::time_point deadline) {
     result.tv_sec = static_cast<time_t>(whole.count());
     result.tv_nsec = static_cast<long>((left - whole).count());
     return result;
-}
-
-Descriptor new_event() {
-    Descriptor event(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
-    if (event.number() < 0)
-        throw std::system_error(errno, std::generic_category(), "cannot make an event");
-    return event;
 }
 
 // The event stays raised: nobody reads it, so every later wait sees it too.

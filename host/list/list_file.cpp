@@ -2,6 +2,7 @@
 
 #include "host/list/csv_list.h"
 #include "host/list/remark_text.h"
+#include "host/list/service_tables.h"
 #include "host/list/toml_list.h"
 #include "host/text/text_encoding.h"
 #include "host/text/words.h"
@@ -52,6 +53,12 @@ std::string beside(const std::string &file, const std::string &name) {
     return name.front() == '/' || slash == std::string::npos ? name : file.substr(0, slash + 1) + name;
 }
 
+void find_beside(const std::string &file, MqttSettings &mqtt) {
+    for (std::string *const name : {&mqtt.password_file, &mqtt.ca, &mqtt.certificate, &mqtt.key})
+        if (!name->empty())
+            *name = beside(file, *name);
+}
+
 void add_named_csv(const Field &name, const std::string &file, const ListSurroundings &surroundings,
                    ListBuilder &builder) {
     const std::string path = beside(file, name.text);
@@ -84,6 +91,10 @@ ListReading parse_list(std::string text, const std::string &file, const LinkSett
             add_named_csv(*csv, file, surroundings, builder);
     }
     builder.finish();
+    if (reading.list.site || reading.list.mqtt)
+        note_same_topics(reading.list, builder);
+    if (reading.list.mqtt)
+        find_beside(file, *reading.list.mqtt);
     if (reading.list.variables.empty() && reading.usable())
         builder.mistake({file, 1},
                         "no variables; add a [[variable]] with type and address, or variables = \"FILE.csv\"");

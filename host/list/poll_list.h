@@ -2,6 +2,7 @@
 
 #include "host/driver/variable.h"
 #include "host/link/link_settings.h"
+#include "host/list/service_settings.h"
 
 #include <chrono>
 #include <cstddef>
@@ -41,6 +42,8 @@ struct PollList {
     std::vector<Variable> variables;             ///< in the order of the list; names are unique
     std::vector<std::string> files;              ///< that define variables
     std::vector<DefinedAt> defined;              ///< where each variable was defined, in the same order
+    std::optional<SiteSettings> site;            ///< for `kelpo serve`, if the list has it
+    std::optional<MqttSettings> mqtt;            ///< the same
 
     FilePlace place_of(const DefinedAt &at) const {
         return {files[at.file], at.line};

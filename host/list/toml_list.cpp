@@ -1,6 +1,7 @@
 #include "host/list/toml_list.h"
 
 #include "host/line/line_text.h"
+#include "host/list/service_tables.h"
 #include "host/text/words.h"
 
 #include <algorithm>
@@ -118,14 +119,14 @@ std::string kind_of(const toml::node &node) {
 }
 
 /// Reads one table: its known keys, each by kind, and notes what does not fit.
-class TableReader {
+class TableReader : public ListTable {
 public:
     /// `title` is how a user writes the table: "[line]"; empty for the file itself.
     TableReader(const toml::table &table, std::string title, const std::string &file, ListBuilder &builder)
         : table_(table), title_(std::move(title)), file_(file), builder_(builder) {}
 
     /// Notes all keys but these.
-    void allow(const std::vector<std::string> &keys) {
+    void allow(const std::vector<std::string> &keys) override {
         for (const auto &[key, value] : table_) {
             const std::string name = decoded(key.str());
             if (std::find(keys.begin(), keys.end(), name) != keys.end())
@@ -142,6 +143,15 @@ public:
         return table_.get(key);
     }
 
+    bool has(const char *key) const override {
+        return find(key) != nullptr;
+    }
+
+    void refuse_key(const char *key, const std::string &what) override {
+        const toml::node *const node = find(key);
+        refuse(node == nullptr ? table_ : *node, what);
+    }
+
     void refuse(const toml::node &node, const std::string &what) {
         builder_.mistake({file_, line_of(node)}, what);
     }
@@ -150,7 +160,7 @@ public:
         refuse(node, std::string(key) + " is " + kind_of(node) + "; " + right);
     }
 
-    std::optional<std::string> text(const char *key, const std::string &example) {
+    std::optional<std::string> text(const char *key, const std::string &example) override {
         const toml::node *const node = find(key);
         if (node == nullptr)
             return std::nullopt;
@@ -160,7 +170,26 @@ public:
         return std::nullopt;
     }
 
-    std::optional<std::int64_t> number(const char *key, std::int64_t low, std::int64_t high) {
+    std::vector<std::string> texts(const char *key, const std::string &example) override {
+        const toml::node *const node = find(key);
+        std::vector<std::string> found;
+        if (node == nullptr)
+            return found;
+        const std::string right = "an array of texts, such as " + std::string(key) + " = [\"" + example + "\"]";
+        if (!node->is_array()) {
+            refuse_kind(key, *node, right);
+            return found;
+        }
+        for (const toml::node &element : *node->as_array()) {
+            if (const auto *const value = element.as_string())
+                found.push_back(decoded(value->get()));
+            else
+                refuse_kind(key, element, right);
+        }
+        return found;
+    }
+
+    std::optional<std::int64_t> number(const char *key, std::int64_t low, std::int64_t high) override {
         const toml::node *const node = find(key);
         if (node == nullptr)
             return std::nullopt;
@@ -237,10 +266,11 @@ public:
         : root_(root), file_(file), list_(list), builder_(builder), top_(root, "", file, builder) {}
 
     std::optional<Field> read() {
-        top_.allow({"line", "link", "timeouts", "station", "variable", "variables"});
+        top_.allow({"line", "link", "timeouts", "site", "mqtt", "station", "variable", "variables"});
         read_line();
         read_link();
         read_timeouts();
+        read_service();
         for (const toml::node *const node : tables("station"))
             read_station(*node->as_table());
         for (const toml::node *const node : tables("variable"))
@@ -374,6 +404,19 @@ private:
         if (const auto time = reader.number("settle-ms", 0, 60000))
             timeouts.settle = milliseconds(*time);
         list_.turnaround = turnaround_in(reader).value_or(list_.turnaround);
+    }
+
+    void read_service() {
+        if (const toml::table *const found = table("site")) {
+            TableReader reader(*found, "[site]", file_, builder_);
+            list_.site = site_settings_in(reader);
+        }
+        if (const toml::table *const found = table("mqtt")) {
+            TableReader reader(*found, "[mqtt]", file_, builder_);
+            list_.mqtt = mqtt_settings_in(reader);
+            if (root_.get("site") == nullptr)
+                reader.refuse(*found, "[mqtt] without [site]; add [site] with site and line, which make the topics");
+        }
     }
 
     static std::optional<std::chrono::microseconds> turnaround_in(TableReader &reader) {

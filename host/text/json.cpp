@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <string_view>
 #include <utility>
 
@@ -49,8 +50,18 @@ Json Json::array() {
     return Json(std::make_unique<Value>(Value{nlohmann::ordered_json::array()}));
 }
 
+Json Json::text(const std::string &text) {
+    return Json(std::make_unique<Value>(Value{text}));
+}
+
+Json Json::null() {
+    return Json(std::make_unique<Value>());
+}
+
 Json::Json(std::unique_ptr<Value> value) : value_(std::move(value)) {}
 Json::Json(const Json &other) : value_(std::make_unique<Value>(*other.value_)) {}
+Json::Json(Json &&other) noexcept = default;
+Json &Json::operator=(Json &&other) noexcept = default;
 Json::~Json() = default;
 
 Json &Json::operator=(const Json &other) {
@@ -91,6 +102,10 @@ void Json::set(const char *key, const Json &value) {
     value_->json[key] = value.value_->json;
 }
 
+void Json::set_null(const char *key) {
+    value_->json[key] = nullptr;
+}
+
 void Json::add(std::int64_t value) {
     value_->json.push_back(value);
 }
@@ -111,12 +126,82 @@ void Json::add_null() {
     value_->json.push_back(nullptr);
 }
 
+Json Json::first() const {
+    return Json(std::make_unique<Value>(Value{value_->json.front()}));
+}
+
 std::string Json::in_one_line() const {
     return text_of(value_->json, -1);
 }
 
 std::string Json::in_lines() const {
     return text_of(value_->json, 2);
+}
+
+std::optional<ReadJson> ReadJson::parsed(std::string_view text) {
+    auto json = nlohmann::ordered_json::parse(text, nullptr, false);
+    if (json.is_discarded())
+        return std::nullopt;
+    return ReadJson(Json(std::make_unique<Json::Value>(Json::Value{std::move(json)})));
+}
+
+bool ReadJson::is_object() const {
+    return json_.value_->json.is_object();
+}
+
+bool ReadJson::is_array() const {
+    return json_.value_->json.is_array();
+}
+
+bool ReadJson::is_text() const {
+    return json_.value_->json.is_string();
+}
+
+std::vector<std::string> ReadJson::keys() const {
+    std::vector<std::string> found;
+    for (const auto &[key, value] : json_.value_->json.items())
+        found.push_back(key);
+    return found;
+}
+
+std::optional<ReadJson> ReadJson::member(const std::string &key) const {
+    const auto found = json_.value_->json.find(key);
+    if (found == json_.value_->json.end())
+        return std::nullopt;
+    return ReadJson(Json(std::make_unique<Json::Value>(Json::Value{*found})));
+}
+
+std::vector<ReadJson> ReadJson::elements() const {
+    std::vector<ReadJson> found;
+    for (const auto &element : json_.value_->json)
+        found.push_back(ReadJson(Json(std::make_unique<Json::Value>(Json::Value{element}))));
+    return found;
+}
+
+std::optional<std::string> ReadJson::word() const {
+    const auto &json = json_.value_->json;
+    if (json.is_string())
+        return json.get<std::string>();
+    if (const auto whole = whole_number())
+        return std::to_string(*whole);
+    if (json.is_number() || json.is_boolean())
+        return json.dump();
+    return std::nullopt;
+}
+
+std::optional<std::int64_t> ReadJson::whole_number() const {
+    constexpr double exact = 9007199254740992;  // 2^53: every whole number up to it is a double
+    const auto &json = json_.value_->json;
+    if (json.is_number_integer() && !json.is_number_unsigned())
+        return json.get<std::int64_t>();
+    if (json.is_number_unsigned() && json.get<std::uint64_t>() <= std::uint64_t{INT64_MAX})
+        return json.get<std::int64_t>();
+    if (!json.is_number_float())
+        return std::nullopt;
+    const double number = json.get<double>();
+    if (!(std::abs(number) <= exact) || std::trunc(number) != number)
+        return std::nullopt;
+    return static_cast<std::int64_t>(number);
 }
 
 }  // namespace kelpo

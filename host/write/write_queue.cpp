@@ -69,8 +69,7 @@ void WriteQueue::exchanged(int number, bool comes_again, const std::optional<Fai
     if (comes_again)
         return;
     if (failure)
-        fail(exit_code_of(failure->kind),
-             failure->text + (failure->kind == Failure::Kind::refused ? std::string() : nobody_knows));
+        fail(exit_code_of(failure->kind), failure->text, failure->kind != Failure::Kind::refused);
     else if (current_->ended_well == true)
         part_is_through();
 }
@@ -90,7 +89,7 @@ void WriteQueue::dropped(const std::string &why) {
 
 void WriteQueue::line_lost(const std::string &why) {
     if (current_)
-        fail(ExitCode::no_line, "the line was lost: " + why + (current_->under_way ? nobody_knows : std::string()));
+        fail(ExitCode::no_line, "the line was lost: " + why, current_->under_way.has_value());
     line_lost_ = why;
     if (if_away_ == IfAway::fail)
         fail_waiting([](const Write &) { return true; }, ExitCode::no_line, "the line was lost: " + why + not_sent);
@@ -101,13 +100,13 @@ void WriteQueue::line_opened() {
 }
 
 // Fails the write that was begun.
-void WriteQueue::fail(ExitCode code, const std::string &why) {
+void WriteQueue::fail(ExitCode code, const std::string &why, bool may_be_written) {
     const std::size_t through = current_->begun - (current_->under_way ? 1 : 0);
-    std::string text = why;
+    std::string text = why + (may_be_written ? nobody_knows : "");
     if (through > 0)
         text += "; " + std::to_string(through) + " of its " + std::to_string(current_->parts.size()) +
                 " requests were carried out before";
-    results_.push_back({current_->id, Kind::failed, code, std::move(text)});
+    results_.push_back({current_->id, Kind::failed, code, std::move(text), may_be_written});
     current_.reset();
 }
 
@@ -179,9 +178,9 @@ void WriteQueue::rest_ended(int station) {
 
 void WriteQueue::end(const std::string &why, ExitCode code) {
     if (current_ && current_->under_way && current_->failure && current_->failure->kind == Failure::Kind::not_now)
-        fail(exit_code_of(current_->failure->kind), current_->failure->text + nobody_knows);
+        fail(exit_code_of(current_->failure->kind), current_->failure->text, true);
     else if (current_)
-        fail(code, why + (current_->under_way ? nobody_knows : std::string()));
+        fail(code, why, current_->under_way.has_value());
     for (const Write &write : waiting_)
         results_.push_back({write.id, Kind::failed, code, why + not_sent});
     waiting_.clear();

@@ -42,8 +42,9 @@ struct WriteResult {
 
     int id;
     Kind kind;
-    ExitCode code;     ///< all_well when it is done
-    std::string text;  ///< why it is not done, for the user
+    ExitCode code;                ///< all_well when it is done
+    std::string text;             ///< why it is not done, for the user
+    bool may_be_written = false;  ///< of one that failed: nobody knows whether the last that was sent was carried out
 };
 
 /// The writes that a user has asked for and that are not complete. Each waits until the link is free for it, or until
@@ -140,7 +141,7 @@ private:
     void fail_waiting(const std::function<bool(const Write &)> &is_meant, ExitCode code, const std::string &why);
     void note_expired(const Write &write);
     void part_is_through();
-    void fail(ExitCode code, const std::string &why);
+    void fail(ExitCode code, const std::string &why, bool may_be_written = false);
 
     IfAway if_away_;
     std::map<int, std::string> resting_, off_;  // stations, and why

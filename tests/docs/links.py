@@ -13,7 +13,7 @@ import tempfile
 NEEDED = {
     "dev": ["address-map.md", "building-for-a-panel.md", "decisions.md", "host-guide.md", "lines.md", "SECURITY.md"],
     "tools": ["address-map.md", "lines.md", "list-files.md", "plan.md", "poll.md", "read-and-write.md",
-              "simulated-controller.md", "trace.md", "SECURITY.md", "examples/pump-station.toml"],
+              "service.md", "simulated-controller.md", "topics.md", "trace.md", "SECURITY.md", "examples/pump-station.toml"],
 }
 LEFT_OUT = {".git", "build", "shared"}
 

@@ -507,7 +507,8 @@ TEST(ListFile, ReadsKeysOfAsManyPartsAsALineMayHave) {
     std::string list = "[" + parts(101) + "]\n" + parts(101) + " = ";
     for (int i = 0; i < 15; ++i)
         list += "[\n{" + parts(50) + " = ";
-    const std::string unknown = "list.toml:1: unknown key \"a\"; known are line, link, timeouts, station, variable and "
+    const std::string unknown = "list.toml:1: unknown key \"a\"; known are line, link, timeouts, site, mqtt, "
+                                "station, variable and "
                                 "variables";
     const ListMaterial material;
     EXPECT_THAT(texts_of(material.read("[" + parts(101) + "]\n" + parts(101) + " = 1\n").remarks),
