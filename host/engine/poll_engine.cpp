@@ -123,7 +123,7 @@ std::string FailingBlocks::words() const {
     const auto of_all = [this](int some) {
         return std::to_string(some) + " of " + std::to_string(blocks) + (blocks == 1 ? " block" : " blocks");
     };
-    const std::string no_reply = silent > 0 ? "no reply to " + of_all(silent) : "";
+    std::string no_reply = silent > 0 ? "no reply to " + of_all(silent) : "";
     if (refused == 0)
         return no_reply;
     return "refusing, " + of_all(refused) + " " + reason + (silent > 0 ? "; " : "") + no_reply;
