@@ -122,7 +122,7 @@ void LiveScreen::refresh() {
         trace_lines_ = trace_lines(engine_.trace());
 }
 
-PollModel LiveScreen::model() {
+PollModel LiveScreen::current_model() {
     const Time now = steady_clock::now();
     PollModel model;
     model.title = title_;
@@ -157,7 +157,7 @@ PollModel LiveScreen::model() {
 }
 
 void LiveScreen::show() {
-    shown_ = poll_screen(model(), terminal_.size());
+    shown_ = poll_screen(current_model(), terminal_.size());
     terminal_.show(shown_);
 }
 

@@ -28,7 +28,7 @@ private:
 
     void refresh();
     void pause();
-    PollModel model();
+    PollModel current_model();
     void show();
     bool press(const KeyPress &press);
     bool command(char key);

@@ -79,8 +79,8 @@ public:
 
     PollRows() = default;
 
-    /// Rows that are there already. Implicit, for a table is this in most places.
-    PollRows(std::vector<PollRow> rows);
+    /// Rows that are there already.
+    explicit PollRows(std::vector<PollRow> rows);
 
     /// `count` rows, none of which is wider than `widths`.
     PollRows(std::size_t count, const RowWidths &widths, RowAt row_at)

@@ -56,7 +56,7 @@ PollModel plant() {
     rows[2].write_waits = true;
     rows[3].age = 83s;
     rows[3].steady = 2h;
-    model.rows = std::move(rows);
+    model.rows = PollRows(std::move(rows));
     model.selected = 1;
     model.link.line_open = true;
     model.link.counts.exchanges = 12345;
@@ -80,7 +80,7 @@ PollModel many_rows(std::size_t count) {
     std::vector<PollRow> rows;
     for (std::size_t i = 1; i <= count; ++i)
         rows.push_back(row("tag " + std::to_string(i), 1, "7:" + std::to_string(i), std::to_string(i), 6));
-    model.rows = std::move(rows);
+    model.rows = PollRows(std::move(rows));
     return model;
 }
 
@@ -119,7 +119,7 @@ TEST(PollViewTest, ColoursWhatIsNotWell) {
 
 TEST(PollViewTest, MarksARowWhoseStationAnswersButThatIsNotRead) {
     PollModel model = plant();
-    model.rows = std::vector<PollRow>{row("wrong", 1, "7:9", "", 5, State::failing)};
+    model.rows = PollRows(std::vector<PollRow>{row("wrong", 1, "7:9", "", 5, State::failing)});
     model.selected = 0;
     const PollScreen screen = poll_screen(model, {80, 14});
     EXPECT_EQ(text_of(screen.lines[5]).substr(0, 6), ">E   1");
@@ -181,8 +181,8 @@ TEST(PollViewTest, CutsTheValueLast) {
     };
     for (const Case &one : cases) {
         PollModel model = many_rows(0);
-        model.rows = std::vector<PollRow>{
-            row("a very long name of a variable that nobody can read", 1, "7:100 x8", one.value, one.widest)};
+        model.rows = PollRows(std::vector<PollRow>{
+            row("a very long name of a variable that nobody can read", 1, "7:100 x8", one.value, one.widest)});
         const PollScreen screen = poll_screen(model, {one.columns, 9});
         EXPECT_EQ(text_of(screen.lines[4]), one.head) << one.columns;
         EXPECT_EQ(text_of(screen.lines[5]), one.row) << one.columns;
@@ -194,7 +194,8 @@ TEST(PollViewTest, AlignsWideNames) {
     const std::string before = std::setlocale(LC_CTYPE, nullptr);
     ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
     PollModel model = many_rows(0);
-    model.rows = std::vector<PollRow>{row("\xE6\xB0\xB4\xE7\xAE\xB1", 1, "7:1", "1", 6), row("pump", 1, "7:2", "2", 6)};
+    model.rows = PollRows(
+        std::vector<PollRow>{row("\xE6\xB0\xB4\xE7\xAE\xB1", 1, "7:1", "1", 6), row("pump", 1, "7:2", "2", 6)});
     const PollScreen screen = poll_screen(model, {80, 9});
     EXPECT_EQ(text_of(screen.lines[5]), ">    1 \xE6\xB0\xB4\xE7\xAE\xB1 7:1        1  0.1s    12s      0");
     EXPECT_EQ(text_of(screen.lines[6]), "     1 pump 7:2        2  0.1s    12s      0");
@@ -203,8 +204,8 @@ TEST(PollViewTest, AlignsWideNames) {
 
 TEST(PollViewTest, MarksWhatIsStaleAndWhatHasNoLine) {
     PollModel model = plant();
-    model.rows =
-        std::vector<PollRow>{row("old", 1, "7:9", "1", 5, State::stale), row("lost", 1, "7:9", "1", 5, State::lost)};
+    model.rows = PollRows(
+        std::vector<PollRow>{row("old", 1, "7:9", "1", 5, State::stale), row("lost", 1, "7:9", "1", 5, State::lost)});
     model.selected = 0;
     const PollScreen screen = poll_screen(model, {80, 14});
     EXPECT_EQ(text_of(screen.lines[5]).substr(0, 6), ">S   1");
@@ -224,7 +225,7 @@ TEST(PollViewTest, NamesTheStationsThatRefuse) {
 
 TEST(PollViewTest, GivesLongValuesTheRoomOfAWideScreen) {
     PollModel model = many_rows(0);
-    model.rows = std::vector<PollRow>{row("levels", 1, "7:100 x8", "1 22 333 4444 55555 6 77 888", 47)};
+    model.rows = PollRows(std::vector<PollRow>{row("levels", 1, "7:100 x8", "1 22 333 4444 55555 6 77 888", 47)});
     EXPECT_EQ(text_of(poll_screen(model, {120, 9}).lines[5]),
               ">    1 levels 7:100 x8                    1 22 333 4444 55555 6 77 888  0.1s    12s      0");
 }
@@ -317,7 +318,7 @@ TEST(PollViewTest, AsksInTheMessageLineWithTheCursorAfterTheText) {
 
 TEST(PollViewTest, CountsCharactersNotBytes) {
     PollModel model = many_rows(0);
-    model.rows = std::vector<PollRow>{row("Zulauf \xC3\x96l", 1, "7:1", "1", 5), row("ab", 1, "7:2", "2", 5)};
+    model.rows = PollRows(std::vector<PollRow>{row("Zulauf \xC3\x96l", 1, "7:1", "1", 5), row("ab", 1, "7:2", "2", 5)});
     const PollScreen screen = poll_screen(model, {80, 10});
     EXPECT_EQ(text_of(screen.lines[5]), ">    1 Zulauf \xC3\x96l 7:1       1  0.1s    12s      0");
     EXPECT_EQ(text_of(screen.lines[6]), "     1 ab        7:2       2  0.1s    12s      0");
