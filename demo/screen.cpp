@@ -20,7 +20,7 @@ PollScreen demo_screen(const std::string &title, const Screen::Content &content,
                        const std::deque<ExerciseEvent> &events, std::chrono::nanoseconds time, PollScreenSize size) {
     PollModel model;
     model.title = title;
-    model.rows = content.rows;
+    model.rows = PollRows(content.rows);
     model.stations = content.stations;
     model.link = content.link;
     model.message = content.status;

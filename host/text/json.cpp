@@ -55,7 +55,7 @@ Json Json::text(const std::string &text) {
 }
 
 Json Json::null() {
-    return Json(std::make_unique<Value>());
+    return Json(std::make_unique<Value>(Value{nullptr}));
 }
 
 Json::Json(std::unique_ptr<Value> value) : value_(std::move(value)) {}
