@@ -10,7 +10,7 @@ import termios
 import time
 
 from controller import Controller, with_check
-from programs import EMERGENCY_S, FAILED, OK, command, list_file
+from programs import EMERGENCY_S, FAILED, OK, command, kelpo, list_file
 from sentences import Sentences, main
 
 NOT_WRITTEN = 6
@@ -176,7 +176,10 @@ class Surroundings(Sentences):
                 time.sleep(0.05)
             self.ends(listening, NOT_WRITTEN, "listen to a full disk")
             plc = self.start(self.plc(), stdout=full)
-            self.signal_when(plc, lambda: os.path.lexists(self.link), "the controller", signal.SIGTERM)
+            # It answers only when it has printed the name of its line.
+            self.line.wait_for(lambda: kelpo("read", "--line", self.link, *PATIENT, "1:7:100").returncode == OK, "an answer",
+                               EMERGENCY_S)
+            plc.terminate()
             self.ends(plc, PLC_FAILED, "plc to a full disk")
         self.quiet_line("a command with a full disk")
 
