@@ -38,6 +38,10 @@ void Board::add_event(const std::string &topic, std::string payload) {
     add(events_, &Follower::seen_events_, {topic, std::move(payload), BoardMessage::Kind::event});
 }
 
+void Board::add_removal(const std::string &topic) {
+    add(events_, &Follower::seen_events_, {topic, {}, BoardMessage::Kind::removal});
+}
+
 void Board::add_answer(const std::string &topic, std::string payload) {
     add(answers_, &Follower::seen_answers_, {topic, std::move(payload), BoardMessage::Kind::answer});
 }

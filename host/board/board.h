@@ -15,9 +15,10 @@ namespace kelpo {
 /// A message for everyone who wants to know about a line.
 struct BoardMessage {
     enum class Kind {
-        newest,  ///< what is true of its topic until the next message
-        event,   ///< something that happened
-        answer   ///< the same, and somebody waits for it
+        newest,   ///< what is true of its topic until the next message
+        removal,  ///< the topic is no longer there; without a payload
+        event,    ///< something that happened
+        answer    ///< the same, and somebody waits for it
     };
 
     std::string topic;
@@ -46,6 +47,10 @@ public:
     void put_last(const std::string &topic);
 
     void add_event(const std::string &topic, std::string payload);
+
+    /// A topic that is not on the board, but may be where its messages are carried to, is to be removed there. Kept as
+    /// an event is.
+    void add_removal(const std::string &topic);
     void add_answer(const std::string &topic, std::string payload);
 
     /// Reads a board. For one thread.

@@ -26,8 +26,10 @@ constexpr std::size_t longest_payload = std::size_t{64} << 10U;
 /// What a connection begins with.
 struct BrokerLogin {
     std::string client_id;
-    std::string will_topic, will_payload;  ///< what the broker publishes, retained, when the connection is lost
-    std::vector<std::string> topics;       ///< to be heard
+    std::string will_topic, will_payload;   ///< what the broker publishes, retained, when the connection is lost
+    std::vector<std::string> topics;        ///< to be heard
+    std::vector<std::string> own_topics{};  ///< to be heard where somebody else, or the client before, has published
+                                            ///< there; with MQTT 3.1.1, which has no such thing, they are not heard
 };
 
 /// A connection to one broker, with a thread of its own.

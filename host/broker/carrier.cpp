@@ -179,8 +179,10 @@ void Carrier::publish_waiting() {
     while (!waiting_.empty() && link_ == Link::connected &&
            in_flight_.size() < static_cast<std::size_t>(settings_.window)) {
         const BoardMessage &message = waiting_.front();
-        const auto number =
-            connection_->publish(message.topic, message.payload, message.kind == BoardMessage::Kind::newest);
+        // A broker forgets what it keeps when it is given nothing to keep.
+        const bool is_retained =
+            message.kind == BoardMessage::Kind::newest || message.kind == BoardMessage::Kind::removal;
+        const auto number = connection_->publish(message.topic, message.payload, is_retained);
         if (!number)
             return;
         if (*number == BrokerConnection::never_taken) {

@@ -165,7 +165,18 @@ private:
         const int options = connection.is_v5_ ? MQTT_SUB_OPT_RETAIN_AS_PUBLISHED : 0;
         for (const std::string &topic : connection.login_.topics)
             mosquitto_subscribe_v5(client, nullptr, topic.c_str(), quality_of_service, options, nullptr);
+        if (connection.is_v5_)
+            connection.subscribe_to_own_topics();
         connection.listener_.connected();
+    }
+
+    void subscribe_to_own_topics() {
+        for (const std::string &topic : login_.own_topics) {
+            int number = 0;
+            mosquitto_subscribe_v5(client_.get(), &number, topic.c_str(), quality_of_service,
+                                   MQTT_SUB_OPT_RETAIN_AS_PUBLISHED | MQTT_SUB_OPT_NO_LOCAL, nullptr);
+            own_subscriptions_.insert(number);
+        }
     }
 
     static void on_disconnect(mosquitto *, void *object, int reason, const mosquitto_property *) {
@@ -181,8 +192,10 @@ private:
         connection.listener_.acknowledged(number);
     }
 
-    static void on_subscribe(mosquitto *, void *object, int, int count, const int *granted,
+    static void on_subscribe(mosquitto *, void *object, int number, int count, const int *granted,
                              const mosquitto_property *) {
+        if (of(object).own_subscriptions_.count(number) > 0)
+            return;
         for (int i = 0; i < count; ++i)
             if (granted[i] >= MQTT_RC_UNSPECIFIED)
                 of(object).listener_.remark("the broker does not let it hear of writes");
@@ -205,7 +218,8 @@ private:
     const std::unique_ptr<mosquitto, void (*)(mosquitto *)> client_;
     std::atomic<bool> ends_{false};
     std::atomic<std::chrono::steady_clock::time_point> goodbye_until_{std::chrono::steady_clock::time_point()};
-    bool is_ended_ = false, has_refused_ = false;  // of the connection's thread
+    bool is_ended_ = false, has_refused_ = false;  // of the connection's thread, as is the next one
+    std::set<int> own_subscriptions_;              // their numbers
     std::thread thread_;
 };
 

@@ -165,6 +165,7 @@ private:
         login.will_topic = service_.status_topic();
         login.will_payload = service_.lost_payload();
         login.topics = {service_.prefix() + "set/+", service_.prefix() + "control/station/+"};
+        login.own_topics = {service_.prefix() + "value/+", service_.prefix() + "station/+"};
         return [this, login](const BrokerAddress &broker, BrokerConnection::Listener &listener) {
             return options_.connect(broker, *options_.list.mqtt, login, listener);
         };

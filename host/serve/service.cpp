@@ -193,6 +193,24 @@ void Service::carry_out(const ServiceOrder &order) {
         set(order.topic.substr(sets.size()), order);
     else if (order.topic.rfind(stations, 0) == 0)
         control(order.topic.substr(stations.size()), order);
+    else
+        look_at_topic(order);
+}
+
+// A value or a station that the list had once is still there, and looks as if it were true.
+void Service::look_at_topic(const ServiceOrder &order) {
+    constexpr std::string_view values = "value/", stations = "station/";
+    if (!order.is_retained || order.size == 0)
+        return;
+    const auto &listed = engine_.list().stations;
+    const auto is_listed = [&order, &stations](const Station &station) {
+        return order.topic == std::string(stations) + std::to_string(station.number);
+    };
+    const bool is_value = order.topic.rfind(values, 0) == 0;
+    const bool is_station = order.topic.rfind(stations, 0) == 0;
+    if ((is_value && levels_.count(order.topic.substr(values.size())) == 0) ||
+        (is_station && std::none_of(listed.begin(), listed.end(), is_listed)))
+        board_.add_removal(name_.prefix + order.topic);
 }
 
 void Service::set(const std::string &level, const ServiceOrder &order) {

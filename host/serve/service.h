@@ -18,7 +18,7 @@ namespace kelpo {
 
 /// Something that somebody wants of the service.
 struct ServiceOrder {
-    std::string topic;    ///< below the line's own: "set/ID", "control/station/N"
+    std::string topic;    ///< below the line's own: "set/ID", "control/station/N"; what others say in "value/ID"
     std::string payload;  ///< as far as it is kept
     std::size_t size;     ///< of the payload as it was sent
     bool is_retained;     ///< it may be old
@@ -105,6 +105,7 @@ private:
     std::optional<std::string> cannot_be_read_back(const ReadBack &waiting, Time now) const;
     void set(const std::string &level, const ServiceOrder &order);
     void control(const std::string &number, const ServiceOrder &order);
+    void look_at_topic(const ServiceOrder &order);
     void answer(const Waiting &write, const char *state, const std::string &why,
                 const VariableState *read_back = nullptr);
     void publish_result(const std::string &level, const std::string &payload, const char *state);

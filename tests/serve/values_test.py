@@ -106,6 +106,18 @@ class Values(Plant):
         lost = self.subscriber.wait("status", lambda m: m["state"] != "online", since)
         self.assertEqual((lost["state"], lost["instance"]), ("lost", second["instance"]))
 
+    def test_what_the_list_does_not_have_any_more_is_removed(self):
+        for topic in ("value/old-pump", "station/9"):
+            self.subscriber.publish(topic, '{"q":"good","state":"up"}', retain=True)
+        self.serve()
+        for topic in ("value/old-pump", "station/9"):
+            wait_for(lambda: None in self.subscriber.heard(topic), topic + " without a payload")
+        late = self.another_subscriber()
+        late.wait("value/gates")
+        late.wait("meta")
+        late.wait("status")
+        self.assertEqual(late.heard("value/old-pump") + late.heard("station/9"), [])
+
     def test_a_station_is_switched_off_and_on(self):
         self.serve()
         self.subscriber.publish("control/station/2", "off")

@@ -24,6 +24,26 @@ class Writes(Plant):
         self.assertEqual(self.writes(1, 100), [350])
         self.subscriber.wait("value/set-point", lambda m: m["v"] == 350)
 
+    def test_done_is_what_was_read_after_the_write(self):
+        self.serve()
+        serve = self.controller.serve
+
+        def withhold_reads_after_the_write(request):
+            withheld = request.station == 1 and request.reads and self.writes(1, 100)
+            return [] if withheld else [(0, serve(request))]
+
+        self.controller.behave = withhold_reads_after_the_write
+        self.subscriber.set("set-point", 350)
+        wait_for(lambda: self.writes(1, 100), "the write")
+        reads = len(self.controller.asked(station=1, function=3))
+        wait_for(lambda: len(self.controller.asked(station=1, function=3)) >= reads + 2, "two reads after it")
+        self.subscriber.set("no-such", 1)
+        self.subscriber.result("no-such")
+        self.assertEqual(self.results(), [])
+        self.controller.behave = lambda request: [(0, serve(request))]
+        result = self.subscriber.result("set-point")
+        self.assertEqual((result["state"], result["v"]), ("done", 350))
+
     def test_an_object_has_an_id_and_an_array_all_values(self):
         self.serve()
         self.subscriber.set("gates", {"v": [1, 0, 1, 1, 0, 0, 0, 0], "id": "open them"})
