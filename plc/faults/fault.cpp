@@ -48,17 +48,17 @@ constexpr unsigned an_hour = 3600 * 1000;
 constexpr unsigned a_million = 1000000;
 
 const std::vector<Field> fields = {
-    {"station", 1, 247, &Fault::station},   {"function", 1, 127, &Fault::function},
-    {"address", 0, 65535, &Fault::address}, {"after", 0, a_million, &Fault::after},
-    {"every", 1, a_million, &Fault::every}, {"for", 1, a_million, &Fault::lasts},
-    {"times", 1, a_million, &Fault::times}, {"ms", 1, an_hour, &Fault::milliseconds},
-    {"bytes", 1, 250, &Fault::bytes},       {"data", 0, 250, &Fault::data},
-    {"code", 1, 255, &Fault::code},         {"size", 1, 255, &Fault::size},
-    {"gap", 0, an_hour, &Fault::gap},
+    {"station", 1, 247, &Fault::station},     {"function", 1, 127, &Fault::function},
+    {"address", 0, 65535, &Fault::address},   {"touches", 0, 65535, &Fault::touches},
+    {"after", 0, a_million, &Fault::after},   {"every", 1, a_million, &Fault::every},
+    {"for", 1, a_million, &Fault::lasts},     {"times", 1, a_million, &Fault::times},
+    {"ms", 1, an_hour, &Fault::milliseconds}, {"bytes", 1, 250, &Fault::bytes},
+    {"data", 0, 250, &Fault::data},           {"code", 1, 255, &Fault::code},
+    {"size", 1, 255, &Fault::size},           {"gap", 0, an_hour, &Fault::gap},
 };
 
 const char *const rate_name = "rate";
-const std::vector<std::string> fields_of_all = {"station", "function", "address", "after",
+const std::vector<std::string> fields_of_all = {"station", "function", "address", "touches", "after",
                                                 "every",   rate_name,  "for",     "times"};
 
 std::string with_commas(const std::vector<std::string> &names) {

@@ -37,6 +37,7 @@ struct Fault {
     std::optional<unsigned> station;
     std::optional<unsigned> function;
     std::optional<unsigned> address;  ///< the first address that the request names
+    std::optional<unsigned> touches;  ///< an address anywhere in the range that the request names
 
     std::optional<unsigned> after;  ///< number of fitting requests that are spared at first; 0 unless given
     std::optional<unsigned> every;  ///< it happens to the first of each `every` fitting requests; 1 unless given

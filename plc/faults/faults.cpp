@@ -4,6 +4,7 @@ namespace plc {
 namespace {
 
 constexpr std::size_t address_at = 2;
+constexpr std::size_t quantity_at = 4;
 
 bool fits(const std::optional<unsigned> &wanted, unsigned found) {
     return !wanted || *wanted == found;
@@ -14,8 +15,23 @@ bool fits_address(const std::optional<unsigned> &wanted, const Bytes &request) {
     return !wanted || (is_served(request[1]) && *wanted == word_at(request.data(), address_at));
 }
 
+bool names_one_address(const Bytes &request) {
+    return request[1] == write_single_coil || request[1] == write_single_register;
+}
+
+bool touches(const std::optional<unsigned> &wanted, const Bytes &request) {
+    if (!wanted)
+        return true;
+    if (!is_served(request[1]))
+        return false;
+    const unsigned first = word_at(request.data(), address_at);
+    const unsigned quantity = names_one_address(request) ? 1 : word_at(request.data(), quantity_at);
+    return *wanted >= first && *wanted - first < quantity;
+}
+
 bool fits(const Fault &fault, const Bytes &request) {
-    return fits(fault.station, request[0]) && fits(fault.function, request[1]) && fits_address(fault.address, request);
+    return fits(fault.station, request[0]) && fits(fault.function, request[1]) &&
+           fits_address(fault.address, request) && touches(fault.touches, request);
 }
 
 }  // namespace

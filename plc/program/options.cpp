@@ -61,7 +61,7 @@ template <typename Parse> std::string refusal(Parse parse, const std::string &te
 
 std::string examples(const std::string &name) {
     return "What may go wrong (--fault \"WORD FIELD=N...\"):\n" + help_on_faults() +
-           "and with which requests: station=N function=N address=N\n"
+           "and with which requests: station=N function=N address=N touches=N\n"
            "and when: after=N every=N rate=1/N for=N times=N\n"
            "\nExamples:\n"
            "  " +

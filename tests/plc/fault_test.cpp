@@ -17,11 +17,13 @@ std::string refusal_of_fault(const std::string &text) {
 }
 
 TEST(FaultText, MayNameEveryField) {
-    const Fault fault = parse_fault("no-reply every=4 times=5 address=4990 function=16 station=3 after=6 for=7");
+    const Fault fault =
+        parse_fault("no-reply every=4 times=5 address=4990 touches=4995 function=16 station=3 after=6 for=7");
     EXPECT_EQ(fault.kind, FaultKind::no_reply);
     EXPECT_EQ(fault.station, 3u);
     EXPECT_EQ(fault.function, 16u);
     EXPECT_EQ(fault.address, 4990u);
+    EXPECT_EQ(fault.touches, 4995u);
     EXPECT_EQ(fault.times, 5u);
     EXPECT_EQ(fault.every, 4u);
     EXPECT_EQ(fault.after, 6u);
@@ -34,6 +36,7 @@ TEST(FaultText, MayNameNone) {
     EXPECT_EQ(fault.station, std::nullopt);
     EXPECT_EQ(fault.function, std::nullopt);
     EXPECT_EQ(fault.address, std::nullopt);
+    EXPECT_EQ(fault.touches, std::nullopt);
     EXPECT_EQ(fault.times, std::nullopt);
     EXPECT_EQ(fault.every, std::nullopt);
     EXPECT_FALSE(fault.rate.has_value());
@@ -86,9 +89,10 @@ TEST(FaultText, IsRefusedWithoutAWordThatIsKnown) {
 
 TEST(FaultText, IsRefusedWithAFieldThatTheWordDoesNotHave) {
     EXPECT_EQ(refusal_of_fault("no-reply place=3"),
-              "the fault no-reply has no field place, but station, function, address, after, every, rate, for, times");
+              "the fault no-reply has no field place, but station, function, address, touches, "
+              "after, every, rate, for, times");
     EXPECT_EQ(refusal_of_fault("late bytes=3"),
-              "the fault late has no field bytes, but ms, station, function, address, "
+              "the fault late has no field bytes, but ms, station, function, address, touches, "
               "after, every, rate, for, times");
 }
 
@@ -103,6 +107,7 @@ TEST(FaultText, IsRefusedWhenItIsNotUnderstood) {
     EXPECT_EQ(refusal_of_fault("no-reply function=128"), "a fault's function is 1 to 127, not 128");
     EXPECT_EQ(refusal_of_fault("no-reply address=65536"), "a fault's address is 0 to 65535, not 65536");
     EXPECT_EQ(refusal_of_fault("no-reply address=-1"), "a fault's address is 0 to 65535, not -1");
+    EXPECT_EQ(refusal_of_fault("no-reply touches=65536"), "a fault's touches is 0 to 65535, not 65536");
     EXPECT_EQ(refusal_of_fault("no-reply times=0"), "a fault's times is 1 to 1000000, not 0");
     EXPECT_EQ(refusal_of_fault("no-reply every=0"), "a fault's every is 1 to 1000000, not 0");
     EXPECT_EQ(refusal_of_fault("no-reply for=0"), "a fault's for is 1 to 1000000, not 0");

@@ -99,6 +99,45 @@ TEST(FaultsTest, HappenOnlyToTheRequestsThatFit) {
     EXPECT_TRUE(fits("no-reply function=7", hex("03 07 00 00")));
 }
 
+TEST(FaultsTest, HappenToRequestsThatTouchAnAddressAnywhereInTheirRange) {
+    const auto touches = [](unsigned address, const std::string &request) {
+        return faults_of({"exception touches=" + std::to_string(address)}).next(hex(request)).has_value();
+    };
+    const std::string reads_100_to_109 = "03 03 00 64 00 0A 85 F0";
+    EXPECT_FALSE(touches(99, reads_100_to_109));
+    EXPECT_TRUE(touches(100, reads_100_to_109));
+    EXPECT_TRUE(touches(105, reads_100_to_109));
+    EXPECT_TRUE(touches(109, reads_100_to_109));
+    EXPECT_FALSE(touches(110, reads_100_to_109));
+
+    // What is the quantity elsewhere is the value here.
+    for (const std::string function : {"05", "06"}) {
+        const std::string writes_100 = "03 " + function + " 00 64 FF 00 00 00";
+        EXPECT_FALSE(touches(99, writes_100)) << function;
+        EXPECT_TRUE(touches(100, writes_100)) << function;
+        EXPECT_FALSE(touches(101, writes_100)) << function;
+    }
+    const std::string writes_coils_100_to_102 = "03 0F 00 64 00 03 01 07 00 00";
+    EXPECT_TRUE(touches(102, writes_coils_100_to_102));
+    EXPECT_FALSE(touches(103, writes_coils_100_to_102));
+    const std::string writes_100_and_101 = "03 10 00 64 00 02 04 00 01 00 02 00 00";
+    EXPECT_TRUE(touches(101, writes_100_and_101));
+    EXPECT_FALSE(touches(102, writes_100_and_101));
+
+    // A range beyond the last address, nothing at all, and a request that names no address.
+    EXPECT_TRUE(touches(65535, "03 01 FF FE 00 08 00 00"));
+    EXPECT_FALSE(touches(0, "03 01 FF FE 00 08 00 00"));
+    EXPECT_FALSE(touches(100, "03 03 00 64 00 00 00 00"));
+    EXPECT_FALSE(touches(0, "03 07 00 00"));
+}
+
+TEST(FaultsTest, HappenToRequestsThatFitInAllThatTheyName) {
+    Faults faults = faults_of({"exception address=100 touches=105"});
+    EXPECT_FALSE(faults.next(hex("03 03 00 63 00 0A 34 31")).has_value());
+    EXPECT_FALSE(faults.next(hex("03 03 00 64 00 05 C5 F4")).has_value());
+    EXPECT_TRUE(faults.next(hex("03 03 00 64 00 06 85 F5")).has_value());
+}
+
 TEST(FaultsTest, CountOnlyTheRequestsThatFit) {
     Faults once = faults_of({"no-reply station=3 times=1"});
     EXPECT_FALSE(once.next(hex("02 03 00 64 00 01 C5 E6")));
