@@ -26,6 +26,11 @@ constexpr int most_queued = 1024;
 // A station rests after two reads without a reply, and one that has lost replies before after four more.
 constexpr std::uint64_t most_tries = (2 + 4) * (retries + 1);
 
+// A station's exchanges until a place that it has is read again. With writes and once-reads in between, a cycle takes
+// up to about 250; a block that is refused has a pause of 88 ms at most, in which no more than 88 exchanges are
+// possible, and may be asked for in several parts one after the other.
+constexpr std::uint64_t most_unread = 1000;
+
 // A link that does nothing for this long has stopped, even on a busy machine.
 constexpr std::chrono::minutes standstill(3);
 
@@ -38,6 +43,11 @@ constexpr const char *always[] = {"dead station=4", "dead station=5 after=30 eve
 bool has_echoes(const Options &options) {
     return options.seed % 2 == 0 &&
            std::find(options.faults.begin(), options.faults.end(), "echo") == options.faults.end();
+}
+
+// With every third seed: with and without echoes, and with blocks of all lengths.
+bool has_list_of_host(const Options &options) {
+    return options.seed % 3 == 1;
 }
 
 // On a line that echoes, one more echo cannot be told from an acknowledgement.
@@ -86,13 +96,16 @@ long size_of_what_is_held() {
 }  // namespace
 
 Campaign::Campaign(const Options &options)
-    : options_(options), echoes_(has_echoes(options)), variables_(all_variables()), random_(options.seed),
-      judge_(variables_), controller_(options.plc), driver_(options.driver),
-      session_(driver_, settings(options, controller_.line()), stop_, {&judge_, &resting_, &pace_},
+    : options_(options), echoes_(has_echoes(options)), list_stays_(has_list_of_host(options)),
+      variables_(all_variables()), random_(options.seed), judge_(variables_), read_times_(judge_),
+      controller_(options.plc), driver_(options.driver),
+      session_(driver_, settings(options, controller_.line()), stop_, {&judge_, &read_times_, &resting_, &pace_},
                kelpo::OnLoss::open_again) {
-    std::vector<kelpo::Variable> all, half;
+    std::vector<kelpo::Variable> half;
     for (std::size_t i = 0; i < variables_.size(); ++i) {
-        all.push_back(variables_[i].shown);
+        shown_.push_back(variables_[i].shown);
+        for (const Place &place : variables_[i].places)
+            cells_.push_back(place.cell);
         if (i % 2 == 0)
             half.push_back(variables_[i].shown);
         if (variables_[i].written)
@@ -100,7 +113,7 @@ Campaign::Campaign(const Options &options)
         if (variables_[i].shown.type <= 14)
             readable_once_.push_back(static_cast<int>(i));
     }
-    all_polled_ = kelpo::polled(all);
+    all_polled_ = kelpo::polled(shown_);
     half_polled_ = kelpo::polled(half);
 }
 
@@ -136,17 +149,22 @@ void Campaign::run_controller(unsigned number) {
         std::min<std::uint64_t>(400 + random_() % 3000, std::max<std::uint64_t>(300, options_.exchanges / 10));
     const bool abrupt = random_() % 3 == 0;
     const FaultChoice choice = choose_faults(random_, requests_without_faults, static_cast<unsigned>(length / 2),
-                                             echoes_ ? without_echo(options_.faults) : options_.faults);
+                                             echoes_ ? without_echo(options_.faults) : options_.faults, cells_);
     std::vector<std::string> faults(std::begin(always), std::end(always));
     faults.insert(faults.end(), choice.lines.begin(), choice.lines.end());
 
-    judge_.expect_controller(
-        faults, {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2, most_tries});
+    judge_.expect_controller(faults, {settle_time, choice.latest, std::chrono::microseconds(reply_timeout) * 9 / 2,
+                                      most_tries, list_stays_ ? std::make_optional(most_unread) : std::nullopt});
     const std::string presets = judge_.presets(number == 0 ? nullptr : &controller_.memory());
     controller_.start(faults, presets, options_.seed + number, echoes_);
     judge_.controller_started(controller_.memory());
     if (number == 0) {
-        rebuild();
+        if (list_stays_) {
+            driver_.poll(shown_);
+            read_times_.use(driver_, shown_);
+        } else {
+            rebuild();
+        }
         session_.start();
         screens_ = std::thread([this] { show(); });
     }
@@ -162,7 +180,7 @@ void Campaign::run_controller(unsigned number) {
             ask_at_random();
         }
         at_rest = faults_are_over(choice);
-        come_to_rest();
+        come_to_rest(at_rest);
     }
     measure_memory();
     judge_.expect_end();
@@ -180,7 +198,7 @@ void Campaign::ask_at_random() {
         write(written_[random_() % written_.size()]);
     if (random_() % 12 == 0 && driver_.library().requests_waiting() < most_waiting)
         read_once(readable_once_[random_() % readable_once_.size()]);
-    if (random_() % 256 == 0)
+    if (!list_stays_ && random_() % 256 == 0)
         rebuild();
 }
 
@@ -223,15 +241,19 @@ void Campaign::fill_queue() {
 }
 
 // Waits until all requests have ended and everything has been read again. Screens and controller must agree then.
-void Campaign::come_to_rest() {
+void Campaign::come_to_rest(bool is_all_over) {
     while (driver_.library().requests_waiting() > 0 || resting_.is_any_live_off())
         pace();
     pace();  // the watcher has passed on the last report
     judge_.expect_all_reported();
     const std::uint64_t quiet_since = exchanges_;
-    const int blocks = driver_.library().entry().ReCreatReadVarList(&all_polled_);
-    while (exchanges_ < quiet_since + 3 * static_cast<std::uint64_t>(blocks))
+    const auto blocks =
+        static_cast<std::uint64_t>(list_stays_ ? static_cast<int>(driver_.all_blocks().size())
+                                               : driver_.library().entry().ReCreatReadVarList(&all_polled_));
+    while (exchanges_ < quiet_since + 3 * blocks)
         pace();
+    if (is_all_over)
+        wait_until_all_is_read(quiet_since);
     for (std::size_t i = 0; i < variables_.size(); ++i) {
         const kelpo::Variable &shown = variables_[i].shown;
         QByteArray value;
@@ -239,6 +261,15 @@ void Campaign::come_to_rest() {
                                                   shown.station, value, shown.count);
         judge_.shown_at_rest(static_cast<int>(i), value, quiet_since);
     }
+}
+
+void Campaign::wait_until_all_is_read(std::uint64_t quiet_since) {
+    const std::uint64_t end = exchanges_ + std::size(answering_stations) * most_unread;
+    std::string unread = judge_.unread_since(quiet_since);
+    for (; !unread.empty() && exchanges_ < end; unread = judge_.unread_since(quiet_since))
+        pace();
+    if (!unread.empty())
+        judge_.complain(unread + " is not read again at rest");
 }
 
 // Those that end after a number of times.
@@ -309,12 +340,17 @@ void Campaign::print(std::ostream &out) const {
     row("once-reads failed", scores.once_failed);
     row("once-reads dropped, their station at rest", scores.once_withdrawn);
     row("values judged", scores.values);
+    row("values judged of what was in a hole", scores.values_in_holes);
+    row("times of reading judged", scores.read_times);
     row("false values", scores.false_values);
     row("lost writes", scores.lost_writes);
     row("second replies taken for another request's", scores.copies_mistaken);
     row("replies later than promised taken for another's", scores.late_mistaken);
     row("values shown in between", scores.values_mistaken);
     row("writes taken for done in between", scores.writes_mistaken);
+    row("blocks taken apart", scores.taken_apart);
+    row("blocks put together again", scores.put_together);
+    row("worst time until a place was read again, exchanges", scores.worst_unread);
     row("stations at rest", scores.rests);
     row("stations that answered again", scores.returns);
     row("worst tries in a row without a reply", scores.worst_tries);

@@ -5,6 +5,7 @@
 #include "judge.h"
 #include "waits.h"
 
+#include "host/engine/read_values.h"
 #include "host/link/session.h"
 
 #include <algorithm>
@@ -82,6 +83,35 @@ private:
     std::array<std::atomic<bool>, stations> off_{};
 };
 
+/// Follows when the host says that each value was read. Its clock counts exchanges.
+class ReadTimes : public kelpo::LinkWatcher {
+public:
+    explicit ReadTimes(Judge &judge)
+        : judge_(judge),
+          values_([&judge] { return kelpo::ReadValue::Time(kelpo::ReadValue::Time::duration(judge.exchanges())); }) {}
+
+    /// Before the link starts. All three must outlive it.
+    void use(const kelpo::Driver &driver, const std::vector<kelpo::Variable> &variables) {
+        values_.use(driver, variables, driver.all_blocks());
+    }
+
+    void exchanged(const kelpo::Exchange &exchange) override {
+        values_.exchanged(exchange);
+        for (const auto &[variable, value] : values_.take())
+            if (!value.bytes.empty())
+                judge_.dated(static_cast<int>(variable),
+                             static_cast<std::uint64_t>(value.read_at.time_since_epoch().count()));
+    }
+    void blocks_replaced(const std::vector<kelpo::PolledBlock> &gone,
+                         const std::vector<kelpo::PolledBlock> &come) override {
+        values_.blocks_replaced(gone, come);
+    }
+
+private:
+    Judge &judge_;
+    kelpo::ReadValues values_;
+};
+
 /// One run: a host with several threads, a line, controllers with every kind of fault, and the judge.
 class Campaign {
 public:
@@ -102,7 +132,8 @@ private:
     void read_once(int variable);
     void rebuild();
     void fill_queue();
-    void come_to_rest();
+    void come_to_rest(bool is_all_over);
+    void wait_until_all_is_read(std::uint64_t quiet_since);
     bool faults_are_over(const FaultChoice &choice) const;
     void pace();
     void show();
@@ -110,8 +141,11 @@ private:
     void print(std::ostream &out) const;
 
     Options options_;
-    const bool echoes_;  // the line returns what is sent, and the host removes that
+    const bool echoes_;      // the line returns what is sent, and the host removes that
+    const bool list_stays_;  // the host makes the list, and takes blocks apart; else it is rebuilt all the time
     std::vector<Variable> variables_;
+    std::vector<kelpo::Variable> shown_;
+    std::vector<Cell> cells_;
     std::vector<int> written_;
     std::vector<int> readable_once_;
     QList<HOST_VAR> all_polled_;
@@ -119,6 +153,7 @@ private:
     std::mt19937 random_;
 
     Judge judge_;
+    ReadTimes read_times_;
     Pace pace_;
     Resting resting_;
     Controller controller_;

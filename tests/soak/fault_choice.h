@@ -1,5 +1,7 @@
 #pragma once
 
+#include "variables.h"
+
 #include <chrono>
 #include <random>
 #include <string>
@@ -15,9 +17,11 @@ struct FaultChoice {
 };
 
 /// One to six kinds at random, from 1 in 1000 to every request, within about `requests` requests. All happen after the
-/// first `requests_before_faults` ones. `wanted` narrows the choice to these words; with none all are in it.
+/// first `requests_before_faults` ones. Half of the time there are one to three holes besides, at some of the `places`:
+/// numbers that a station refuses to read and to write, but for the first two requests that touch them. `wanted`
+/// narrows the choice to these words; with none all are in it.
 FaultChoice choose_faults(std::mt19937 &random, unsigned requests_before_faults, unsigned requests,
-                          const std::vector<std::string> &wanted);
+                          const std::vector<std::string> &wanted, const std::vector<Cell> &places);
 
 /// All words that choose_faults knows.
 std::vector<std::string> fault_words();

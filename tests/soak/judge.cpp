@@ -1,5 +1,7 @@
 #include "judge.h"
 
+#include "plc/faults/fault.h"
+
 #include <algorithm>
 #include <optional>
 #include <sstream>
@@ -67,6 +69,19 @@ std::chrono::steady_clock::time_point on_the_steady_clock(kelpo::Exchange::Time 
     return std::chrono::steady_clock::now() - std::chrono::duration_cast<std::chrono::nanoseconds>(ago);
 }
 
+bool is_within(const kelpo::PolledBlock &part, const kelpo::PolledBlock &block) {
+    return part.station == block.station && part.register_class == block.register_class && part.first >= block.first &&
+           part.first + part.count <= block.first + block.count;
+}
+
+// How many of the blocks have one of the parts inside.
+std::uint64_t count_with_part(const std::vector<kelpo::PolledBlock> &blocks,
+                              const std::vector<kelpo::PolledBlock> &parts) {
+    return static_cast<std::uint64_t>(std::count_if(blocks.begin(), blocks.end(), [&](const auto &block) {
+        return std::any_of(parts.begin(), parts.end(), [&](const auto &part) { return is_within(part, block); });
+    }));
+}
+
 std::uint64_t most_spoiled(const HostLimits &host_limits) {
     const auto arrivals = (host_limits.latest + host_limits.settle - milliseconds(1)) / host_limits.settle + 1;
     return static_cast<std::uint64_t>(arrivals) + alike_in_a_row;
@@ -75,13 +90,19 @@ std::uint64_t most_spoiled(const HostLimits &host_limits) {
 }  // namespace
 
 Judge::Judge(const std::vector<Variable> &variables)
-    : variables_(variables), cells_(variables), serials_(variables.size()) {}
+    : variables_(variables), cells_(variables), unread_places_(variables), serials_(variables.size()) {}
 
 void Judge::expect_controller(const std::vector<std::string> &faults, const HostLimits &host_limits) {
     const std::lock_guard<std::mutex> locked(mutex_);
     controllers_.push_back(std::make_unique<Traffic>());
     controllers_.back()->faults = faults;
     controllers_.back()->host_limits = host_limits;
+    for (std::size_t i = 0; i < faults.size(); ++i) {
+        const plc::Fault fault = plc::parse_fault(faults[i]);
+        if (fault.touches)
+            controllers_.back()->holes.push_back(
+                {{static_cast<int>(*fault.station), static_cast<int>(*fault.touches)}, i, *fault.times});
+    }
     // The host may not have noticed yet that the last one has ended, and still use the one before that.
     if (controllers_.size() > 3)
         controllers_[controllers_.size() - 4].reset();
@@ -114,7 +135,9 @@ void Judge::controller_ended(bool at_rest) {
     }
     const auto counts = traffic.memory->fault_counts();
     for (std::size_t i = 0; i < traffic.faults.size() && i < counts.size(); ++i)
-        scores_.faults[traffic.faults[i].substr(0, traffic.faults[i].find(' '))] += counts[i].happened;
+        scores_.faults[is_of_hole(traffic, static_cast<std::uint32_t>(i + 1))
+                           ? "hole"
+                           : traffic.faults[i].substr(0, traffic.faults[i].find(' '))] += counts[i].happened;
     last_moments_.push_back(traffic.memory->moment());
     traffic.memory = nullptr;
     ++scores_.hang_ups;
@@ -150,6 +173,8 @@ void Judge::station_rests(int station, milliseconds) {
     ++scores_.rests;
     tries_.erase(station);
     waits_.erase(station);
+    if (answers_always(station))
+        unread_places_.excuse(station);
     for (auto &[id, request] : open_)
         if (variables_[static_cast<std::size_t>(request->variable)].shown.station == station)
             request->may_be_dropped = true;
@@ -189,6 +214,7 @@ Judge::Look Judge::look(int variable) const {
 void Judge::shown(int variable, const QByteArray &value, const Look &look) {
     const std::lock_guard<std::mutex> locked(mutex_);
     ++scores_.values;
+    scores_.values_in_holes += touches_hole(variables_[static_cast<std::size_t>(variable)]) ? 1 : 0;
     const std::string wrong = cells_.judge(variable, value, look.floors, look.ages, now(), last_moments_);
     // The link thread may have taken a wrong reply just now, and not reported it yet.
     if (!wrong.empty())
@@ -203,6 +229,22 @@ void Judge::shown_at_rest(int variable, const QByteArray &value, std::uint64_t e
     const std::string wrong = cells_.compare_shown(variable, value, *controllers_.back()->memory);
     if (!wrong.empty())
         suspects_.push_back({variable, wrong, scores_.exchanges, scores_.exchanges + 2});
+}
+
+std::string Judge::unread_since(std::uint64_t exchange) const {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    for (std::size_t i = 0; i < variables_.size(); ++i)
+        if (answers_always(variables_[i].shown.station) && !cells_.read_since(static_cast<int>(i), exchange))
+            return variables_[i].shown.name;
+    return std::string();
+}
+
+void Judge::dated(int variable, std::uint64_t exchange) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    ++scores_.read_times;
+    if (exchange > 0 && !cells_.tainted_since(variable, exchange) && !cells_.read_since(variable, exchange - 1))
+        complain_locked(variables_[static_cast<std::size_t>(variable)].shown.name + " is said to be read at exchange " +
+                        std::to_string(exchange) + ", and was not");
 }
 
 void Judge::complain(const std::string &what) {
@@ -268,6 +310,8 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
 
     const Taken taken = take_reply(traffic, exchange, sent);
     follow_waits(traffic, exchange);
+    follow_holes(traffic);
+    follow_unread(traffic, exchange, sent, taken);
     const std::string note = follow_recovery(traffic, exchange, sent, taken);
     recent_.push_back({scores_.exchanges, std::string(exchange.request), std::string(exchange.reply),
                        std::string(exchange.stale), note, exchange.code});
@@ -281,6 +325,12 @@ void Judge::exchanged(const kelpo::Exchange &exchange) {
         ++flight_;
         flight_age_ = now();
     }
+}
+
+void Judge::blocks_replaced(const std::vector<kelpo::PolledBlock> &gone, const std::vector<kelpo::PolledBlock> &come) {
+    const std::lock_guard<std::mutex> locked(mutex_);
+    scores_.taken_apart += count_with_part(gone, come);
+    scores_.put_together += count_with_part(come, gone);
 }
 
 // A read that fills no cache.
@@ -324,6 +374,10 @@ void Judge::line_opened() {
     memory_is_there_.wait(locked,
                           [&] { return number < controllers_.size() && controllers_[number]->memory != nullptr; });
     ++opened_;
+    std::vector<Hole> holes;
+    for (const HoleFault &fault : controllers_[number]->holes)
+        holes.push_back(fault.hole);
+    unread_places_.expect(holes);
     reopened_ = true;
     since_reopening_ = 0;
 }
@@ -449,6 +503,8 @@ Judge::Taken Judge::take_reply(Traffic &traffic, const kelpo::Exchange &exchange
         const Served *served = served_by(traffic, traffic.pieces[i].request);
         if (served == nullptr || served->flight != sent.flight)
             wrong = i;
+        else if (is_of_hole(traffic, served->log.fault))
+            complain_locked("what a hole refused was taken for read or written");
     }
     if (!found)
         complain_locked("the host took a reply that the controller has not sent");
@@ -510,6 +566,59 @@ bool Judge::may_be_too_late(const Traffic &traffic, std::size_t piece) {
             since = std::max(since, std::chrono::microseconds(traffic.pieces[i].microseconds));
     }
     return std::chrono::microseconds(late.microseconds) - since + on_the_way > traffic.host_limits.promise;
+}
+
+bool Judge::is_of_hole(const Traffic &traffic, std::uint32_t fault) {
+    return std::any_of(traffic.holes.begin(), traffic.holes.end(),
+                       [fault](const HoleFault &hole) { return hole.number + 1 == fault; });
+}
+
+bool Judge::touches_hole(const Variable &variable) const {
+    if (opened_ == 0)
+        return false;
+    const std::vector<HoleFault> &holes = controllers_[static_cast<std::size_t>(opened_ - 1)]->holes;
+    return std::any_of(holes.begin(), holes.end(), [&](const HoleFault &fault) {
+        return fault.has_begun && !fault.is_over &&
+               std::any_of(variable.places.begin(), variable.places.end(), [&](const Place &place) {
+                   return place.cell.station == fault.hole.station && place.cell.address == fault.hole.address;
+               });
+    });
+}
+
+void Judge::follow_holes(Traffic &traffic) {
+    if (traffic.memory == nullptr || traffic.holes.empty())
+        return;
+    const std::vector<plc::FaultCount> counts = traffic.memory->fault_counts();
+    for (HoleFault &fault : traffic.holes) {
+        fault.has_begun = counts[fault.number].happened > 0;
+        fault.is_over = counts[fault.number].happened >= fault.times;
+    }
+}
+
+// What a station has is read again and again, whatever it refuses beside it.
+void Judge::follow_unread(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent, Taken taken) {
+    const int station = exchange.station;
+    if (!traffic.host_limits.most_unread || !answers_always(station))
+        return;
+    const std::uint64_t unread = unread_places_.count_exchange(station);
+    scores_.worst_unread = std::max(scores_.worst_unread, unread);
+    if (unread > *traffic.host_limits.most_unread) {
+        const Cell place = unread_places_.longest_unread(station);
+        complain_locked(std::string(place.coil ? "coil " : "register ") + std::to_string(place.address) +
+                        " of station " + std::to_string(station) + " was not read, nor refused by a hole, for " +
+                        std::to_string(unread) + " exchanges with its station");
+        unread_places_.excuse(station);
+    }
+    if (!exchange.name.is_of_list())
+        return;
+    const Cell first{station, exchange.request[1] == 1, static_cast<int>(word_at(exchange.request, 2))};
+    const int count = static_cast<int>(word_at(exchange.request, 4));
+    if (taken.good)
+        unread_places_.read(first, count);
+    else if (is_of_hole(traffic, fault_of(traffic, sent)))
+        unread_places_.refused(first, count);
+    else
+        unread_places_.disturbed(first, count);
 }
 
 // A silent station costs the others a limited number of tries before it rests, and none while it rests.

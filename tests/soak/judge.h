@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cells.h"
+#include "unread_places.h"
 
 #include "host/link/link_watcher.h"
 
@@ -11,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -51,6 +53,11 @@ struct Scores {
     std::uint64_t worst_tries = 0;      ///< polls of one station in a row without a byte from anywhere
     /// The same for all stations between two requests to an answering one that does not rest.
     std::uint64_t worst_wait = 0;
+    std::uint64_t values_in_holes = 0;  ///< judged, of variables that the controller did not have, or not all of
+    std::uint64_t read_times = 0;       ///< judged: when the host says that a value was read
+    std::uint64_t taken_apart = 0;      ///< blocks, because they were refused
+    std::uint64_t put_together = 0;     ///< blocks made of those that were there
+    std::uint64_t worst_unread = 0;     ///< exchanges with a station until a place that it has was read again
     std::map<std::string, std::uint64_t> faults;
 };
 
@@ -61,6 +68,8 @@ struct HostLimits {
     /// How late a reply may be, from its request or the station's reply before, and not be taken for another request's.
     std::chrono::microseconds promise;
     std::uint64_t most_tries;  ///< polls of one station without a reply before it rests
+    /// Exchanges with a station until a place that it has is read again; none: the list is rebuilt all the time.
+    std::optional<std::uint64_t> most_unread;
 };
 
 /// A request of the campaign to write a variable or to read it once.
@@ -115,6 +124,11 @@ public:
     /// Nothing has been written since `exchange`: what was read since then is what the controller holds.
     void shown_at_rest(int variable, const QByteArray &value, std::uint64_t exchange);
 
+    /// The first variable of an answering station that was not read after `exchange`; empty when there is none.
+    std::string unread_since(std::uint64_t exchange) const;
+    /// The host says that no part of the variable was read before `exchange`.
+    void dated(int variable, std::uint64_t exchange);
+
     void complain(const std::string &what);
 
     Scores scores() const;
@@ -127,6 +141,8 @@ public:
     void finish();
 
     void exchanged(const kelpo::Exchange &exchange) override;
+    void blocks_replaced(const std::vector<kelpo::PolledBlock> &gone,
+                         const std::vector<kelpo::PolledBlock> &come) override;
     void line_probed(const kelpo::Exchange &exchange, kelpo::ProbePurpose purpose) override;
     void request_ended(const kelpo::RequestName &name, kelpo::RequestOutcome outcome) override;
     void station_rests(int station, std::chrono::milliseconds pause) override;
@@ -159,10 +175,18 @@ private:
         Clock::time_point sent_at{};
         int station = 0;
     };
+    // A fault that makes a hole.
+    struct HoleFault {
+        Hole hole;
+        std::size_t number;  // of the fault, counted from 0
+        unsigned times;
+        bool has_begun = false, is_over = false;
+    };
     // Both ends of the line while one controller runs.
     struct Traffic {
         const plc::MemoryReader *memory = nullptr;
         std::vector<std::string> faults;
+        std::vector<HoleFault> holes;
         HostLimits host_limits{};
         bool ending = false;
         std::uint64_t next_request = 0;
@@ -207,6 +231,10 @@ private:
     static bool is_copy(const Traffic &traffic, std::size_t piece, std::size_t reply_size);
     static bool may_be_too_late(const Traffic &traffic, std::size_t piece);
     static std::uint32_t fault_of(const Traffic &traffic, const Sent &sent);
+    static bool is_of_hole(const Traffic &traffic, std::uint32_t fault);
+    bool touches_hole(const Variable &variable) const;
+    void follow_holes(Traffic &traffic);
+    void follow_unread(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent, Taken taken);
     void follow_waits(const Traffic &traffic, const kelpo::Exchange &exchange);
     std::string follow_recovery(const Traffic &traffic, const kelpo::Exchange &exchange, const Sent &sent, Taken taken);
     void end_request(Ended ended);
@@ -218,6 +246,7 @@ private:
     mutable std::mutex mutex_;
     const std::vector<Variable> &variables_;
     Cells cells_;
+    UnreadPlaces unread_places_;
     Scores scores_;
     std::vector<std::string> complaints_;
     std::deque<RecentExchange> recent_;
