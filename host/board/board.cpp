@@ -16,7 +16,7 @@ void Board::put(const std::string &topic, std::string payload) {
                 ++follower->left_out_;
     found->second.payload = std::move(payload);
     renumber(found);
-    tell_followers();
+    notify_followers();
 }
 
 void Board::put_last(const std::string &topic) {
@@ -25,7 +25,7 @@ void Board::put_last(const std::string &topic) {
     if (found == topics_.end())
         return;
     renumber(found);
-    tell_followers();
+    notify_followers();
 }
 
 void Board::renumber(Topics::iterator topic) {
@@ -55,10 +55,10 @@ void Board::add(Ring &ring, std::uint64_t Follower::*seen, BoardMessage message)
                 ++follower->left_out_;
         ring.messages.pop_front();
     }
-    tell_followers();
+    notify_followers();
 }
 
-void Board::tell_followers() {
+void Board::notify_followers() {
     for (const Follower *follower : followers_)
         follower->on_news_();
 }

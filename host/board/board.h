@@ -102,7 +102,7 @@ private:
 
     void renumber(Topics::iterator topic);
     void add(Ring &ring, std::uint64_t Follower::*seen, BoardMessage message);
-    void tell_followers();
+    void notify_followers();
     static const Numbered *next_of(const Ring &ring, std::uint64_t seen);
 
     mutable std::mutex mutex_;  // guards all below, and what followers have seen

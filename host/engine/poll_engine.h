@@ -86,8 +86,8 @@ struct WriteAnswer {
 class PollEngine {
 public:
     /// Gives the driver the list. All that goes over the line goes to `trace_file` too, unless that is
-    /// empty: as a capture when the name ends in .pcap. Writes wait as `waits` says. `watcher`, if there is one, is
-    /// told of everything after the engine itself. Driver, stop signal and watcher must outlive the engine. Throws
+    /// empty: as a capture when the name ends in .pcap. Writes wait as `waits` says. `watcher`, if there is one,
+    /// gets all reports after the engine itself. Driver, stop signal and watcher must outlive the engine. Throws
     /// TraceOutputError.
     PollEngine(Driver &driver, PollList list, StopSignal &stop, const std::string &trace_file, const WriteWaits &waits,
                LinkWatcher *watcher = nullptr);

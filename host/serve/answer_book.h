@@ -8,7 +8,7 @@
 
 namespace kelpo {
 
-/// The answers to writes with an id, so that one that comes again is not carried out again: the last so many.
+/// The answers to writes with an id, so that one that comes again is not carried out again: the last `most` of them.
 class AnswerBook {
 public:
     explicit AnswerBook(std::size_t most = 1000) : most_(most) {}

@@ -108,7 +108,7 @@ public:
         engine_.start();
         Carrier carrier(board_, carrier_settings(), connection(), receiver(),
                         [this](const std::string &text) { log_.say(ServiceLog::Level::notice, text); });
-        manager_.tell("READY=1");
+        manager_.notify("READY=1");
         steady_clock::time_point next_sign = steady_clock::now();
         while (!stop_.raised()) {
             stop_.wait_for_descriptor(bell_.descriptor(), POLLIN, steady_clock::now() + look_interval);
@@ -117,7 +117,7 @@ public:
             if (manager_.watchdog() && steady_clock::now() >= next_sign)
                 next_sign = show_signs_of_life(carrier);
         }
-        manager_.tell("STOPPING=1");
+        manager_.notify("STOPPING=1");
         {
             const Impatience impatience(stop_);
             engine_.finish();
@@ -144,8 +144,8 @@ private:
         const CarrierState state = carrier.state();
         const std::string broker = state.is_connected ? "broker " + state.broker : "no broker: " + state.why;
         const bool link_moves = pulse_.has_moved(steady_clock::now());
-        manager_.tell((carrier_moves && link_moves ? "WATCHDOG=1\nSTATUS=" : "STATUS=") + service_.line_words() + ", " +
-                      broker);
+        manager_.notify((carrier_moves && link_moves ? "WATCHDOG=1\nSTATUS=" : "STATUS=") + service_.line_words() +
+                        ", " + broker);
         return steady_clock::now() + *manager_.watchdog() / 3;
     }
 

@@ -13,8 +13,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr auto cycle_interval = std::chrono::seconds(10);  // the time of a cycle is published no more often
-constexpr auto longest_behind = std::chrono::seconds(10);  // the board, after a bundle
+constexpr auto cycle_interval = std::chrono::seconds(10);        // the time of a cycle is published no more often
+constexpr auto longest_only_bundled = std::chrono::seconds(10);  // until the board has what was in a bundle
 constexpr auto least_read_back = std::chrono::seconds(5);
 
 TraceTime date_now() {
@@ -86,15 +86,15 @@ void Service::put_values(const std::vector<std::size_t> &changed) {
         put_bundles(changed);
     for (const std::size_t index : changed) {
         if (bundles_ && engine_.watch().states()[index].quality == put_[index])
-            behind_.insert(index);
+            only_bundled_.insert(index);
         else
             put_value(index);
     }
     const Time now = steady_clock::now();
-    if (now - caught_up_at_ < longest_behind)
+    if (now - caught_up_at_ < longest_only_bundled)
         return;
     caught_up_at_ = now;
-    for (const std::size_t index : std::set<std::size_t>(behind_))
+    for (const std::size_t index : std::set<std::size_t>(only_bundled_))
         put_value(index);
 }
 
@@ -109,7 +109,7 @@ void Service::put_bundles(const std::vector<std::size_t> &changed) {
 
 void Service::put_value(std::size_t index) {
     put_[index] = engine_.watch().states()[index].quality;
-    behind_.erase(index);
+    only_bundled_.erase(index);
     board_.put(name_.prefix + "value/" + topic_level_of(variables()[index].name),
                value_payload(variables()[index], engine_.watch().states()[index]));
 }

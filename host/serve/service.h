@@ -117,10 +117,10 @@ private:
     TraceTime since_;
     std::map<std::string, std::size_t> levels_;  // variables, by their topics
     const bool bundles_;
-    std::vector<Quality> put_;          // of each variable, as it is on the board
-    std::set<std::size_t> behind_;      // variables whose value is in a bundle, and not on the board
-    Time caught_up_at_{};               // no variable was behind then
-    std::map<int, std::int64_t> sent_;  // bundles, by station
+    std::vector<Quality> put_;            // of each variable, as it is on the board
+    std::set<std::size_t> only_bundled_;  // variables whose value is in a bundle, and not on the board
+    Time caught_up_at_{};                 // no value was in a bundle only then
+    std::map<int, std::int64_t> sent_;    // bundles, by station
     std::optional<ConditionReport> line_;
     std::optional<std::int64_t> cycle_ms_;
     Time cycle_put_at_{};

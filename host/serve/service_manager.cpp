@@ -28,7 +28,7 @@ ServiceManager::ServiceManager() : socket_(from_environment("NOTIFY_SOCKET")) {
         watchdog_ = std::chrono::microseconds(*time);
 }
 
-void ServiceManager::tell(const std::string &lines) const {
+void ServiceManager::notify(const std::string &lines) const {
     sockaddr_un address{};
     if (socket_.empty() || socket_.size() >= sizeof address.sun_path)
         return;
@@ -40,7 +40,7 @@ void ServiceManager::tell(const std::string &lines) const {
     if (sender.number() < 0)
         return;
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
-    // Nobody can be told that this failed.
+    // Nobody is there to hear that this failed.
     [[maybe_unused]] const ssize_t sent = sendto(sender.number(), lines.data(), lines.size(), MSG_NOSIGNAL,
                                                  reinterpret_cast<const sockaddr *>(&address), length);
 }

@@ -13,7 +13,7 @@ public:
     ServiceManager();
 
     /// Sends one or several lines NAME=VALUE.
-    void tell(const std::string &lines) const;
+    void notify(const std::string &lines) const;
 
     /// How often it wants to hear that the service is alive; nothing if it does not.
     std::optional<std::chrono::microseconds> watchdog() const {

@@ -141,14 +141,14 @@ TEST(ServiceManager, SendsOneDatagram) {
     EXPECT_FALSE(ServiceManager().watchdog()) << "meant for another process";
     setenv("WATCHDOG_PID", std::to_string(getpid()).c_str(), 1);
     EXPECT_EQ(ServiceManager().watchdog(), 30s);
-    ServiceManager().tell("READY=1\nSTATUS=line open");
+    ServiceManager().notify("READY=1\nSTATUS=line open");
     char text[100];
     const ssize_t length = recv(receiver, text, sizeof text, 0);
     EXPECT_EQ(std::string(text, static_cast<std::size_t>(length)), "READY=1\nSTATUS=line open");
     for (const char *name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"})
         unsetenv(name);
     EXPECT_FALSE(ServiceManager().watchdog());
-    ServiceManager().tell("nobody hears this");
+    ServiceManager().notify("nobody hears this");
     close(receiver);
     unlink(path.c_str());
 }
