@@ -1,5 +1,5 @@
 """Reads the same blocks of several stations again and again with another library, as a simple program does: one read
-after the other, with the time-out and the number of tries that the library has unless told otherwise.
+after the other, with the time-out and the number of tries that the library has by default.
     peer_loops.py libmodbus|pymodbus LINE REGISTERS STATION,... BLOCK,..."""
 import ctypes
 import ctypes.util

@@ -110,7 +110,7 @@ TEST_F(SilentBlocks, AreNotThoseWithOneRequestWithoutReply) {
     EXPECT_GT(answered, 20);
 }
 
-// Replies that come too late are no silence: a longer time-out helps, and the user is told so.
+// Replies that come too late are no silence: a longer time-out helps, and the remark says so.
 TEST_F(SilentBlocks, AreNotThoseThatAnswerTooLate) {
     delay = [this] {
         return milliseconds(asked.back().station == dying && place_of(asked.back().bytes) == place_200 ? 550 : 10);

@@ -250,7 +250,7 @@ class Plant(unittest.TestCase):
         return errors
 
     def writes(self, station, address):
-        """What the controller was told to write, in its order."""
+        """What the controller was asked to write, in its order."""
         return [event.value for event in self.controller.events("written")
                 if event.station == station and event.address == address]
 

@@ -17,7 +17,7 @@ class Service(Plant):
         return receiver, os.environ | {"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "300000", "JOURNAL_STREAM": "8:1"}
 
     @staticmethod
-    def told(receiver, word):
+    def heard_by(receiver, word):
         while True:
             text = receiver.recv(4096).decode()
             if word in text:
@@ -27,14 +27,15 @@ class Service(Plant):
         receiver, environment = self.manager()
         service = start("serve", self.list_file(), env=environment)
         self.services.append(service)
-        self.told(receiver, "READY=1")
-        self.assertIn("STATUS=line open, broker " + self.broker.url, self.told(receiver, "WATCHDOG=1\nSTATUS=line open, broker"))
+        self.heard_by(receiver, "READY=1")
+        alive = self.heard_by(receiver, "WATCHDOG=1\nSTATUS=line open, broker")
+        self.assertIn("STATUS=line open, broker " + self.broker.url, alive)
         self.controller.hang_up()
-        self.told(receiver, "WATCHDOG=1\nSTATUS=line lost: ")
+        self.heard_by(receiver, "WATCHDOG=1\nSTATUS=line lost: ")
         self.broker.kill()
-        self.told(receiver, "no broker: ")
+        self.heard_by(receiver, "no broker: ")
         service.terminate()
-        self.told(receiver, "STOPPING=1")
+        self.heard_by(receiver, "STOPPING=1")
 
     def test_each_line_of_the_log_has_its_level(self):
         _, environment = self.manager()
