@@ -1,10 +1,10 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
+#include "host/commands/list_to_use.h"
 #include "host/commands/stop_on_signals.h"
 
 #include "host/driver/driver.h"
 #include "host/exit_code.h"
-#include "host/list/list_file.h"
 #include "host/list/remark_text.h"
 #include "host/plan/learn_run.h"
 #include "host/plan/plan_advice.h"
@@ -37,20 +37,16 @@ struct ChosenForPlan {
 };
 
 ExitCode plan_as_chosen(const ChosenForPlan &chosen) {
-    const LinkSettings defaults = chosen.line.over(LinkSettings());
-    Driver library(defaults.driver);
-    ListReading reading = load_list(chosen.list, defaults, library);
-    print_remarks(reading.remarks, "", std::cerr);
-    if (!reading.usable())
+    Driver library(chosen.line.over(LinkSettings()).driver);
+    std::optional<PollList> usable = list_to_use(chosen.list, chosen.line, library, "");
+    if (!usable)
         return ExitCode::wrong_usage;
-    PollList &list = reading.list;
-    list.link = chosen.line.over(list.link);
+    PollList &list = *usable;
     if (chosen.turnaround)
         list.turnaround = std::chrono::microseconds(std::llround(*chosen.turnaround * 1000));
 
     if (chosen.learn) {
-        if (list.link.line.path.empty())
-            throw common::UsageError("--line, or a list with a line in it, is required");
+        require_line(list);
         StopSignal stop;
         const StopOnSignals on_signals(stop);
         return run_learn(library, list, chosen.list, std::chrono::seconds(chosen.seconds), stop, std::cout);

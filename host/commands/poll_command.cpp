@@ -1,11 +1,10 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
+#include "host/commands/list_to_use.h"
 #include "host/commands/output_check.h"
 #include "host/commands/stop_on_signals.h"
 #include "host/commands/write_waits_option.h"
 
-#include "host/list/list_file.h"
-#include "host/list/remark_text.h"
 #include "host/poll/poll.h"
 
 #include <iostream>
@@ -34,17 +33,13 @@ struct ChosenForPoll {
 
 ExitCode poll_as_chosen(const ChosenForPoll &chosen) {
     refuse_to_overwrite(chosen.list, chosen.trace_file);
-    const LinkSettings defaults = chosen.line.over(LinkSettings());
-    Driver driver(defaults.driver);
-    ListReading reading = load_list(chosen.list, defaults, driver);
-    print_remarks(reading.remarks, "kelpo: ", std::cerr);
-    if (!reading.usable())
+    Driver driver(chosen.line.over(LinkSettings()).driver);
+    std::optional<PollList> list = list_to_use(chosen.list, chosen.line, driver, "kelpo: ");
+    if (!list)
         return ExitCode::wrong_usage;
+    require_line(*list);
     PollOptions options;
-    options.list = std::move(reading.list);
-    options.list.link = chosen.line.over(options.list.link);
-    if (options.list.link.line.path.empty())
-        throw common::UsageError("--line, or a list with a line in it, is required");
+    options.list = std::move(*list);
     refuse_to_overwrite(options.list.link.line.path, chosen.trace_file);
     options.list_file = chosen.list;
     options.format = chosen.format;

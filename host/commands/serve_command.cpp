@@ -1,17 +1,17 @@
 #include "host/commands/commands.h"
 #include "host/commands/line_options.h"
+#include "host/commands/list_to_use.h"
 #include "host/commands/stop_on_signals.h"
 
 #include "host/broker/mosquitto_connection.h"
 #include "host/driver/driver.h"
-#include "host/list/list_file.h"
-#include "host/list/remark_text.h"
 #include "host/serve/serve.h"
 #include "host/text/words.h"
 
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,8 +32,7 @@ std::string why_no_broker(const std::string &text) {
 }
 
 void require_names(PollList &list, const ChosenForServe &chosen) {
-    if (list.link.line.path.empty())
-        throw common::UsageError("--line, or a list with a line in it, is required");
+    require_line(list);
     if (!list.site)
         throw common::UsageError("a list with [site] in it is required: site and line, which make the topics");
     if (!chosen.brokers.empty()) {
@@ -48,14 +47,11 @@ void require_names(PollList &list, const ChosenForServe &chosen) {
 }
 
 ExitCode serve_as_chosen(const ChosenForServe &chosen) {
-    const LinkSettings defaults = chosen.line.over(LinkSettings());
-    Driver driver(defaults.driver);
-    ListReading reading = load_list(chosen.list, defaults, driver);
-    print_remarks(reading.remarks, "kelpo: ", std::cerr);
-    if (!reading.usable())
+    Driver driver(chosen.line.over(LinkSettings()).driver);
+    std::optional<PollList> list = list_to_use(chosen.list, chosen.line, driver, "kelpo: ");
+    if (!list)
         return ExitCode::wrong_usage;
-    ServeOptions options{std::move(reading.list), KELPO_VERSION, connect_with_mosquitto};
-    options.list.link = chosen.line.over(options.list.link);
+    ServeOptions options{std::move(*list), KELPO_VERSION, connect_with_mosquitto};
     require_names(options.list, chosen);
 
     StopSignal stop;
